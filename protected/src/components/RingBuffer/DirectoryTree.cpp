@@ -1,0 +1,101 @@
+#include "DirectoryTree.h"
+
+#include <windows.h>
+
+#include <cwchar>
+
+namespace
+{
+
+class FindHandle
+{
+  public:
+    explicit FindHandle(HANDLE handle) : m_handle(handle)
+    {
+    }
+
+    FindHandle(const FindHandle&) = delete;
+    FindHandle& operator=(const FindHandle&) = delete;
+
+    ~FindHandle()
+    {
+        if (m_handle != INVALID_HANDLE_VALUE)
+        {
+            FindClose(m_handle);
+        }
+    }
+
+    explicit operator bool() const
+    {
+        return m_handle != INVALID_HANDLE_VALUE;
+    }
+
+    HANDLE Get() const
+    {
+        return m_handle;
+    }
+
+  private:
+    HANDLE m_handle;
+};
+
+bool RemoveEntry(const std::wstring& path, const WIN32_FIND_DATAW& entry)
+{
+    if (wcscmp(entry.cFileName, L".") == 0 || wcscmp(entry.cFileName, L"..") == 0)
+    {
+        return true;
+    }
+    const std::wstring entryPath = path + L"\\" + entry.cFileName;
+    if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+    {
+        return RemoveTree(entryPath);
+    }
+    return DeleteFileW(entryPath.c_str()) != FALSE;
+}
+
+bool RemoveEntries(const std::wstring& path)
+{
+    WIN32_FIND_DATAW entry;
+    const FindHandle find(FindFirstFileW((path + L"\\*.*").c_str(), &entry));
+    if (!find)
+    {
+        return true;
+    }
+    do
+    {
+        if (!RemoveEntry(path, entry))
+        {
+            return false;
+        }
+    } while (FindNextFileW(find.Get(), &entry));
+    return true;
+}
+
+bool CreateOne(const std::wstring& path)
+{
+    return CreateDirectoryW(path.c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS;
+}
+
+} // namespace
+
+bool RemoveTree(const std::wstring& path)
+{
+    return RemoveEntries(path) && RemoveDirectoryW(path.c_str());
+}
+
+bool CreatePath(const std::wstring& path)
+{
+    bool created = false;
+    for (size_t begin = 0; begin < path.size();)
+    {
+        const size_t end = std::min(path.find(L'\\', begin), path.size());
+        const std::wstring component = path.substr(begin, end - begin);
+        if (!component.empty() && component != L".")
+        {
+            // A drive or a share cannot be created; what lies below it can.
+            created = CreateOne(path.substr(0, end));
+        }
+        begin = end + 1;
+    }
+    return created;
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+/// The temporary directory's routines. Paths are used unchanged; nothing is
+/// traced.
+
+/// Removes a directory with everything in it, read-only files excepted. Stops at
+/// the first entry that cannot be removed; false then, or when the directory
+/// itself cannot be removed.
+bool RemoveTree(const std::wstring& path);
+
+/// Creates a directory and those of its parents that are missing, cutting the
+/// path at backslashes. True when the directory exists afterwards.
+bool CreatePath(const std::wstring& path);

@@ -1,0 +1,142 @@
+#pragma once
+
+#include "RingBufferGOP.h"
+
+#include "common/Component.h"
+#include "common/CriticalSection.h"
+#include "common/HostContract.h"
+#include "common/InterfacePtr.h"
+#include "common/PropertyStorageExImpl.h"
+#include "common/RefCounted.h"
+#include "common/Trace.h"
+
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+class PYXRingBufferInput;
+
+/// What all files of the component trace as.
+inline constexpr PYXTraceSource c_ringBufferTraceSource{L"components/RingBuffer/RingBufferImpl", L"PYXRingBufferImpl"};
+
+/// The ring buffer: keeps the last `Duration` seconds of what its inputs are
+/// given, as groups of pictures, and writes them through the muxer when it is
+/// terminated.
+///
+///     video input --start packet--> m_pActiveGOP --next start--> m_listOfGOPs --too old--> dropped
+///     audio input --> m_pendingAudio --by time stamp--> the group that covers it
+///     Terminate: m_listOfGOPs + m_pActiveGOP --> muxer
+///
+/// Threads: any thread may call any operation; m_sync is held for the whole of
+/// each but GetInputCount, GetContext and property reads, and is recursive. The
+/// muxer and the context are called with it held. Created and destroyed by one
+/// thread at a time.
+/// Lifetime: created with count 0, ended by its last Release. The inputs belong
+/// to the component and end with it; a host gives them back first.
+class PYXRingBufferImpl final : public PYXRefCounter, public PYXPropertyStorageExImpl<PYXComponentEx>
+{
+  public:
+    /// Acquires `context`. A component whose muxer could not be created can be
+    /// read; setting, Init and Terminate answer PYX_NOT_INITIALIZED.
+    explicit PYXRingBufferImpl(PYXContext* pContext);
+    ~PYXRingBufferImpl() override;
+
+    /// The object's memory starts out as zero bytes.
+    static void* operator new(size_t size);
+    static void operator delete(void* p, size_t size);
+
+    // PYXInterface
+    pyx_uint32 Acquire() override;
+    pyx_uint32 Release() override;
+    PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override;
+
+    /// Forwards to the muxer first every property but the ring buffer's own
+    /// three; what the muxer refuses is not stored. A name that only the muxer
+    /// knows is set there and answered with PYX_NOT_FOUND.
+    PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override;
+
+    // PYXComponent
+
+    /// Empties the cache, makes the temporary directory new and empty (whatever
+    /// lies in it is deleted) and initialises the muxer.
+    PYX_RESULT Init(pyx_int32 format, pyx_int32 width, pyx_int32 height) override;
+    PYX_RESULT ReInit(pyx_int32 width, pyx_int32 height) override;
+
+    /// With a temporary directory and a completed group, writes the cache to the
+    /// muxer; then empties it and removes the directory. When writing fails, its
+    /// result is returned, and cache and directory stay as they are.
+    PYX_RESULT Terminate() override;
+    PYX_RESULT HostOperation20() override;
+    PYX_RESULT HostOperation21() override;
+    PYX_RESULT HostOperation22() override;
+    PYX_RESULT HostOperation23() override;
+    PYXContext* GetContext() override;
+    PYX_RESULT HostOperation25() override;
+    PYX_RESULT HostOperation26() override;
+    PYX_RESULT HostOperation27() override;
+
+    // PYXComponentEx
+    pyx_int32 GetInputCount() override;
+    pyx_int32 HostOperation29() override;
+
+    /// PYX_INVALID_ARG: index out of range, null output.
+    PYX_RESULT GetInput(pyx_int32 index, PYXInput** ppInput) override;
+    PYX_RESULT HostOperation31() override;
+
+    /// Reacts to a stored property with m_sync held: a new temporary directory
+    /// or storage mode writes out and empties the cache, a new duration trims
+    /// it, a stream switch creates or removes an input.
+    void OnPropertyChanged(const wchar_t* name) override;
+
+    // For the inputs.
+
+    PYXCriticalSection* GetSync()
+    {
+        return &m_sync;
+    }
+
+    /// The muxer, borrowed, or null.
+    const PYXInterfacePtr<PYXComponent>& GetMuxer() const
+    {
+        return m_spMuxer;
+    }
+
+    /// Closes the active group into the list, opens a new one with this packet,
+    /// places waiting audio and trims. PYX_INVALID_ARG: null packet. On a later
+    /// failure the new group stays active even if empty.
+    PYX_RESULT AddVideoStartPacket(PYXBuffer* pPacket);
+
+    /// Appends to the active group; without one the packet is dropped and the
+    /// answer PYX_OK. PYX_INVALID_ARG: null packet.
+    PYX_RESULT AddVideoRegularPacket(PYXBuffer* pPacket);
+
+    /// Queues an audio packet, acquired, and places what can be placed.
+    PYX_RESULT AddAudioPacket(PYXBuffer* pPacket);
+
+  private:
+    // Intake (RingBufferIntake.cpp)
+    PYX_RESULT CloseActiveGOP();
+    PYX_RESULT AddAudioPacketsToGOP();
+    bool AddAudioToActiveGOP(PYXBuffer* pPacket);
+    PYX_RESULT AddAudioToCachedGOP(PYXBuffer* pPacket, pyx_int64 pts);
+    PYX_RESULT TrimGOPs();
+    void ClearGOPs();
+
+    // Write-out (RingBufferWriteOut.cpp)
+    PYX_RESULT WriteBuffer();
+
+    void SwitchStream(const wchar_t* switchName, pyx_int64 streamType);
+    PYXInterfacePtr<PYXRingBufferInput> CreateStreamInput(pyx_int64 streamType);
+
+    PYXCriticalSection m_sync; // guards everything below
+    PYXInterfacePtr<PYXContext> m_spContext;
+    std::vector<PYXInterfacePtr<PYXRingBufferInput>> m_InputStreams; // in order of creation
+    pyx_int64 m_duration = 30;                                       // seconds
+    std::wstring m_tempPath;
+    bool m_bufferInRam = false;
+    PYXInterfacePtr<PYXComponent> m_spMuxer;                   // null when it could not be created
+    std::list<PYXInterfacePtr<PYXBuffer>> m_pendingAudio;      // waits for a group, in order of arrival
+    std::list<std::unique_ptr<PYXRingBufferGOP>> m_listOfGOPs; // complete groups, oldest first
+    std::unique_ptr<PYXRingBufferGOP> m_pActiveGOP;            // being filled, not in the list
+};

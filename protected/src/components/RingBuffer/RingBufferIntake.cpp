@@ -1,0 +1,160 @@
+#include "RingBufferImpl.h"
+
+#include <iterator>
+#include <new>
+
+// Packets on their way into the groups. Every operation takes m_sync for its
+// whole run; the inputs and the operations here call one another with it held.
+
+namespace
+{
+
+constexpr const PYXTraceSource& c_traceSource = c_ringBufferTraceSource;
+
+} // namespace
+
+PYX_RESULT PYXRingBufferImpl::AddVideoStartPacket(PYXBuffer* pPacket)
+{
+    FAIL_IF_NOT(pPacket != nullptr, PYX_INVALID_ARG, L"AddVideoStartPacket() - Invalid buffer passed in");
+    PYXLock lock(&m_sync);
+    PASS_ON_FAILURE(CloseActiveGOP(), L"AddVideoStartPacket() failed");
+    m_pActiveGOP.reset(new (std::nothrow) PYXRingBufferGOP(m_spContext.Get(), m_tempPath, m_bufferInRam));
+    FAIL_IF_NOT(m_pActiveGOP, PYX_OUT_OF_MEMORY, L"AddVideoStartPacket() - Out of memory");
+    PASS_ON_FAILURE(m_pActiveGOP->AddVideoPacket(pPacket), L"AddVideoStartPacket() failed");
+    PASS_ON_FAILURE(AddAudioPacketsToGOP(), L"AddVideoStartPacket() failed");
+    return TrimGOPs();
+}
+
+/// Moves the active group, if any, into the list, with the audio that waits for
+/// it. On failure it stays active.
+PYX_RESULT PYXRingBufferImpl::CloseActiveGOP()
+{
+    if (!m_pActiveGOP)
+    {
+        return PYX_OK;
+    }
+    if (const PYX_RESULT result = AddAudioPacketsToGOP(); result != PYX_OK)
+    {
+        return result;
+    }
+    m_listOfGOPs.push_back(std::move(m_pActiveGOP));
+    m_listOfGOPs.back()->CloseVideoFile();
+    return PYX_OK;
+}
+
+PYX_RESULT PYXRingBufferImpl::AddVideoRegularPacket(PYXBuffer* pPacket)
+{
+    FAIL_IF_NOT(pPacket != nullptr, PYX_INVALID_ARG, L"AddVideoRegularPacket() - Invalid buffer passed in");
+    PYXLock lock(&m_sync);
+    if (!m_pActiveGOP)
+    {
+        return PYX_OK;
+    }
+    PASS_ON_FAILURE(m_pActiveGOP->AddVideoPacket(pPacket), L"AddVideoRegularPacket() failed");
+    return AddAudioPacketsToGOP();
+}
+
+PYX_RESULT PYXRingBufferImpl::AddAudioPacket(PYXBuffer* pPacket)
+{
+    PYXLock lock(&m_sync);
+    m_pendingAudio.emplace_back(pPacket);
+    return AddAudioPacketsToGOP();
+}
+
+/// Moves waiting audio into the groups by time stamp. Audio before the first
+/// group waits; audio older than the oldest group is dropped.
+PYX_RESULT PYXRingBufferImpl::AddAudioPacketsToGOP()
+{
+    PYXLock lock(&m_sync);
+    if (!m_pActiveGOP && m_listOfGOPs.empty())
+    {
+        return PYX_OK;
+    }
+    while (!m_pendingAudio.empty())
+    {
+        const PYXInterfacePtr<PYXBuffer> spPacket = m_pendingAudio.front();
+        const pyx_int64 pts = spPacket->GetPts();
+        if (m_pActiveGOP && pts >= m_pActiveGOP->GetPts())
+        {
+            if (!AddAudioToActiveGOP(spPacket.Get()))
+            {
+                return PYX_OK; // it stays in front and is tried again next time: hosts rely on the success
+            }
+        }
+        else
+        {
+            m_pendingAudio.pop_front();
+            PASS_ON_FAILURE(AddAudioToCachedGOP(spPacket.Get(), pts),
+                            L"AddAudioPacketsToGOP() failed to add audio packet to cached GOP");
+        }
+    }
+    return PYX_OK;
+}
+
+/// Takes the front packet out of the queue when the active group has stored it.
+bool PYXRingBufferImpl::AddAudioToActiveGOP(PYXBuffer* pPacket)
+{
+    if (m_pActiveGOP->AddAudioPacket(pPacket) != PYX_OK)
+    {
+        return false;
+    }
+    m_pendingAudio.pop_front();
+    // Audio has passed the group's start, so the group before it gets no more in the normal case.
+    if (m_pActiveGOP->GetVideoPacketCount() == 1 && !m_listOfGOPs.empty())
+    {
+        m_listOfGOPs.back()->CloseAudioFile();
+    }
+    return true;
+}
+
+PYX_RESULT PYXRingBufferImpl::AddAudioToCachedGOP(PYXBuffer* pPacket, pyx_int64 pts)
+{
+    for (auto it = m_listOfGOPs.rbegin(); it != m_listOfGOPs.rend(); ++it)
+    {
+        if ((*it)->GetPts() <= pts)
+        {
+            return (*it)->AddAudioPacket(pPacket);
+        }
+    }
+    return PYX_OK;
+}
+
+/// Drops the oldest groups as long as what remains is still longer than the
+/// duration.
+PYX_RESULT PYXRingBufferImpl::TrimGOPs()
+{
+    PYXLock lock(&m_sync);
+    if (m_duration <= 0)
+    {
+        ClearGOPs();
+        return PYX_OK;
+    }
+    if (m_listOfGOPs.empty())
+    {
+        return PYX_OK;
+    }
+    PYXRingBufferGOP& newest = m_pActiveGOP ? *m_pActiveGOP : *m_listOfGOPs.back();
+    const pyx_int64 newestDuration = newest.GetDuration();
+    pyx_int64 span = PYXSubtractTicks(PYXAddTicks(newest.GetPts(), newestDuration), m_listOfGOPs.front()->GetPts());
+    while (!m_listOfGOPs.empty())
+    {
+        // A group takes its own length off the span, not the gap to the next
+        // group's start: hosts count on the groups that this keeps.
+        const pyx_int64 remaining = PYXSubtractTicks(span, m_listOfGOPs.front()->GetDuration());
+        if (remaining <= m_duration * PYX_TICKS_PER_SECOND)
+        {
+            break;
+        }
+        span = remaining;
+        m_listOfGOPs.pop_front();
+    }
+    return PYX_OK;
+}
+
+void PYXRingBufferImpl::ClearGOPs()
+{
+    PYXLock lock(&m_sync);
+    m_pendingAudio.clear();
+    m_pActiveGOP.reset();
+    m_listOfGOPs.clear();
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "common/Types.h"
+
+#include <memory>
+
+/// Time-out of PYXCriticalSection::Lock that waits for ever.
+inline constexpr pyx_uint32 PYX_WAIT_FOREVER = 0xFFFFFFFF;
+
+/// A recursive lock that owns one critical section of the operating system.
+///
+/// Table: Lock, Unlock, destructor.
+class PYXCriticalSection
+{
+  public:
+    PYXCriticalSection();
+    PYXCriticalSection(const PYXCriticalSection&) = delete;
+    PYXCriticalSection& operator=(const PYXCriticalSection&) = delete;
+
+    /// Enters the section. A time-out other than PYX_WAIT_FOREVER is the number
+    /// of further tries after the first, one millisecond apart. True when the
+    /// section was entered.
+    virtual bool Lock(pyx_uint32 timeout);
+
+    /// Leaves the section; false when there is none.
+    virtual bool Unlock();
+
+    virtual ~PYXCriticalSection();
+
+  private:
+    struct Section;
+    std::unique_ptr<Section> m_pSection;
+};
+
+/// Holds a lock for a scope. A null lock object is not locked and not unlocked.
+class PYXLock
+{
+  public:
+    explicit PYXLock(PYXCriticalSection* pSync) : m_pSync(pSync), m_locked(pSync && pSync->Lock(PYX_WAIT_FOREVER))
+    {
+    }
+
+    PYXLock(const PYXLock&) = delete;
+    PYXLock& operator=(const PYXLock&) = delete;
+
+    ~PYXLock()
+    {
+        if (m_locked && m_pSync)
+        {
+            m_locked = !m_pSync->Unlock();
+        }
+    }
+
+    bool IsLocked() const
+    {
+        return m_locked;
+    }
+
+  private:
+    PYXCriticalSection* m_pSync;
+    bool m_locked;
+};

@@ -1,0 +1,148 @@
+#include "common/DataStreamFile.h"
+
+#include "common/Trace.h"
+
+#include <cstdio>
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+
+namespace
+{
+
+constexpr PYXTraceSource c_traceSource{L"common/DataStreamFile", L"PYXDataStreamFileImpl"};
+
+constexpr int c_permission = 0x1B6; // everybody may read and write a file created here
+
+int OpenFlags(pyx_uint32 mode)
+{
+    switch (mode)
+    {
+    case PYX_STREAM_MODE_WRITE:
+        return _O_BINARY | _O_CREAT | _O_TRUNC | _O_WRONLY;
+    case PYX_STREAM_MODE_READ_WRITE:
+        return _O_BINARY | _O_CREAT | _O_TRUNC | _O_RDWR;
+    case PYX_STREAM_MODE_APPEND:
+        return _O_BINARY | _O_CREAT | _O_APPEND | _O_RDWR;
+    default:
+        return _O_BINARY | _O_RDONLY;
+    }
+}
+
+int ShareFlag(pyx_uint32 share)
+{
+    switch (share)
+    {
+    case PYX_STREAM_SHARE_NONE:
+        return _SH_DENYRW;
+    case PYX_STREAM_SHARE_READ:
+        return _SH_DENYWR;
+    case PYX_STREAM_SHARE_WRITE:
+        return _SH_DENYRD;
+    case PYX_STREAM_SHARE_ALL:
+        return _SH_DENYNO;
+    default:
+        return 0;
+    }
+}
+
+int SeekOrigin(pyx_uint32 origin)
+{
+    switch (origin)
+    {
+    case PYX_STREAM_SEEK_CURRENT:
+        return SEEK_CUR;
+    case PYX_STREAM_SEEK_END:
+        return SEEK_END;
+    default:
+        return SEEK_SET;
+    }
+}
+
+} // namespace
+
+PYXDataStreamFileImpl::~PYXDataStreamFileImpl()
+{
+    PYXDataStreamFileImpl::Close();
+}
+
+PYX_RESULT PYXDataStreamFileImpl::Open(const wchar_t* pFilePath, pyx_uint32 mode, pyx_uint32 share)
+{
+    Close();
+    FAIL_IF_NOT(pFilePath != nullptr, PYX_INVALID_ARG, L"pFilePath != NULL");
+    m_Path = pFilePath;
+    // The checking variant of this call refuses the permission.
+    m_iFileDescriptor = _wsopen(m_Path.c_str(), OpenFlags(mode), ShareFlag(share), c_permission);
+    return m_iFileDescriptor == -1 ? PYX_FAIL : PYX_OK;
+}
+
+PYX_RESULT PYXDataStreamFileImpl::Close()
+{
+    if (m_iFileDescriptor == -1)
+    {
+        return PYX_OK;
+    }
+    const int closed = _close(m_iFileDescriptor);
+    m_iFileDescriptor = -1;
+    return closed == 0 ? PYX_OK : PYX_FAIL;
+}
+
+PYX_RESULT PYXDataStreamFileImpl::Read(void* pData, pyx_uint64 size, pyx_uint64* pRead)
+{
+    FAIL_IF_NOT(m_iFileDescriptor != -1, PYX_FILE_NOT_OPEN, L"Read() - File not open");
+    const int count = _read(m_iFileDescriptor, pData, static_cast<unsigned int>(size));
+    if (pRead)
+    {
+        *pRead = static_cast<pyx_uint64>(count);
+    }
+    if (count == 0)
+    {
+        return PYX_EOF;
+    }
+    return count == -1 ? PYX_FAIL : PYX_OK;
+}
+
+PYX_RESULT PYXDataStreamFileImpl::Write(const void* pData, pyx_uint64 iSize, pyx_uint64* pWritten)
+{
+    FAIL_IF_NOT(m_iFileDescriptor != -1, PYX_FILE_NOT_OPEN, L"Write() - File not Open");
+    const auto count = static_cast<pyx_uint32>(_write(m_iFileDescriptor, pData, static_cast<unsigned int>(iSize)));
+    if (pWritten)
+    {
+        *pWritten = count;
+    }
+    return count == iSize ? PYX_OK : PYX_FAIL;
+}
+
+PYX_RESULT PYXDataStreamFileImpl::Seek(pyx_uint32 origin, pyx_int64 offset, pyx_uint64* pNewPosition)
+{
+    FAIL_IF_NOT(m_iFileDescriptor != -1, PYX_FILE_NOT_OPEN, L"Seek() - File not Open");
+    const pyx_int64 position = _lseeki64(m_iFileDescriptor, offset, SeekOrigin(origin));
+    if (position == -1)
+    {
+        return PYX_FAIL;
+    }
+    if (pNewPosition)
+    {
+        *pNewPosition = static_cast<pyx_uint64>(position);
+    }
+    return PYX_OK;
+}
+
+PYX_RESULT PYXDataStreamFileImpl::GetPosition(pyx_uint64* pPosition)
+{
+    FAIL_IF_NOT(pPosition != nullptr, PYX_INVALID_POINTER, L"pPosition != NULL");
+    FAIL_IF_NOT(m_iFileDescriptor != -1, PYX_FILE_NOT_OPEN, L"GetPosition() - File not Open");
+    const pyx_int64 position = _lseeki64(m_iFileDescriptor, 0, SEEK_CUR);
+    *pPosition = static_cast<pyx_uint64>(position);
+    return position == -1 ? PYX_FAIL : PYX_OK;
+}
+
+PYX_RESULT PYXDataStreamFileImpl::GetSize(pyx_uint64* pSize)
+{
+    FAIL_IF_NOT(pSize != nullptr, PYX_INVALID_POINTER, L"pSize != NULL");
+    FAIL_IF_NOT(m_iFileDescriptor != -1, PYX_FILE_NOT_OPEN, L"GetSize() - File not open");
+    const pyx_int64 position = _lseeki64(m_iFileDescriptor, 0, SEEK_CUR);
+    *pSize = static_cast<pyx_uint64>(_lseeki64(m_iFileDescriptor, 0, SEEK_END));
+    _lseeki64(m_iFileDescriptor, position, SEEK_SET);
+    return PYX_OK;
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+/// Everything that differs between the compilers the sources are built with.
+///
+/// No other file of the module may ask which compiler it is compiled by.
+
+/// Marks the module's one entry as exported by name.
+#define PYX_EXPORT extern "C" __declspec(dllexport)
+
+/// Declares two adjacent virtual overloads of one name so that `first` takes
+/// the lower slot. The platform's native compiler lays out adjacent overloads
+/// in reverse order of declaration, GCC in order of declaration.
+#if defined(_MSC_VER)
+#define PYX_OVERLOADS_IN_TABLE_ORDER(first, second)                                                                    \
+    second;                                                                                                            \
+    first
+#else
+#define PYX_OVERLOADS_IN_TABLE_ORDER(first, second)                                                                    \
+    first;                                                                                                             \
+    second
+#endif
+
+/// Published tables hold no destructor, so classes with virtual operations and
+/// a protected plain destructor are the rule here; compilers warn about them.
+#if defined(_MSC_VER) && !defined(__clang__)
+#pragma warning(disable : 4265) // virtual operations, but the destructor is not virtual
+#pragma warning(disable : 4201) // nameless union in PYXVariant
+#endif

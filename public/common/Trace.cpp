@@ -1,0 +1,105 @@
+#include "common/Trace.h"
+
+#include "common/RuntimeLoader.h"
+
+#include <cstdio>
+
+namespace
+{
+
+PYXTrace* s_pTrace = nullptr; // once set, used for ever
+
+std::wstring FormatTextList(const wchar_t* format, va_list args)
+{
+    va_list measured;
+    va_copy(measured, args);
+    const int length = _vscwprintf(format, measured);
+    va_end(measured);
+    if (length <= 0)
+    {
+        return {};
+    }
+    std::wstring text(static_cast<size_t>(length), L'\0');
+    _vsnwprintf(text.data(), text.size() + 1, format, args);
+    return text;
+}
+
+/// Keeps what the runtime library offers now. The pointer outlives the
+/// library's reference count: inputs trace while the last component ends, when
+/// that component has already given the library back.
+PYXTrace* CacheRuntimeTrace()
+{
+    s_pTrace = GetRuntimeTrace();
+    if (s_pTrace)
+    {
+        PinRuntime();
+    }
+    return s_pTrace;
+}
+
+} // namespace
+
+PYXTrace* GetTraceObject()
+{
+    if (s_pTrace || CacheRuntimeTrace())
+    {
+        return s_pTrace;
+    }
+    LoadRuntime();
+    CacheRuntimeTrace();
+    if (IsRuntimeLoaded())
+    {
+        ReleaseRuntime();
+    }
+    return s_pTrace;
+}
+
+void Trace(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope, int argCount,
+           const wchar_t* format, ...)
+{
+    PYXTrace* pTrace = GetTraceObject();
+    if (!pTrace)
+    {
+        return;
+    }
+    va_list args;
+    va_start(args, format);
+    pTrace->TraceW(path, line, level, scope, format, argCount > 0 ? &args : nullptr);
+    va_end(args);
+}
+
+std::wstring FormatText(const wchar_t* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    std::wstring text = FormatTextList(format, args);
+    va_end(args);
+    return text;
+}
+
+std::wstring MakeAssertText(int argCount, [[maybe_unused]] const wchar_t* expression, const wchar_t* message, ...)
+{
+    if (argCount == 0)
+    {
+        return message;
+    }
+    va_list args;
+    va_start(args, message);
+    std::wstring text = FormatTextList(message, args);
+    va_end(args);
+    return text;
+}
+
+void TraceFailedCondition(const PYXTraceSource& source, pyx_int32 line, const std::wstring& message)
+{
+    Trace(source.source, line, PYX_TRACE_ERROR, source.scope, 0, (L"Assertion failed:" + message).c_str());
+}
+
+void TraceFailedCall(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT result, const std::wstring& message)
+{
+    if (PYXTrace* pTrace = GetTraceObject())
+    {
+        const std::wstring text = FormatText(L"PYX_ERROR %d : %s: ", result, pTrace->GetResultText(result)) + message;
+        Trace(source.source, line, PYX_TRACE_ERROR, source.scope, 0, text.c_str());
+    }
+}

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "common/HostContract.h"
+
+#include <string>
+
+/// Diagnostics: one record per call to the runtime library's trace object.
+/// Without a runtime library tracing does nothing and nothing else changes.
+/// Threads: any.
+
+/// Where a record comes from. `source` names the source of a class, which may
+/// be spread over several files; `scope` is the class's tag. Both are static.
+struct PYXTraceSource
+{
+    const wchar_t* source;
+    const wchar_t* scope;
+};
+
+/// The process's trace object, or null. Once found it is used for ever, so the
+/// library's code is kept in memory from then on.
+PYXTrace* GetTraceObject();
+
+/// Sends one record. The arguments after `format` reach the trace object as they
+/// are; with `argCount` 0 the format is the text as it stands.
+void Trace(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope, int argCount,
+           const wchar_t* format, ...);
+
+/// Formats by the platform's wide rules ("%s" is a wide string), at any length.
+std::wstring FormatText(const wchar_t* format, ...);
+
+/// The message of a check, formatted only when there are arguments. The text of
+/// the checked expression is accepted and never shown.
+std::wstring MakeAssertText(int argCount, const wchar_t* expression, const wchar_t* message, ...);
+
+/// The two records behind the check macros, at the error level.
+void TraceFailedCondition(const PYXTraceSource& source, pyx_int32 line, const std::wstring& message);
+void TraceFailedCall(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT result, const std::wstring& message);
+
+template <class... Args> std::wstring MakeCheckText(const wchar_t* expression, const wchar_t* message, Args... args)
+{
+    return MakeAssertText(static_cast<int>(sizeof...(args)), expression, message, args...);
+}
+
+#define PYX_WIDEN_TEXT(text) L##text
+#define PYX_WIDEN(text) PYX_WIDEN_TEXT(text)
+
+// Every file that checks defines c_traceSource, a PYXTraceSource.
+
+/// Asks whether the caller or the state is wrong: unless `condition` holds,
+/// traces "Assertion failed:" and the message, and returns `code`.
+#define FAIL_IF_NOT(condition, code, message, ...)                                                                     \
+    FAIL_IF_NOT_AT(__LINE__, condition, code, message __VA_OPT__(, ) __VA_ARGS__)
+
+/// Asks whether the callee failed: unless `call` answers PYX_OK, traces
+/// "PYX_ERROR", the code, its text and the message, and returns the code.
+#define PASS_ON_FAILURE(call, message, ...) PASS_ON_FAILURE_AT(__LINE__, call, message __VA_OPT__(, ) __VA_ARGS__)
+
+/// The same with a fixed line, for records that tools find by their line.
+#define FAIL_IF_NOT_AT(line, condition, code, message, ...)                                                            \
+    do                                                                                                                 \
+    {                                                                                                                  \
+        if (!(condition))                                                                                              \
+        {                                                                                                              \
+            TraceFailedCondition(c_traceSource, line,                                                                  \
+                                 MakeCheckText(PYX_WIDEN(#condition), message __VA_OPT__(, ) __VA_ARGS__));            \
+            return code;                                                                                               \
+        }                                                                                                              \
+    } while (false)
+
+#define PASS_ON_FAILURE_AT(line, call, message, ...)                                                                   \
+    do                                                                                                                 \
+    {                                                                                                                  \
+        const PYX_RESULT pyxResult = (call);                                                                           \
+        if (pyxResult != PYX_OK)                                                                                       \
+        {                                                                                                              \
+            TraceFailedCall(c_traceSource, line, pyxResult,                                                            \
+                            MakeCheckText(PYX_WIDEN(#call), message __VA_OPT__(, ) __VA_ARGS__));                      \
+            return pyxResult;                                                                                          \
+        }                                                                                                              \
+    } while (false)
+
+/// Asks for a required pointer argument.
+#define FAIL_IF_NULL_AT(line, pointer)                                                                                 \
+    FAIL_IF_NOT_AT(line, (pointer) != nullptr, PYX_INVALID_POINTER, L"invalid pointer : " PYX_WIDEN(#pointer))

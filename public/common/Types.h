@@ -1,0 +1,79 @@
+#pragma once
+
+#include "common/Platform.h"
+
+/// The basic types and result codes that cross every module boundary.
+///
+/// This header and the interface headers built on it include nothing of the
+/// hosted C++ library, so a host can use them in any build.
+
+using pyx_int32 = int;
+using pyx_uint32 = unsigned int;
+using pyx_int64 = long long;
+using pyx_uint64 = unsigned long long;
+using pyx_size = unsigned long long;
+using pyx_uint16 = unsigned short;
+using pyx_uint8 = unsigned char;
+
+static_assert(sizeof(pyx_int32) == 4 && sizeof(pyx_int64) == 8 && sizeof(pyx_uint16) == 2);
+static_assert(sizeof(wchar_t) == 2, "strings are 16-bit throughout");
+static_assert(sizeof(void*) == 8, "the tables are those of 64-bit Windows");
+
+/// Ticks per second of every time stamp and duration (100 ns each).
+inline constexpr pyx_int64 PYX_TICKS_PER_SECOND = 10'000'000;
+
+/// Sum and difference of times, wrapping around: a host may stamp its packets
+/// with anything, the ends of the range included.
+constexpr pyx_int64 PYXAddTicks(pyx_int64 left, pyx_int64 right)
+{
+    return static_cast<pyx_int64>(static_cast<pyx_uint64>(left) + static_cast<pyx_uint64>(right));
+}
+
+constexpr pyx_int64 PYXSubtractTicks(pyx_int64 left, pyx_int64 right)
+{
+    return static_cast<pyx_int64>(static_cast<pyx_uint64>(left) - static_cast<pyx_uint64>(right));
+}
+
+/// Result of every operation that can fail. A result received from the host,
+/// the muxer or the runtime library is passed on unchanged, so other values
+/// than those named here can be seen.
+using PYX_RESULT = pyx_int32;
+
+inline constexpr PYX_RESULT PYX_OK = 0;
+inline constexpr PYX_RESULT PYX_FAIL = 1;
+inline constexpr PYX_RESULT PYX_UNEXPECTED = 2;
+inline constexpr PYX_RESULT PYX_ACCESS_DENIED = 3;
+inline constexpr PYX_RESULT PYX_INVALID_ARG = 4;
+inline constexpr PYX_RESULT PYX_OUT_OF_RANGE = 5;
+inline constexpr PYX_RESULT PYX_OUT_OF_MEMORY = 6;
+inline constexpr PYX_RESULT PYX_INVALID_POINTER = 7;
+inline constexpr PYX_RESULT PYX_NO_INTERFACE = 8;
+inline constexpr PYX_RESULT PYX_NOT_IMPLEMENTED = 10;
+inline constexpr PYX_RESULT PYX_NOT_FOUND = 11;
+inline constexpr PYX_RESULT PYX_NOT_INITIALIZED = 13;
+inline constexpr PYX_RESULT PYX_FILE_NOT_OPEN = 16;
+inline constexpr PYX_RESULT PYX_EOF = 23;
+
+/// 128-bit interface identifier. Binary contract: members in this order.
+struct PYXGuid
+{
+    pyx_uint32 data1;
+    pyx_uint16 data2;
+    pyx_uint16 data3;
+    pyx_uint8 data4[8];
+};
+
+static_assert(sizeof(PYXGuid) == 16);
+
+/// True when all four parts are equal.
+constexpr bool operator==(const PYXGuid& left, const PYXGuid& right)
+{
+    for (int i = 0; i < 8; ++i)
+    {
+        if (left.data4[i] != right.data4[i])
+        {
+            return false;
+        }
+    }
+    return left.data1 == right.data1 && left.data2 == right.data2 && left.data3 == right.data3;
+}

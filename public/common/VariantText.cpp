@@ -1,0 +1,237 @@
+#include "common/VariantText.h"
+
+#include <windows.h>
+
+#include <objbase.h>
+
+#include <cstdio>
+#include <cstring>
+#include <locale.h>
+#include <utility>
+
+template <class Char>
+PYXTaskText<Char>::PYXTaskText(PYXTaskText&& other) noexcept : m_text(std::exchange(other.m_text, nullptr))
+{
+}
+
+template <class Char> PYXTaskText<Char>& PYXTaskText<Char>::operator=(PYXTaskText&& other) noexcept
+{
+    std::swap(m_text, other.m_text);
+    return *this;
+}
+
+template <class Char> PYXTaskText<Char>::~PYXTaskText()
+{
+    CoTaskMemFree(m_text);
+}
+
+template <class Char> PYXTaskText<Char> PYXTaskText<Char>::Allocate(size_t count)
+{
+    PYXTaskText result;
+    result.m_text = static_cast<Char*>(CoTaskMemAlloc(count * sizeof(Char)));
+    return result;
+}
+
+template <class Char> PYXTaskText<Char> PYXTaskText<Char>::Copy(const Char* text, size_t length)
+{
+    PYXTaskText result;
+    if (text)
+    {
+        result = Allocate(length + 1);
+    }
+    if (result.m_text)
+    {
+        memcpy(result.m_text, text, length * sizeof(Char));
+        result.m_text[length] = 0;
+    }
+    return result;
+}
+
+template <class Char> Char* PYXTaskText<Char>::Detach()
+{
+    return std::exchange(m_text, nullptr);
+}
+
+template class PYXTaskText<char>;
+template class PYXTaskText<wchar_t>;
+
+namespace
+{
+
+constexpr size_t c_anyLength = static_cast<size_t>(-1);
+
+/// Scans with the platform's own scanner. Any answer but 0 counts as success,
+/// the end-of-input answer -1 included: hosts rely on partial texts.
+template <class... Fields> PYX_RESULT Scan(const char* text, const char* format, Fields*... fields)
+{
+    if (!text || !*text)
+    {
+        return PYX_INVALID_ARG;
+    }
+    return _snscanf(text, strlen(text), format, fields...) != 0 ? PYX_OK : PYX_INVALID_ARG;
+}
+
+template <class... Values> std::string Format(const char* format, Values... values)
+{
+    char text[64]; // four 32-bit numbers and three commas need 48
+    const int length = _snprintf(text, sizeof(text), format, values...);
+    return {text, static_cast<size_t>(length)};
+}
+
+int Convert(const char* source, wchar_t* dest, int capacity)
+{
+    return MultiByteToWideChar(CP_UTF8, 0, source, -1, dest, capacity);
+}
+
+int Convert(const wchar_t* source, char* dest, int capacity)
+{
+    return WideCharToMultiByte(CP_UTF8, 0, source, -1, dest, capacity, nullptr, nullptr);
+}
+
+template <class To, class From> PYXTaskText<To> ConvertText(const From* text)
+{
+    constexpr int slack = 8;
+    if (!text || !*text)
+    {
+        return {};
+    }
+    _configthreadlocale(_ENABLE_PER_THREAD_LOCALE);
+    const int needed = Convert(text, static_cast<To*>(nullptr), 0);
+    if (needed == 0)
+    {
+        return {};
+    }
+    const auto buffer = PYXTaskText<To>::Allocate(static_cast<size_t>(needed) + slack + 1);
+    const int converted = buffer.Get() ? Convert(text, buffer.Get(), needed + slack) : 0;
+    if (converted <= 1)
+    {
+        return {};
+    }
+    return PYXTaskText<To>::Copy(buffer.Get(), static_cast<size_t>(converted) - 1);
+}
+
+} // namespace
+
+bool PYXParseBool(const char* text, PYX_RESULT* pError)
+{
+    *pError = PYX_OK;
+    for (const char* accepted : {"true", "True", "TRUE", "1"})
+    {
+        if (text && strcmp(text, accepted) == 0)
+        {
+            return true;
+        }
+    }
+    for (const char* accepted : {"false", "False", "FALSE", "0"})
+    {
+        if (text && strcmp(text, accepted) == 0)
+        {
+            return false;
+        }
+    }
+    *pError = PYX_INVALID_ARG;
+    return false;
+}
+
+pyx_int64 PYXParseInt64(const char* text, PYX_RESULT* pError)
+{
+    pyx_int64 value = 0;
+    const bool hexadecimal = text && strlen(text) >= 3 && text[0] == '0' && text[1] == 'x';
+    *pError = Scan(text, hexadecimal ? "0x%I64x" : "%I64d", &value);
+    return value;
+}
+
+double PYXParseDouble(const char* text, PYX_RESULT* pError)
+{
+    double value = 0.0;
+    *pError = Scan(text, "%lf", &value);
+    return value;
+}
+
+float PYXParseFloat(const char* text, PYX_RESULT* pError)
+{
+    float value = 0.0F;
+    *pError = Scan(text, "%f", &value);
+    return value;
+}
+
+PYXRect PYXParseRect(const char* text, PYX_RESULT* pError)
+{
+    PYXRect rect{};
+    *pError = Scan(text, "%d,%d,%d,%d", &rect.left, &rect.top, &rect.right, &rect.bottom);
+    return rect;
+}
+
+PYXSize PYXParseSize(const char* text, PYX_RESULT* pError)
+{
+    PYXSize size{};
+    *pError = PYX_INVALID_ARG;
+    if (text && strchr(text, ','))
+    {
+        *pError = Scan(text, "%d,%d", &size.width, &size.height);
+    }
+    else if (text && strchr(text, 'x'))
+    {
+        *pError = Scan(text, "%dx%d", &size.width, &size.height);
+    }
+    return size;
+}
+
+PYXPoint PYXParsePoint(const char* text, PYX_RESULT* pError)
+{
+    PYXPoint point{};
+    *pError = Scan(text, "%d,%d", &point.x, &point.y);
+    return point;
+}
+
+PYXRate PYXParseRate(const char* text, PYX_RESULT* pError)
+{
+    PYXRate rate{};
+    *pError = Scan(text, "%u,%u", &rate.numerator, &rate.denominator);
+    return rate;
+}
+
+PYXColor PYXParseColor(const char* text, PYX_RESULT* pError)
+{
+    pyx_uint32 r = 0;
+    pyx_uint32 g = 0;
+    pyx_uint32 b = 0;
+    pyx_uint32 a = 0;
+    *pError = Scan(text, "%u,%u,%u,%u", &r, &g, &b, &a);
+    if (*pError != PYX_OK)
+    {
+        return {0, 0, 0, 255};
+    }
+    const auto low = [](pyx_uint32 value) { return static_cast<pyx_uint8>(value & 0xFF); };
+    return {low(r), low(g), low(b), low(a)};
+}
+
+std::string PYXFormatRect(const PYXRect& rect)
+{
+    return Format("%d,%d,%d,%d", rect.left, rect.top, rect.right, rect.bottom);
+}
+
+std::string PYXFormatPair(pyx_int32 first, pyx_int32 second)
+{
+    return Format("%d,%d", first, second);
+}
+
+std::string PYXFormatRate(const PYXRate& rate)
+{
+    return Format("%u,%u", rate.numerator, rate.denominator);
+}
+
+std::string PYXFormatColor(const PYXColor& color)
+{
+    return Format("%u,%u,%u,%u", color.r, color.g, color.b, color.a);
+}
+
+PYXTaskWString PYXStringToWString(const char* text)
+{
+    return ConvertText<wchar_t>(text);
+}
+
+PYXTaskString PYXWStringToString(const wchar_t* text)
+{
+    return ConvertText<char>(text);
+}
