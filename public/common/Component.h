@@ -14,14 +14,14 @@ inline constexpr pyx_int64 PYX_STREAM_TYPE_AUDIO = 2;
 /// Binary contract: slots in this order, after those of PYXPropertyStorageEx.
 class PYXInput : public PYXPropertyStorageEx
 {
-  public:
+public:
     static constexpr PYXGuid c_id{0x1181eee7, 0x95f2, 0x434a, {0x9b, 0x96, 0xea, 0x55, 0x0a, 0xa7, 0x84, 0x89}};
 
     /// Slot 17. Hands over one packet, borrowed for the call; null ends the
     /// stream. PYX_EOF answers the end and counts as success.
     virtual PYX_RESULT SubmitInput(PYXData* pData) = 0;
 
-  protected:
+protected:
     ~PYXInput() = default;
 };
 
@@ -32,7 +32,7 @@ class PYXInput : public PYXPropertyStorageEx
 /// parameters; here they only keep their places.
 class PYXComponent : public PYXPropertyStorageEx
 {
-  public:
+public:
     static constexpr PYXGuid c_id{0x8b51e5e4, 0x455d, 0x4034, {0xa7, 0x46, 0xde, 0x1b, 0xed, 0xc3, 0xc4, 0x06}};
 
     /// Slot 17.
@@ -51,7 +51,7 @@ class PYXComponent : public PYXPropertyStorageEx
     virtual PYX_RESULT HostOperation26() = 0;
     virtual PYX_RESULT HostOperation27() = 0;
 
-  protected:
+protected:
     ~PYXComponent() = default;
 };
 
@@ -60,7 +60,7 @@ class PYXComponent : public PYXPropertyStorageEx
 /// Binary contract: slots in this order, after those of PYXComponent.
 class PYXComponentEx : public PYXComponent
 {
-  public:
+public:
     static constexpr PYXGuid c_id{0xfda792af, 0x8712, 0x44df, {0x8e, 0xa0, 0xdf, 0xfa, 0xad, 0x2c, 0x80, 0x93}};
 
     /// Slot 28.
@@ -70,7 +70,7 @@ class PYXComponentEx : public PYXComponent
     virtual PYX_RESULT GetInput(pyx_int32 index, PYXInput** ppInput) = 0;
     virtual PYX_RESULT HostOperation31() = 0;
 
-  protected:
+protected:
     ~PYXComponentEx() = default;
 };
 

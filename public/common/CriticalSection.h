@@ -12,7 +12,7 @@ inline constexpr pyx_uint32 PYX_WAIT_FOREVER = 0xFFFFFFFF;
 /// Table: Lock, Unlock, destructor.
 class PYXCriticalSection
 {
-  public:
+public:
     PYXCriticalSection();
     PYXCriticalSection(const PYXCriticalSection&) = delete;
     PYXCriticalSection& operator=(const PYXCriticalSection&) = delete;
@@ -27,7 +27,7 @@ class PYXCriticalSection
 
     virtual ~PYXCriticalSection();
 
-  private:
+private:
     struct Section;
     std::unique_ptr<Section> m_pSection;
 };
@@ -35,7 +35,7 @@ class PYXCriticalSection
 /// Holds a lock for a scope. A null lock object is not locked and not unlocked.
 class PYXLock
 {
-  public:
+public:
     explicit PYXLock(PYXCriticalSection* pSync) : m_pSync(pSync), m_locked(pSync && pSync->Lock(PYX_WAIT_FOREVER))
     {
     }
@@ -56,7 +56,7 @@ class PYXLock
         return m_locked;
     }
 
-  private:
+private:
     PYXCriticalSection* m_pSync;
     bool m_locked;
 };

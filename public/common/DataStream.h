@@ -25,7 +25,7 @@ inline constexpr pyx_uint32 PYX_STREAM_SEEK_END = 2;
 /// Threads: one at a time; only the reference count is atomic.
 class PYXDataStream : public PYXInterface
 {
-  public:
+public:
     static constexpr PYXGuid c_id{0xdb08fe70, 0xb743, 0x4c26, {0xb2, 0x77, 0xa5, 0xc8, 0xe8, 0x14, 0xda, 0x04}};
 
     virtual PYX_RESULT Open(const wchar_t* path, pyx_uint32 mode, pyx_uint32 share) = 0; // 3
@@ -41,6 +41,6 @@ class PYXDataStream : public PYXInterface
     virtual bool IsSeekable() = 0;                                                              // 10
     virtual pyx_uint32 GetReferenceCount() = 0;                                                 // 11
 
-  protected:
+protected:
     ~PYXDataStream() = default;
 };

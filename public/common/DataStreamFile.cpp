@@ -105,12 +105,12 @@ PYX_RESULT PYXDataStreamFileImpl::Read(void* pData, pyx_uint64 size, pyx_uint64*
 PYX_RESULT PYXDataStreamFileImpl::Write(const void* pData, pyx_uint64 iSize, pyx_uint64* pWritten)
 {
     FAIL_IF_NOT(m_iFileDescriptor != -1, PYX_FILE_NOT_OPEN, L"Write() - File not Open");
-    const auto count = static_cast<pyx_uint32>(_write(m_iFileDescriptor, pData, static_cast<unsigned int>(iSize)));
+    const int count = _write(m_iFileDescriptor, pData, static_cast<unsigned int>(iSize));
     if (pWritten)
     {
-        *pWritten = count;
+        *pWritten = static_cast<pyx_uint32>(count);
     }
-    return count == iSize ? PYX_OK : PYX_FAIL;
+    return count >= 0 && static_cast<pyx_uint64>(count) == iSize ? PYX_OK : PYX_FAIL;
 }
 
 PYX_RESULT PYXDataStreamFileImpl::Seek(pyx_uint32 origin, pyx_int64 offset, pyx_uint64* pNewPosition)

@@ -12,7 +12,7 @@
 /// stream answers PYX_FILE_NOT_OPEN.
 class PYXDataStreamFileImpl : public PYXDataStreamImpl
 {
-  public:
+public:
     ~PYXDataStreamFileImpl() override;
 
     /// Closes an open file first. PYX_INVALID_ARG: null path.
@@ -22,10 +22,11 @@ class PYXDataStreamFileImpl : public PYXDataStreamImpl
     PYX_RESULT Close() override;
 
     /// PYX_EOF when nothing was left. A short read is a success; an error stores
-    /// -1. One call reads less than 4 GiB.
+    /// -1. One call reads at most 2 GiB - 1.
     PYX_RESULT Read(void* pData, pyx_uint64 size, pyx_uint64* pRead) override;
 
-    /// PYX_FAIL when not everything was written; `*pWritten` tells how much was.
+    /// PYX_FAIL when not everything was written; `*pWritten` tells how much was,
+    /// 0xFFFFFFFF after an error. One call writes at most 2 GiB - 1.
     PYX_RESULT Write(const void* pData, pyx_uint64 iSize, pyx_uint64* pWritten) override;
 
     /// The offset is added to the origin, the end included.
@@ -33,7 +34,7 @@ class PYXDataStreamFileImpl : public PYXDataStreamImpl
     PYX_RESULT GetPosition(pyx_uint64* pPosition) override;
     PYX_RESULT GetSize(pyx_uint64* pSize) override;
 
-  private:
+private:
     int m_iFileDescriptor = -1; // -1: closed
     std::wstring m_Path;        // of the last Open
 };

@@ -9,7 +9,7 @@
 /// acquired it.
 class PYXDataStreamImpl : public PYXDataStream, public PYXDestructible
 {
-  public:
+public:
     pyx_uint32 Acquire() override
     {
         return m_count.Increment();
@@ -46,6 +46,6 @@ class PYXDataStreamImpl : public PYXDataStream, public PYXDestructible
         return m_count.Get();
     }
 
-  private:
+private:
     PYXReferenceCount m_count;
 };

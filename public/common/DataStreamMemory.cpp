@@ -56,11 +56,13 @@ PYX_RESULT PYXDataStreamMemoryImpl::Write(const void* pData, pyx_uint64 iSize, p
 {
     FAIL_IF_NOT(pData != nullptr, PYX_INVALID_POINTER, L"Write() - pData==NULL");
     const pyx_uint64 needed = m_pos + iSize;
-    if (needed > m_uiDataSize)
+    const bool overflows = needed < m_pos;
+    if (overflows || needed > m_uiDataSize)
     {
-        PASS_ON_FAILURE(Reallocate(needed) ? PYX_OK : PYX_OUT_OF_MEMORY, L"Write() - Stream is not allocated");
+        PASS_ON_FAILURE(!overflows && Reallocate(needed) ? PYX_OK : PYX_OUT_OF_MEMORY,
+                        L"Write() - Stream is not allocated");
     }
-    m_uiDataSize = needed; // what lay behind the written range is dropped: hosts rely on it
+    m_uiDataSize = needed; // kept so: what lay behind the written range is dropped
     if (iSize > 0)
     {
         memcpy(m_pMemory + m_pos, pData, iSize);
@@ -85,7 +87,7 @@ PYX_RESULT PYXDataStreamMemoryImpl::Seek(pyx_uint32 origin, pyx_int64 offset, py
         m_pos += distance;
         break;
     case PYX_STREAM_SEEK_END:
-        m_pos = m_uiDataSize - distance; // backwards, in this stream only: hosts rely on it
+        m_pos = m_uiDataSize - distance; // kept so: backwards, in this stream only
         break;
     default:
         break;
@@ -107,7 +109,7 @@ PYX_RESULT PYXDataStreamMemoryImpl::GetPosition(pyx_uint64* pPosition)
 
 PYX_RESULT PYXDataStreamMemoryImpl::GetSize(pyx_uint64* pSize)
 {
-    // The text names the other operation; hosts search their logs for it.
+    // Kept so: the text names the other operation.
     FAIL_IF_NOT(pSize != nullptr, PYX_INVALID_POINTER, L"GetPosition() - pSize==NULL");
     *pSize = m_uiDataSize;
     return PYX_OK;

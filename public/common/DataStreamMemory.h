@@ -9,7 +9,7 @@
 /// ends before the end of the data cuts the stream there.
 class PYXDataStreamMemoryImpl : public PYXDataStreamImpl
 {
-  public:
+public:
     ~PYXDataStreamMemoryImpl() override;
 
     /// Does nothing.
@@ -31,7 +31,7 @@ class PYXDataStreamMemoryImpl : public PYXDataStreamImpl
     PYX_RESULT GetPosition(pyx_uint64* pPosition) override;
     PYX_RESULT GetSize(pyx_uint64* pSize) override;
 
-  private:
+private:
     bool Reallocate(pyx_uint64 size);
 
     pyx_uint8* m_pMemory = nullptr; // null until the first write that stores bytes

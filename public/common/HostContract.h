@@ -19,7 +19,7 @@ enum PYX_MEMORY_TYPE : pyx_int32
 /// Slots 0 to 12 are those of PYXPropertyStorage.
 class PYXData : public PYXPropertyStorage
 {
-  public:
+public:
     static constexpr PYXGuid c_id{0x07ecde9f, 0x4361, 0x4129, {0xaf, 0x2d, 0x8d, 0xb3, 0x3d, 0x05, 0x36, 0x03}};
 
     virtual void SetPts(pyx_int64 pts) = 0;           // 13
@@ -27,33 +27,34 @@ class PYXData : public PYXPropertyStorage
     virtual void SetDuration(pyx_int64 duration) = 0; // 15
     virtual pyx_int64 GetDuration() = 0;              // 16
 
-  protected:
+protected:
     ~PYXData() = default;
 };
 
 /// Data with bytes of a fixed size.
 class PYXBuffer : public PYXData
 {
-  public:
+public:
     static constexpr PYXGuid c_id{0xac804e08, 0x9757, 0x4dd6, {0x9b, 0xee, 0xcf, 0xd0, 0x26, 0x63, 0x54, 0xba}};
 
     virtual pyx_size GetSize() = 0; // 17, bytes
     virtual void* GetNative() = 0;  // 18, borrowed, valid while the buffer lives
 
-  protected:
+protected:
     ~PYXBuffer() = default;
 };
 
 /// The host's services to its components.
 class PYXContext : public PYXInterface
 {
-  public:
+public:
     static constexpr PYXGuid c_id{0x7195266b, 0x0417, 0x4455, {0x9a, 0x0d, 0xd2, 0x34, 0xff, 0x46, 0x8f, 0x19}};
 
-    /// Slot 3. A new buffer of `size` bytes, acquired for the caller.
+    /// Slot 3. A new buffer of `size` bytes, acquired for the caller; never null
+    /// on PYX_OK.
     virtual PYX_RESULT AllocBuffer(PYX_MEMORY_TYPE type, pyx_size size, PYXBuffer** ppOut) = 0;
 
-  protected:
+protected:
     ~PYXContext() = default;
 };
 
@@ -61,10 +62,10 @@ class PYXContext : public PYXInterface
 /// observer removes it before it ends.
 class PYXPropertyStorageObserver
 {
-  public:
+public:
     virtual void OnPropertyChanged(const wchar_t* name) = 0; // 0
 
-  protected:
+protected:
     ~PYXPropertyStorageObserver() = default;
 };
 
@@ -76,7 +77,7 @@ inline constexpr pyx_int32 PYX_TRACE_INFO = 2;
 /// Trace object of the runtime library; accepts calls from any thread.
 class PYXTrace
 {
-  public:
+public:
     /// Slot 0. With `pArgs` null, `format` is the text as it stands.
     virtual void TraceW(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope,
                         const wchar_t* format, va_list* pArgs) = 0;
@@ -84,7 +85,7 @@ class PYXTrace
     /// Slot 1. A text that names the code; static.
     virtual const wchar_t* GetResultText(PYX_RESULT code) = 0;
 
-  protected:
+protected:
     ~PYXTrace() = default;
 };
 
@@ -92,15 +93,17 @@ class PYXTrace
 /// library.
 class PYXFactory
 {
-  public:
+public:
     virtual PYX_RESULT GetDebug(void** ppOut) = 0;     // 0
     virtual PYX_RESULT GetTrace(PYXTrace** ppOut) = 0; // 1
 
-  protected:
+protected:
     ~PYXFactory() = default;
 };
 
-/// Entries of the runtime library, by name. A version packs major, minor,
+/// Entries of the runtime library, by name. PYXInit may be called again on a
+/// library that is still loaded, after its last user has given it back. A version
+/// packs major, minor,
 /// sub-minor and build into 16 bits each, major highest.
 #define PYX_INIT_ENTRY "PYXInit"
 #define PYX_QUERY_VERSION_ENTRY "PYXQueryVersion"

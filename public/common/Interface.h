@@ -9,7 +9,7 @@
 /// Threads: Acquire and Release may be called from any thread.
 class PYXInterface
 {
-  public:
+public:
     static constexpr PYXGuid c_id{0x9d872f34, 0x90dc, 0x4b93, {0xb6, 0xb2, 0x6c, 0xa3, 0x7c, 0x85, 0x25, 0xdb}};
 
     /// Takes one reference. Returns the new count.
@@ -23,6 +23,6 @@ class PYXInterface
     /// PYX_OK: `*out` is set and acquired. PYX_NO_INTERFACE: `*out` is untouched.
     virtual PYX_RESULT QueryInterface(const PYXGuid& id, void** out) = 0;
 
-  protected:
+protected:
     ~PYXInterface() = default;
 };

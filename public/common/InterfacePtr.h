@@ -2,17 +2,17 @@
 
 #include "common/Interface.h"
 
-/// Counting smart pointer, the only place outside the tables that calls
-/// Acquire and Release.
+/// Counting smart pointer. Outside the tables only it, and a variant that holds an
+/// interface, call Acquire and Release.
 ///
-/// Construction and assignment from a plain pointer acquire it. An operation
+/// Construction from a plain pointer acquires it. An operation
 /// that hands out an acquired pointer writes through Out(), which takes it
 /// over without a further Acquire.
 /// Threads: one pointer object belongs to one thread at a time; the object it
 /// points to is counted atomically.
 template <class T> class PYXInterfacePtr
 {
-  public:
+public:
     PYXInterfacePtr() = default;
 
     /// Acquires `p` when it is not null.
@@ -105,7 +105,7 @@ template <class T> class PYXInterfacePtr
         return m_p != nullptr;
     }
 
-  private:
+private:
     void Swap(PYXInterfacePtr& other) noexcept
     {
         T* p = m_p;

@@ -19,10 +19,3 @@
     first;                                                                                                             \
     second
 #endif
-
-/// Published tables hold no destructor, so classes with virtual operations and
-/// a protected plain destructor are the rule here; compilers warn about them.
-#if defined(_MSC_VER) && !defined(__clang__)
-#pragma warning(disable : 4265) // virtual operations, but the destructor is not virtual
-#pragma warning(disable : 4201) // nameless union in PYXVariant
-#endif

@@ -41,7 +41,13 @@ PYX_RESULT ReadPlain(PYXPropertyStorage* pStorage, const wchar_t* name, PYXVaria
 
 PYX_RESULT PYXReadProperty(PYXPropertyStorage* pStorage, const wchar_t* name, bool* pValue)
 {
-    return ReadPlain(pStorage, name, PYX_VARIANT_BOOL, &PYXVariant::boolValue, pValue);
+    pyx_uint8 value = 0;
+    const PYX_RESULT result = ReadPlain(pStorage, name, PYX_VARIANT_BOOL, &PYXVariant::boolValue, &value);
+    if (result == PYX_OK)
+    {
+        *pValue = value != 0;
+    }
+    return result;
 }
 
 PYX_RESULT PYXReadProperty(PYXPropertyStorage* pStorage, const wchar_t* name, pyx_int64* pValue)

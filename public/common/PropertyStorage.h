@@ -28,7 +28,7 @@ inline constexpr pyx_uint32 PYX_PROPERTY_ACCESS_FULL = 255;
 /// read as data across the boundary; nobody outside calls its destructor.
 class PYXPropertyInfo
 {
-  public:
+public:
     virtual ~PYXPropertyInfo() = default;
 
     const wchar_t* name = nullptr;                             ///< at 8
@@ -41,10 +41,10 @@ class PYXPropertyInfo
     pyx_uint32 accessType = 0;                                 ///< at 104, PYX_PROPERTY_ACCESS_ bits
     const PYXEnumDescriptionEntry* pEnumDescription = nullptr; ///< at 112, static table or null
 
-  protected:
+protected:
     PYXPropertyInfo() = default;
-    PYXPropertyInfo(const PYXPropertyInfo&) = default;
-    PYXPropertyInfo& operator=(const PYXPropertyInfo&) = default;
+    PYXPropertyInfo(const PYXPropertyInfo&) = delete;
+    PYXPropertyInfo& operator=(const PYXPropertyInfo&) = delete;
 };
 
 static_assert(sizeof(PYXPropertyInfo) == 120);
@@ -55,7 +55,7 @@ static_assert(sizeof(PYXPropertyInfo) == 120);
 /// Threads: any thread may call any operation.
 class PYXPropertyStorage : public PYXInterface
 {
-  public:
+public:
     static constexpr PYXGuid c_id{0xc7cec05b, 0xcfb9, 0x48af, {0xac, 0xe3, 0xf6, 0x8d, 0xf8, 0x39, 0x5f, 0xe3}};
 
     /// Slot 3. Stores a value; the caller keeps ownership of its argument.
@@ -89,7 +89,7 @@ class PYXPropertyStorage : public PYXInterface
     virtual void AddObserver(PYXPropertyStorageObserver* pObserver) = 0;
     virtual void RemoveObserver(PYXPropertyStorageObserver* pObserver) = 0;
 
-  protected:
+protected:
     ~PYXPropertyStorage() = default;
 };
 
@@ -98,7 +98,7 @@ class PYXPropertyStorage : public PYXInterface
 /// Binary contract: slots in this order, after those of PYXPropertyStorage.
 class PYXPropertyStorageEx : public PYXPropertyStorage
 {
-  public:
+public:
     static constexpr PYXGuid c_id{0x16b8958d, 0xe943, 0x4a33, {0xa3, 0x5a, 0x88, 0x5a, 0xd8, 0x28, 0xf2, 0x67}};
 
     /// Slot 13.
@@ -115,6 +115,6 @@ class PYXPropertyStorageEx : public PYXPropertyStorage
     /// stores nothing. `*pOutValidated` is cleared by the caller.
     virtual PYX_RESULT ValidateProperty(const wchar_t* name, PYXVariant value, PYXVariant* pOutValidated) = 0;
 
-  protected:
+protected:
     ~PYXPropertyStorageEx() = default;
 };

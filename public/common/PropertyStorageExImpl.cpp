@@ -82,7 +82,7 @@ struct Fallback
 };
 
 /// The floating minimums are the smallest positive numbers, not the most
-/// negative ones: hosts know the ranges as they are.
+/// negative ones. Kept so.
 constexpr Fallback c_fallbacks[] = {
     {PYX_VARIANT_BOOL, PYXVariantFromBool(false)},
     {PYX_VARIANT_INT64, PYXVariantFromInt64(0), true, PYXVariantFromInt64(c_lowest), PYXVariantFromInt64(c_highest)},
@@ -124,7 +124,7 @@ void ConvertOrElse(PYXVariant* pDest, const PYXVariant& declared, const PYXPrope
 }
 
 /// Strings and interfaces have no bounds. A default that does not convert
-/// leaves an empty text in the maximum, where hosts expect to find it.
+/// leaves an empty text in the maximum, not in the default. Kept so.
 void ConvertUnbounded(PYXPropertyInfo* pInfo, const PYXPropertyDeclaration& declaration)
 {
     if (ConvertDeclared(&pInfo->defaultValue, declaration.defaultValue, *pInfo))
@@ -149,7 +149,7 @@ void ConvertListed(PYXPropertyInfo* pInfo, const PYXPropertyDeclaration& declara
 
 void ConvertBounded(PYXPropertyInfo* pInfo, const PYXPropertyDeclaration& declaration, const Fallback& fallback)
 {
-    // A declared default of this kind has never counted; hosts see 0, 0.
+    // Kept so: a declared default of this kind has never counted; it is 0, 0.
     const bool ignored = pInfo->type == PYX_VARIANT_FLOAT_POINT2D;
     ConvertOrElse(&pInfo->defaultValue, ignored ? PYXVariant{} : declaration.defaultValue, *pInfo,
                   fallback.defaultValue);
@@ -178,7 +178,7 @@ void ConvertDeclaration(PYXPropertyInfo* pInfo, const PYXPropertyDeclaration& de
     ConvertUnbounded(pInfo, declaration);
 }
 
-PYX_RESULT CastToListed(PYXVariant* pOutValidated, const PYXVariant* pValue, const PYXEnumDescriptionEntry* pTable)
+PYX_RESULT CastToListed(PYXVariant* pDest, const PYXVariant* pValue, const PYXEnumDescriptionEntry* pTable)
 {
     PYXVariantOwner number;
     if (PYXVariantChangeType(number.Out(), pValue, PYX_VARIANT_INT64) == PYX_OK)
@@ -187,7 +187,7 @@ PYX_RESULT CastToListed(PYXVariant* pOutValidated, const PYXVariant* pValue, con
         {
             if (pRow->value == number.Get().int64Value)
             {
-                *pOutValidated = PYXVariantFromInt64(pRow->value);
+                *pDest = PYXVariantFromInt64(pRow->value);
                 return PYX_OK;
             }
         }
@@ -203,7 +203,7 @@ PYX_RESULT CastToListed(PYXVariant* pOutValidated, const PYXVariant* pValue, con
         {
             if (wcscmp(pRow->name, text.Get().wstringValue) == 0)
             {
-                *pOutValidated = PYXVariantFromInt64(pRow->value);
+                *pDest = PYXVariantFromInt64(pRow->value);
                 return PYX_OK;
             }
         }
@@ -243,7 +243,7 @@ bool IsRateInRange(const PYXVariant& value, const PYXPropertyInfo& info)
 
 bool IsFloatSizeInRange(const PYXVariant& value, const PYXPropertyInfo& info)
 {
-    // An empty maximum leaves next to no width: hosts know it as it is.
+    // Kept so: an empty maximum leaves next to no width.
     constexpr float unbounded[] = {c_smallestFloat, c_largestFloat};
     constexpr float zero[] = {0.0F, 0.0F};
     const float* lowest = info.minValue.type == PYX_VARIANT_EMPTY ? zero : info.minValue.floatValues;
@@ -275,11 +275,10 @@ bool IsInRange(const PYXVariant& value, const PYXPropertyInfo& info)
 
 } // namespace
 
-PYX_RESULT CastVariantToPYXProperty(PYXVariant* pOutValidated, const PYXVariant* pValue, PYXVariantType type,
+PYX_RESULT CastVariantToPYXProperty(PYXVariant* pDest, const PYXVariant* pValue, PYXVariantType type,
                                     [[maybe_unused]] pyx_uint32 contentType,
                                     const PYXEnumDescriptionEntry* pEnumDescription)
 {
-    PYXVariant* const pDest = pOutValidated;
     FAIL_IF_NULL_AT(59, pDest);
     if (type == PYX_VARIANT_INT64 && pEnumDescription)
     {

@@ -31,7 +31,7 @@ struct PYXPropertyDeclaration
 /// Lifetime: owned by one storage. `value` is guarded by the storage's lock.
 class PYXPropertyInfoImpl : public PYXPropertyInfo
 {
-  public:
+public:
     /// Converts the declared default, minimum and maximum to the declared kind.
     /// What does not convert is replaced by the kind's own fallback; the current
     /// value becomes the default.
@@ -47,17 +47,17 @@ class PYXPropertyInfoImpl : public PYXPropertyInfo
 
     PYXVariantOwner value;
 
-  private:
+private:
     std::wstring m_name;
     std::wstring m_desc;
 };
 
-/// Converts a value to a declared kind into the empty `*pOutValidated`. With an
+/// Converts a value to a declared kind into the empty `*pDest`. With an
 /// enumeration table an integer must be a listed number or a listed name, exact
 /// to the letter case; an interface kind turns anything else into a null
 /// interface.
 /// PYX_INVALID_POINTER: null output. PYX_INVALID_ARG: not convertible, not listed.
-PYX_RESULT CastVariantToPYXProperty(PYXVariant* pOutValidated, const PYXVariant* pValue, PYXVariantType type,
+PYX_RESULT CastVariantToPYXProperty(PYXVariant* pDest, const PYXVariant* pValue, PYXVariantType type,
                                     pyx_uint32 contentType, const PYXEnumDescriptionEntry* pEnumDescription);
 
 /// The property store that components and inputs derive from: a fixed set of
@@ -68,11 +68,13 @@ PYX_RESULT CastVariantToPYXProperty(PYXVariant* pOutValidated, const PYXVariant*
 /// first slot after it.
 /// Threads: any thread may call any operation. Values are guarded by the
 /// storage's lock, the observer list by a lock of its own, always taken second.
-/// Hooks and observers are called with neither held, so they may call back.
+/// Hooks and observers are called with neither held, so they may call back; the
+/// destination of AddTo and CopyTo, and an interface value that is given up, are
+/// called with the storage's lock held.
 /// Lifetime: properties are declared by the owner's constructor only.
 template <class Interface> class PYXPropertyStorageExImpl : public Interface
 {
-  public:
+public:
     PYXPropertyStorageExImpl() = default;
     PYXPropertyStorageExImpl(const PYXPropertyStorageExImpl&) = delete;
     PYXPropertyStorageExImpl& operator=(const PYXPropertyStorageExImpl&) = delete;
@@ -85,7 +87,8 @@ template <class Interface> class PYXPropertyStorageExImpl : public Interface
     /// PYX_OUT_OF_RANGE, PYX_INVALID_ARG: refused, nothing has changed.
     PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override;
 
-    /// PYX_ACCESS_DENIED: not readable. `*pValue` is untouched on failure.
+    /// PYX_ACCESS_DENIED: not readable. `*pValue` is untouched on failure, but for
+    /// PYX_OUT_OF_MEMORY: then it is a text kind without a text.
     PYX_RESULT GetProperty(const wchar_t* name, PYXVariant* pValue) override;
     bool HasProperty(const wchar_t* name) override;
     pyx_size GetPropertyCount() override;
@@ -107,13 +110,13 @@ template <class Interface> class PYXPropertyStorageExImpl : public Interface
     /// Called without a lock after a value was stored, before the observers.
     virtual void OnPropertyChanged(const wchar_t* name);
 
-  protected:
+protected:
     ~PYXPropertyStorageExImpl() = default;
 
     /// Adds one property; each name is declared once.
     void DeclareProperty(const PYXPropertyDeclaration& declaration);
 
-  private:
+private:
     PYXPropertyInfoImpl* Find(const wchar_t* name) const;
     PYXPropertyInfoImpl* FindAt(pyx_size index) const;
     bool StoreValue(PYXPropertyInfoImpl* pInfo, PYXVariantOwner* pValidated);

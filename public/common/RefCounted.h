@@ -8,7 +8,7 @@
 /// table of its own, because no published table may hold one.
 class PYXDestructible
 {
-  public:
+public:
     PYXDestructible() = default;
     PYXDestructible(const PYXDestructible&) = delete;
     PYXDestructible& operator=(const PYXDestructible&) = delete;
@@ -19,7 +19,7 @@ class PYXDestructible
 /// handing the pointer out. Kept inside objects with one interface table.
 class PYXReferenceCount
 {
-  public:
+public:
     /// Returns the new count.
     pyx_uint32 Increment()
     {
@@ -37,7 +37,7 @@ class PYXReferenceCount
         return m_count.load(std::memory_order_relaxed);
     }
 
-  private:
+private:
     std::atomic<pyx_uint32> m_count{0};
 };
 
@@ -47,7 +47,7 @@ class PYXReferenceCount
 /// Table: destructor, Acquire, Release, GetRefCount.
 class PYXRefCounter
 {
-  public:
+public:
     PYXRefCounter() = default;
     PYXRefCounter(const PYXRefCounter&) = delete;
     PYXRefCounter& operator=(const PYXRefCounter&) = delete;
@@ -74,6 +74,6 @@ class PYXRefCounter
         return m_count.Get();
     }
 
-  private:
+private:
     PYXReferenceCount m_count;
 };

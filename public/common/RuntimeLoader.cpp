@@ -68,6 +68,17 @@ struct RuntimeRecord
         }
     }
 
+    /// Holds the library a second time, not counted by the reference count.
+    void Pin()
+    {
+        if (pTrace && !pinned)
+        {
+            // A handle is the address of the library's first byte.
+            GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<const wchar_t*>(module),
+                               &pinned);
+        }
+    }
+
     HMODULE module = nullptr;
     PYXFactory* pFactory = nullptr;
     void* pDebug = nullptr;
@@ -100,7 +111,7 @@ PYX_RESULT LoadRuntime()
     {
         return PYX_FAIL;
     }
-    // From here on the handle stays, so that a failing library is asked only once.
+    // From here on the handle stays, whatever fails: the next call succeeds without a factory.
     const auto pInit = GetEntry<PYXInitFunction>(s_runtime.module, PYX_INIT_ENTRY);
     if (!pInit)
     {
@@ -119,8 +130,13 @@ PYX_RESULT LoadRuntime()
     {
         return result;
     }
+    if (!s_runtime.pFactory)
+    {
+        return PYX_FAIL;
+    }
     s_runtime.pFactory->GetTrace(&s_runtime.pTrace);
     s_runtime.pFactory->GetDebug(&s_runtime.pDebug);
+    s_runtime.Pin();
     ++s_runtime.referenceCount;
     return PYX_OK;
 }
@@ -138,16 +154,6 @@ PYXTrace* GetRuntimeTrace()
 bool IsRuntimeLoaded()
 {
     return s_runtime.module != nullptr;
-}
-
-void PinRuntime()
-{
-    if (s_runtime.module && !s_runtime.pinned)
-    {
-        // A handle is the address of the library's first byte.
-        GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<const wchar_t*>(s_runtime.module),
-                           &s_runtime.pinned);
-    }
 }
 
 PYX_RESULT CreateMuxer(PYXContext* pContext, PYXComponent** ppOut)

@@ -12,7 +12,10 @@
 /// Threads: the counts are atomic, the rest is not locked: components are
 /// created and destroyed by one thread at a time. Nothing here traces.
 
-/// Takes one reference to the runtime library, loading it first if need be.
+/// Takes one reference to the runtime library, loading it first if need be. Once
+/// it has given a trace object, its code stays in memory until this module is
+/// unloaded, whatever the reference count does: inputs trace while the last
+/// component ends, when that component has already given the library back.
 /// PYX_FAIL: the library or an entry is missing; other codes are the library's.
 /// After a failure past the loading the handle is kept, and later calls succeed
 /// without a factory and without a trace object.
@@ -27,10 +30,6 @@ PYXTrace* GetRuntimeTrace();
 
 /// True while the runtime library is loaded.
 bool IsRuntimeLoaded();
-
-/// Keeps the code of the loaded runtime library in memory until this module is
-/// unloaded, whatever the reference count does.
-void PinRuntime();
 
 /// Creates the component "MuxerFFMPEG", acquired once.
 /// PYX_INVALID_ARG: null context. PYX_FAIL: the module or its entry is missing.

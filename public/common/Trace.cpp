@@ -2,12 +2,13 @@
 
 #include "common/RuntimeLoader.h"
 
+#include <atomic>
 #include <cstdio>
 
 namespace
 {
 
-PYXTrace* s_pTrace = nullptr; // once set, used for ever
+std::atomic<PYXTrace*> s_pTrace{nullptr}; // once set, used for ever
 
 std::wstring FormatTextList(const wchar_t* format, va_list args)
 {
@@ -24,15 +25,13 @@ std::wstring FormatTextList(const wchar_t* format, va_list args)
     return text;
 }
 
-/// Keeps what the runtime library offers now. The pointer outlives the
-/// library's reference count: inputs trace while the last component ends, when
-/// that component has already given the library back.
+/// Keeps what the runtime library offers now, if anything. Several threads may
+/// come here at once; all find the same object.
 PYXTrace* CacheRuntimeTrace()
 {
-    s_pTrace = GetRuntimeTrace();
-    if (s_pTrace)
+    if (PYXTrace* const pTrace = GetRuntimeTrace())
     {
-        PinRuntime();
+        s_pTrace = pTrace;
     }
     return s_pTrace;
 }
@@ -41,9 +40,13 @@ PYXTrace* CacheRuntimeTrace()
 
 PYXTrace* GetTraceObject()
 {
-    if (s_pTrace || CacheRuntimeTrace())
+    if (PYXTrace* const pTrace = s_pTrace)
     {
-        return s_pTrace;
+        return pTrace;
+    }
+    if (PYXTrace* const pTrace = CacheRuntimeTrace())
+    {
+        return pTrace;
     }
     LoadRuntime();
     CacheRuntimeTrace();

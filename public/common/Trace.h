@@ -16,8 +16,7 @@ struct PYXTraceSource
     const wchar_t* scope;
 };
 
-/// The process's trace object, or null. Once found it is used for ever, so the
-/// library's code is kept in memory from then on.
+/// The process's trace object, or null. Once found it is used for ever.
 PYXTrace* GetTraceObject();
 
 /// Sends one record. The arguments after `format` reach the trace object as they

@@ -145,7 +145,7 @@ PYX_RESULT SetFloat(PYXVariant* pDest, float value)
 }
 
 /// A converted text that came out null leaves the destination as it was and is
-/// no failure: hosts rely on an empty text converting to an empty variant.
+/// no failure: kept so, an empty text converts to an empty variant.
 PYX_RESULT SetWidened(PYXVariant* pDest, const char* text)
 {
     const PYXTaskWString wide = PYXStringToWString(text);
@@ -200,8 +200,9 @@ PYX_RESULT FromBool(PYXVariant* pDest, bool value, PYXVariantType type)
 
 template <class Number> PYX_RESULT SetNumberText(PYXVariant* pDest, const char* format, Number value)
 {
-    char text[400]; // the largest double has 309 digits before its point
-    _snprintf(text, sizeof(text), format, value);
+    constexpr size_t capacity = 400; // the largest double has 309 digits before its point
+    char text[capacity + 1] = {};
+    _snprintf(text, capacity, format, value);
     return PYXVariantAssignString(pDest, text);
 }
 
@@ -328,7 +329,7 @@ PYX_RESULT Convert(PYXVariant* pDest, const PYXVariant& source, PYXVariantType t
     case PYX_VARIANT_EMPTY:
         return FromEmpty(pDest, type);
     case PYX_VARIANT_BOOL:
-        return FromBool(pDest, source.boolValue, type);
+        return FromBool(pDest, source.boolValue != 0, type);
     case PYX_VARIANT_INT64:
         return FromInt64(pDest, source.int64Value, type);
     case PYX_VARIANT_DOUBLE:

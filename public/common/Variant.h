@@ -75,7 +75,7 @@ struct PYXVariant
     PYXVariantType type = PYX_VARIANT_EMPTY;
     union {
         pyx_uint64 raw[2] = {0, 0};
-        bool boolValue;
+        pyx_uint8 boolValue; ///< 0 or 1; read with != 0, for others write it too
         pyx_int64 int64Value;
         double doubleValue;
         PYXRect rectValue;
@@ -100,7 +100,7 @@ constexpr PYXVariant PYXVariantFromBool(bool value)
 {
     PYXVariant result;
     result.type = PYX_VARIANT_BOOL;
-    result.boolValue = value;
+    result.boolValue = value ? 1 : 0;
     return result;
 }
 
@@ -173,7 +173,8 @@ PYX_RESULT PYXVariantCopy(PYXVariant* pDest, const PYXVariant* pSource);
 PYX_RESULT PYXVariantCompare(const PYXVariant* pFirst, const PYXVariant* pSecond, bool* pEqual);
 
 /// Converts `*pSource` to `type` into `*pDest`; a null source converts the
-/// destination in place. Another destination is cleared first.
+/// destination in place. Another destination is cleared first, unless the kinds
+/// are equal: then it must be empty, as for PYXVariantCopy.
 /// PYX_INVALID_ARG: the pair of kinds is not supported (the destination is
 /// empty), or the text could not be parsed (the destination has the new kind
 /// and the value that the failed parse left: zero, false or opaque black).
@@ -184,7 +185,7 @@ PYX_RESULT PYXVariantChangeType(PYXVariant* pDest, const PYXVariant* pSource, PY
 /// Owns one variant and clears it at its end.
 class PYXVariantOwner
 {
-  public:
+public:
     PYXVariantOwner() = default;
     PYXVariantOwner(const PYXVariantOwner&) = delete;
     PYXVariantOwner& operator=(const PYXVariantOwner&) = delete;
@@ -228,6 +229,6 @@ class PYXVariantOwner
         return m_variant;
     }
 
-  private:
+private:
     PYXVariant m_variant;
 };

@@ -58,17 +58,15 @@ template class PYXTaskText<wchar_t>;
 namespace
 {
 
-constexpr size_t c_anyLength = static_cast<size_t>(-1);
-
-/// Scans with the platform's own scanner. Any answer but 0 counts as success,
-/// the end-of-input answer -1 included: hosts rely on partial texts.
+/// Any answer of the scanner but 0 counts as success,
+/// the end-of-input answer -1 included: kept so, partial texts convert.
 template <class... Fields> PYX_RESULT Scan(const char* text, const char* format, Fields*... fields)
 {
     if (!text || !*text)
     {
         return PYX_INVALID_ARG;
     }
-    return _snscanf(text, strlen(text), format, fields...) != 0 ? PYX_OK : PYX_INVALID_ARG;
+    return sscanf(text, format, fields...) != 0 ? PYX_OK : PYX_INVALID_ARG;
 }
 
 template <class... Values> std::string Format(const char* format, Values... values)

@@ -9,7 +9,7 @@
 /// share. Owned; null when there is none.
 template <class Char> class PYXTaskText
 {
-  public:
+public:
     PYXTaskText() = default;
     PYXTaskText(const PYXTaskText&) = delete;
     PYXTaskText& operator=(const PYXTaskText&) = delete;
@@ -32,7 +32,7 @@ template <class Char> class PYXTaskText
     /// Gives the text to the caller, who frees it with CoTaskMemFree.
     Char* Detach();
 
-  private:
+private:
     Char* m_text = nullptr;
 };
 

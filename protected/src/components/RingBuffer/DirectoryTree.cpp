@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cwchar>
 
 namespace
@@ -9,7 +10,7 @@ namespace
 
 class FindHandle
 {
-  public:
+public:
     explicit FindHandle(HANDLE handle) : m_handle(handle)
     {
     }
@@ -35,7 +36,7 @@ class FindHandle
         return m_handle;
     }
 
-  private:
+private:
     HANDLE m_handle;
 };
 
@@ -92,7 +93,7 @@ bool CreatePath(const std::wstring& path)
         const std::wstring component = path.substr(begin, end - begin);
         if (!component.empty() && component != L".")
         {
-            // A drive or a share cannot be created; what lies below it can.
+            // A share, or a parent that we may not touch, cannot be created; what lies below it may.
             created = CreateOne(path.substr(0, end));
         }
         begin = end + 1;

@@ -5,9 +5,10 @@
 /// The temporary directory's routines. Paths are used unchanged; nothing is
 /// traced.
 
-/// Removes a directory with everything in it, read-only files excepted. Stops at
-/// the first entry that cannot be removed; false then, or when the directory
-/// itself cannot be removed.
+/// Removes a directory with everything in it, and with everything that its
+/// directory links lead to. Stops at the first entry that cannot be removed, such
+/// as a read-only file; false then, or when the directory itself cannot be
+/// removed.
 bool RemoveTree(const std::wstring& path);
 
 /// Creates a directory and those of its parents that are missing, cutting the

@@ -6,6 +6,8 @@
 
 #include <windows.h>
 
+#include <utility>
+
 namespace
 {
 
@@ -153,7 +155,7 @@ PYX_RESULT PYXRingBufferGOP::WritePacket(PacketEntry* pPacket, PYXDataStream* pS
     pyx_uint64 writtenBytes = 0;
     PASS_ON_FAILURE(pStream->Write(pInput->GetNative(), pInput->GetSize(), &writtenBytes),
                     L"WritePacket() - Failed to write packet information to file.");
-    // A short write is a plain failure where a short read is unexpected: hosts tell them apart by it.
+    // Kept so: a short write answers PYX_FAIL where a short read answers PYX_UNEXPECTED.
     FAIL_IF_NOT(writtenBytes == pInput->GetSize(), PYX_FAIL,
                 L"WritePacket() - Failed to write all the frame bytes to file.");
     return PYX_OK;
@@ -191,7 +193,7 @@ PYX_RESULT PYXRingBufferGOP::GetVideoPacket(pyx_int32 idx, PYXBuffer** ppVideo)
     return ReadPacket(m_videoPackets[static_cast<size_t>(idx)], m_pVideoStream.get(), ppVideo);
 }
 
-// These texts end without a full stop, unlike those for video: hosts search for them as they are.
+// Kept so: these texts end without a full stop, unlike those for video.
 PYX_RESULT PYXRingBufferGOP::GetAudioPacket(pyx_int32 idx, PYXBuffer** ppAudio)
 {
     FAIL_IF_NOT(m_spContext, PYX_NOT_INITIALIZED, L"GetAudioPacket() - Context not initialized");
@@ -226,7 +228,7 @@ pyx_int64 PYXRingBufferGOP::GetPts()
 pyx_int64 PYXRingBufferGOP::GetDuration()
 {
     PYXLock lock(this);
-    // The texts name the other operation; hosts search their logs for them.
+    // Kept so: the texts name the other operation, as they always have in hosts' logs.
     FAIL_IF_NOT(!m_videoPackets.empty(), -1, L"GetPts() - Call made when no packets in yet.");
     FAIL_IF_NOT(m_videoPackets.front().spData, -1, L"GetPts() - invalid data packet pointer.");
     FAIL_IF_NOT(m_videoPackets.back().spData, -1, L"GetPts() - invalid data packet pointer.");
@@ -302,7 +304,8 @@ void PYXRingBufferGOP::DestroyStore(const Store& store)
     }
     else
     {
-        // Without a file name the stream was never opened and is left behind.
+        // Kept so: without a file name the stream was never opened and is left
+        // behind, some hundred bytes a group.
         static_cast<void>(store.pStream.release()); // NOLINT(bugprone-unused-return-value)
     }
 }

@@ -25,8 +25,8 @@
 /// temporary files end with the group.
 class PYXRingBufferGOP : public PYXCriticalSection
 {
-  public:
-    /// `context` is acquired and may be null, `tempPath` may be empty; what is
+public:
+    /// `pContext` is acquired and may be null, `tempPath` may be empty; what is
     /// then impossible is refused later. Opens nothing.
     PYXRingBufferGOP(PYXContext* pContext, const std::wstring& tempPath, bool inRam);
     ~PYXRingBufferGOP() override;
@@ -42,7 +42,7 @@ class PYXRingBufferGOP : public PYXCriticalSection
     PYX_RESULT AddAudioPacket(PYXBuffer* pAudio);
 
     /// Rebuilds a packet as a new buffer, acquired for the caller. The store
-    /// must be open. `*ppOut` is null on failure past the argument checks.
+    /// must be open. The output is null on failure past the argument checks.
     /// PYX_INVALID_ARG: no such index, null output. PYX_UNEXPECTED: the store
     /// held fewer bytes than recorded.
     PYX_RESULT GetVideoPacket(pyx_int32 idx, PYXBuffer** ppVideo);
@@ -68,7 +68,7 @@ class PYXRingBufferGOP : public PYXCriticalSection
     PYX_RESULT CloseVideoFile();
     PYX_RESULT CloseAudioFile();
 
-  private:
+private:
     /// One stored packet.
     struct PacketEntry
     {

@@ -1,7 +1,6 @@
 #include "RingBufferImpl.h"
 
 #include "DirectoryTree.h"
-#include "RingBufferInputs.h"
 
 #include "common/PropertyReader.h"
 #include "common/RuntimeLoader.h"
@@ -35,7 +34,7 @@ constexpr PYXVariant c_longest = PYXVariantFromInt64(2147483647);
 constexpr PYXPropertyDeclaration c_properties[] = {
     //              display name             kind                 default                    minimum     maximum    access       content
     {c_tempPath,    L"Temp location",        PYX_VARIANT_WSTRING, c_noText,                  c_none,     c_none,    c_readWrite, c_pathContent},
-    {c_duration,    L"Duration (sec)",       PYX_VARIANT_INT64,   PYXVariantFromInt64(30),   c_shortest, c_longest, c_readWrite},
+    {c_duration,    L"Duration (sec)",       PYX_VARIANT_INT64,   PYXVariantFromInt64(c_defaultDuration), c_shortest, c_longest, c_readWrite},
     {c_bufferInRam, L"BufferInRamEnabled",   PYX_VARIANT_BOOL,    PYXVariantFromBool(false), c_none,     c_none,    c_full},
     {L"Path",       L"Output file",          PYX_VARIANT_WSTRING, c_noText,                  c_none,     c_none,    c_readWrite, c_pathContent},
     {c_enableVideo, L"Enable video stream",  PYX_VARIANT_BOOL,    PYXVariantFromBool(true),  c_none,     c_none,    c_full},
@@ -43,10 +42,15 @@ constexpr PYXPropertyDeclaration c_properties[] = {
 };
 // clang-format on
 
-bool IsOneOf(const wchar_t* name, std::initializer_list<const wchar_t*> names)
+bool Is(const wchar_t* name, const wchar_t* other)
 {
-    return name &&
-           std::any_of(names.begin(), names.end(), [name](const wchar_t* other) { return wcscmp(name, other) == 0; });
+    return name && wcscmp(name, other) == 0;
+}
+
+/// What the ring buffer keeps for itself; everything else is the muxer's too.
+bool IsOwn(const wchar_t* name)
+{
+    return Is(name, c_tempPath) || Is(name, c_duration) || Is(name, c_bufferInRam);
 }
 
 } // namespace
@@ -64,12 +68,8 @@ void PYXRingBufferImpl::operator delete(void* p, size_t size)
 PYXRingBufferImpl::PYXRingBufferImpl(PYXContext* pContext) : m_spContext(pContext)
 {
     LoadRuntime();
-    for (PYXPropertyDeclaration property : c_properties)
+    for (const PYXPropertyDeclaration& property : c_properties)
     {
-        if (IsOneOf(property.name, {c_duration}))
-        {
-            property.defaultValue = PYXVariantFromInt64(m_duration);
-        }
         DeclareProperty(property);
     }
     CreateMuxer(pContext, m_spMuxer.Out());
@@ -82,13 +82,11 @@ PYXRingBufferImpl::~PYXRingBufferImpl()
     m_spMuxer.Reset();
     ReleaseRuntime();
 
-    m_pActiveGOP.reset(); // a failed write-out has left the cache as it was
+    // Without a muxer, or when the write-out failed, the cache is still full.
+    m_pActiveGOP.reset();
     m_listOfGOPs.clear();
     m_pendingAudio.clear();
-    for (const auto& spInput : m_InputStreams)
-    {
-        spInput->Detach();
-    }
+    *m_pLink = nullptr;
     m_InputStreams.clear();
 }
 
@@ -116,7 +114,7 @@ PYX_RESULT PYXRingBufferImpl::QueryInterface(const PYXGuid& id, void** out)
 PYX_RESULT PYXRingBufferImpl::SetProperty(const wchar_t* name, PYXVariant value)
 {
     FAIL_IF_NOT(m_spMuxer, PYX_NOT_INITIALIZED, L"SetProperty() - Internal component not initialized");
-    if (!IsOneOf(name, {c_tempPath, c_duration, c_bufferInRam}))
+    if (!IsOwn(name))
     {
         PASS_ON_FAILURE(m_spMuxer->SetProperty(name, value), L"muxer::SetProperty() failed");
     }
@@ -213,7 +211,7 @@ pyx_int32 PYXRingBufferImpl::HostOperation29()
 PYX_RESULT PYXRingBufferImpl::GetInput(pyx_int32 index, PYXInput** ppInput)
 {
     FAIL_IF_NOT(index >= 0 && index < GetInputCount(), PYX_INVALID_ARG, L"Invalid index");
-    FAIL_IF_NOT(ppInput != nullptr, PYX_INVALID_ARG, L"ppOutput = NULL"); // hosts know the text as it is
+    FAIL_IF_NOT(ppInput != nullptr, PYX_INVALID_ARG, L"ppOutput = NULL"); // the text is fixed, though not the name
     PYXLock lock(&m_sync);
     FAIL_IF_NOT(index < GetInputCount(), PYX_INVALID_ARG, L"Invalid index"); // a stream was switched off meanwhile
     PYXInterfacePtr<PYXRingBufferInput> spInput = m_InputStreams[static_cast<size_t>(index)];
@@ -229,28 +227,28 @@ PYX_RESULT PYXRingBufferImpl::HostOperation31()
 void PYXRingBufferImpl::OnPropertyChanged(const wchar_t* name)
 {
     PYXLock lock(&m_sync);
-    if (IsOneOf(name, {c_tempPath}))
+    if (Is(name, c_tempPath))
     {
         Terminate();
         PYXReadProperty(this, name, &m_tempPath);
         Init(0, 0, 0);
     }
-    else if (IsOneOf(name, {c_duration}))
+    else if (Is(name, c_duration))
     {
         PYXReadProperty(this, name, &m_duration);
         TrimGOPs();
     }
-    else if (IsOneOf(name, {c_bufferInRam}))
+    else if (Is(name, c_bufferInRam))
     {
         Terminate();
         PYXReadProperty(this, name, &m_bufferInRam);
         Init(0, 0, 0);
     }
-    else if (IsOneOf(name, {c_enableVideo}))
+    else if (Is(name, c_enableVideo))
     {
         SwitchStream(name, PYX_STREAM_TYPE_VIDEO);
     }
-    else if (IsOneOf(name, {c_enableAudio}))
+    else if (Is(name, c_enableAudio))
     {
         SwitchStream(name, PYX_STREAM_TYPE_AUDIO);
     }
@@ -282,7 +280,7 @@ PYXInterfacePtr<PYXRingBufferInput> PYXRingBufferImpl::CreateStreamInput(pyx_int
 {
     if (streamType == PYX_STREAM_TYPE_VIDEO)
     {
-        return PYXInterfacePtr<PYXRingBufferInput>(new PYXRingBufferVideoInput(this));
+        return PYXInterfacePtr<PYXRingBufferInput>(new PYXRingBufferVideoInput(m_pLink));
     }
-    return PYXInterfacePtr<PYXRingBufferInput>(new PYXRingBufferAudioInput(this));
+    return PYXInterfacePtr<PYXRingBufferInput>(new PYXRingBufferAudioInput(m_pLink));
 }

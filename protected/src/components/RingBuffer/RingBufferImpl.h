@@ -1,6 +1,7 @@
 #pragma once
 
 #include "RingBufferGOP.h"
+#include "RingBufferInputs.h"
 
 #include "common/Component.h"
 #include "common/CriticalSection.h"
@@ -15,10 +16,10 @@
 #include <string>
 #include <vector>
 
-class PYXRingBufferInput;
-
 /// What all files of the component trace as.
 inline constexpr PYXTraceSource c_ringBufferTraceSource{L"components/RingBuffer/RingBufferImpl", L"PYXRingBufferImpl"};
+
+inline constexpr pyx_int64 c_defaultDuration = 30; // seconds
 
 /// The ring buffer: keeps the last `Duration` seconds of what its inputs are
 /// given, as groups of pictures, and writes them through the muxer when it is
@@ -28,16 +29,20 @@ inline constexpr PYXTraceSource c_ringBufferTraceSource{L"components/RingBuffer/
 ///     audio input --> m_pendingAudio --by time stamp--> the group that covers it
 ///     Terminate: m_listOfGOPs + m_pActiveGOP --> muxer
 ///
-/// Threads: any thread may call any operation; m_sync is held for the whole of
-/// each but GetInputCount, GetContext and property reads, and is recursive. The
-/// muxer and the context are called with it held. Created and destroyed by one
-/// thread at a time.
-/// Lifetime: created with count 0, ended by its last Release. The inputs belong
-/// to the component and end with it; a host gives them back first.
+/// Threads: any thread may call any operation. m_sync is recursive and held
+/// while the cache is touched: by Init, Terminate, GetInput, the reaction to a
+/// property, intake and write-out, the muxer and the context being called under
+/// it. SetProperty calls the muxer without it. Created and destroyed by one thread
+/// at a time, with no packet under way.
+/// Locks: a property storage's lock may be taken under m_sync. CopyTo and AddTo
+/// call their destination under the source's lock, so copying this component's
+/// properties, or an input's, to one of its inputs takes the two in the other
+/// order: not while other threads set properties.
+/// Lifetime: created with count 0, ended by its last Release.
 class PYXRingBufferImpl final : public PYXRefCounter, public PYXPropertyStorageExImpl<PYXComponentEx>
 {
-  public:
-    /// Acquires `context`. A component whose muxer could not be created can be
+public:
+    /// Acquires `pContext`. A component whose muxer could not be created can be
     /// read; setting, Init and Terminate answer PYX_NOT_INITIALIZED.
     explicit PYXRingBufferImpl(PYXContext* pContext);
     ~PYXRingBufferImpl() override;
@@ -103,18 +108,22 @@ class PYXRingBufferImpl final : public PYXRefCounter, public PYXPropertyStorageE
     }
 
     /// Closes the active group into the list, opens a new one with this packet,
-    /// places waiting audio and trims. PYX_INVALID_ARG: null packet. On a later
-    /// failure the new group stays active even if empty.
+    /// places waiting audio and trims. PYX_INVALID_ARG: null packet.
+    /// PYX_OUT_OF_MEMORY: no new group; none is active then. When waiting audio
+    /// cannot be placed first, the old group stays active and the packet is not
+    /// taken; on a later failure the new group stays active even if empty.
     PYX_RESULT AddVideoStartPacket(PYXBuffer* pPacket);
 
     /// Appends to the active group; without one the packet is dropped and the
     /// answer PYX_OK. PYX_INVALID_ARG: null packet.
     PYX_RESULT AddVideoRegularPacket(PYXBuffer* pPacket);
 
-    /// Queues an audio packet, acquired, and places what can be placed.
+    /// Queues an audio packet, acquired, and places what can be placed. When the
+    /// active group refuses a packet it waits, and the answer is PYX_OK; when an
+    /// older group refuses one it is lost, and the answer is the group's.
     PYX_RESULT AddAudioPacket(PYXBuffer* pPacket);
 
-  private:
+private:
     // Intake (RingBufferIntake.cpp)
     PYX_RESULT CloseActiveGOP();
     PYX_RESULT AddAudioPacketsToGOP();
@@ -129,10 +138,11 @@ class PYXRingBufferImpl final : public PYXRefCounter, public PYXPropertyStorageE
     void SwitchStream(const wchar_t* switchName, pyx_int64 streamType);
     PYXInterfacePtr<PYXRingBufferInput> CreateStreamInput(pyx_int64 streamType);
 
+    const PYXRingBufferHostLink m_pLink = std::make_shared<std::atomic<PYXRingBufferImpl*>>(this);
     PYXCriticalSection m_sync; // guards everything below
     PYXInterfacePtr<PYXContext> m_spContext;
     std::vector<PYXInterfacePtr<PYXRingBufferInput>> m_InputStreams; // in order of creation
-    pyx_int64 m_duration = 30;                                       // seconds
+    pyx_int64 m_duration = c_defaultDuration;                        // seconds
     std::wstring m_tempPath;
     bool m_bufferInRam = false;
     PYXInterfacePtr<PYXComponent> m_spMuxer;                   // null when it could not be created

@@ -7,6 +7,7 @@
 #include "common/Trace.h"
 
 #include <cwchar>
+#include <utility>
 
 namespace
 {
@@ -51,8 +52,8 @@ PYX_RESULT ReadIsStartPacket(PYXBuffer* pBuffer, bool* pIsStart)
 
 } // namespace
 
-PYXRingBufferInput::PYXRingBufferInput(PYXRingBufferImpl* pHost, std::span<const PYXPropertyDeclaration> properties)
-    : m_pHost(pHost)
+PYXRingBufferInput::PYXRingBufferInput(PYXRingBufferHostLink pHost, std::span<const PYXPropertyDeclaration> properties)
+    : m_pHost(std::move(pHost))
 {
     for (const PYXPropertyDeclaration& property : properties)
     {
@@ -93,12 +94,12 @@ PYX_RESULT PYXRingBufferInput::QueryInterface(const PYXGuid& id, void** out)
 
 PYX_RESULT PYXRingBufferInput::SetProperty(const wchar_t* name, PYXVariant value)
 {
-    FAIL_IF_NOT(m_pHost != nullptr, PYX_UNEXPECTED, L"SetProperty() - Host not Initialized");
-    FAIL_IF_NOT(m_pHost->GetMuxer(), PYX_NOT_INITIALIZED, L"SetProperty() - Internal component not initialized");
-    PYXLock lock(m_pHost->GetSync());
-
-    bool muxerComplete = true;
-    if (const PYX_RESULT result = MirrorToMuxer(name, value, &muxerComplete); result != PYX_OK || !muxerComplete)
+    PYXRingBufferImpl* const pHost = *m_pHost;
+    FAIL_IF_NOT(pHost != nullptr, PYX_UNEXPECTED, L"SetProperty() - Host not Initialized");
+    FAIL_IF_NOT(pHost->GetMuxer(), PYX_NOT_INITIALIZED, L"SetProperty() - Internal component not initialized");
+    PYXLock lock(pHost->GetSync());
+    bool store = true;
+    if (const PYX_RESULT result = MirrorToMuxer(pHost, name, value, &store); result != PYX_OK || !store)
     {
         return result;
     }
@@ -106,21 +107,22 @@ PYX_RESULT PYXRingBufferInput::SetProperty(const wchar_t* name, PYXVariant value
     return PYXPropertyStorageExImpl::SetProperty(name, value);
 }
 
-/// `*pMuxerComplete` becomes false when the muxer offers a null input: the value
-/// is then neither forwarded nor stored, and the answer is PYX_OK all the same.
-/// Hosts rely on that.
-PYX_RESULT PYXRingBufferInput::MirrorToMuxer(const wchar_t* name, const PYXVariant& value, bool* pMuxerComplete)
+/// Sets the value on the muxer's first input of the same stream type. A null
+/// input among those before it ends everything: `*pStore` becomes false, and the
+/// caller answers PYX_OK without storing. That success is part of the contract.
+PYX_RESULT PYXRingBufferInput::MirrorToMuxer(PYXRingBufferImpl* pHost, const wchar_t* name, const PYXVariant& value,
+                                             bool* pStore)
 {
     pyx_int64 streamType = 0;
     PASS_ON_FAILURE(PYXReadProperty(this, PYX_PROPERTY_STREAM_TYPE, &streamType), L"SetProperty() failed");
-    const auto spMuxerEx = m_pHost->GetMuxer().Query<PYXComponentEx>();
+    const auto spMuxerEx = pHost->GetMuxer().Query<PYXComponentEx>();
     FAIL_IF_NOT(spMuxerEx, PYX_NO_INTERFACE, L"Muxer is of invalid type");
 
     for (pyx_int32 i = 0; i < spMuxerEx->GetInputCount(); ++i)
     {
         PYXInterfacePtr<PYXInput> spInput;
         PASS_ON_FAILURE(spMuxerEx->GetInput(i, spInput.Out()), L"Muxer has invalid input stream");
-        *pMuxerComplete = static_cast<bool>(spInput);
+        *pStore = static_cast<bool>(spInput);
         FAIL_IF_NOT(spInput, PYX_OK, L"Muxer input stream is NULL");
         pyx_int64 muxerStreamType = 0;
         PASS_ON_FAILURE(PYXReadProperty(spInput.Get(), PYX_PROPERTY_STREAM_TYPE, &muxerStreamType),
@@ -136,16 +138,19 @@ PYX_RESULT PYXRingBufferInput::MirrorToMuxer(const wchar_t* name, const PYXVaria
 
 void PYXRingBufferInput::OnPropertyChanged(const wchar_t* name)
 {
-    if (wcscmp(name, PYX_PROPERTY_ENABLED) == 0 && m_pHost)
+    PYXRingBufferImpl* const pHost = *m_pHost;
+    if (pHost && wcscmp(name, PYX_PROPERTY_ENABLED) == 0)
     {
-        PYXLock lock(m_pHost->GetSync());
+        PYXLock lock(pHost->GetSync());
         PYXReadProperty(this, PYX_PROPERTY_ENABLED, &m_enabled);
     }
 }
 
-PYX_RESULT PYXRingBufferInput::TakePacket(PYXData* pData, PYXInterfacePtr<PYXBuffer>* pspBuffer)
+PYX_RESULT PYXRingBufferInput::TakePacket(PYXData* pData, PYXRingBufferImpl** ppHost,
+                                          PYXInterfacePtr<PYXBuffer>* pspBuffer)
 {
-    FAIL_IF_NOT(m_pHost != nullptr, PYX_UNEXPECTED, L"SubmitInput() - Host not Initialized");
+    *ppHost = *m_pHost;
+    FAIL_IF_NOT(*ppHost != nullptr, PYX_UNEXPECTED, L"SubmitInput() - Host not Initialized");
     if (!pData)
     {
         return PYX_EOF;
@@ -162,8 +167,8 @@ PYX_RESULT PYXRingBufferInput::TakePacket(PYXData* pData, PYXInterfacePtr<PYXBuf
     return PYX_OK;
 }
 
-PYXRingBufferVideoInput::PYXRingBufferVideoInput(PYXRingBufferImpl* pHost)
-    : PYXRingBufferInput(pHost, PYX_VIDEO_STREAM_PROPERTIES)
+PYXRingBufferVideoInput::PYXRingBufferVideoInput(PYXRingBufferHostLink pHost)
+    : PYXRingBufferInput(std::move(pHost), PYX_VIDEO_STREAM_PROPERTIES)
 {
 }
 
@@ -175,8 +180,9 @@ PYXRingBufferVideoInput::~PYXRingBufferVideoInput()
 
 PYX_RESULT PYXRingBufferVideoInput::SubmitInput(PYXData* pData)
 {
+    PYXRingBufferImpl* pHost = nullptr;
     PYXInterfacePtr<PYXBuffer> spBuffer;
-    if (const PYX_RESULT result = TakePacket(pData, &spBuffer); result != PYX_OK || !spBuffer)
+    if (const PYX_RESULT result = TakePacket(pData, &pHost, &spBuffer); result != PYX_OK || !spBuffer)
     {
         return result;
     }
@@ -184,19 +190,18 @@ PYX_RESULT PYXRingBufferVideoInput::SubmitInput(PYXData* pData)
     PASS_ON_FAILURE(ReadIsStartPacket(spBuffer.Get(), &isStart), L"SubmitInput() unable to get video frame type");
     if (isStart)
     {
-        PASS_ON_FAILURE(m_pHost->AddVideoStartPacket(spBuffer.Get()),
-                        L"SubmitInput() failed to store the start packet");
+        PASS_ON_FAILURE(pHost->AddVideoStartPacket(spBuffer.Get()), L"SubmitInput() failed to store the start packet");
     }
     else
     {
-        PASS_ON_FAILURE(m_pHost->AddVideoRegularPacket(spBuffer.Get()),
+        PASS_ON_FAILURE(pHost->AddVideoRegularPacket(spBuffer.Get()),
                         L"SubmitInput() failed to store the regular packet");
     }
     return PYX_OK;
 }
 
-PYXRingBufferAudioInput::PYXRingBufferAudioInput(PYXRingBufferImpl* pHost)
-    : PYXRingBufferInput(pHost, PYX_AUDIO_STREAM_PROPERTIES)
+PYXRingBufferAudioInput::PYXRingBufferAudioInput(PYXRingBufferHostLink pHost)
+    : PYXRingBufferInput(std::move(pHost), PYX_AUDIO_STREAM_PROPERTIES)
 {
 }
 
@@ -208,11 +213,12 @@ PYXRingBufferAudioInput::~PYXRingBufferAudioInput()
 
 PYX_RESULT PYXRingBufferAudioInput::SubmitInput(PYXData* pData)
 {
+    PYXRingBufferImpl* pHost = nullptr;
     PYXInterfacePtr<PYXBuffer> spBuffer;
-    if (const PYX_RESULT result = TakePacket(pData, &spBuffer); result != PYX_OK || !spBuffer)
+    if (const PYX_RESULT result = TakePacket(pData, &pHost, &spBuffer); result != PYX_OK || !spBuffer)
     {
         return result;
     }
-    PASS_ON_FAILURE(m_pHost->AddAudioPacket(spBuffer.Get()), L"SubmitInput() failed to store the audio packet");
+    PASS_ON_FAILURE(pHost->AddAudioPacket(spBuffer.Get()), L"SubmitInput() failed to store the audio packet");
     return PYX_OK;
 }

@@ -6,20 +6,28 @@
 #include "common/PropertyStorageExImpl.h"
 #include "common/RefCounted.h"
 
+#include <atomic>
+#include <memory>
 #include <span>
 
 class PYXRingBufferImpl;
+
+/// An input's way to its component, shared by the component and every input that
+/// it ever created; null once the component has ended. A host may hold an input
+/// longer than the component does: a switched-off input still feeds the
+/// component, and an input whose component is gone answers PYX_UNEXPECTED.
+using PYXRingBufferHostLink = std::shared_ptr<std::atomic<PYXRingBufferImpl*>>;
 
 /// One stream into the ring buffer: carries its description, mirrors it to the
 /// muxer, and hands its packets to the component. Holds no packets itself.
 ///
 /// Threads: the two inputs may be called from different threads; what they share
 /// lies in the component and is guarded by the component's lock.
-/// Lifetime: owned by the component, which outlives it; an input that a host
-/// still holds when the component has ended answers PYX_UNEXPECTED.
+/// Lifetime: counted; held by the component and by hosts. No packet may be under
+/// way while the component ends.
 class PYXRingBufferInput : public PYXPropertyStorageExImpl<PYXInput>, public PYXDestructible
 {
-  public:
+public:
     // PYXInterface
     pyx_uint32 Acquire() override;
     pyx_uint32 Release() override;
@@ -33,26 +41,21 @@ class PYXRingBufferInput : public PYXPropertyStorageExImpl<PYXInput>, public PYX
     void OnPropertyChanged(const wchar_t* name) override;
     virtual pyx_uint32 GetRefCount();
 
-    /// The component ends.
-    void Detach()
-    {
-        m_pHost = nullptr;
-    }
-
-  protected:
-    PYXRingBufferInput(PYXRingBufferImpl* pHost, std::span<const PYXPropertyDeclaration> properties);
+protected:
+    PYXRingBufferInput(PYXRingBufferHostLink pHost, std::span<const PYXPropertyDeclaration> properties);
 
     /// The part of SubmitInput that both kinds share. PYX_OK with `*pspBuffer`
     /// null: the packet is dropped, as a disabled input does. PYX_EOF: null
     /// packet. PYX_UNEXPECTED: no component, or the packet is no buffer.
-    PYX_RESULT TakePacket(PYXData* pData, PYXInterfacePtr<PYXBuffer>* pspBuffer);
+    /// `*ppHost` is borrowed.
+    PYX_RESULT TakePacket(PYXData* pData, PYXRingBufferImpl** ppHost, PYXInterfacePtr<PYXBuffer>* pspBuffer);
 
-    PYXRingBufferImpl* m_pHost; // not counted
-    bool m_enabled = true;      // copy of "Enabled"
+    const PYXRingBufferHostLink m_pHost; // holds no reference to the component
+    bool m_enabled = true;               // copy of "Enabled"
     pyx_uint64 m_packetCount = 0;
 
-  private:
-    PYX_RESULT MirrorToMuxer(const wchar_t* name, const PYXVariant& value, bool* pMuxerComplete);
+private:
+    PYX_RESULT MirrorToMuxer(PYXRingBufferImpl* pHost, const wchar_t* name, const PYXVariant& value, bool* pStore);
 
     PYXReferenceCount m_count;
 };
@@ -60,8 +63,8 @@ class PYXRingBufferInput : public PYXPropertyStorageExImpl<PYXInput>, public PYX
 /// Tells start packets from regular ones by the packet's frame type.
 class PYXRingBufferVideoInput final : public PYXRingBufferInput
 {
-  public:
-    explicit PYXRingBufferVideoInput(PYXRingBufferImpl* pHost);
+public:
+    explicit PYXRingBufferVideoInput(PYXRingBufferHostLink pHost);
     ~PYXRingBufferVideoInput() override;
 
     PYX_RESULT SubmitInput(PYXData* pData) override;
@@ -70,8 +73,8 @@ class PYXRingBufferVideoInput final : public PYXRingBufferInput
 /// Queues audio packets; their time stamps decide where they go.
 class PYXRingBufferAudioInput final : public PYXRingBufferInput
 {
-  public:
-    explicit PYXRingBufferAudioInput(PYXRingBufferImpl* pHost);
+public:
+    explicit PYXRingBufferAudioInput(PYXRingBufferHostLink pHost);
     ~PYXRingBufferAudioInput() override;
 
     PYX_RESULT SubmitInput(PYXData* pData) override;

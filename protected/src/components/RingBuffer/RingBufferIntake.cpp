@@ -1,10 +1,10 @@
 #include "RingBufferImpl.h"
 
-#include <iterator>
 #include <new>
+#include <utility>
 
 // Packets on their way into the groups. Every operation takes m_sync for its
-// whole run; the inputs and the operations here call one another with it held.
+// whole run, or is called by one that holds it.
 
 namespace
 {
@@ -78,7 +78,7 @@ PYX_RESULT PYXRingBufferImpl::AddAudioPacketsToGOP()
         {
             if (!AddAudioToActiveGOP(spPacket.Get()))
             {
-                return PYX_OK; // it stays in front and is tried again next time: hosts rely on the success
+                return PYX_OK; // kept so: it stays in front and is tried again next time
             }
         }
         else
@@ -134,12 +134,13 @@ PYX_RESULT PYXRingBufferImpl::TrimGOPs()
         return PYX_OK;
     }
     PYXRingBufferGOP& newest = m_pActiveGOP ? *m_pActiveGOP : *m_listOfGOPs.back();
-    const pyx_int64 newestDuration = newest.GetDuration();
-    pyx_int64 span = PYXSubtractTicks(PYXAddTicks(newest.GetPts(), newestDuration), m_listOfGOPs.front()->GetPts());
+    const pyx_int64 duration = newest.GetDuration();
+    const pyx_int64 end = PYXAddTicks(newest.GetPts(), duration);
+    pyx_int64 span = PYXSubtractTicks(end, m_listOfGOPs.front()->GetPts());
     while (!m_listOfGOPs.empty())
     {
         // A group takes its own length off the span, not the gap to the next
-        // group's start: hosts count on the groups that this keeps.
+        // group's start. Kept exactly so: it decides which groups a clip begins with.
         const pyx_int64 remaining = PYXSubtractTicks(span, m_listOfGOPs.front()->GetDuration());
         if (remaining <= m_duration * PYX_TICKS_PER_SECOND)
         {

@@ -1,9 +1,9 @@
 #include "RingBufferImpl.h"
 
-#include "RingBufferInputs.h"
-
 #include "common/PropertyReader.h"
 #include "common/StreamProperties.h"
+
+#include <utility>
 
 // The cache on its way into the muxer.
 
@@ -51,7 +51,7 @@ constexpr StreamKind c_audio{
 /// one fetched packet in hand. Without an input its packets are left alone.
 class StreamWriter
 {
-  public:
+public:
     StreamWriter(const StreamKind& kind, PYXInterfacePtr<PYXInput> spInput, pyx_int64 base, pyx_int64 limit)
         : m_kind(kind), m_spInput(std::move(spInput)), m_base(base), m_limit(limit)
     {
@@ -129,7 +129,7 @@ class StreamWriter
         return PYX_OK;
     }
 
-  private:
+private:
     const StreamKind& m_kind;
     PYXInterfacePtr<PYXInput> m_spInput; // null: the muxer has none of this kind
     const pyx_int64 m_base;              // 100 ns ticks
