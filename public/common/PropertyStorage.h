@@ -29,6 +29,8 @@ inline constexpr pyx_uint32 PYX_PROPERTY_ACCESS_FULL = 255;
 class PYXPropertyInfo
 {
 public:
+    PYXPropertyInfo(const PYXPropertyInfo&) = delete;
+    PYXPropertyInfo& operator=(const PYXPropertyInfo&) = delete;
     virtual ~PYXPropertyInfo() = default;
 
     const wchar_t* name = nullptr;                             ///< at 8
@@ -43,8 +45,6 @@ public:
 
 protected:
     PYXPropertyInfo() = default;
-    PYXPropertyInfo(const PYXPropertyInfo&) = delete;
-    PYXPropertyInfo& operator=(const PYXPropertyInfo&) = delete;
 };
 
 static_assert(sizeof(PYXPropertyInfo) == 120);

@@ -46,34 +46,32 @@ template <class... Args> std::wstring MakeCheckText(const wchar_t* expression, c
 // Every file that checks defines c_traceSource, a PYXTraceSource.
 
 /// Asks whether the caller or the state is wrong: unless `condition` holds,
-/// traces "Assertion failed:" and the message, and returns `code`.
-#define FAIL_IF_NOT(condition, code, message, ...)                                                                     \
-    FAIL_IF_NOT_AT(__LINE__, condition, code, message __VA_OPT__(, ) __VA_ARGS__)
+/// traces "Assertion failed:" and the message, and returns `code`. The message
+/// may be a format with its arguments behind it.
+#define FAIL_IF_NOT(condition, code, ...) FAIL_IF_NOT_AT(__LINE__, condition, code, __VA_ARGS__)
 
 /// Asks whether the callee failed: unless `call` answers PYX_OK, traces
 /// "PYX_ERROR", the code, its text and the message, and returns the code.
-#define PASS_ON_FAILURE(call, message, ...) PASS_ON_FAILURE_AT(__LINE__, call, message __VA_OPT__(, ) __VA_ARGS__)
+#define PASS_ON_FAILURE(call, ...) PASS_ON_FAILURE_AT(__LINE__, call, __VA_ARGS__)
 
 /// The same with a fixed line, for records that tools find by their line.
-#define FAIL_IF_NOT_AT(line, condition, code, message, ...)                                                            \
+#define FAIL_IF_NOT_AT(line, condition, code, ...)                                                                     \
     do                                                                                                                 \
     {                                                                                                                  \
         if (!(condition))                                                                                              \
         {                                                                                                              \
-            TraceFailedCondition(c_traceSource, line,                                                                  \
-                                 MakeCheckText(PYX_WIDEN(#condition), message __VA_OPT__(, ) __VA_ARGS__));            \
+            TraceFailedCondition(c_traceSource, line, MakeCheckText(PYX_WIDEN(#condition), __VA_ARGS__));              \
             return code;                                                                                               \
         }                                                                                                              \
     } while (false)
 
-#define PASS_ON_FAILURE_AT(line, call, message, ...)                                                                   \
+#define PASS_ON_FAILURE_AT(line, call, ...)                                                                            \
     do                                                                                                                 \
     {                                                                                                                  \
         const PYX_RESULT pyxResult = (call);                                                                           \
         if (pyxResult != PYX_OK)                                                                                       \
         {                                                                                                              \
-            TraceFailedCall(c_traceSource, line, pyxResult,                                                            \
-                            MakeCheckText(PYX_WIDEN(#call), message __VA_OPT__(, ) __VA_ARGS__));                      \
+            TraceFailedCall(c_traceSource, line, pyxResult, MakeCheckText(PYX_WIDEN(#call), __VA_ARGS__));             \
             return pyxResult;                                                                                          \
         }                                                                                                              \
     } while (false)

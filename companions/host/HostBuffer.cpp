@@ -1,0 +1,288 @@
+#include "host/HostBuffer.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <limits>
+#include <new>
+#include <utility>
+
+namespace
+{
+
+/// The property names of the process, each kept once and for ever: packets have
+/// a handful of different ones. A list that only grows at its head, so looking
+/// up takes no lock.
+class KeptNames
+{
+public:
+    /// The kept copy of `name`, or null when there is no memory for a new one.
+    static const wchar_t* Keep(const wchar_t* name)
+    {
+        const Node* pHead = s_pHead.load(std::memory_order_acquire);
+        if (const Node* pKnown = Find(pHead, name))
+        {
+            return pKnown->text;
+        }
+        // Two threads may keep the same new name twice: names are compared by their text, so that does no harm.
+        const std::size_t length = std::wcslen(name) + 1;
+        void* pBlock = ::operator new(sizeof(Node) + length * sizeof(wchar_t), std::nothrow);
+        if (!pBlock)
+        {
+            return nullptr;
+        }
+        auto* text = reinterpret_cast<wchar_t*>(static_cast<std::byte*>(pBlock) + sizeof(Node));
+        std::wmemcpy(text, name, length);
+        Node* pNode = new (pBlock) Node{text, pHead};
+        while (!s_pHead.compare_exchange_weak(pNode->pNext, pNode, std::memory_order_release))
+        {
+        }
+        return text;
+    }
+
+private:
+    struct Node
+    {
+        const wchar_t* text;
+        const Node* pNext;
+    };
+
+    static const Node* Find(const Node* pNode, const wchar_t* name)
+    {
+        // A copy between two buffers passes the kept name itself.
+        while (pNode && pNode->text != name && std::wcscmp(pNode->text, name) != 0)
+        {
+            pNode = pNode->pNext;
+        }
+        return pNode;
+    }
+
+    static inline std::atomic<const Node*> s_pHead{nullptr};
+};
+
+} // namespace
+
+PYXInterfacePtr<HostBuffer> HostBuffer::Create(pyx_size size)
+{
+    static_assert(sizeof(HostBuffer) == 64, "what every cached packet costs");
+    return PYXInterfacePtr<HostBuffer>(new (ByteCount{size}) HostBuffer(size));
+}
+
+HostBuffer::HostBuffer(pyx_size size) : m_size(size)
+{
+}
+
+void* HostBuffer::operator new(std::size_t objectSize, ByteCount bytes) noexcept
+{
+    if (bytes.value > std::numeric_limits<std::size_t>::max() - objectSize)
+    {
+        return nullptr;
+    }
+    return ::operator new(objectSize + bytes.value, std::nothrow);
+}
+
+void HostBuffer::operator delete(void* p, ByteCount) noexcept
+{
+    ::operator delete(p);
+}
+
+void HostBuffer::operator delete(void* p) noexcept
+{
+    ::operator delete(p);
+}
+
+pyx_uint32 HostBuffer::Acquire()
+{
+    return m_count.Increment();
+}
+
+pyx_uint32 HostBuffer::Release()
+{
+    const pyx_uint32 count = m_count.Decrement();
+    if (count == 0)
+    {
+        delete this;
+    }
+    return count;
+}
+
+PYX_RESULT HostBuffer::QueryInterface(const PYXGuid& id, void** out)
+{
+    if (!out)
+    {
+        return PYX_INVALID_POINTER;
+    }
+    if (id == PYXBuffer::c_id || id == PYXData::c_id || id == PYXPropertyStorage::c_id || id == PYXInterface::c_id)
+    {
+        *out = static_cast<PYXBuffer*>(this);
+        Acquire();
+        return PYX_OK;
+    }
+    return PYX_NO_INTERFACE;
+}
+
+HostBuffer::Property* HostBuffer::Find(const wchar_t* name)
+{
+    for (Property& property : m_properties)
+    {
+        if (property.name == name || std::wcscmp(property.name, name) == 0)
+        {
+            return &property;
+        }
+    }
+    return nullptr;
+}
+
+PYX_RESULT HostBuffer::SetProperty(const wchar_t* name, PYXVariant value)
+{
+    if (!name)
+    {
+        return PYX_INVALID_POINTER;
+    }
+    PYXVariantOwner copy;
+    if (const PYX_RESULT result = PYXVariantCopy(copy.Out(), &value); result != PYX_OK)
+    {
+        return result;
+    }
+    if (Property* pProperty = Find(name))
+    {
+        pProperty->value = std::move(copy);
+        return PYX_OK;
+    }
+    const wchar_t* keptName = KeptNames::Keep(name);
+    if (!keptName)
+    {
+        return PYX_OUT_OF_MEMORY;
+    }
+    try
+    {
+        m_properties.push_back({keptName, std::move(copy)});
+    }
+    catch (const std::bad_alloc&)
+    {
+        return PYX_OUT_OF_MEMORY; // an exception must not leave the module that threw it
+    }
+    return PYX_OK;
+}
+
+PYX_RESULT HostBuffer::GetProperty(const wchar_t* name, PYXVariant* pValue)
+{
+    if (!name || !pValue)
+    {
+        return PYX_INVALID_POINTER;
+    }
+    const Property* pProperty = Find(name);
+    return pProperty ? PYXVariantCopy(pValue, &pProperty->value.Get()) : PYX_NOT_FOUND;
+}
+
+bool HostBuffer::HasProperty(const wchar_t* name)
+{
+    return name && Find(name);
+}
+
+pyx_size HostBuffer::GetPropertyCount()
+{
+    return m_properties.size();
+}
+
+PYX_RESULT HostBuffer::GetPropertyAt(pyx_size index, wchar_t* name, pyx_size nameSize, PYXVariant* pValue)
+{
+    if (!name || !pValue)
+    {
+        return PYX_INVALID_POINTER;
+    }
+    if (nameSize == 0 || index >= m_properties.size())
+    {
+        return PYX_INVALID_ARG;
+    }
+    const Property& property = m_properties[index];
+    const pyx_size length = std::min<pyx_size>(std::wcslen(property.name), nameSize - 1);
+    std::wmemcpy(name, property.name, length);
+    name[length] = L'\0';
+    return PYXVariantCopy(pValue, &property.value.Get());
+}
+
+PYX_RESULT HostBuffer::Clear()
+{
+    m_properties.clear();
+    return PYX_OK;
+}
+
+PYX_RESULT HostBuffer::AddTo(PYXPropertyStorage* pDest, bool overwrite, bool)
+{
+    if (!pDest)
+    {
+        return PYX_INVALID_POINTER;
+    }
+    if (pDest == this)
+    {
+        return PYX_OK;
+    }
+    for (const Property& property : m_properties)
+    {
+        if (!overwrite && pDest->HasProperty(property.name))
+        {
+            continue;
+        }
+        const PYX_RESULT result = pDest->SetProperty(property.name, property.value.Get());
+        if (result != PYX_OK && result != PYX_INVALID_ARG)
+        {
+            return result;
+        }
+    }
+    return PYX_OK;
+}
+
+PYX_RESULT HostBuffer::CopyTo(PYXPropertyStorage* pDest, bool deep)
+{
+    if (!pDest)
+    {
+        return PYX_INVALID_POINTER;
+    }
+    if (pDest == this)
+    {
+        return PYX_OK;
+    }
+    if (const PYX_RESULT result = pDest->Clear(); result != PYX_OK)
+    {
+        return result;
+    }
+    return AddTo(pDest, true, deep);
+}
+
+void HostBuffer::AddObserver(PYXPropertyStorageObserver*)
+{
+}
+
+void HostBuffer::RemoveObserver(PYXPropertyStorageObserver*)
+{
+}
+
+void HostBuffer::SetPts(pyx_int64 pts)
+{
+    m_pts = pts;
+}
+
+pyx_int64 HostBuffer::GetPts()
+{
+    return m_pts;
+}
+
+void HostBuffer::SetDuration(pyx_int64 duration)
+{
+    m_duration = duration;
+}
+
+pyx_int64 HostBuffer::GetDuration()
+{
+    return m_duration;
+}
+
+pyx_size HostBuffer::GetSize()
+{
+    return m_size;
+}
+
+void* HostBuffer::GetNative()
+{
+    return this + 1;
+}

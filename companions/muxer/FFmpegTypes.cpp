@@ -1,0 +1,73 @@
+#include "muxer/FFmpegTypes.h"
+
+#include "common/HostContract.h"
+#include "common/Trace.h"
+
+#include <windows.h>
+
+#include <string_view>
+
+namespace
+{
+
+constexpr PYXTraceSource c_traceSource{L"companions/muxer/FFmpeg", L"FFmpeg"};
+
+/// Called by FFmpeg on whatever thread it runs.
+void OnLogLine(void* pObject, int level, const char* format, va_list args)
+{
+    if (level > AV_LOG_WARNING)
+    {
+        return;
+    }
+    char line[1024];
+    int isStart = 1; // name the object that speaks
+    av_log_format_line2(pObject, level, format, args, line, sizeof(line), &isStart);
+    std::string_view text(line);
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r'))
+    {
+        text.remove_suffix(1);
+    }
+    line[text.size()] = '\0';
+    const pyx_int32 traceLevel = level <= AV_LOG_ERROR ? PYX_TRACE_ERROR : PYX_TRACE_WARNING;
+    Trace(c_traceSource.source, __LINE__, traceLevel, c_traceSource.scope, 1, L"%s", FromUtf8(line).c_str());
+}
+
+} // namespace
+
+std::wstring FromUtf8(const char* text)
+{
+    const int length = static_cast<int>(std::string_view(text).size());
+    std::wstring result(static_cast<size_t>(MultiByteToWideChar(CP_UTF8, 0, text, length, nullptr, 0)), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, text, length, result.data(), static_cast<int>(result.size()));
+    return result;
+}
+
+std::wstring GetErrorText(int error)
+{
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(error, text, sizeof(text));
+    return FromUtf8(text);
+}
+
+PYX_RESULT ToResult(int error)
+{
+    if (error >= 0)
+    {
+        return PYX_OK;
+    }
+    switch (error)
+    {
+    case AVERROR(ENOMEM):
+        return PYX_OUT_OF_MEMORY;
+    case AVERROR(EINVAL):
+    case AVERROR_INVALIDDATA:
+        return PYX_INVALID_ARG;
+    default:
+        return PYX_FAIL;
+    }
+}
+
+void TraceFFmpegLog()
+{
+    av_log_set_callback(OnLogLine);
+}

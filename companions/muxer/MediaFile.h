@@ -1,0 +1,65 @@
+#pragma once
+
+#include "muxer/FFmpegTypes.h"
+#include "muxer/OutputFile.h"
+
+/// One clip: a container with its streams, written to a file that gets its name
+/// when the trailer is in.
+///
+///     SetFormat -> AddStream for each, described by the caller -> Start -> Write ... -> Finish
+///
+/// An object that ends before Finish leaves no file behind. Every failure is
+/// traced. Threads: one at a time.
+class MediaFile
+{
+public:
+    MediaFile() = default;
+    MediaFile(const MediaFile&) = delete;
+    MediaFile& operator=(const MediaFile&) = delete;
+    ~MediaFile();
+
+    /// The container's name for a path, by its ending in any letter case; null
+    /// for an ending that is not offered.
+    static const char* FindFormat(const std::wstring& path);
+
+    /// Chooses the container by the path's ending. PYX_INVALID_ARG: unknown.
+    PYX_RESULT SetFormat(const std::wstring& path);
+
+    /// A stream to be described before Start, or null for want of memory. It
+    /// belongs to this object; its time base is final after Start.
+    AVStream* AddStream();
+
+    /// The container's description.
+    const AVOutputFormat& GetFormat() const
+    {
+        return *m_pContext->oformat;
+    }
+
+    /// Creates the file and writes the header.
+    /// PYX_FILE_NOT_OPEN: the file cannot be created. PYX_INVALID_ARG: the
+    /// container refuses the streams.
+    PYX_RESULT Start();
+
+    /// Moves all times, for a container that has none below zero: `earliest`
+    /// becomes zero when it is negative. Before the first packet.
+    void AvoidNegativeTimes(pyx_int64 earliest, AVRational timeBase);
+
+    /// Writes a packet in its stream's time base, interleaved with the other
+    /// streams by decode time.
+    PYX_RESULT Write(PacketPtr spPacket);
+
+    /// Writes the trailer and gives the file its name.
+    /// PYX_FILE_NOT_OPEN: the name cannot be taken.
+    PYX_RESULT Finish();
+
+private:
+    static int OnWrite(void* pFile, pyx_uint8* pData, int size);
+    static pyx_int64 OnSeek(void* pFile, pyx_int64 offset, int whence);
+    std::wstring GetReason(int error) const;
+    bool OpenIo();
+    void CloseIo();
+
+    std::wstring m_path;
+    AVFormatContext* m_pContext = nullptr;
+    OutputFile m_file;
+};

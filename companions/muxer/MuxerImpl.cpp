@@ -1,0 +1,209 @@
+#include "muxer/MuxerImpl.h"
+
+#include "common/PropertyReader.h"
+#include "common/RuntimeLoader.h"
+#include "common/Trace.h"
+
+#include <algorithm>
+#include <cwchar>
+
+namespace
+{
+
+constexpr PYXTraceSource c_traceSource{L"companions/muxer/MuxerImpl", L"PYXMuxerImpl"};
+
+constexpr const wchar_t* c_path = L"Path";
+constexpr const wchar_t* c_enableVideo = L"EnableVideo";
+constexpr const wchar_t* c_enableAudio = L"EnableAudio";
+
+// clang-format off
+const PYXPropertyDeclaration c_properties[] = {
+    //             display name            kind                 default                        minimum maximum access                          content
+    {c_path,        L"Output file",         PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""),  {},     {},     PYX_PROPERTY_ACCESS_READ_WRITE, 2},
+    {c_enableVideo, L"Enable video stream", PYX_VARIANT_BOOL,    PYXVariantFromBool(true),      {},     {},     PYX_PROPERTY_ACCESS_FULL},
+    {c_enableAudio, L"Enable audio stream", PYX_VARIANT_BOOL,    PYXVariantFromBool(false),     {},     {},     PYX_PROPERTY_ACCESS_FULL},
+};
+// clang-format on
+
+} // namespace
+
+PYXMuxerImpl::PYXMuxerImpl(PYXContext* pContext) : m_spContext(pContext), m_spSession(std::make_shared<MuxSession>())
+{
+    LoadRuntime();
+    for (const PYXPropertyDeclaration& declaration : c_properties)
+    {
+        DeclareProperty(declaration);
+    }
+    UpdateInput(StreamKind::Video, c_enableVideo);
+    UpdateInput(StreamKind::Audio, c_enableAudio);
+}
+
+PYXMuxerImpl::~PYXMuxerImpl()
+{
+    m_spSession->Detach(StreamKind::Video);
+    m_spSession->Detach(StreamKind::Audio);
+    ReleaseRuntime();
+}
+
+pyx_uint32 PYXMuxerImpl::Acquire()
+{
+    return m_count.Increment();
+}
+
+pyx_uint32 PYXMuxerImpl::Release()
+{
+    const pyx_uint32 count = m_count.Decrement();
+    if (count == 0)
+    {
+        delete this;
+    }
+    return count;
+}
+
+PYX_RESULT PYXMuxerImpl::QueryInterface(const PYXGuid& id, void** out)
+{
+    if (id == PYXInterface::c_id || id == PYXComponent::c_id || id == PYXComponentEx::c_id)
+    {
+        *out = static_cast<PYXComponentEx*>(this);
+        Acquire();
+        return PYX_OK;
+    }
+    return PYXPropertyStorageExImpl::QueryInterface(id, out);
+}
+
+PYX_RESULT PYXMuxerImpl::ValidateProperty(const wchar_t* name, PYXVariant value, PYXVariant* pOutValidated)
+{
+    const PYX_RESULT result = PYXPropertyStorageExImpl::ValidateProperty(name, value, pOutValidated);
+    if (result != PYX_OK || wcscmp(name, c_path) != 0 || !pOutValidated->wstringValue)
+    {
+        return result;
+    }
+    const std::wstring path = pOutValidated->wstringValue;
+    FAIL_IF_NOT(path.empty() || MediaFile::FindFormat(path), PYX_INVALID_ARG,
+                L"the file name ends neither in .mp4 nor .mov nor .mkv: %s", path.c_str());
+    return PYX_OK;
+}
+
+PYX_RESULT PYXMuxerImpl::Init([[maybe_unused]] pyx_int32 format, [[maybe_unused]] pyx_int32 width,
+                              [[maybe_unused]] pyx_int32 height)
+{
+    m_spSession->Abandon();
+    return PYX_OK;
+}
+
+PYX_RESULT PYXMuxerImpl::ReInit(pyx_int32 width, pyx_int32 height)
+{
+    Terminate();
+    return Init(0, width, height);
+}
+
+PYX_RESULT PYXMuxerImpl::Terminate()
+{
+    m_spSession->Abandon();
+    return PYX_OK;
+}
+
+PYX_RESULT PYXMuxerImpl::HostOperation20()
+{
+    return PYX_OK;
+}
+
+PYX_RESULT PYXMuxerImpl::HostOperation21()
+{
+    return PYX_OK;
+}
+
+PYX_RESULT PYXMuxerImpl::HostOperation22()
+{
+    return PYX_NOT_IMPLEMENTED;
+}
+
+PYX_RESULT PYXMuxerImpl::HostOperation23()
+{
+    return PYX_NOT_IMPLEMENTED;
+}
+
+PYXContext* PYXMuxerImpl::GetContext()
+{
+    return m_spContext.Get();
+}
+
+PYX_RESULT PYXMuxerImpl::HostOperation25()
+{
+    return PYX_OK;
+}
+
+PYX_RESULT PYXMuxerImpl::HostOperation26()
+{
+    return PYX_NOT_IMPLEMENTED;
+}
+
+PYX_RESULT PYXMuxerImpl::HostOperation27()
+{
+    return PYX_OK;
+}
+
+pyx_int32 PYXMuxerImpl::GetInputCount()
+{
+    PYXLock lock(&m_sync);
+    return static_cast<pyx_int32>(m_inputs.size());
+}
+
+pyx_int32 PYXMuxerImpl::HostOperation29()
+{
+    return 0;
+}
+
+PYX_RESULT PYXMuxerImpl::GetInput(pyx_int32 index, PYXInput** ppInput)
+{
+    PYXLock lock(&m_sync);
+    FAIL_IF_NOT(index >= 0 && index < static_cast<pyx_int32>(m_inputs.size()), PYX_INVALID_ARG, L"Invalid index");
+    FAIL_IF_NOT(ppInput, PYX_INVALID_POINTER, L"invalid pointer : ppInput");
+    *ppInput = PYXInterfacePtr<PYXInput>(m_inputs[static_cast<std::size_t>(index)].spInput).Detach();
+    return PYX_OK;
+}
+
+PYX_RESULT PYXMuxerImpl::HostOperation31()
+{
+    return PYX_NOT_IMPLEMENTED;
+}
+
+void PYXMuxerImpl::OnPropertyChanged(const wchar_t* name)
+{
+    if (wcscmp(name, c_path) == 0)
+    {
+        std::wstring path;
+        PYXReadProperty(this, c_path, &path);
+        m_spSession->SetPath(path);
+    }
+    else if (wcscmp(name, c_enableVideo) == 0)
+    {
+        UpdateInput(StreamKind::Video, c_enableVideo);
+    }
+    else if (wcscmp(name, c_enableAudio) == 0)
+    {
+        UpdateInput(StreamKind::Audio, c_enableAudio);
+    }
+}
+
+/// Creates or removes an input as its switch says.
+void PYXMuxerImpl::UpdateInput(StreamKind kind, const wchar_t* switchName)
+{
+    PYXLock lock(&m_sync);
+    bool wanted = false;
+    PYXReadProperty(this, switchName, &wanted);
+    const auto found =
+        std::find_if(m_inputs.begin(), m_inputs.end(), [kind](const InputEntry& entry) { return entry.kind == kind; });
+    const bool exists = found != m_inputs.end();
+    if (wanted && !exists)
+    {
+        PYXInterfacePtr<PYXInput> spInput(new PYXMuxerInput(kind, m_spSession));
+        m_spSession->Attach(kind, spInput.Get());
+        m_inputs.push_back({kind, std::move(spInput)});
+    }
+    else if (!wanted && exists)
+    {
+        m_spSession->Detach(kind);
+        m_inputs.erase(found);
+    }
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "common/Types.h"
+
+#include <cstddef>
+#include <span>
+
+/// The two forms in which H.264 and HEVC travel: NAL units behind start codes
+/// (Annex B), or behind their lengths, with the parameter sets apart in a
+/// configuration record.
+
+using Bytes = std::span<const pyx_uint8>;
+
+/// True when the bytes begin with a start code, 00 00 01 or 00 00 00 01.
+bool IsAnnexB(Bytes bytes);
+
+/// True when the bytes are NAL units behind lengths of `lengthSize` bytes, from
+/// the first to the last byte.
+bool IsLengthPrefixed(Bytes bytes, std::size_t lengthSize);
+
+/// True for a configuration record, which begins with its version.
+bool IsConfigurationRecord(Bytes extraData);
+
+/// How many bytes each length has, by the configuration record of H.264 or of
+/// HEVC. 0: the record is cut short.
+std::size_t GetLengthSize(Bytes record, bool isHevc);

@@ -1,0 +1,112 @@
+#include "muxer/OutputFile.h"
+
+#include <windows.h>
+
+#include <cstdio>
+
+namespace
+{
+
+constexpr const wchar_t* c_partEnding = L".part";
+
+std::wstring GetSystemText(DWORD error)
+{
+    wchar_t text[512] = {};
+    DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, text,
+                                  512, nullptr);
+    while (length > 0 && (text[length - 1] == L'\n' || text[length - 1] == L'\r' || text[length - 1] == L' '))
+    {
+        --length;
+    }
+    return length > 0 ? std::wstring(text, length) : L"system error " + std::to_wstring(error);
+}
+
+} // namespace
+
+OutputFile::~OutputFile()
+{
+    Discard();
+}
+
+bool OutputFile::Create(const std::wstring& path)
+{
+    Discard();
+    m_errorText.clear();
+    m_path = path;
+    m_partPath = path + c_partEnding;
+    m_handle = CreateFileW(m_partPath.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                           FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (!Check(m_handle != INVALID_HANDLE_VALUE))
+    {
+        m_handle = nullptr;
+        return false;
+    }
+    return true;
+}
+
+bool OutputFile::Write(const pyx_uint8* pData, pyx_uint32 size)
+{
+    while (size > 0)
+    {
+        DWORD written = 0;
+        // A full disk may take a part of the bytes before it refuses the rest.
+        if (!Check(WriteFile(m_handle, pData, size, &written, nullptr) && written > 0))
+        {
+            return false;
+        }
+        pData += written;
+        size -= written;
+    }
+    return true;
+}
+
+pyx_int64 OutputFile::Seek(pyx_int64 offset, int origin)
+{
+    static_assert(SEEK_SET == FILE_BEGIN && SEEK_CUR == FILE_CURRENT && SEEK_END == FILE_END);
+    LARGE_INTEGER distance;
+    LARGE_INTEGER position;
+    distance.QuadPart = offset;
+    return Check(SetFilePointerEx(m_handle, distance, &position, static_cast<DWORD>(origin))) ? position.QuadPart : -1;
+}
+
+pyx_int64 OutputFile::GetSize()
+{
+    LARGE_INTEGER size;
+    return Check(GetFileSizeEx(m_handle, &size)) ? size.QuadPart : -1;
+}
+
+bool OutputFile::Commit()
+{
+    Close();
+    if (!Check(MoveFileExW(m_partPath.c_str(), m_path.c_str(), MOVEFILE_REPLACE_EXISTING)))
+    {
+        DeleteFileW(m_partPath.c_str());
+        return false;
+    }
+    return true;
+}
+
+void OutputFile::Discard()
+{
+    if (m_handle)
+    {
+        Close();
+        DeleteFileW(m_partPath.c_str());
+    }
+}
+
+/// Keeps the system's reason for a failure.
+bool OutputFile::Check(bool succeeded)
+{
+    if (!succeeded)
+    {
+        m_errorText = GetSystemText(GetLastError());
+    }
+    return succeeded;
+}
+
+void OutputFile::Close()
+{
+    CloseHandle(m_handle);
+    m_handle = nullptr;
+}

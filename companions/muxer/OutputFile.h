@@ -1,0 +1,61 @@
+#pragma once
+
+#include "common/Types.h"
+
+#include <string>
+
+/// A file that appears under its name only when it is complete.
+///
+///     Create "clip.mp4.part" -> Write, Seek ... -> Commit: renamed to "clip.mp4", replacing an older one
+///                                               `- Discard, or the end of the object: deleted
+///
+/// While it is written, others can read it but neither write nor delete it, so
+/// two writers of one name do not mix: the second is refused.
+/// After a failure GetErrorText says why. Threads: one at a time.
+class OutputFile
+{
+public:
+    OutputFile() = default;
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    ~OutputFile();
+
+    /// Opens the file under its working name; its folder must exist.
+    bool Create(const std::wstring& path);
+
+    /// Writes all bytes at the current position, or fails.
+    bool Write(const pyx_uint8* pData, pyx_uint32 size);
+
+    /// Moves to a position counted from the start, the current position or the
+    /// end (the C library's SEEK_ values). Returns the new one, or -1.
+    pyx_int64 Seek(pyx_int64 offset, int origin);
+
+    /// Size in bytes, or -1.
+    pyx_int64 GetSize();
+
+    /// Gives the file its final name. When that fails, it is deleted.
+    bool Commit();
+
+    /// Deletes what was written.
+    void Discard();
+
+    /// The system's text for the last failure.
+    const std::wstring& GetErrorText() const
+    {
+        return m_errorText;
+    }
+
+    bool HasFailed() const
+    {
+        return !m_errorText.empty();
+    }
+
+private:
+    bool Check(bool succeeded);
+    void Close();
+
+    std::wstring m_path;
+    std::wstring m_partPath;
+    void* m_handle = nullptr; // null while no file is open
+    std::wstring m_errorText; // empty until something failed
+};
