@@ -1,0 +1,53 @@
+# Running target programs under Wine. Sourced after common.sh.
+#
+#   run_wine PROGRAM ARG...   runs a Windows program in this project's own prefix: quiet, without a display
+#   start_wine                brings the prefix and its services up ahead of a run, so that no program pays for it.
+#                             They go by themselves half a minute after the last program: another run may be using them
+#   to_windows PATH           an absolute Linux path as programs under Wine see it
+# shellcheck shell=bash
+
+# Started directly: Debian's wrapper first prints a hint about 32-bit support, which nothing here needs.
+WINE=/usr/lib/wine/wine64
+WINESERVER=/usr/lib/wine/wineserver
+
+export WINEPREFIX=$PYX_CACHE/wine
+export WINEDEBUG=${WINEDEBUG:--all}
+export WINEDLLOVERRIDES=mscoree,mshtml= # neither .NET nor a browser is to be offered for download
+unset DISPLAY WAYLAND_DISPLAY
+
+# The prefix is made under another name and moved when it is complete, once, whoever comes first.
+make_wine_prefix()
+{
+    [[ ! -e $WINEPREFIX/system.reg ]] || return 0
+    mkdir -p "$PYX_CACHE"
+    (
+        flock 9
+        [[ ! -e $WINEPREFIX/system.reg ]] || exit 0
+        say "Preparing Wine (once)"
+        export WINEPREFIX=$WINEPREFIX.partial
+        rm -rf "$WINEPREFIX"
+        mkdir "$WINEPREFIX"
+        "$WINE" wineboot --init </dev/null >/dev/null 2>&1 9>&-
+        "$WINESERVER" -k 9>&- || true
+        "$WINESERVER" -w 9>&-
+        mv "$WINEPREFIX" "${WINEPREFIX%.partial}"
+    ) 9>"$PYX_CACHE/wine.lock"
+}
+
+start_wine()
+{
+    make_wine_prefix
+    "$WINESERVER" -p30 </dev/null >/dev/null 2>&1 || true # fails when one runs already, and that one serves as well
+    "$WINE" wineboot </dev/null >/dev/null 2>&1
+}
+
+run_wine()
+{
+    make_wine_prefix
+    "$WINE" "$@"
+}
+
+to_windows()
+{
+    printf 'Z:%s\n' "${1//\//\\}"
+}
