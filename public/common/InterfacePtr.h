@@ -37,17 +37,11 @@ public:
         Reset();
     }
 
-    PYXInterfacePtr& operator=(const PYXInterfacePtr& other)
+    PYXInterfacePtr& operator=(PYXInterfacePtr other) noexcept
     {
-        PYXInterfacePtr copy(other);
-        Swap(copy);
-        return *this;
-    }
-
-    PYXInterfacePtr& operator=(PYXInterfacePtr&& other) noexcept
-    {
-        PYXInterfacePtr taken(static_cast<PYXInterfacePtr&&>(other));
-        Swap(taken);
+        T* p = m_p;
+        m_p = other.m_p;
+        other.m_p = p;
         return *this;
     }
 
@@ -106,12 +100,5 @@ public:
     }
 
 private:
-    void Swap(PYXInterfacePtr& other) noexcept
-    {
-        T* p = m_p;
-        m_p = other.m_p;
-        other.m_p = p;
-    }
-
     T* m_p = nullptr;
 };

@@ -60,9 +60,9 @@ void* PYXRingBufferImpl::operator new(size_t size)
     return memset(::operator new(size), 0, size);
 }
 
-void PYXRingBufferImpl::operator delete(void* p, size_t size)
+void PYXRingBufferImpl::operator delete(void* p)
 {
-    ::operator delete(p, size);
+    ::operator delete(p);
 }
 
 PYXRingBufferImpl::PYXRingBufferImpl(PYXContext* pContext) : m_spContext(pContext)

@@ -49,7 +49,7 @@ public:
 
     /// The object's memory starts out as zero bytes.
     static void* operator new(size_t size);
-    static void operator delete(void* p, size_t size);
+    static void operator delete(void* p);
 
     // PYXInterface
     pyx_uint32 Acquire() override;

@@ -1,5 +1,6 @@
 #include "RingBufferImpl.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -107,16 +108,12 @@ bool PYXRingBufferImpl::AddAudioToActiveGOP(PYXBuffer* pPacket)
     return true;
 }
 
+/// Gives it to the newest group that starts at or before it; none: dropped.
 PYX_RESULT PYXRingBufferImpl::AddAudioToCachedGOP(PYXBuffer* pPacket, pyx_int64 pts)
 {
-    for (auto it = m_listOfGOPs.rbegin(); it != m_listOfGOPs.rend(); ++it)
-    {
-        if ((*it)->GetPts() <= pts)
-        {
-            return (*it)->AddAudioPacket(pPacket);
-        }
-    }
-    return PYX_OK;
+    const auto found = std::find_if(m_listOfGOPs.rbegin(), m_listOfGOPs.rend(),
+                                    [pts](const auto& pGroup) { return pGroup->GetPts() <= pts; });
+    return found == m_listOfGOPs.rend() ? PYX_OK : (*found)->AddAudioPacket(pPacket);
 }
 
 /// Drops the oldest groups as long as what remains is still longer than the
