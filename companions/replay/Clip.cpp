@@ -1,0 +1,125 @@
+#include "replay/Clip.h"
+
+#include "replay/FFmpeg.h"
+#include "replay/Text.h"
+#include "replay/Win32Handle.h"
+
+#include <algorithm>
+
+namespace
+{
+
+pyx_uint64 Join(DWORD high, DWORD low)
+{
+    return static_cast<pyx_uint64>(high) << 32 | low;
+}
+
+Outcome NotPlayable(const std::wstring& path, const std::string& why)
+{
+    return {ExitCode::Failed, "the clip " + PathForUser(path) + " is not playable: " + why};
+}
+
+/// Adds up packets, and the time that the pictures cover.
+class Count
+{
+public:
+    explicit Count(ClipContents* pContents) : m_pContents(pContents)
+    {
+    }
+
+    void Add(const AVPacket& packet, const AVStream& stream)
+    {
+        m_pContents->bytes += static_cast<pyx_uint64>(packet.size);
+        if (stream.codecpar->codec_type != AVMEDIA_TYPE_VIDEO)
+        {
+            ++m_pContents->audioPackets;
+            return;
+        }
+        ++m_pContents->videoPackets;
+        m_pContents->groups += (packet.flags & AV_PKT_FLAG_KEY) != 0 ? 1 : 0;
+        m_start = std::min(m_start, ToTicks(packet.pts, stream.time_base));
+        m_end = std::max(m_end, ToTicks(packet.pts + packet.duration, stream.time_base));
+        m_pContents->seconds = static_cast<double>(m_end - m_start) / PYX_TICKS_PER_SECOND;
+    }
+
+private:
+    ClipContents* m_pContents;
+    pyx_int64 m_start = INT64_MAX;
+    pyx_int64 m_end = INT64_MIN;
+};
+
+} // namespace
+
+std::optional<ClipFile::Identity> ClipFile::Identify(const std::wstring& path)
+{
+    const Win32Handle file(CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                       OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    BY_HANDLE_FILE_INFORMATION info;
+    if (!IsOpen(file) || !GetFileInformationByHandle(file.get(), &info))
+    {
+        return std::nullopt;
+    }
+    return Identity{info.dwVolumeSerialNumber, Join(info.nFileIndexHigh, info.nFileIndexLow),
+                    Join(info.ftLastWriteTime.dwHighDateTime, info.ftLastWriteTime.dwLowDateTime)};
+}
+
+Outcome ClipFile::Prepare(const std::wstring& path, const std::wstring& input)
+{
+    m_path = path;
+    m_before = Identify(path);
+    if (m_before && m_before == Identify(input))
+    {
+        return {ExitCode::BadUsage, "the output would replace the input " + PathForUser(input)};
+    }
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)))
+    {
+        return {ExitCode::CannotWrite,
+                "cannot write " + PathForUser(path) +
+                    ((attributes & FILE_ATTRIBUTE_DIRECTORY) ? ": it is a directory" : ": it is read-only")};
+    }
+    const std::wstring probe = path + L"." + std::to_wstring(GetCurrentProcessId()) + L".probe";
+    const Win32Handle file(
+        CreateFileW(probe.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    const DWORD error = GetLastError();
+    if (!IsOpen(file))
+    {
+        return {ExitCode::CannotWrite,
+                "cannot write " + PathForUser(path) + ": its directory " +
+                    (error == ERROR_PATH_NOT_FOUND ? "does not exist"
+                                                   : "refuses new files (error " + std::to_string(error) + ")")};
+    }
+    return {};
+}
+
+bool ClipFile::IsNew() const
+{
+    const std::optional<Identity> now = Identify(m_path);
+    return now && now != m_before;
+}
+
+Outcome ClipFile::ReadBack(ClipContents* pContents) const
+{
+    FFmpegPtr<AVFormatContext> pFile;
+    if (const int error = OpenMediaFile(ToUtf8(m_path), &pFile); error < 0)
+    {
+        return NotPlayable(m_path, FFmpegErrorText(error));
+    }
+    Count count(pContents);
+    const FFmpegPtr<AVPacket> pPacket(av_packet_alloc());
+    int error = 0;
+    while ((error = av_read_frame(pFile.get(), pPacket.get())) >= 0)
+    {
+        count.Add(*pPacket, *pFile->streams[pPacket->stream_index]);
+        av_packet_unref(pPacket.get());
+    }
+    if (error != AVERROR_EOF)
+    {
+        return NotPlayable(m_path, FFmpegErrorText(error));
+    }
+    if (pContents->groups == 0)
+    {
+        return NotPlayable(m_path, "it has no key picture");
+    }
+    return {};
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+extern "C"
+{
+#include <libavcodec/avcodec.h>
+#include <libavcodec/bsf.h>
+#include <libavformat/avformat.h>
+}
+
+#include "common/Types.h"
+
+#include <memory>
+#include <string>
+
+/// Owners of FFmpeg's objects, and the few conversions that are used twice.
+
+struct FFmpegDeleter
+{
+    void operator()(AVFormatContext* p) const
+    {
+        avformat_close_input(&p);
+    }
+
+    void operator()(AVBSFContext* p) const
+    {
+        av_bsf_free(&p);
+    }
+
+    void operator()(AVPacket* p) const
+    {
+        av_packet_free(&p);
+    }
+};
+
+template <class T> using FFmpegPtr = std::unique_ptr<T, FFmpegDeleter>;
+
+/// Opens a media file and finds out what is in it. On failure `*ppFile` is null
+/// and FFmpeg's error code (negative) is returned.
+int OpenMediaFile(const std::string& path, FFmpegPtr<AVFormatContext>* ppFile);
+
+/// FFmpeg's text for an error code.
+std::string FFmpegErrorText(int code);
+
+/// A time in a stream's unit as ticks; AV_NOPTS_VALUE stays what it is.
+inline pyx_int64 ToTicks(pyx_int64 time, AVRational unit)
+{
+    return av_rescale_q_rnd(time, unit, {1, static_cast<int>(PYX_TICKS_PER_SECOND)},
+                            static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX));
+}

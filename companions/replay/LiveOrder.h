@@ -1,0 +1,96 @@
+#pragma once
+
+#include "replay/MediaReader.h"
+
+#include <algorithm>
+
+/// Merges a file's two streams into the order in which a live capture would
+/// hand their packets over, and ends both at the same moment.
+///
+/// An encoder cannot hand out a packet before the latest picture that the
+/// packets so far show was captured, so a packet's arrival is the greatest time
+/// stamp of its stream up to it: with B-frames the packets that are shown
+/// earlier arrive together with the one they were waiting for.
+///
+///     video pts      0 3 1 2 6 4 5      audio pts   0 1 2 3 4 5 6
+///     arrival        0 3 3 3 6 6 6      arrival     0 1 2 3 4 5 6
+///     merged         v0 a0 a1 a2 v3 v1 v2 a3 a4 a5 v6 v4 v5 a6
+///
+/// When one stream ends, so does the other: at the first packet that arrives at
+/// or after that end. What was handed out of the video is then a prefix in
+/// decode order, so all of it decodes. In file mode the replay buffer cannot
+/// write a group of pictures without sound, so the end is moved by a few
+/// milliseconds where it would leave the last group without: a group is not
+/// started when the sound has ended, and gets its first sound packet when the
+/// video has ended.
+class LiveOrder
+{
+public:
+    /// Both readers are borrowed; without sound `pAudio` is null.
+    LiveOrder(MediaReader* pVideo, MediaReader* pAudio);
+
+    /// End also when the input broke; then BrokenText() is not empty.
+    ReadResult Next(MediaPacket* pPacket);
+
+    /// Arrival of the packet handed out last, counted from the first one.
+    pyx_int64 Elapsed() const
+    {
+        return m_arrival - m_firstArrival;
+    }
+
+    /// Whether the group started last has its first sound, or none is near: a
+    /// moment at which both streams can be ended.
+    bool CanStop() const;
+
+    const std::string& BrokenText() const
+    {
+        return m_brokenText;
+    }
+
+    /// After the end: when the last packet of either stream ends.
+    pyx_int64 End() const
+    {
+        return std::max(m_video.end, m_audio.end);
+    }
+
+    /// After the end: how much of the longer stream was left out, in ticks, and
+    /// whether that is the video's end.
+    pyx_int64 Dropped() const
+    {
+        return m_dropped;
+    }
+
+    bool DroppedVideo() const
+    {
+        return m_droppedVideo;
+    }
+
+private:
+    struct Lane
+    {
+        MediaReader* pReader = nullptr;
+        MediaPacket packet;
+        bool waiting = false; // `packet` is read and not handed out
+        bool ended = false;
+        pyx_int64 arrival = INT64_MIN; // of `packet`
+        pyx_int64 end = INT64_MIN;     // of all packets so far
+    };
+
+    void Fill(Lane* pLane);
+    Lane* Choose();
+    bool IsPastEnd(const Lane& lane) const;
+    void Note(const Lane& lane);
+    ReadResult EndAll(Lane* pLonger);
+
+    Lane m_video;
+    Lane m_audio;
+    bool m_started = false;
+    bool m_silentGroup = false; // the group started last has no sound yet
+    pyx_int64 m_groupStart = 0;
+    bool m_finished = false;
+    pyx_int64 m_firstArrival = 0;
+    pyx_int64 m_arrival = 0;
+    std::string m_brokenText;
+    pyx_int64 m_dropped = 0;
+    bool m_droppedVideo = false;
+};

@@ -1,0 +1,99 @@
+#include "replay/Progress.h"
+
+#include "replay/Text.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace
+{
+
+constexpr int c_barLength = 30;
+constexpr auto c_barInterval = std::chrono::milliseconds(100);
+constexpr auto c_plainInterval = std::chrono::seconds(10);
+constexpr int c_plainPercent = 25;
+
+} // namespace
+
+Progress::Progress(ProgressStyle style, pyx_int64 total)
+    : m_style(style), m_total(total),
+      m_next(Clock::now() +
+             (style == ProgressStyle::Plain ? Clock::duration(c_plainInterval) : Clock::duration::zero())),
+      m_nextPercent(total > 0 ? c_plainPercent : 101)
+{
+}
+
+Progress::~Progress()
+{
+    Clear();
+}
+
+void Progress::Show(pyx_int64 elapsed, pyx_uint64 bytes)
+{
+    if (m_style == ProgressStyle::None)
+    {
+        return;
+    }
+    const int percent = m_total > 0 ? static_cast<int>(std::clamp<pyx_int64>(elapsed, 0, m_total) * 100 / m_total) : 0;
+    if (!IsDue(percent))
+    {
+        return;
+    }
+    const std::string line = Line(percent, elapsed, bytes);
+    if (m_style == ProgressStyle::Plain)
+    {
+        std::fprintf(stderr, "reading: %s\n", line.c_str());
+        return;
+    }
+    std::string bar(static_cast<std::size_t>(percent * c_barLength / 100), '#');
+    bar.resize(c_barLength, '-');
+    std::fprintf(stderr, "\r[%s] %s\x1b[K", bar.c_str(), line.c_str());
+    std::fflush(stderr);
+    m_drawn = true;
+}
+
+void Progress::Clear()
+{
+    if (m_drawn)
+    {
+        std::fputs("\r\x1b[K", stderr);
+        std::fflush(stderr);
+        m_drawn = false;
+    }
+}
+
+bool Progress::IsDue(int percent)
+{
+    const Clock::time_point now = Clock::now();
+    if (m_style == ProgressStyle::Bar)
+    {
+        if (now < m_next)
+        {
+            return false;
+        }
+        m_next = now + c_barInterval;
+        return true;
+    }
+    if (now < m_next && percent < m_nextPercent)
+    {
+        return false;
+    }
+    m_next = now + c_plainInterval;
+    while (m_nextPercent <= percent)
+    {
+        m_nextPercent += c_plainPercent;
+    }
+    return true;
+}
+
+std::string Progress::Line(int percent, pyx_int64 elapsed, pyx_uint64 bytes) const
+{
+    const std::string done = FormatTime(std::max<pyx_int64>(0, elapsed));
+    if (m_total <= 0)
+    {
+        return done + "  " + FormatBytes(bytes);
+    }
+    char share[8];
+    std::snprintf(share, sizeof(share), "%3d%%", percent);
+    return std::string(share) + "  " + done + " of " + FormatTime(m_total) + "  " + FormatBytes(bytes);
+}

@@ -1,0 +1,86 @@
+#include "replay/Text.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <windows.h>
+
+namespace
+{
+
+bool g_showUnixPaths = false;
+
+template <class... Args> std::string Format(const char* format, Args... args)
+{
+    char text[64];
+    std::snprintf(text, sizeof(text), format, args...);
+    return text;
+}
+
+} // namespace
+
+std::string ToUtf8(std::wstring_view text)
+{
+    const int length = static_cast<int>(text.size());
+    std::string result(text.size() * 3, '\0'); // no 16-bit unit takes more
+    result.resize(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), length, result.data(),
+                                                               static_cast<int>(result.size()), nullptr, nullptr)));
+    return result;
+}
+
+std::wstring ToWide(std::string_view text)
+{
+    const int length = static_cast<int>(text.size());
+    std::wstring result(text.size(), L'\0'); // no byte makes more than one unit
+    result.resize(static_cast<std::size_t>(
+        MultiByteToWideChar(CP_UTF8, 0, text.data(), length, result.data(), static_cast<int>(result.size()))));
+    return result;
+}
+
+void ShowUnixPaths(bool show)
+{
+    g_showUnixPaths = show;
+}
+
+std::string PathForUser(std::wstring_view path)
+{
+    std::string text = ToUtf8(path);
+    if (g_showUnixPaths && text.size() > 2 && (text[0] == 'Z' || text[0] == 'z') && text[1] == ':')
+    {
+        text.erase(0, 2);
+        std::replace(text.begin(), text.end(), '\\', '/');
+    }
+    return text;
+}
+
+std::string FormatBytes(pyx_uint64 bytes)
+{
+    static constexpr const char* c_units[] = {"kB", "MB", "GB", "TB"};
+    if (bytes < 1000)
+    {
+        return Format("%llu bytes", bytes);
+    }
+    double value = static_cast<double>(bytes) / 1000;
+    std::size_t unit = 0;
+    while (value >= 999.95 && unit + 1 < std::size(c_units))
+    {
+        value /= 1000;
+        ++unit;
+    }
+    return Format("%.1f %s", value, c_units[unit]);
+}
+
+std::string FormatTime(pyx_int64 ticks)
+{
+    const pyx_int64 seconds = ticks / PYX_TICKS_PER_SECOND;
+    if (seconds < 3600)
+    {
+        return Format("%02lld:%02lld", seconds / 60, seconds % 60);
+    }
+    return Format("%lld:%02lld:%02lld", seconds / 3600, seconds / 60 % 60, seconds % 60);
+}
+
+std::string FormatSeconds(double seconds, int digits)
+{
+    return Format("%.*f", digits, seconds);
+}

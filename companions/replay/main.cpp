@@ -1,0 +1,68 @@
+// The sample host: plays a media file into the replay buffer and saves the last seconds.
+
+#include "replay/Interrupt.h"
+#include "replay/Replay.h"
+#include "replay/Text.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <io.h>
+
+namespace
+{
+
+void SetUpConsole()
+{
+    SetConsoleOutputCP(CP_UTF8);
+    _setmode(_fileno(stdout), _O_BINARY); // line ends as they are: the report is read by programs on other systems
+    _setmode(_fileno(stderr), _O_BINARY);
+}
+
+/// The runtime library reads the level when the module loads it. What a failed
+/// write-out warns of packet by packet is nothing for a user; who wants it sets
+/// the level himself.
+void SetTraceLevel(bool verbose)
+{
+    constexpr const char* variable = "PYX_TRACE";
+    if (verbose || !std::getenv(variable))
+    {
+        _putenv_s(variable, verbose ? "info" : "error");
+    }
+}
+
+int Fail(const Outcome& outcome)
+{
+    std::fprintf(stderr, "replay: %s\n", outcome.Text().c_str());
+    return static_cast<int>(outcome.Code());
+}
+
+} // namespace
+
+int main()
+{
+    SetUpConsole();
+    Options options;
+    std::string help;
+    if (const Outcome outcome = ReadCommandLine(&options, &help); !outcome.IsOk())
+    {
+        return Fail(outcome);
+    }
+    if (!help.empty())
+    {
+        std::fputs(help.c_str(), stdout);
+        return 0;
+    }
+    SetTraceLevel(options.verbose);
+    av_log_set_level(options.verbose ? AV_LOG_WARNING : AV_LOG_QUIET);
+    CatchInterrupt();
+
+    Replay replay(options);
+    const Outcome outcome = replay.Run();
+    if (replay.HasReport())
+    {
+        std::fputs((options.json ? ReportAsJson(replay.Result()) : ReportAsTable(replay.Result())).c_str(), stdout);
+        std::fflush(stdout);
+    }
+    return outcome.IsOk() ? 0 : Fail(outcome);
+}
