@@ -52,7 +52,8 @@ pyx_int64 DecodeTimes::Earliest() const
 /// free for them. Only those are asked whose place later packets cannot change.
 std::size_t DecodeTimes::CountMissingPlaces() const
 {
-    const std::size_t settled = m_ended ? m_waiting.size() : m_waiting.size() - m_lookahead / 2;
+    const std::size_t unsettled = m_ended ? 0 : std::min(m_lookahead, c_deepestReordering);
+    const std::size_t settled = m_waiting.size() - unsettled;
     std::size_t missing = 0;
     for (std::size_t i = 0; i < settled; ++i)
     {
@@ -80,6 +81,7 @@ void DecodeTimes::MakePlaces(std::size_t count)
         m_places.insert(m_places.begin(), m_last + (m_places.front() - m_last) / 2);
         return;
     }
+    count = std::min(std::max(count, c_usualReordering), m_places.size() - 1);
     const pyx_int64 span = m_places[count] - m_places.front();
     std::vector<pyx_int64> before(m_places.begin(), m_places.begin() + static_cast<std::ptrdiff_t>(count));
     for (pyx_int64& place : before)

@@ -34,8 +34,13 @@ public:
     /// presentation: no codec's decoder keeps more.
     static constexpr std::size_t c_deepestReordering = 16;
 
-    /// Enough for any stream: exact for the first half of what is waiting.
-    static constexpr std::size_t c_lookahead = 2 * c_deepestReordering;
+    /// How deep encoders usually reorder once they do: a picture between others
+    /// that refers to them and is referred to. Many begin with less.
+    static constexpr std::size_t c_usualReordering = 2;
+
+    /// Shows the depth of all but a stream that begins with a long stretch of
+    /// less.
+    static constexpr std::size_t c_lookahead = 4 * c_deepestReordering;
 
     /// A stream that is not reordered needs no lookahead.
     explicit DecodeTimes(std::size_t lookahead);
