@@ -113,7 +113,7 @@ PYX_RESULT PYXRingBufferGOP::AddAudioPacket(PYXBuffer* pAudio)
     {
         return PYX_NOT_FOUND;
     }
-    if (pAudio->GetPts() < GetPts())
+    if (pAudio->GetPts() < m_videoPackets.front().spData->GetPts())
     {
         return PYX_OUT_OF_RANGE;
     }

@@ -11,6 +11,7 @@
 #include "common/RefCounted.h"
 #include "common/Trace.h"
 
+#include <deque>
 #include <list>
 #include <memory>
 #include <string>
@@ -146,7 +147,7 @@ private:
     std::wstring m_tempPath;
     bool m_bufferInRam = false;
     PYXInterfacePtr<PYXComponent> m_spMuxer;                   // null when it could not be created
-    std::list<PYXInterfacePtr<PYXBuffer>> m_pendingAudio;      // waits for a group, in order of arrival
+    std::deque<PYXInterfacePtr<PYXBuffer>> m_pendingAudio;     // waits for a group, in order of arrival
     std::list<std::unique_ptr<PYXRingBufferGOP>> m_listOfGOPs; // complete groups, oldest first
     std::unique_ptr<PYXRingBufferGOP> m_pActiveGOP;            // being filled, not in the list
 };

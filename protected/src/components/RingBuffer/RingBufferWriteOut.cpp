@@ -91,7 +91,8 @@ public:
             return PYX_OK;
         }
         PASS_ON_FAILURE((m_pGroup->*m_kind.getPacket)(m_index, m_spPending.Out()), m_kind.fetchFailed, m_index);
-        m_spPending->SetPts(PYXSubtractTicks(m_spPending->GetPts(), m_base));
+        m_pendingPts = PYXSubtractTicks(m_spPending->GetPts(), m_base);
+        m_spPending->SetPts(m_pendingPts);
         return PYX_OK;
     }
 
@@ -102,7 +103,7 @@ public:
 
     pyx_int64 PendingPts() const
     {
-        return m_spPending->GetPts();
+        return m_pendingPts;
     }
 
     /// Submits the pending packet once; past the duration it is dropped. A muxer
@@ -136,6 +137,7 @@ private:
     const pyx_int64 m_limit;             // 100 ns ticks after the base
     PYXRingBufferGOP* m_pGroup = nullptr;
     PYXInterfacePtr<PYXBuffer> m_spPending;
+    pyx_int64 m_pendingPts = 0; // 100 ns ticks after the base
     pyx_int32 m_index = 0;
     pyx_int32 m_count = 0;
 };
