@@ -524,6 +524,14 @@ void PYXPropertyStorageExImpl<Interface>::DeclareProperty(const PYXPropertyDecla
     m_PropertiesInfo.emplace(declaration.name, std::make_unique<PYXPropertyInfoImpl>(declaration));
 }
 
+template <class Interface> std::wstring PYXPropertyStorageExImpl<Interface>::ReadText(const wchar_t* name)
+{
+    PYXLock lock(&m_sync);
+    const PYXPropertyInfoImpl* const pInfo = Find(name);
+    const bool isText = pInfo && pInfo->value.Get().type == PYX_VARIANT_WSTRING && pInfo->value.Get().wstringValue;
+    return isText ? pInfo->value.Get().wstringValue : L"";
+}
+
 template <class Interface> PYXPropertyInfoImpl* PYXPropertyStorageExImpl<Interface>::Find(const wchar_t* name) const
 {
     const auto found = m_PropertiesInfo.find(std::wstring_view(name));

@@ -116,6 +116,10 @@ protected:
     /// Adds one property; each name is declared once.
     void DeclareProperty(const PYXPropertyDeclaration& declaration);
 
+    /// The current value of a property of a wide text, empty for anything else.
+    /// Takes no task memory, so that an owner cannot miss its own new value.
+    std::wstring ReadText(const wchar_t* name);
+
 private:
     PYXPropertyInfoImpl* Find(const wchar_t* name) const;
     PYXPropertyInfoImpl* FindAt(pyx_size index) const;

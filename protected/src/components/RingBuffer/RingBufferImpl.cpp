@@ -230,7 +230,7 @@ void PYXRingBufferImpl::OnPropertyChanged(const wchar_t* name)
     if (Is(name, c_tempPath))
     {
         Terminate();
-        PYXReadProperty(this, name, &m_tempPath);
+        m_tempPath = ReadText(name);
         Init(0, 0, 0);
     }
     else if (Is(name, c_duration))
