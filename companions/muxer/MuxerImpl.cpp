@@ -172,9 +172,7 @@ void PYXMuxerImpl::OnPropertyChanged(const wchar_t* name)
 {
     if (wcscmp(name, c_path) == 0)
     {
-        std::wstring path;
-        PYXReadProperty(this, c_path, &path);
-        m_spSession->SetPath(path);
+        m_spSession->SetPath(ReadText(c_path));
     }
     else if (wcscmp(name, c_enableVideo) == 0)
     {
