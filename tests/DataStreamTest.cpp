@@ -1,0 +1,150 @@
+#include "common/DataStreamFile.h"
+#include "common/DataStreamMemory.h"
+
+#include "support/RingBufferTest.h"
+
+namespace
+{
+
+/// One contract for both kinds of streams; `GetParam()` is true for memory.
+class DataStreamTest : public testing::TestWithParam<bool>
+{
+protected:
+    DataStreamTest()
+    {
+        Companions::Get() = {};
+        if (GetParam()) { m_pStream = std::make_unique<PYXDataStreamMemoryImpl>(); }
+        else { m_pStream = std::make_unique<PYXDataStreamFileImpl>(); }
+        std::filesystem::create_directory(m_temp.path);
+    }
+
+    PYX_RESULT Open(pyx_uint32 mode, pyx_uint32 share = 0) { return m_pStream->Open(m_path.c_str(), mode, share); }
+    PYX_RESULT Write(const std::string& bytes) { return m_pStream->Write(bytes.data(), bytes.size(), nullptr); }
+
+    /// "result position" of a seek.
+    std::string Seek(pyx_uint32 origin, pyx_int64 offset)
+    {
+        pyx_uint64 position = 0;
+        const PYX_RESULT result = m_pStream->Seek(origin, offset, &position);
+        return std::to_string(result) + ' ' + std::to_string(position);
+    }
+
+    /// "result bytes" of a read.
+    std::string Read(pyx_uint64 size)
+    {
+        std::string bytes(size, '?');
+        pyx_uint64 read = 99;
+        const PYX_RESULT result = m_pStream->Read(bytes.data(), size, &read);
+        return std::to_string(result) + ' ' + bytes.substr(0, read <= size ? read : 0);
+    }
+
+    /// "size@position".
+    std::string Place()
+    {
+        pyx_uint64 size = 99;
+        pyx_uint64 position = 99;
+        EXPECT_EQ(m_pStream->GetSize(&size), PYX_OK);
+        EXPECT_EQ(m_pStream->GetPosition(&position), PYX_OK);
+        return std::to_string(size) + '@' + std::to_string(position);
+    }
+
+    static std::string Traces() { return Companions::Get().Take(&Companions::traces); }
+
+    TempDirectory m_temp;
+    const std::filesystem::path m_path = m_temp.path / "Stream";
+    std::unique_ptr<PYXDataStreamImpl> m_pStream;
+};
+
+INSTANTIATE_STORAGE_SUITE(DataStreamTest);
+
+TEST_P(DataStreamTest, KeepsBytesAndPositions)
+{
+    EXPECT_EQ(Open(2), PYX_OK);
+    EXPECT_EQ(Write("a\r\n\x1A\n"), PYX_OK);
+    EXPECT_EQ(Write("678"), PYX_OK);
+    EXPECT_EQ(Place(), "8@8");
+    EXPECT_EQ(Seek(0, 1), "0 1");
+    EXPECT_EQ(Read(4), "0 \r\n\x1A\n");
+    EXPECT_EQ(Seek(1, -2), "0 3");
+    EXPECT_EQ(Read(100), "0 \x1A\n678");
+    EXPECT_EQ(Read(1), GetParam() ? "0 " : "23 ");
+    EXPECT_EQ(Seek(2, 0), "0 8");
+    EXPECT_EQ(Seek(7, 0), GetParam() ? "0 8" : "0 0"); // an unknown origin
+    EXPECT_TRUE(m_pStream->IsSeekable());
+    EXPECT_EQ(Traces(), "");
+}
+
+TEST_P(DataStreamTest, DiffersByKindWhereHostsKnowIt)
+{
+    EXPECT_EQ(Open(2), PYX_OK);
+    EXPECT_EQ(Write(std::string(100, 'x')), PYX_OK);
+    EXPECT_EQ(Seek(0, 200), GetParam() ? "0 100" : "0 200");
+    EXPECT_EQ(Seek(0, -1), GetParam() ? "0 100" : "1 0");
+    EXPECT_EQ(Seek(2, 10), GetParam() ? "0 90" : "0 110");
+    EXPECT_EQ(Seek(0, 10), "0 10");
+    EXPECT_EQ(Write("12345"), PYX_OK);
+    EXPECT_EQ(Place(), GetParam() ? "15@15" : "100@15");
+    EXPECT_EQ(m_pStream->Close(), PYX_OK);
+    EXPECT_EQ(m_pStream->Close(), PYX_OK);
+    EXPECT_EQ(Read(1), GetParam() ? "13 " : "16 ");
+    EXPECT_EQ(Traces(), GetParam() ? "E DataStreamMemoryImpl Assertion failed:Read() - Stream is not allocated"
+                                   : "E DataStreamFileImpl Assertion failed:Read() - File not open");
+}
+
+TEST_P(DataStreamTest, RefusesNullsFirst)
+{
+    pyx_uint64 count = 0;
+    EXPECT_EQ(m_pStream->GetPosition(nullptr), 7);
+    EXPECT_EQ(m_pStream->GetSize(nullptr), 7);
+    EXPECT_EQ(m_pStream->Write(nullptr, 1, &count), GetParam() ? 7 : 16);
+    EXPECT_EQ(m_pStream->Read(nullptr, 1, &count), GetParam() ? 7 : 16);
+    EXPECT_EQ(m_pStream->Open(nullptr, 0, 0), GetParam() ? 0 : 4);
+    EXPECT_EQ(Traces(), GetParam() ? "E DataStreamMemoryImpl Assertion failed:GetPosition() - pPosition==NULL\n"
+                                     "E DataStreamMemoryImpl Assertion failed:GetPosition() - pSize==NULL\n"
+                                     "E DataStreamMemoryImpl Assertion failed:Write() - pData==NULL\n"
+                                     "E DataStreamMemoryImpl Assertion failed:Read() - pData==NULL"
+                                   : "E DataStreamFileImpl Assertion failed:pPosition != NULL\n"
+                                     "E DataStreamFileImpl Assertion failed:pSize != NULL\n"
+                                     "E DataStreamFileImpl Assertion failed:Write() - File not Open\n"
+                                     "E DataStreamFileImpl Assertion failed:Read() - File not open\n"
+                                     "E DataStreamFileImpl Assertion failed:pFilePath != NULL");
+}
+
+TEST_P(DataStreamTest, FailsWithoutATraceWhenTheSystemRefuses)
+{
+    if (GetParam())
+    {
+        FaultyCall<"VirtualAlloc", 0, void*(void*, SIZE_T, DWORD, DWORD)> alloc(GetModuleHandleW(nullptr));
+        EXPECT_EQ(Write("123"), PYX_OK);
+        FaultPlan::Get().Fail("VirtualAlloc", 1, 1);
+        EXPECT_EQ(Write("4"), PYX_OUT_OF_MEMORY);
+        EXPECT_EQ(Place(), "3@3");
+        EXPECT_EQ(Traces(), "E DataStreamMemoryImpl PYX_ERROR 6 : code 6: Write() - Stream is not allocated");
+        return;
+    }
+    EXPECT_EQ(Open(0), PYX_FAIL); // no such file
+    EXPECT_EQ(Open(1), PYX_OK);
+    EXPECT_EQ(Read(1), "1 "); // write only
+    PYXDataStreamFileImpl other;
+    EXPECT_EQ(other.Open(m_path.c_str(), 0, 3), PYX_FAIL);                     // share 0: nobody else
+    EXPECT_EQ(m_pStream->Open((m_temp.path / "Other").c_str(), 2, 3), PYX_OK); // closes the first
+    EXPECT_EQ(other.Open(m_path.c_str(), 3, 0), PYX_OK);
+    EXPECT_EQ(other.Write("12", 2, nullptr), PYX_OK);
+    EXPECT_EQ(other.Open(m_path.c_str(), 3, 0), PYX_OK); // appends
+    EXPECT_EQ(other.Write("3", 1, nullptr), PYX_OK);
+    EXPECT_EQ(other.Close(), PYX_OK);
+    EXPECT_EQ(std::filesystem::file_size(m_path), 3u);
+    EXPECT_EQ(Traces(), "");
+}
+
+TEST_P(DataStreamTest, EndsWithItsLastReference)
+{
+    EXPECT_EQ(m_pStream->GetReferenceCount(), 0u);
+    PYXInterfacePtr<PYXDataStream> spStream(m_pStream.release());
+    EXPECT_EQ(spStream.Query<PYXDataStream>()->GetReferenceCount(), 2u);
+    EXPECT_EQ(static_cast<PYXInterface*>(spStream.Query<PYXInterface>().Get()), spStream.Get());
+    EXPECT_FALSE(spStream.Query<PYXComponent>());
+    EXPECT_EQ(spStream->Open(m_path.c_str(), 2, 0), PYX_OK); // the listener misses the handle if it stays
+}
+
+} // namespace

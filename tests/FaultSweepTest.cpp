@@ -1,0 +1,214 @@
+#include "support/RingBufferTest.h"
+
+#include <io.h>
+
+#include <algorithm>
+#include <functional>
+#include <future>
+#include <iostream>
+#include <span>
+
+namespace
+{
+
+using namespace std::chrono_literals;
+
+constexpr PYX_RESULT c_code = 77; ///< of the failing call, where it has a code to answer
+
+/// Puts every call of the module that can fail under the fault plan; the muxer's are there by themselves. A call
+/// that fails has done nothing, only a descriptor is closed all the same. What answers a truth value is declared as
+/// a pointer: null is false. Ends with the module.
+struct FaultyCalls
+{
+    FaultyCalls(HMODULE library, HostContext* pContext) : module(library), allocBuffer(pContext, 3)
+    {
+        WritePointer(FindImport(module, "_close"), reinterpret_cast<void*>(&Close));
+    }
+
+    static int Close(int file)
+    {
+        const int closed = _close(file);
+        return FaultPlan::Get().Check("_close") == PYX_OK ? closed : -1;
+    }
+
+    HMODULE module;
+    FaultyCall<"AllocBuffer", 0, PYX_RESULT(void*, int, pyx_size, void*)> allocBuffer;
+    FaultyCall<"CopyTo", 0, PYX_RESULT(void*, void*, bool)> copyTo{HostBuffer::Create(1).Get(), 10};
+    FaultyCall<"_wsopen", -1, int(const wchar_t*, int, int, int)> open{module};
+    FaultyCall<"_write", -1, int(int, const void*, unsigned)> write{module};
+    FaultyCall<"short _write", 1, int(int, const void*, unsigned)> shortWrite{module, "_write"};
+    FaultyCall<"_read", -1, int(int, void*, unsigned)> read{module};
+    FaultyCall<"short _read", 1, int(int, void*, unsigned)> shortRead{module, "_read"};
+    FaultyCall<"_lseeki64", -1, long long(int, long long, int)> seek{module};
+    FaultyCall<"VirtualAlloc", 0, void*(void*, SIZE_T, DWORD, DWORD)> virtualAlloc{module};
+    FaultyCall<"CoTaskMemAlloc", 0, void*(SIZE_T)> taskAlloc{module};
+    FaultyCall<"CreateDirectoryW", 0, void*(const wchar_t*, void*)> createDirectory{module};
+    FaultyCall<"RemoveDirectoryW", 0, void*(const wchar_t*)> removeDirectory{module};
+    FaultyCall<"DeleteFileW", 0, void*(const wchar_t*)> deleteFile{module};
+    FaultyCall<"FindFirstFileW", -1, long long(const wchar_t*, void*)> findFirst{module};
+};
+
+/// What the host's call answers when a call within it fails. The first row whose texts begin the two names holds.
+struct Expectation
+{
+    std::string_view step;
+    std::string_view failed;
+    PYX_RESULT result;
+};
+
+constexpr Expectation c_expectations[] = {
+    {"Create", "", PYX_OK},         // handed out in any case, without a muxer if need be
+    {"Set", "SetProperty", c_code}, // what the muxer refuses is refused
+    {"Set TempPath", "CoTaskMemAlloc", PYX_OUT_OF_MEMORY},
+    {"", "CoTaskMemAlloc", PYX_INVALID_ARG}, // a text that cannot be read as a number is no number
+    {"Set", "", PYX_OK},                     // the reaction to a property has no result
+    {"A", "", PYX_OK},                       // tried again with the next packet
+    {"", "Submit", PYX_OK},                  // the muxer loses that packet
+    {"", "_close", PYX_OK},                  // nothing is buffered that could be lost
+    {"", "CreateDirectoryW", PYX_OK},        // shows when the first file is opened
+    {"", "RemoveDirectoryW", PYX_OK},        // the next Init tries again
+    {"", "DeleteFileW", PYX_OK},
+    {"", "FindFirstFileW", PYX_OK},
+    {"", "_", PYX_FAIL},
+    {"", "short _write", PYX_FAIL},
+    {"", "short _read", PYX_UNEXPECTED},
+    {"", "VirtualAlloc", PYX_OUT_OF_MEMORY},
+    {"", "", c_code},
+};
+
+PYX_RESULT Expected(std::string_view step, std::string_view failed)
+{
+    return std::ranges::find_if(
+               c_expectations,
+               [&](const Expectation& row) { return step.starts_with(row.step) && failed.starts_with(row.failed); })
+        ->result;
+}
+
+/// One call of the host.
+struct Step
+{
+    std::string name;
+    std::function<PYX_RESULT()> call;
+};
+
+using Results = std::vector<PYX_RESULT>;
+
+/// Makes the calls on a thread of their own: a lock that an earlier call left held stops them.
+Results CallElsewhere(std::span<const Step> steps, const std::string& where)
+{
+    auto results = std::async(std::launch::async, [steps] {
+        Results all;
+        std::ranges::transform(steps, std::back_inserter(all), [](const Step& step) { return step.call(); });
+        return all;
+    });
+    if (results.wait_for(30s) != std::future_status::ready)
+    {
+        std::cerr << where << " has left a lock held" << std::endl;
+        std::_Exit(1);
+    }
+    return results.get();
+}
+
+class FaultSweepTest : public RingBufferTest, public testing::WithParamInterface<bool>
+{
+protected:
+    Step Setting(const wchar_t* name, const wchar_t* value)
+    {
+        return {"Set " + Narrow(name), [=, this] { return Set(name, value); }};
+    }
+
+    Step Submission(char kind, int pts, const char* rest)
+    {
+        const std::string packet = kind + std::to_string(pts) + rest;
+        return {packet, [packet, this] {
+                    const bool hasInput = m_spComponent->GetInputCount() == 2; // not when one could not be switched on
+                    return hasInput ? TryFeed(packet) : PYX_NOT_FOUND;
+                }};
+    }
+
+    /// From the making of a component to the clip: five groups of 0.6 s, of which 2 s are kept, and one late packet.
+    std::vector<Step> Scenario()
+    {
+        std::vector<Step> steps = {
+            {"Create", [this] { return Create(), PYX_OK; }},
+            Setting(L"EnableAudio", L"true"),
+            Setting(L"BufferInRamEnabled", GetParam() ? L"true" : L"false"),
+            Setting(L"TempPath", m_temp.path.c_str()),
+            Setting(L"Duration", L"2"),
+            {"Describe", [this] { return Input(0)->SetProperty(L"BitRate", PYXVariantBorrowWString(L"5")); }},
+            {"Init", [this] { return m_spComponent->Init(0, 640, 480); }},
+        };
+        for (const int start : {0, 6'000'000, 12'000'000, 18'000'000, 24'000'000})
+        {
+            steps.push_back(Submission('V', start, "K+3000000"));
+            if (start == 12'000'000)
+            {
+                steps.push_back(Submission('A', start - 1'000'000, ""));
+                steps.back().name = "Late audio";
+            }
+            steps.push_back(Submission('A', start, ""));
+            steps.push_back(Submission('V', start + 3'000'000, "+3000000"));
+        }
+        steps.push_back({"Terminate", [this] { return Terminate(); }});
+        return steps;
+    }
+
+    static constexpr const char* c_clip = "V0+3000000 A0 V3000000+3000000 A5000000 "
+                                          "V6000000+3000000 A6000000 V9000000+3000000 "
+                                          "V12000000+3000000 A12000000 V15000000+3000000 V18000000+3000000 A18000000 "
+                                          "V- A-";
+
+    std::string FailOnce(int nth);
+};
+
+/// The scenario with its nth fallible call failing, then once more with the same component. The call that failed, or
+/// nothing when there were fewer.
+std::string FaultSweepTest::FailOnce(int nth)
+{
+    const auto steps = Scenario();
+    m_pModule.reset();
+    m_pModule = std::make_unique<LoadedModule>();
+    const FaultyCalls calls(m_pModule->handle, m_spContext.Get());
+    m_faults.Fail("", nth, c_code);
+    auto next = steps.begin();
+    PYX_RESULT result = PYX_OK;
+    while (next != steps.end() && result == PYX_OK && m_faults.failed.empty()) { result = (next++)->call(); }
+    const std::string failed = std::exchange(m_faults, {}).failed;
+    const std::string where = std::prev(next)->name + ", failing: " + failed;
+    EXPECT_EQ(result, failed.empty() ? PYX_OK : Expected(std::prev(next)->name, failed)) << where;
+
+    Results results = CallElsewhere({next, steps.end()}, where);
+    results.push_back(result);
+    const std::string written = Written();
+    if (std::ranges::count(results, PYX_OK) == std::ssize(results))
+    {
+        EXPECT_EQ(written, c_clip) << where << ", though the host saw nothing but success";
+    }
+    m_spComponent->Terminate();
+    if (failed == "Create") { EXPECT_EQ(m_spComponent->Init(0, 640, 480), PYX_NOT_INITIALIZED); }
+    else
+    {
+        Written();
+        const Results again = CallElsewhere({steps.begin() + 1, steps.end()}, where);
+        EXPECT_EQ(again, Results(steps.size() - 1, PYX_OK)) << where;
+        EXPECT_EQ(Written(), c_clip) << where;
+    }
+    Destroy();
+    return failed;
+}
+
+TEST_P(FaultSweepTest, EveryCallFailsOnceAndNothingIsLost)
+{
+    int nth = 0;
+    for (std::string failed = "first"; !failed.empty();)
+    {
+        failed = FailOnce(++nth);
+        EXPECT_EQ(Files(), "none") << failed;
+        EXPECT_EQ(HostObject::Alive(), 1) << failed << ": only the context is to be left";
+    }
+    EXPECT_GT(nth, 100) << "the sweep ended early";
+}
+
+INSTANTIATE_STORAGE_SUITE(FaultSweepTest);
+
+} // namespace

@@ -1,0 +1,168 @@
+#include "support/Model.h"
+#include "support/RingBufferTest.h"
+
+#include <iostream>
+#include <random>
+
+namespace
+{
+
+using Session = std::vector<std::string>;
+
+std::string s_running; // shown when the module crashes
+
+Session Split(const std::string& steps)
+{
+    std::istringstream text(steps);
+    return {std::istream_iterator<std::string>(text), {}};
+}
+
+std::string Join(const Session& session)
+{
+    std::string text;
+    for (const std::string& step : session) { text += ' ' + step; }
+    return text;
+}
+
+std::string Outcome(PYX_RESULT result, Companions* pSeen)
+{
+    std::string text = std::to_string(result) + " | " + pSeen->Take(&Companions::written);
+    text += " | " + pSeen->Take(&Companions::calls) + " | " + pSeen->Take(&Companions::traces);
+    std::ranges::replace(text, '\n', ' ');
+    pSeen->base = -1;
+    return text;
+}
+
+/// Host and judge. Every session has a module and a directory of its own.
+class ModelTest : public RingBufferTest
+{
+protected:
+    /// The first step in which the module is not as the model, or nothing.
+    std::string FindDifference(const Session& session)
+    {
+        s_running = Join(session);
+        std::filesystem::remove_all(m_temp.path);
+        m_pModule.reset();
+        m_pModule = std::make_unique<LoadedModule>();
+        Model model(m_temp.path.string());
+        std::string difference;
+        for (auto step = session.begin(); step != session.end() && difference.empty(); ++step)
+        {
+            const PYX_RESULT result = model.Run(*step);
+            const std::string expected = Outcome(result, &model.seen);
+            const std::string actual = Outcome(result == Model::c_unknown ? result : Run(*step), &m_companions);
+            difference = actual == expected ? "" : *step + "\n  module: " + actual + "\n  model:  " + expected;
+        }
+        m_faults = {};
+        Destroy();
+        m_companions = {};
+        return difference;
+    }
+
+    PYX_RESULT Run(const std::string& text)
+    {
+        const std::string step = Model::Plan(text, &m_faults);
+        if (step.starts_with("new:"))
+        {
+            Destroy();
+            m_companions.inputs = step.substr(4);
+            Create();
+            m_companions.calls.erase(0, m_companions.calls.find("Create")); // and forgets the runtime's
+            return PYX_OK;
+        }
+        if (step == "Files") { return Files() == "none" ? -1 : static_cast<int>(std::ranges::count(Files(), 'T')); }
+        if (step == "Init") { return m_spComponent->Init(1, 640, 480); }
+        if (step == "ReInit") { return m_spComponent->ReInit(320, 200); }
+        if (step == "Terminate") { return Terminate(); }
+        if (step.starts_with("Get"))
+        {
+            return m_spComponent->GetInput(step[3] - '0', PYXInterfacePtr<PYXInput>().Out());
+        }
+        if (step[0] != 'V' && step[0] != 'A') { return SetOn(m_spComponent.Get(), step); }
+        int index = 0;
+        const auto isOther = [&] { return ::Get(Input(index).Get(), L"StreamType") != (step[0] == 'V' ? "1" : "2"); };
+        while (index < m_spComponent->GetInputCount() && isOther()) { ++index; }
+        if (index == m_spComponent->GetInputCount()) { return Model::c_none; }
+        if (step[1] == '.') { return SetOn(Input(index).Get(), step.substr(2)); }
+        return Input(index)->SubmitInput(step[1] == '-' && step.size() == 2 ? nullptr
+                                                                            : Packet::Parse(step).Build().Get());
+    }
+
+    PYX_RESULT SetOn(PYXPropertyStorage* pStorage, const std::string& property)
+    {
+        const std::wstring name(property.begin(), std::ranges::find(property, '='));
+        const std::wstring value(property.begin() + std::ssize(name) + 1, property.end());
+        const std::wstring text = value == L"T" ? m_temp.path.wstring() : value;
+        return pStorage->SetProperty(name.empty() ? nullptr : name.c_str(), PYXVariantBorrowWString(text.c_str()));
+    }
+
+    /// Leaves out steps, in ever shorter runs, as long as the session still fails.
+    Session Shrink(Session session)
+    {
+        for (std::ptrdiff_t length = std::ssize(session); length > 0; length /= 2)
+        {
+            for (std::ptrdiff_t i = 1; i + length <= std::ssize(session);)
+            {
+                Session shorter = session;
+                shorter.erase(shorter.begin() + i, shorter.begin() + i + length);
+                const bool fails = !FindDifference(shorter).empty();
+                if (fails) { session = shorter; }
+                i += fails ? 0 : length;
+            }
+        }
+        return session;
+    }
+};
+
+/// What a host may do in 70 steps: packets that go forward in time, and in between
+/// everything else.
+Session MakeSession(unsigned seed)
+{
+    static const Session s_video = Split("s s s s s+10000000 s/700 s/0 sK sK sK+10000000");
+    static const Session s_audio = Split("s s s s s s s s s s s/0 s/700");
+    static const Session s_properties = Split(
+        "Duration=1 Duration=2 Duration=4 Duration=2147483647 Duration=0 Duration=2147483648 Duration=x TempPath=T "
+        "TempPath= BufferInRamEnabled=true BufferInRamEnabled=false BufferInRamEnabled=x EnableAudio=true "
+        "EnableAudio=false EnableVideo=true EnableVideo=false Path=a.mp4 Path=b.mp4 Nope=1 =1 V.Enabled=false "
+        "V.Enabled=true A.Enabled=false A.Enabled=true V.BitRate=0 V.Enabled=x A.Nope=1 V.=1");
+    static const Session s_calls = Split("Terminate Terminate Init ReInit Get0 Get1 Get7 V- A- Files Files Files Files "
+                                         "new:VA new:V new:A new:");
+    static const Session s_faults = Split("!Submit !End !Init !SetProperty !Input.SetProperty !Create");
+    std::mt19937 random(seed);
+    const auto below = [&](size_t count) { return random() % count; };
+    const auto pick = [&](const Session& from) { return from[below(from.size())]; };
+    Session session = Split("new:VA EnableAudio=true TempPath=T Duration=4 BufferInRamEnabled=true");
+    session.resize(5 - below(2));
+    if (below(3) == 0) { session.erase(session.begin() + 1 + static_cast<int>(below(3))); }
+    for (pyx_int64 now = -3; session.size() < 70;)
+    {
+        const size_t kind = below(100);
+        const auto time =
+            std::to_string(kind < 40 ? now : now + static_cast<int>(below(4)) - static_cast<int>(below(3) * below(4)));
+        session.push_back(kind < 40   ? 'V' + time + pick(s_video)
+                          : kind < 75 ? 'A' + time + pick(s_audio)
+                                      : pick(kind < 90 ? s_properties : s_calls) + (below(3) ? "" : pick(s_faults)));
+        now += kind < 40 ? static_cast<int>(below(2)) : kind == 75 ? 3600 : kind == 76 ? -3600 : 0;
+    }
+    session.push_back("new:VA");
+    return session;
+}
+
+TEST_F(ModelTest, RandomSessionsGoAsInTheModel)
+{
+    SetUnhandledExceptionFilter([](EXCEPTION_POINTERS*) -> LONG {
+        std::cout << "crashed:" << s_running << std::endl;
+        return EXCEPTION_EXECUTE_HANDLER;
+    });
+    const char* const only = getenv("PYX_TEST_SEED");
+    const unsigned first = only ? static_cast<unsigned>(std::stoul(only)) : 1;
+    const unsigned count = only ? 1 : getenv("PYX_TEST_LONG") ? 6000 : 300;
+    for (unsigned seed = first; seed < first + count; ++seed)
+    {
+        if (FindDifference(MakeSession(seed)).empty()) { continue; }
+        const Session shrunk = Shrink(MakeSession(seed));
+        FAIL() << "PYX_TEST_SEED=" << seed << ", shrunk:" << Join(shrunk) << "\n  at " << FindDifference(shrunk);
+    }
+}
+
+} // namespace

@@ -1,0 +1,93 @@
+#include "support/RingBufferTest.h"
+
+namespace
+{
+
+/// The module's way to its companions, seen from outside.
+class RuntimeLoaderTest : public RingBufferTest
+{
+protected:
+    FaultyCall<"LoadLibraryExW", 0, HMODULE(const wchar_t*, HANDLE, DWORD)> m_load{m_pModule->handle};
+    FaultyCall<"GetProcAddress", 0, void*(HMODULE, const char*)> m_getEntry{m_pModule->handle};
+};
+
+TEST_F(RuntimeLoaderTest, EachComponentHasItsMuxerAndAllShareTheRuntime)
+{
+    m_faults.Fail("LoadLibraryExW", 0, 0);
+    Create();
+    const auto spFirst = m_spComponent;
+    Create();
+    EXPECT_EQ(Calls(), "PYXInit 1000400240000\nCreate MuxerFFMPEG\nCreate MuxerFFMPEG");
+    EXPECT_EQ(m_faults.calls, 2);
+}
+
+TEST_F(RuntimeLoaderTest, ComponentsComeAndGoWithoutARuntimeOfTheHost)
+{
+    for (int i = 0; i < 2; ++i)
+    {
+        Start();
+        Feed("V1K V2");
+        EXPECT_EQ(Outcome(m_spComponent->GetInput(2, nullptr)), "4\nE RingBufferImpl Assertion failed:Invalid index");
+        Destroy();
+        EXPECT_EQ(Traces(), "I* RingBufferImpl Video stream - packets written 2\n"
+                            "I* RingBufferImpl Audio stream - packets written 0");
+        Create();
+        EXPECT_EQ(Calls(), "PYXInit 1000400240000\nCreate MuxerFFMPEG"); // the library was given back
+    }
+    Destroy();
+    m_pModule.reset();
+    EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
+}
+
+class RuntimeFailureTest : public RuntimeLoaderTest, public testing::WithParamInterface<std::pair<const char*, int>>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Calls, RuntimeFailureTest,
+                         testing::Values(std::pair{"GetProcAddress", 1}, std::pair{"GetProcAddress", 2},
+                                         std::pair{"PYXInit", 1}, std::pair{"PYXQueryVersion", 1}));
+
+TEST_P(RuntimeFailureTest, LeavesAComponentThatWorksWithoutTraces)
+{
+    m_faults.Fail(GetParam().first, GetParam().second, 9);
+    Start();
+    EXPECT_EQ(m_faults.failed, GetParam().first);
+    EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), "4");
+    Feed("V1K A1 V2K A2");
+    EXPECT_EQ(Terminate(), PYX_OK);
+    EXPECT_EQ(Written(), "V0 A0 V1 A1 V- A-");
+}
+
+TEST_F(RuntimeLoaderTest, AComponentWithoutMuxerCanBeRead)
+{
+    m_faults.Fail("LoadLibraryExW", -1, 1); // neither library is there
+    Create();
+    EXPECT_EQ(Outcome(m_spComponent->Init(0, 0, 0)), "13");
+    EXPECT_EQ(Get(L"Duration"), "30");
+    Destroy();
+
+    m_faults.Fail("LoadLibraryExW", 2, 1); // the muxer is missing
+    Create();
+    EXPECT_EQ(Outcome(m_spComponent->Init(0, 0, 0)),
+              "13\nE RingBufferImpl Assertion failed:Init() - Internal component not initialized");
+    EXPECT_EQ(Outcome(Set(L"Duration", L"5")),
+              "13\nE RingBufferImpl Assertion failed:SetProperty() - Internal component not initialized");
+    EXPECT_EQ(Outcome(Input(0)->SetProperty(L"BitRate", PYXVariantFromInt64(5))),
+              "13\nE RingBufferImpl Assertion failed:SetProperty() - Internal component not initialized");
+    EXPECT_EQ(Outcome(Terminate()),
+              "13\nE RingBufferImpl Assertion failed:Terminate() - Internal component not initialized");
+    Destroy();
+
+    for (const char* call : {"GetProcAddress", "Create"})
+    {
+        m_faults.Fail(call, call[0] == 'G' ? 3 : 1, 9);
+        Create();
+        EXPECT_EQ(m_spComponent->Init(0, 0, 0), PYX_NOT_INITIALIZED) << call;
+    }
+    m_faults = {};
+    m_spContext.Reset(); // no context, no muxer
+    Create();
+    EXPECT_EQ(m_spComponent->Init(0, 0, 0), PYX_NOT_INITIALIZED);
+}
+
+} // namespace

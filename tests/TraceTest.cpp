@@ -1,0 +1,63 @@
+#include "common/Trace.h"
+#include "common/CriticalSection.h"
+
+#include "support/Companions.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include <windows.h>
+
+namespace
+{
+
+constexpr PYXTraceSource c_traceSource{L"common/TraceTest", L"PYXTraceTest"};
+
+PYX_RESULT CheckPositive(int value)
+{
+    FAIL_IF_NOT(value > 0, PYX_INVALID_ARG, L"Invalid index");
+    FAIL_IF_NOT(value > 1, PYX_FAIL, L"%s is %d%%", L"value", value);
+    FAIL_IF_NOT(value > 2, PYX_EOF, L"100% sure");
+    return value;
+}
+
+PYX_RESULT Pass(int value)
+{
+    PASS_ON_FAILURE(CheckPositive(value), L"check %s failed", L"two");
+    return PYX_OK;
+}
+
+TEST(TraceTest, ChecksTraceAndReturnTheirCode)
+{
+    Companions::Get() = {};
+    EXPECT_EQ(CheckPositive(0), PYX_INVALID_ARG);
+    EXPECT_EQ(CheckPositive(1), PYX_FAIL);
+    EXPECT_EQ(Pass(2), PYX_EOF);
+    EXPECT_EQ(Pass(77), 77); // a code of somebody else's
+    Trace(L"common/TraceTest", 1, PYX_TRACE_WARNING, L"PYXTraceTest", 1, L"%d", 5);
+    EXPECT_EQ(Companions::Get().Take(&Companions::traces), "E TraceTest Assertion failed:Invalid index\n"
+                                                           "E TraceTest Assertion failed:value is 1%\n"
+                                                           "E TraceTest Assertion failed:100% sure\n"
+                                                           "E TraceTest PYX_ERROR 23 : code 23: check two failed\n"
+                                                           "E TraceTest PYX_ERROR 77 : code 77: check two failed\n"
+                                                           "W* TraceTest 5");
+    EXPECT_EQ(FormatText(L"%s%s", std::wstring(9000, L'x').c_str(), L"y"), std::wstring(9000, L'x') + L'y');
+}
+
+TEST(CriticalSectionTest, TriesAsOftenAsItIsTold)
+{
+    PYXCriticalSection section;
+    PYXLock lock(&section);
+    EXPECT_TRUE(section.Lock(0)); // recursive
+    section.Unlock();
+    std::thread([&] {
+        const DWORD begin = GetTickCount();
+        EXPECT_FALSE(section.Lock(0));
+        EXPECT_FALSE(section.Lock(30));
+        EXPECT_GE(GetTickCount() - begin, 15u); // the clock's tick is coarse
+    }).join();
+    EXPECT_FALSE(PYXLock(nullptr).IsLocked());
+}
+
+} // namespace

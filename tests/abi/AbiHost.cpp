@@ -1,0 +1,188 @@
+// A host as other teams build it: the platform's native class layout, the
+// published headers and nothing else. It drives the module through every slot
+// of its tables, and is the context, the runtime library and the muxer that the
+// module calls. Prints what failed; its exit code is 0 when nothing did.
+
+#include "Objects.h"
+
+#define FROM_RING_BUFFER " components/RingBuffer/RingBufferImpl PYXRingBufferImpl "
+
+template <class Int, Int... Slots> struct NumberedTable
+{
+    static constexpr Int (*c_slots[])(const void*) = {[](const void*) { return Slots; }...};
+};
+
+/// Records the slot that each operation is called in. The headers are shared
+/// with the module, so both sides could move together, away from older hosts.
+template <class... Methods> int FindSlots(Methods... methods)
+{
+    const void* pObject = __make_integer_seq<NumberedTable, int, 40>::c_slots;
+    return (Record(__builtin_bit_cast(int (*)(const void*), methods)(&pObject)) + ...);
+}
+
+void CheckSlotNumbers()
+{
+    using C = PYXComponentEx;
+    PYX_RESULT (C::*byName)(const wchar_t*, const PYXPropertyInfo**) = &C::GetPropertyInfo;
+    PYX_RESULT (C::*byIndex)(pyx_size, const PYXPropertyInfo**) = &C::GetPropertyInfo;
+    EXPECT(FindSlots(&C::Acquire, &C::Release, &C::QueryInterface, &C::SetProperty, &C::GetProperty, &C::HasProperty,
+                     &C::GetPropertyCount, &C::GetPropertyAt, &C::Clear, &C::AddTo, &C::CopyTo, &C::AddObserver,
+                     &C::RemoveObserver, &C::GetPropertiesInfoCount, byName, byIndex, &C::ValidateProperty, &C::Init,
+                     &C::ReInit, &C::Terminate, &C::HostOperation20, &C::HostOperation21, &C::HostOperation22,
+                     &C::HostOperation23, &C::GetContext, &C::HostOperation25, &C::HostOperation26, &C::HostOperation27,
+                     &C::GetInputCount, &C::HostOperation29, &C::GetInput, &C::HostOperation31),
+           32, "0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22 23 24 25 26 27 28 29 30 31");
+    EXPECT(FindSlots(&PYXInput::SubmitInput, &PYXBuffer::SetPts, &PYXBuffer::GetPts, &PYXBuffer::SetDuration,
+                     &PYXBuffer::GetDuration, &PYXBuffer::GetSize, &PYXBuffer::GetNative, &PYXContext::AllocBuffer,
+                     &PYXPropertyStorageObserver::OnPropertyChanged, &PYXFactory::GetDebug, &PYXFactory::GetTrace,
+                     &PYXTrace::TraceW, &PYXTrace::GetResultText),
+           13, "17 13 14 15 16 17 18 3 0 0 1 0 1");
+}
+
+template <class Key> PYX_RESULT Describe(PYXPropertyStorageEx* p, Key key)
+{
+    const PYXPropertyInfo* pInfo = nullptr;
+    const PYX_RESULT result = p->GetPropertyInfo(key, &pInfo);
+    pInfo ? Record(pInfo->name, "|", pInfo->desc, "|", pInfo->type, "|", pInfo->contentType, "|", pInfo->defaultValue,
+                   "|", pInfo->minValue, "|", pInfo->maxValue, "|", pInfo->accessType, "|",
+                   pInfo->pEnumDescription ? pInfo->pEnumDescription[1].name : L"none")
+          : 0;
+    return result;
+}
+
+/// Whether an object has an interface, which must be the same table.
+bool Has(PYXInterface* p, const PYXGuid& id)
+{
+    void* pOut = nullptr;
+    return p->QueryInterface(id, &pOut) == PYX_OK && pOut == p && p->Release();
+}
+
+/// Checks a storage by its integer property g_property, which is number `index` in name order.
+void CheckStorage(PYXPropertyStorageEx* p, int references, pyx_size index, int count, const char* observedSet,
+                  const char* plainSet, const char* cutName, const char* defaultValue, const char* description)
+{
+    const wchar_t* const name = g_property;
+    wchar_t buffer[4];
+    Observer observer;
+    Sink sink;
+    EXPECT(p->Acquire(), references + 1);
+    EXPECT(p->Release(), references);
+    EXPECT(Has(p, PYXInterface::c_id) && Has(p, PYXPropertyStorage::c_id) && Has(p, PYXPropertyStorageEx::c_id), true);
+    EXPECT(Has(p, PYXBuffer::c_id), false);
+    p->AddObserver(&observer);
+    EXPECT(p->SetProperty(name, PYXVariantFromInt64(45)), PYX_OK, observedSet);
+    p->RemoveObserver(&observer);
+    EXPECT(p->SetProperty(name, PYXVariantBorrowWString(L"46")), PYX_OK, plainSet);
+    EXPECT(p->GetProperty(name, &g_value), PYX_OK, "2:46");
+    EXPECT(p->HasProperty(name) && !p->HasProperty(L"Nothing"), true);
+    EXPECT(p->GetPropertyCount(), count);
+    EXPECT(p->GetPropertyAt(index, buffer, 4, &g_value), PYX_OK, "2:46");
+    EXPECT(IsEqual(buffer, cutName), true);
+    EXPECT(p->AddTo(&sink, false, true), PYX_OK, "asked");
+    EXPECT(p->AddTo(&sink, true, false), PYX_OK, "set 2:46");
+    EXPECT(p->CopyTo(&sink, false), PYX_OK, "cleared set 2:46");
+    EXPECT(p->Clear(), PYX_OK);
+    EXPECT(p->GetPropertiesInfoCount(), count);
+    EXPECT(Describe(p, name), PYX_OK, description);
+    EXPECT(Describe(p, L"Nothing"), PYX_NOT_FOUND);
+    EXPECT(Describe(p, index), PYX_OK, description);
+    EXPECT(p->ValidateProperty(name, PYXVariantBorrowWString(L"47"), &g_value), PYX_OK, "2:47");
+    EXPECT(p->ValidateProperty(name, PYXVariantFromInt64(0), &g_value), PYX_OUT_OF_RANGE, "2:0");
+    EXPECT(p->GetProperty(name, &g_value), PYX_OK, defaultValue);
+}
+
+void CheckComponent(PYXComponentEx* p, PYXInput** ppVideo, PYXInput** ppAudio)
+{
+    g_property = L"Duration";
+    CheckStorage(p, 1, 1, 6, "changed(Duration)", "", "Dur", "2:30",
+                 "Duration|Duration (sec)|2|0|2:30|2:1|2:2147483647|3|none");
+    EXPECT(Describe(p, L"TempPath"), PYX_OK, "TempPath|Temp location|11|2|11:|0:0|0:0|3|none");
+    EXPECT(Has(p, PYXComponent::c_id) && Has(p, PYXComponentEx::c_id), true);
+    EXPECT(p->Init(7, 640, 480), PYX_OK, "muxer.Init(7,640,480)");
+    EXPECT(p->ReInit(320, 240), PYX_OK, "muxer.Init(0,320,240)");
+    EXPECT(p->Terminate(), PYX_OK);
+    EXPECT(Record(p->HostOperation20(), p->HostOperation21(), ",", p->HostOperation22(), p->HostOperation23(), ",",
+                  p->GetContext() == &g_context, p->HostOperation25(), p->HostOperation26(), p->HostOperation27(), ",",
+                  p->GetInputCount(), p->HostOperation29(), p->HostOperation31()),
+           14, "00,1010,10100,1010");
+    EXPECT(p->SetProperty(L"EnableAudio", PYXVariantFromBool(true)), PYX_OK, "muxer.EnableAudio=1:1");
+    EXPECT(p->GetInputCount(), 2);
+    EXPECT(p->GetInput(0, ppVideo), PYX_OK);
+    EXPECT(p->GetInput(1, ppAudio), PYX_OK);
+    EXPECT(p->GetInput(2, ppAudio), PYX_INVALID_ARG, "trace 0" FROM_RING_BUFFER "'Assertion failed:Invalid index'");
+}
+
+void CheckInputs(PYXInput* pVideo, PYXInput* pAudio)
+{
+    const char* description = "BitRate|Bit Rate|2|0|2:100000|2:1|2:2147483647|3|none";
+    g_property = L"BitRate";
+    CheckStorage(pVideo, 2, 0, 7, "muxer.video.BitRate=2:45 changed(BitRate)", "muxer.video.BitRate=11:46", "Bit",
+                 "2:100000", description);
+    CheckStorage(pAudio, 2, 6, 11, "muxer.audio.BitRate=2:45 changed(BitRate)", "muxer.audio.BitRate=11:46", "Bit",
+                 "2:100000", description);
+    EXPECT(Has(pVideo, PYXInput::c_id), true);
+    EXPECT(Describe(pVideo, L"StreamType"), PYX_OK, "StreamType|Stream Type|2|0|2:1|0:0|0:0|3|Video");
+    const auto size = PYXVariantFromSize(640, 480);
+    EXPECT(pVideo->SetProperty(L"VideoFrameSize", size), PYX_OK, "muxer.video.VideoFrameSize=5:640x480");
+    EXPECT(pVideo->GetProperty(L"VideoFrameSize", &g_value), PYX_OK, "5:640x480");
+}
+
+/// Submits a packet of which the host keeps nothing.
+template <pyx_size Size>
+PYX_RESULT Submit(PYXInput* pInput, const char (&bytes)[Size], pyx_int64 pts, pyx_int64 duration, int type)
+{
+    PYXInterfacePtr<PYXBuffer> spPacket;
+    Packet* const pPacket = g_pNextPacket;
+    g_context.AllocBuffer(PYX_MEMORY_HOST, Size, spPacket.Out());
+    pPacket->m_pts = pts;
+    pPacket->m_duration = duration;
+    pPacket->m_type = type;
+    __builtin_memcpy(pPacket->m_bytes, bytes, Size);
+    return pInput->SubmitInput(spPacket.Get());
+}
+
+/// Times and durations that need more than 32 bits.
+void CheckPackets(PYXComponentEx* p, PYXInput* pVideo, PYXInput* pAudio)
+{
+    EXPECT(p->SetProperty(L"Duration", PYXVariantFromInt64(3600)), PYX_OK);
+    EXPECT(p->SetProperty(L"TempPath", PYXVariantBorrowWString(L"abi-temp")), PYX_OK, "muxer.Init(0,0,0)");
+    EXPECT(p->SetProperty(L"BufferInRamEnabled", PYXVariantFromBool(true)), PYX_OK, "muxer.Init(0,0,0)");
+    EXPECT(p->SetProperty(L"Path", PYXVariantBorrowWString(L"clip.mp4")), PYX_OK, "muxer.Path=11:clip.mp4");
+    EXPECT(p->GetProperty(L"Path", &g_value), PYX_OK, "11:clip.mp4");
+    EXPECT(Submit(pVideo, "one", 70'000'000'000, 200, 0), PYX_OK);
+    EXPECT(Submit(pAudio, "sound", 70'000'000'100, 300, -1), PYX_OK);
+    EXPECT(Submit(pVideo, "three", 70'000'000'400, 200, 2), PYX_OK);
+    EXPECT(Submit(pVideo, "four four", 75'000'000'000, 6'000'000'000, 1), PYX_OK);
+    EXPECT(Submit(pVideo, "no kind", 75'000'000'200, 200, -1), PYX_NOT_FOUND,
+           "trace 0" FROM_RING_BUFFER "'PYX_ERROR 11 : not found: SubmitInput() unable to get video frame type'");
+    EXPECT(pVideo->SubmitInput(nullptr), PYX_EOF);
+    EXPECT(p->Terminate(), PYX_OK,
+           "muxer.video(0+200 2:0 4 one) muxer.audio(100+300 2:-1 6 sound) muxer.video(400+200 2:2 6 three) "
+           "trace 1" FROM_RING_BUFFER "'WriteBuffer() failed to submit video frame %d.' with 1 "
+           "muxer.video(5000000000+6000000000 2:1 10 four four) muxer.video(end) muxer.audio(end)");
+}
+
+extern "C" void RunHost()
+{
+    SetUnhandledExceptionFilter(ReportCrash);
+    CheckSlotNumbers();
+    const auto pCreate = reinterpret_cast<PYXCreateComponentFunction>(
+        GetProcAddress(LoadLibraryW(L"pyx-component-ring-buffer64.dll"), PYX_CREATE_COMPONENT_ENTRY));
+    PYXComponent* pComponent = nullptr;
+    PYXInput* pVideo = nullptr;
+    PYXInput* pAudio = nullptr;
+    g_context.Acquire();
+    EXPECT(pCreate(&g_context, L"RingBuffer", &pComponent), PYX_OK, "create(MuxerFFMPEG)");
+    const auto p = static_cast<PYXComponentEx*>(pComponent);
+    CheckComponent(p, &pVideo, &pAudio);
+    CheckInputs(pVideo, pAudio);
+    CheckPackets(p, pVideo, pAudio);
+    EXPECT(pVideo->Release(), 1);
+    EXPECT(pAudio->Release(), 1);
+    EXPECT(p->Release(), 0,
+           "trace 2" FROM_RING_BUFFER "'Video stream - packets written %d' with 4 "
+           "trace 2" FROM_RING_BUFFER "'Audio stream - packets written %d' with 1");
+    EXPECT(g_references, 1); // this program's own on its context
+    Print("Checks that failed between a native host and the module: ", g_failures);
+    ExitProcess(g_failures != 0);
+}

@@ -1,0 +1,65 @@
+/// Both companions of the tests: runtime library and muxer module. It keeps
+/// nothing and passes every call on to the program that runs, so that the
+/// records outlive it. The trace object lies in here: whoever uses it after the
+/// library has been freed crashes, as with the real one.
+
+#include "common/Component.h"
+#include "common/HostContract.h"
+
+#include <windows.h>
+
+#include <cstdio>
+
+template <class Result, class... Args> Result CallProgram(const char* name, Result otherwise, Args... args)
+{
+    const auto pEntry = reinterpret_cast<void (*)()>(GetProcAddress(GetModuleHandleW(nullptr), name));
+    return pEntry ? reinterpret_cast<Result (*)(Args...)>(pEntry)(args...) : otherwise;
+}
+
+class ForwardingTrace final : public PYXTrace
+{
+public:
+    void TraceW(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope, const wchar_t* format,
+                va_list* pArgs) override
+    {
+        CallProgram("PYXTestTrace", 0, path, line, level, scope, format, pArgs);
+    }
+
+    const wchar_t* GetResultText(PYX_RESULT code) override
+    {
+        static wchar_t s_texts[100][16]; // each text is always the same
+        wchar_t* const text = s_texts[code % 100];
+        _snwprintf(text, 16, L"code %d", code);
+        return text;
+    }
+};
+
+class Factory final : public PYXFactory
+{
+public:
+    PYX_RESULT GetDebug(void**) override { return PYX_OK; }
+
+    PYX_RESULT GetTrace(PYXTrace** ppOut) override
+    {
+        static ForwardingTrace s_trace;
+        *ppOut = &s_trace;
+        return PYX_OK;
+    }
+};
+
+PYX_EXPORT PYX_RESULT PYXInit(pyx_uint64 version, PYXFactory** ppFactory)
+{
+    static Factory s_factory;
+    *ppFactory = &s_factory;
+    return CallProgram("PYXTestInit", PYX_OK, version);
+}
+
+PYX_EXPORT PYX_RESULT PYXQueryVersion(pyx_uint64* pVersion)
+{
+    return CallProgram("PYXTestQueryVersion", PYX_OK, pVersion);
+}
+
+PYX_EXPORT PYX_RESULT PYXCreateComponentInt(PYXContext* pContext, const wchar_t* id, PYXComponent** ppOut)
+{
+    return CallProgram("PYXTestCreateMuxer", PYX_FAIL, pContext, id, ppOut);
+}

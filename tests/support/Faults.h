@@ -1,0 +1,35 @@
+#pragma once
+
+#include "common/Types.h"
+
+#include <string>
+#include <string_view>
+
+/// Decides which fallible call of a test fails: every fake and every FaultyCall
+/// asks. One per program; not for several threads.
+struct FaultPlan
+{
+    static FaultPlan& Get()
+    {
+        static FaultPlan s_plan;
+        return s_plan;
+    }
+
+    /// The `nth` call from now (1: the next) whose name begins with `name` fails
+    /// with `code`, all others succeed; a negative `nth` fails all from there on. An
+    /// empty name counts every call.
+    void Fail(const std::string& name, int nth, PYX_RESULT code) { *this = {name, nth, code, 0, ""}; }
+
+    PYX_RESULT Check(std::string_view name)
+    {
+        if (!name.starts_with(watched) || (++calls != nth && (nth >= 0 || calls < -nth))) { return PYX_OK; }
+        failed = name;
+        return code;
+    }
+
+    std::string watched;
+    int nth = 0;
+    PYX_RESULT code = PYX_OK;
+    int calls = 0;      ///< of the watched name so far
+    std::string failed; ///< the call that failed; empty until then
+};

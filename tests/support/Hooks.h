@@ -1,0 +1,98 @@
+#pragma once
+
+#include "support/Faults.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <string>
+#include <type_traits>
+
+/// Where a loaded module keeps the addresses of what it imports: the places by
+/// "library function", the library in lower case.
+inline std::map<std::string, void**> Imports(HMODULE module)
+{
+    std::map<std::string, void**> places;
+    auto* const pBase = reinterpret_cast<char*>(module);
+    const auto* pNt = reinterpret_cast<IMAGE_NT_HEADERS*>(pBase + reinterpret_cast<IMAGE_DOS_HEADER*>(pBase)->e_lfanew);
+    const auto& directory = pNt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+    for (const auto* p = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(pBase + directory.VirtualAddress); p->Name; ++p)
+    {
+        const std::string library = _strlwr(std::string(pBase + p->Name).data());
+        const auto* pName = reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + p->OriginalFirstThunk);
+        for (auto** ppCode = reinterpret_cast<void**>(pBase + p->FirstThunk); pName->u1.Ordinal; ++pName, ++ppCode)
+        {
+            const auto* pEntry = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(pBase + pName->u1.AddressOfData);
+            places.emplace(library + ' ' + pEntry->Name, ppCode); // a second place of one name is the C++ library's
+        }
+    }
+    return places;
+}
+
+/// The place of one imported function, or null.
+inline void** FindImport(HMODULE module, const std::string& function)
+{
+    for (const auto& [name, ppPlace] : Imports(module))
+    {
+        if (name.ends_with(' ' + function)) { return ppPlace; }
+    }
+    return nullptr;
+}
+
+/// Stores a pointer in read-only memory; a null place is left alone.
+inline void WritePointer(void** ppPlace, void* p)
+{
+    DWORD access = 0;
+    if (ppPlace && VirtualProtect(ppPlace, sizeof(p), PAGE_READWRITE, &access))
+    {
+        *ppPlace = p;
+        VirtualProtect(ppPlace, sizeof(p), access, &access);
+    }
+}
+
+template <std::size_t size> struct FixedText
+{
+    constexpr FixedText(const char (&text)[size]) { std::copy_n(text, size, value); }
+    char value[size];
+};
+
+/// Puts a function under the fault plan for a scope. A failing call answers
+/// null if it is a pointer, else `failed`, or the plan's code when that is 0.
+///     FaultyCall<"_write", -1, int(int, const void*, unsigned)> write(module);     an import of the module
+///     FaultyCall<"CopyTo", 0, PYX_RESULT(void*, void*, bool)> copy(pBuffer, 10);   a slot of a class's table
+template <FixedText name, int failed, class Function> class FaultyCall;
+template <FixedText name, int failed, class Result, class... Args> class FaultyCall<name, failed, Result(Args...)>
+{
+public:
+    explicit FaultyCall(HMODULE module, const char* function = name.value) : FaultyCall(FindImport(module, function)) {}
+    FaultyCall(const FaultyCall&) = delete;
+    FaultyCall& operator=(const FaultyCall&) = delete;
+    ~FaultyCall() { WritePointer(m_ppPlace, m_pOriginal); }
+    FaultyCall(void* pObject, int slot) : FaultyCall(*static_cast<void***>(pObject) + slot) {}
+
+private:
+    explicit FaultyCall(void** ppPlace) : m_ppPlace(ppPlace), m_pOriginal(ppPlace ? *ppPlace : nullptr)
+    {
+        s_pOriginal = reinterpret_cast<Result (*)(Args...)>(m_pOriginal);
+        WritePointer(m_ppPlace, reinterpret_cast<void*>(&Call));
+    }
+
+    static Result Call(Args... args)
+    {
+        const PYX_RESULT code = FaultPlan::Get().Check(name.value);
+        if (code == PYX_OK) { return s_pOriginal(args...); }
+        if constexpr (std::is_pointer_v<Result>) { return nullptr; }
+        else { return static_cast<Result>(failed ? failed : code); }
+    }
+
+    static inline Result (*s_pOriginal)(Args...) = nullptr;
+    void** m_ppPlace;
+    void* m_pOriginal;
+};
+
+/// Counts the task memory that a module takes and gives back from now on, and looks
+/// at each block of the C runtime's heap when the module frees it. Strings cross
+/// modules, so every module of a test program is counted.
+void CountTaskMemory(HMODULE module);

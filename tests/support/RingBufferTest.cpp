@@ -1,0 +1,89 @@
+#include "support/RingBufferTest.h"
+
+#include <set>
+#include <sstream>
+
+std::string Get(PYXPropertyStorage* pStorage, const wchar_t* name)
+{
+    PYXVariantOwner value;
+    const PYX_RESULT result = pStorage->GetProperty(name, value.Out());
+    return result == PYX_OK ? Text(value.Get()) : "error " + std::to_string(result);
+}
+
+std::string TempDirectory::List(const std::filesystem::path& directory)
+{
+    if (!std::filesystem::exists(directory)) { return "none"; }
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(directory))
+    {
+        names.insert(entry.path().filename().string());
+    }
+    std::string files;
+    for (const std::string& name : names) { files += (files.empty() ? "" : " ") + name; }
+    return files;
+}
+
+LoadedModule::LoadedModule()
+    : handle(LoadLibraryW(L"pyx-component-ring-buffer64.dll")),
+      create(reinterpret_cast<PYXCreateComponentFunction>(
+          reinterpret_cast<void (*)()>(GetProcAddress(handle, PYX_CREATE_COMPONENT_ENTRY))))
+{
+    CountTaskMemory(handle);
+}
+
+RingBufferTest::RingBufferTest()
+{
+    m_faults = {};
+    m_companions = {};
+}
+
+RingBufferTest::~RingBufferTest()
+{
+    m_faults = {};
+    Destroy();
+}
+
+void RingBufferTest::Create()
+{
+    PYXComponent* pComponent = nullptr;
+    EXPECT_EQ(m_pModule->create(m_spContext.Get(), nullptr, &pComponent), PYX_OK);
+    *m_spComponent.Out() = static_cast<PYXComponentEx*>(pComponent);
+}
+
+void RingBufferTest::Start(bool inRam)
+{
+    Create();
+    EXPECT_EQ(Set(L"EnableAudio", L"true"), PYX_OK);
+    EXPECT_EQ(Set(L"BufferInRamEnabled", inRam ? L"true" : L"false"), PYX_OK);
+    EXPECT_EQ(Set(L"TempPath", m_temp.path.c_str()), PYX_OK);
+    m_companions = {};
+}
+
+PYX_RESULT RingBufferTest::Set(const wchar_t* name, const wchar_t* value)
+{
+    return m_spComponent->SetProperty(name, PYXVariantBorrowWString(value));
+}
+
+PYXInterfacePtr<PYXInput> RingBufferTest::Input(int index)
+{
+    PYXInterfacePtr<PYXInput> spInput;
+    m_spComponent->GetInput(index, spInput.Out());
+    return spInput;
+}
+
+void RingBufferTest::Feed(const std::string& packets)
+{
+    for (const std::string& token : Split(packets, ' ')) { EXPECT_EQ(TryFeed(token), PYX_OK) << token; }
+}
+
+PYX_RESULT RingBufferTest::TryFeed(const std::string& packet)
+{
+    const auto spBuffer = packet.ends_with('-') ? PYXInterfacePtr<HostBuffer>() : Packet::Parse(packet).Build();
+    return Input(packet[0] == 'A' ? 1 : 0)->SubmitInput(spBuffer.Get());
+}
+
+std::string RingBufferTest::Written()
+{
+    m_companions.base = -1;
+    return m_companions.Take(&Companions::written);
+}

@@ -1,0 +1,108 @@
+#pragma once
+
+#include "common/Component.h"
+#include "common/InterfacePtr.h"
+#include "host/HostContext.h"
+#include "support/Companions.h"
+#include "support/Faults.h"
+#include "support/Hooks.h"
+#include "support/Packet.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+/// A property as text, see Text(); "error 11" when it cannot be read.
+std::string Get(PYXPropertyStorage* pStorage, const wchar_t* name);
+
+/// A path that a test may use; nothing exists there at its begin and end.
+struct TempDirectory
+{
+    TempDirectory() { std::filesystem::remove_all(path); }
+    TempDirectory(const TempDirectory&) = delete;
+    TempDirectory& operator=(const TempDirectory&) = delete;
+    ~TempDirectory()
+    {
+        std::error_code error;
+        std::filesystem::remove_all(path, error);
+        EXPECT_FALSE(error) << "somebody holds a file of " << path;
+    }
+
+    /// The names in it in order: "Temp1.RBA Temp1.RBV". "none": no directory.
+    std::string Files() const { return List(path); }
+    static std::string List(const std::filesystem::path& directory);
+
+    const std::filesystem::path path = std::filesystem::temp_directory_path() / std::to_string(GetCurrentProcessId());
+};
+
+/// The module, loaded for one test: its counters and companions begin anew.
+struct LoadedModule
+{
+    LoadedModule();
+    LoadedModule(const LoadedModule&) = delete;
+    LoadedModule& operator=(const LoadedModule&) = delete;
+    ~LoadedModule() { FreeLibrary(handle); }
+
+    HMODULE handle;
+    PYXCreateComponentFunction create;
+};
+
+/// A ring buffer out of the shipped module, between recording companions and the
+/// sample host's packets. A suite derives from it under its own name.
+class RingBufferTest : public testing::Test
+{
+public:
+    RingBufferTest();
+    ~RingBufferTest() override;
+
+protected:
+    /// A component as the module hands it out.
+    void Create();
+
+    /// A component that is ready for packets: both streams, a temporary
+    /// directory, the storage mode. What the companions recorded is forgotten.
+    void Start(bool inRam = false);
+    void Destroy() { m_spComponent.Reset(); }
+
+    /// Sets a property of the component from text.
+    PYX_RESULT Set(const wchar_t* name, const wchar_t* value);
+    std::string Get(const wchar_t* name) { return ::Get(m_spComponent.Get(), name); }
+
+    /// The input at an index (video is 0, audio 1 after Start), null past the end.
+    PYXInterfacePtr<PYXInput> Input(int index);
+
+    /// Submits packets and expects success of each: "V1000K A1000 V1400" (see
+    /// Packet); "V-" is the null packet.
+    void Feed(const std::string& packets);
+
+    /// Submits one packet; its result.
+    PYX_RESULT TryFeed(const std::string& packet);
+    PYX_RESULT Terminate() { return m_spComponent->Terminate(); }
+
+    /// What the companions recorded since the last call, see Companions.
+    std::string Written();
+    std::string Calls() { return m_companions.Take(&Companions::calls); }
+    std::string Traces() { return m_companions.Take(&Companions::traces); }
+    std::string Files() const { return m_temp.Files(); }
+
+    FaultPlan& m_faults = FaultPlan::Get();
+    Companions& m_companions = Companions::Get();
+    TempDirectory m_temp;
+    std::unique_ptr<LoadedModule> m_pModule = std::make_unique<LoadedModule>();
+    PYXInterfacePtr<HostContext> m_spContext = HostContext::Create();
+    PYXInterfacePtr<PYXComponentEx> m_spComponent;
+};
+
+/// The same with the storage mode as parameter, started. Instantiate the suite
+/// with INSTANTIATE_STORAGE_SUITE.
+class StorageTest : public RingBufferTest, public testing::WithParamInterface<bool>
+{
+public:
+    StorageTest() { Start(GetParam()); }
+};
+
+#define INSTANTIATE_STORAGE_SUITE(suite)                                                                               \
+    INSTANTIATE_TEST_SUITE_P(Modes, suite, testing::Bool(),                                                            \
+                             [](const auto& mode) { return mode.param ? "Memory" : "File"; })
