@@ -152,12 +152,12 @@ PYX_RESULT PYXRingBufferGOP::WritePacket(PacketEntry* pPacket, PYXDataStream* pS
     pPacket->spData->SetPts(pInput->GetPts());
     pPacket->spData->SetDuration(pInput->GetDuration());
 
+    const auto size = static_cast<pyx_uint64>(pPacket->size);
     pyx_uint64 writtenBytes = 0;
-    PASS_ON_FAILURE(pStream->Write(pInput->GetNative(), pInput->GetSize(), &writtenBytes),
+    PASS_ON_FAILURE(pStream->Write(pInput->GetNative(), size, &writtenBytes),
                     L"WritePacket() - Failed to write packet information to file.");
     // Kept so: a short write answers PYX_FAIL where a short read answers PYX_UNEXPECTED.
-    FAIL_IF_NOT(writtenBytes == pInput->GetSize(), PYX_FAIL,
-                L"WritePacket() - Failed to write all the frame bytes to file.");
+    FAIL_IF_NOT(writtenBytes == size, PYX_FAIL, L"WritePacket() - Failed to write all the frame bytes to file.");
     return PYX_OK;
 }
 

@@ -101,7 +101,7 @@ bool PYXRingBufferImpl::AddAudioToActiveGOP(PYXBuffer* pPacket)
     }
     m_pendingAudio.pop_front();
     // Audio has passed the group's start, so the group before it gets no more in the normal case.
-    if (m_pActiveGOP->GetVideoPacketCount() == 1 && !m_listOfGOPs.empty())
+    if (!m_listOfGOPs.empty() && m_pActiveGOP->GetVideoPacketCount() == 1)
     {
         m_listOfGOPs.back()->CloseAudioFile();
     }
