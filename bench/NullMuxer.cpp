@@ -1,0 +1,191 @@
+/// A muxer module that does nothing, so that a write-out into it costs what the
+/// ring buffer itself costs. One video and one audio input; every property is
+/// taken, and packets are counted.
+
+#include "bench/NullMuxer.h"
+
+#include "bench/Clock.h"
+
+#include "common/Component.h"
+#include "common/HostContract.h"
+#include "common/InterfacePtr.h"
+#include "common/PropertyStorageExImpl.h"
+#include "common/RefCounted.h"
+#include "common/StreamProperties.h"
+
+#include <array>
+
+namespace
+{
+
+NullMuxerRecord s_record{};
+
+/// The part that the component and its inputs share.
+template <class Interface> class NullObject : public PYXPropertyStorageExImpl<Interface>, public PYXDestructible
+{
+public:
+    pyx_uint32 Acquire() override
+    {
+        return m_count.Increment();
+    }
+
+    pyx_uint32 Release() override
+    {
+        const pyx_uint32 count = m_count.Decrement();
+        if (count == 0)
+        {
+            delete this;
+        }
+        return count;
+    }
+
+    PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override
+    {
+        if (id == Interface::c_id || id == PYXInterface::c_id)
+        {
+            *out = static_cast<Interface*>(this);
+            Acquire();
+            return PYX_OK;
+        }
+        return PYXPropertyStorageExImpl<Interface>::QueryInterface(id, out);
+    }
+
+    PYX_RESULT SetProperty(const wchar_t*, PYXVariant) override
+    {
+        return PYX_OK;
+    }
+
+private:
+    PYXReferenceCount m_count;
+};
+
+class NullInput final : public NullObject<PYXInput>
+{
+public:
+    explicit NullInput(std::span<const PYXPropertyDeclaration> properties)
+    {
+        for (const PYXPropertyDeclaration& property : properties)
+        {
+            DeclareProperty(property);
+        }
+    }
+
+    PYX_RESULT SubmitInput(PYXData* pData) override
+    {
+        if (pData)
+        {
+            ++s_record.packets;
+            return PYX_OK;
+        }
+        ++s_record.endMarks;
+        s_record.endTicks = ReadTicks();
+        return PYX_EOF;
+    }
+};
+
+class NullMuxer final : public NullObject<PYXComponentEx>
+{
+public:
+    explicit NullMuxer(PYXContext* pContext)
+        : m_pContext(pContext), m_inputs{PYXInterfacePtr<PYXInput>(new NullInput(PYX_VIDEO_STREAM_PROPERTIES)),
+                                         PYXInterfacePtr<PYXInput>(new NullInput(PYX_AUDIO_STREAM_PROPERTIES))}
+    {
+    }
+
+    PYX_RESULT Init(pyx_int32, pyx_int32, pyx_int32) override
+    {
+        return PYX_OK;
+    }
+
+    PYX_RESULT ReInit(pyx_int32, pyx_int32) override
+    {
+        return PYX_OK;
+    }
+
+    PYX_RESULT Terminate() override
+    {
+        return PYX_OK;
+    }
+
+    PYXContext* GetContext() override
+    {
+        return m_pContext;
+    }
+
+    pyx_int32 GetInputCount() override
+    {
+        return static_cast<pyx_int32>(m_inputs.size());
+    }
+
+    PYX_RESULT GetInput(pyx_int32 index, PYXInput** ppInput) override
+    {
+        if (index < 0 || index >= GetInputCount())
+        {
+            return PYX_INVALID_ARG;
+        }
+        *ppInput = PYXInterfacePtr<PYXInput>(m_inputs[static_cast<size_t>(index)]).Detach();
+        return PYX_OK;
+    }
+
+    PYX_RESULT HostOperation20() override
+    {
+        return PYX_OK;
+    }
+
+    PYX_RESULT HostOperation21() override
+    {
+        return PYX_OK;
+    }
+
+    PYX_RESULT HostOperation22() override
+    {
+        return PYX_NOT_IMPLEMENTED;
+    }
+
+    PYX_RESULT HostOperation23() override
+    {
+        return PYX_NOT_IMPLEMENTED;
+    }
+
+    PYX_RESULT HostOperation25() override
+    {
+        return PYX_OK;
+    }
+
+    PYX_RESULT HostOperation26() override
+    {
+        return PYX_NOT_IMPLEMENTED;
+    }
+
+    PYX_RESULT HostOperation27() override
+    {
+        return PYX_OK;
+    }
+
+    pyx_int32 HostOperation29() override
+    {
+        return 0;
+    }
+
+    PYX_RESULT HostOperation31() override
+    {
+        return PYX_NOT_IMPLEMENTED;
+    }
+
+private:
+    PYXContext* m_pContext; // the ring buffer's, which outlives its muxer
+    std::array<PYXInterfacePtr<PYXInput>, 2> m_inputs;
+};
+
+} // namespace
+
+PYX_EXPORT PYX_RESULT PYXCreateComponentInt(PYXContext* pContext, const wchar_t*, PYXComponent** ppOut)
+{
+    *ppOut = PYXInterfacePtr<PYXComponent>(new NullMuxer(pContext)).Detach();
+    return PYX_OK;
+}
+
+PYX_EXPORT NullMuxerRecord* PYXNullMuxerRecord()
+{
+    return &s_record;
+}

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "bench/NullMuxer.h"
+#include "bench/PacketSource.h"
+
+#include "common/Component.h"
+#include "common/InterfacePtr.h"
+#include "host/HostContext.h"
+
+#include <string>
+
+/// Where a cache keeps the packets' bytes.
+enum class Storage
+{
+    Files,
+    Memory,
+};
+
+/// The module as a host meets it: loaded by its file name from the program's
+/// folder, where the muxer that does nothing and the runtime library lie too.
+/// Loaded at first use; later calls give the same.
+PYXCreateComponentFunction LoadModule();
+
+/// Forgets the module and what it loaded, so that the next LoadModule finds the
+/// process as it was at the start. Nothing of the module may be alive.
+void UnloadModule();
+
+/// What the null muxer has seen. Valid while a component lives.
+NullMuxerRecord* MuxerRecord();
+
+/// One ring buffer with both inputs, ready for packets.
+class Subject
+{
+public:
+    /// `storage` Files: its files lie in ModuleDirectory(). Memory: without a
+    /// temporary directory, so nothing is written out at the end.
+    Subject(Storage storage, pyx_int64 seconds);
+    Subject(const Subject&) = delete;
+    Subject& operator=(const Subject&) = delete;
+
+    void Take(const Packet& packet)
+    {
+        PYXInput* const pInput = (packet.kind == PacketKind::Audio ? m_spAudio : m_spVideo).Get();
+        m_failures |= pInput->SubmitInput(packet.pBuffer);
+    }
+
+    /// Ends the run if any packet was refused so far.
+    void RequireAllTaken() const;
+
+    /// Changes how many seconds are kept.
+    void Keep(pyx_int64 seconds);
+
+    /// Writes out and empties the cache.
+    void Terminate();
+
+    PYXContext* Context()
+    {
+        return m_spContext.Get();
+    }
+
+    PYXComponentEx* Component()
+    {
+        return m_spComponent.Get();
+    }
+
+    PYXInput* VideoInput()
+    {
+        return m_spVideo.Get();
+    }
+
+private:
+    PYXInterfacePtr<HostContext> m_spContext = HostContext::Create();
+    PYXInterfacePtr<PYXComponentEx> m_spComponent;
+    PYXInterfacePtr<PYXInput> m_spVideo;
+    PYXInterfacePtr<PYXInput> m_spAudio;
+    PYX_RESULT m_failures = PYX_OK;
+};
