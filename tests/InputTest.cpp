@@ -14,7 +14,7 @@ protected:
     }
 
     /// A video packet with these frame types.
-    PYX_RESULT Submit(pyx_int64 pts, std::vector<std::pair<const wchar_t*, pyx_int64>> types)
+    PYX_RESULT Submit(pyx_int64 pts, const std::vector<std::pair<const wchar_t*, pyx_int64>>& types)
     {
         const auto spBuffer = Packet{.kind = 'A', .pts = pts}.Build(); // no frame type of its own
         for (const auto& [name, value] : types) { spBuffer->SetProperty(name, PYXVariantFromInt64(value)); }

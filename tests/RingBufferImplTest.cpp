@@ -103,10 +103,10 @@ TEST_F(RingBufferImplTest, MakesItsDirectoryNewAndTakesItAway)
 {
     Create();
     std::filesystem::create_directories(m_temp.path / "deep" / "deeper");
-    std::ofstream(m_temp.path / "deep" / "deeper" / "file");
+    std::ofstream(m_temp.path / "deep" / "deeper" / "file").put('x');
     Set(L"TempPath", m_temp.path.c_str());
     EXPECT_EQ(Files(), "");
-    std::ofstream(m_temp.path / "file");
+    std::ofstream(m_temp.path / "file").put('x');
     EXPECT_EQ(m_spComponent->Init(5, 640, 480), PYX_OK);
     EXPECT_EQ(Files(), "");
     EXPECT_EQ(Terminate(), PYX_OK);

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <cwchar>
 #include <new>
+#include <utility>
 
 namespace
 {
@@ -268,6 +269,7 @@ void PYXRingBufferImpl::SwitchStream(const wchar_t* switchName, pyx_int64 stream
     const bool exists = found != m_InputStreams.end();
     if (exists && !enabled)
     {
+        const PYXInterfacePtr<PYXRingBufferInput> spRemoved = std::move(*found); // ends when the list is whole again
         m_InputStreams.erase(found);
     }
     else if (!exists && enabled)
