@@ -173,7 +173,7 @@ std::string FaultSweepTest::FailOnce(int nth)
     auto next = steps.begin();
     PYX_RESULT result = PYX_OK;
     while (next != steps.end() && result == PYX_OK && m_faults.failed.empty()) { result = (next++)->call(); }
-    std::string failed = std::exchange(m_faults, {}).failed;
+    const std::string failed = std::exchange(m_faults, {}).failed;
     const std::string where = std::prev(next)->name + ", failing: " + failed;
     EXPECT_EQ(result, failed.empty() ? PYX_OK : Expected(std::prev(next)->name, failed)) << where;
 

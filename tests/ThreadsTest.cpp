@@ -49,6 +49,7 @@ protected:
                                                            {L"EnableAudio", L"false"}, {L"EnableAudio", L"true"},
                                                            {L"EnableVideo", L"false"}, {L"EnableVideo", L"true"},
                                                            {L"Path", L"a.mp4"},        {L"Path", L"b.mp4"}};
+        const Packet tooOld{.kind = 'A', .pts = -1'000'000}; // waits, and is dropped with the first group
         for (std::mt19937 random(seed); !m_stop;)
         {
             const auto& [name, value] = c_settings[random() % std::size(c_settings)];
@@ -56,7 +57,9 @@ protected:
             const auto spInput = Input(static_cast<int>(random() % 3));
             if (!spInput) { continue; }
             Expect(spInput->SetProperty(L"BitRate", PYXVariantFromInt64(1 + random() % 9)) == PYX_OK, "BitRate");
-            Expect(spInput->SubmitInput(nullptr) == PYX_EOF, "end mark");
+            const bool isAudio = ::Get(spInput.Get(), L"StreamType") == "2";
+            const auto spPacket = isAudio ? tooOld.Build() : PYXInterfacePtr<HostBuffer>();
+            Expect(spInput->SubmitInput(spPacket.Get()) == (isAudio ? PYX_OK : PYX_EOF), "SubmitInput");
         }
     }
 

@@ -12,11 +12,13 @@ std::string Get(PYXPropertyStorage* pStorage, const wchar_t* name)
 
 std::string TempDirectory::List(const std::filesystem::path& directory)
 {
-    if (!std::filesystem::exists(directory)) { return "none"; }
+    std::error_code error; // the directory may go while it is read, when it is another host's
+    std::filesystem::directory_iterator entry(directory, error);
+    if (error) { return "none"; }
     std::set<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(directory))
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error))
     {
-        names.insert(entry.path().filename().string());
+        names.insert(entry->path().filename().string());
     }
     std::string files;
     for (const std::string& name : names) { files += (files.empty() ? "" : " ") + name; }
