@@ -117,12 +117,11 @@ protected:
         return {"Set " + Narrow(name), [=, this] { return Set(name, value); }};
     }
 
-    Step Submission(char kind, int pts, const char* rest)
+    Step Submission(const Packet& packet)
     {
-        const std::string packet = kind + std::to_string(pts) + rest;
-        return {packet, [packet, this] {
-                    const bool hasInput = m_spComponent->GetInputCount() == 2; // not when one could not be switched on
-                    return hasInput ? TryFeed(packet) : PYX_NOT_FOUND;
+        return {packet.kind + std::to_string(packet.pts), [packet, this] {
+                    const auto spInput = Input(packet.kind == 'V' ? 0 : 1); // null when it could not be switched on
+                    return spInput ? spInput->SubmitInput(packet.Build().Get()) : PYX_NOT_FOUND;
                 }};
     }
 
@@ -138,16 +137,16 @@ protected:
             {"Describe", [this] { return Input(0)->SetProperty(L"BitRate", PYXVariantBorrowWString(L"5")); }},
             {"Init", [this] { return m_spComponent->Init(0, 640, 480); }},
         };
-        for (const int start : {0, 6'000'000, 12'000'000, 18'000'000, 24'000'000})
+        for (const pyx_int64 start : {0, 6'000'000, 12'000'000, 18'000'000, 24'000'000})
         {
-            steps.push_back(Submission('V', start, "K+3000000"));
+            steps.push_back(Submission({.kind = 'V', .pts = start, .key = true, .duration = 3'000'000}));
             if (start == 12'000'000)
             {
-                steps.push_back(Submission('A', start - 1'000'000, ""));
+                steps.push_back(Submission({.kind = 'A', .pts = start - 1'000'000}));
                 steps.back().name = "Late audio";
             }
-            steps.push_back(Submission('A', start, ""));
-            steps.push_back(Submission('V', start + 3'000'000, "+3000000"));
+            steps.push_back(Submission({.kind = 'A', .pts = start}));
+            steps.push_back(Submission({.kind = 'V', .pts = start + 3'000'000, .duration = 3'000'000}));
         }
         steps.push_back({"Terminate", [this] { return Terminate(); }});
         return steps;
@@ -173,7 +172,7 @@ std::string FaultSweepTest::FailOnce(int nth)
     auto next = steps.begin();
     PYX_RESULT result = PYX_OK;
     while (next != steps.end() && result == PYX_OK && m_faults.failed.empty()) { result = (next++)->call(); }
-    const std::string failed = std::exchange(m_faults, {}).failed;
+    std::string failed = std::exchange(m_faults, {}).failed;
     const std::string where = std::prev(next)->name + ", failing: " + failed;
     EXPECT_EQ(result, failed.empty() ? PYX_OK : Expected(std::prev(next)->name, failed)) << where;
 

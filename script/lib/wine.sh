@@ -37,8 +37,11 @@ make_wine_prefix()
 start_wine()
 {
     make_wine_prefix
-    "$WINESERVER" -p30 </dev/null >/dev/null 2>&1 || true # fails when one runs already, and that one serves as well
-    "$WINE" wineboot </dev/null >/dev/null 2>&1
+    # Fails when one runs already, and that one serves as well. What starts the services gives them its output to keep
+    # open, so it must not be a program that somebody waits for.
+    if "$WINESERVER" -p30 </dev/null >/dev/null 2>&1; then
+        "$WINE" wineboot </dev/null >/dev/null 2>&1
+    fi
 }
 
 run_wine()

@@ -128,6 +128,7 @@ private:
     // Intake (RingBufferIntake.cpp)
     PYX_RESULT CloseActiveGOP();
     PYX_RESULT AddAudioPacketsToGOP();
+    PYX_RESULT PlaceAudio(PYXBuffer* pPacket, bool* pPlaced);
     bool AddAudioToActiveGOP(PYXBuffer* pPacket);
     PYX_RESULT AddAudioToCachedGOP(PYXBuffer* pPacket, pyx_int64 pts);
     PYX_RESULT TrimGOPs();

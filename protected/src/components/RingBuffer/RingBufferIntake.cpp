@@ -58,8 +58,20 @@ PYX_RESULT PYXRingBufferImpl::AddVideoRegularPacket(PYXBuffer* pPacket)
 PYX_RESULT PYXRingBufferImpl::AddAudioPacket(PYXBuffer* pPacket)
 {
     PYXLock lock(&m_sync);
-    m_pendingAudio.emplace_back(pPacket);
-    return AddAudioPacketsToGOP();
+    const bool mustWait = !m_pendingAudio.empty() || (!m_pActiveGOP && m_listOfGOPs.empty());
+    if (mustWait)
+    {
+        m_pendingAudio.emplace_back(pPacket);
+        return AddAudioPacketsToGOP();
+    }
+    // Nothing is before it in the queue, so it is spared the way through.
+    bool placed = false;
+    const PYX_RESULT result = PlaceAudio(pPacket, &placed);
+    if (!placed)
+    {
+        m_pendingAudio.emplace_back(pPacket);
+    }
+    return result;
 }
 
 /// Moves waiting audio into the groups by time stamp. Audio before the first
@@ -74,32 +86,44 @@ PYX_RESULT PYXRingBufferImpl::AddAudioPacketsToGOP()
     while (!m_pendingAudio.empty())
     {
         const PYXInterfacePtr<PYXBuffer> spPacket = m_pendingAudio.front();
-        const pyx_int64 pts = spPacket->GetPts();
-        if (m_pActiveGOP && pts >= m_pActiveGOP->GetPts())
+        bool placed = false;
+        const PYX_RESULT result = PlaceAudio(spPacket.Get(), &placed);
+        if (!placed)
         {
-            if (!AddAudioToActiveGOP(spPacket.Get()))
-            {
-                return PYX_OK; // kept so: it stays in front and is tried again next time
-            }
+            return PYX_OK; // kept so: it stays in front and is tried again next time
         }
-        else
+        m_pendingAudio.pop_front();
+        if (result != PYX_OK)
         {
-            m_pendingAudio.pop_front();
-            PASS_ON_FAILURE(AddAudioToCachedGOP(spPacket.Get(), pts),
-                            L"AddAudioPacketsToGOP() failed to add audio packet to cached GOP");
+            return result;
         }
     }
     return PYX_OK;
 }
 
-/// Takes the front packet out of the queue when the active group has stored it.
+/// Gives one packet to the group that covers its time. `*pPlaced` becomes false
+/// when the active group refuses it: it has to wait, and that is no failure. What
+/// an older group refuses is lost.
+PYX_RESULT PYXRingBufferImpl::PlaceAudio(PYXBuffer* pPacket, bool* pPlaced)
+{
+    *pPlaced = true;
+    const pyx_int64 pts = pPacket->GetPts();
+    if (m_pActiveGOP && pts >= m_pActiveGOP->GetPts())
+    {
+        *pPlaced = AddAudioToActiveGOP(pPacket);
+        return PYX_OK;
+    }
+    PASS_ON_FAILURE(AddAudioToCachedGOP(pPacket, pts),
+                    L"AddAudioPacketsToGOP() failed to add audio packet to cached GOP");
+    return PYX_OK;
+}
+
 bool PYXRingBufferImpl::AddAudioToActiveGOP(PYXBuffer* pPacket)
 {
     if (m_pActiveGOP->AddAudioPacket(pPacket) != PYX_OK)
     {
         return false;
     }
-    m_pendingAudio.pop_front();
     // Audio has passed the group's start, so the group before it gets no more in the normal case.
     if (!m_listOfGOPs.empty() && m_pActiveGOP->GetVideoPacketCount() == 1)
     {
