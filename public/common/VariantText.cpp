@@ -58,8 +58,8 @@ template class PYXTaskText<wchar_t>;
 namespace
 {
 
-/// Any answer of the scanner but 0 counts as success,
-/// the end-of-input answer -1 included: kept so, partial texts convert.
+/// Any answer of the scanner but 0 counts as success, the end-of-input answer -1
+/// included: kept so, partial texts convert.
 template <class... Fields> PYX_RESULT Scan(const char* text, const char* format, Fields*... fields)
 {
     if (!text || !*text)

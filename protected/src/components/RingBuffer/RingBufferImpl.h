@@ -119,9 +119,9 @@ public:
     /// answer PYX_OK. PYX_INVALID_ARG: null packet.
     PYX_RESULT AddVideoRegularPacket(PYXBuffer* pPacket);
 
-    /// Queues an audio packet, acquired, and places what can be placed. When the
-    /// active group refuses a packet it waits, and the answer is PYX_OK; when an
-    /// older group refuses one it is lost, and the answer is the group's.
+    /// Gives an audio packet to its group, behind those that wait; without a group,
+    /// or when the active one refuses it, it waits, acquired, and the answer is
+    /// PYX_OK. What an older group refuses is lost, and the answer is the group's.
     PYX_RESULT AddAudioPacket(PYXBuffer* pPacket);
 
 private:
