@@ -1,6 +1,8 @@
 #include "muxer/MediaFile.h"
 
 #include "common/Trace.h"
+#include "media/Utf8.h"
+#include "muxer/FFmpegLog.h"
 
 extern "C"
 {
@@ -60,7 +62,8 @@ PYX_RESULT MediaFile::SetFormat(const std::wstring& path)
     const char* format = FindFormat(path);
     FAIL_IF_NOT(format, PYX_INVALID_ARG, L"the file name ends neither in .mp4 nor .mov nor .mkv: %s", path.c_str());
     const int error = avformat_alloc_output_context2(&m_pContext, nullptr, format, nullptr);
-    PASS_ON_FAILURE(ToResult(error), L"no container of the kind of %s: %s", path.c_str(), GetErrorText(error).c_str());
+    PASS_ON_FAILURE(ToResult(error), L"no container of the kind of %s: %s", path.c_str(),
+                    ToWide(FFmpegErrorText(error)).c_str());
     return PYX_OK;
 }
 
@@ -127,7 +130,7 @@ pyx_int64 MediaFile::OnSeek(void* pFile, pyx_int64 offset, int whence)
 /// The system's reason when the file failed, else FFmpeg's.
 std::wstring MediaFile::GetReason(int error) const
 {
-    return m_file.HasFailed() ? m_file.GetErrorText() : GetErrorText(error);
+    return m_file.HasFailed() ? m_file.GetErrorText() : ToWide(FFmpegErrorText(error));
 }
 
 bool MediaFile::OpenIo()

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "muxer/FFmpegTypes.h"
+#include "media/FFmpeg.h"
 #include "muxer/OutputFile.h"
 
 /// One clip: a container with its streams, written to a file that gets its name

@@ -1,7 +1,7 @@
 /// The module's one export.
 
 #include "common/Platform.h"
-#include "muxer/FFmpegTypes.h"
+#include "muxer/FFmpegLog.h"
 #include "muxer/MuxerImpl.h"
 
 #include <cwchar>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "common/CriticalSection.h"
+#include "media/FFmpeg.h"
 #include "muxer/DecodeTimes.h"
-#include "muxer/FFmpegTypes.h"
 #include "muxer/MediaFile.h"
 
 #include <deque>

@@ -5,6 +5,8 @@
 #include "common/PropertyReader.h"
 #include "common/StreamProperties.h"
 #include "common/Trace.h"
+#include "media/Utf8.h"
+#include "muxer/FFmpegLog.h"
 #include "muxer/NalStream.h"
 
 #include <algorithm>
@@ -68,7 +70,7 @@ const AudioCodecRow* FindAudioCodecWithExtraData(AVCodecID codec)
 
 std::wstring GetName(AVCodecID codec)
 {
-    return FromUtf8(avcodec_get_name(codec));
+    return ToWide(avcodec_get_name(codec));
 }
 
 /// FFmpeg has tags for these in every film, and refuses them only later, when
@@ -82,7 +84,7 @@ PYX_RESULT CheckContainer(AVCodecID codec, const AVOutputFormat& format)
 {
     const bool canHold = avformat_query_codec(&format, codec, FF_COMPLIANCE_NORMAL) != 0;
     FAIL_IF_NOT(canHold && !IsRefusedByMov(codec, format), PYX_INVALID_ARG, L"a file of the kind %s cannot hold %s",
-                FromUtf8(format.name).c_str(), GetName(codec).c_str());
+                ToWide(format.name).c_str(), GetName(codec).c_str());
     return PYX_OK;
 }
 
@@ -148,7 +150,7 @@ PYX_RESULT OpenFilter(const char* name, const AVCodecParameters& parameters, Fil
         error = av_bsf_init(pFilter);
     }
     PASS_ON_FAILURE(ToResult(error), L"the extra data of %s cannot be read: %s", GetName(parameters.codec_id).c_str(),
-                    GetErrorText(error).c_str());
+                    ToWide(FFmpegErrorText(error)).c_str());
     return PYX_OK;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "muxer/FFmpegTypes.h"
+#include "media/FFmpeg.h"
 
 class PYXPropertyStorage;
 

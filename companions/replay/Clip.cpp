@@ -1,6 +1,6 @@
 #include "replay/Clip.h"
 
-#include "replay/FFmpeg.h"
+#include "media/FFmpeg.h"
 #include "replay/Text.h"
 #include "replay/Win32Handle.h"
 

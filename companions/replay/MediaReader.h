@@ -1,6 +1,6 @@
 #pragma once
 
-#include "replay/FFmpeg.h"
+#include "media/FFmpeg.h"
 #include "replay/Outcome.h"
 
 #include <span>

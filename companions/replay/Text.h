@@ -1,14 +1,10 @@
 #pragma once
 
 #include "common/Types.h"
+#include "media/Utf8.h" // for all who show a text
 
 #include <string>
 #include <string_view>
-
-/// Texts are UTF-8 inside the program, and wide where the platform, the command
-/// line or a component is met.
-std::string ToUtf8(std::wstring_view text);
-std::wstring ToWide(std::string_view text);
 
 /// A path as the user knows it. On request of the command line paths are shown
 /// as the system below sees them: "Z:\tmp\a.mp4" becomes "/tmp/a.mp4".

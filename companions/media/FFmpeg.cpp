@@ -1,4 +1,4 @@
-#include "replay/FFmpeg.h"
+#include "media/FFmpeg.h"
 
 int OpenMediaFile(const std::string& path, FFmpegPtr<AVFormatContext>* ppFile)
 {

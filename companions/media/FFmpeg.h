@@ -1,21 +1,24 @@
 #pragma once
 
+#include "common/Types.h"
+
 extern "C"
 {
 #include <libavcodec/avcodec.h>
 #include <libavcodec/bsf.h>
+#include <libavcodec/packet.h>
 #include <libavformat/avformat.h>
 }
-
-#include "common/Types.h"
 
 #include <memory>
 #include <string>
 
-/// Owners of FFmpeg's objects, and the few conversions that are used twice.
+/// Owners of FFmpeg's objects, and the conversions that muxer and sample host
+/// both need.
 
 struct FFmpegDeleter
 {
+    /// A file that is read; one that is written has no owner here.
     void operator()(AVFormatContext* p) const
     {
         avformat_close_input(&p);
@@ -34,6 +37,12 @@ struct FFmpegDeleter
 
 template <class T> using FFmpegPtr = std::unique_ptr<T, FFmpegDeleter>;
 
+using PacketPtr = FFmpegPtr<AVPacket>;
+using FilterPtr = FFmpegPtr<AVBSFContext>;
+
+/// The unit of the framework's times.
+inline constexpr AVRational c_ticks{1, static_cast<int>(PYX_TICKS_PER_SECOND)};
+
 /// Opens a media file and finds out what is in it. On failure `*ppFile` is null
 /// and FFmpeg's error code (negative) is returned.
 int OpenMediaFile(const std::string& path, FFmpegPtr<AVFormatContext>* ppFile);
@@ -44,6 +53,5 @@ std::string FFmpegErrorText(int code);
 /// A time in a stream's unit as ticks; AV_NOPTS_VALUE stays what it is.
 inline pyx_int64 ToTicks(pyx_int64 time, AVRational unit)
 {
-    return av_rescale_q_rnd(time, unit, {1, static_cast<int>(PYX_TICKS_PER_SECOND)},
-                            static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX));
+    return av_rescale_q_rnd(time, unit, c_ticks, static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX));
 }

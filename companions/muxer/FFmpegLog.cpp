@@ -1,9 +1,9 @@
-#include "muxer/FFmpegTypes.h"
+#include "muxer/FFmpegLog.h"
 
 #include "common/HostContract.h"
 #include "common/Trace.h"
-
-#include <windows.h>
+#include "media/FFmpeg.h"
+#include "media/Utf8.h"
 
 #include <string_view>
 
@@ -29,25 +29,10 @@ void OnLogLine(void* pObject, int level, const char* format, va_list args)
     }
     line[text.size()] = '\0';
     const pyx_int32 traceLevel = level <= AV_LOG_ERROR ? PYX_TRACE_ERROR : PYX_TRACE_WARNING;
-    Trace(c_traceSource.source, __LINE__, traceLevel, c_traceSource.scope, 1, L"%s", FromUtf8(line).c_str());
+    Trace(c_traceSource.source, __LINE__, traceLevel, c_traceSource.scope, 1, L"%s", ToWide(line).c_str());
 }
 
 } // namespace
-
-std::wstring FromUtf8(const char* text)
-{
-    const int length = static_cast<int>(std::string_view(text).size());
-    std::wstring result(static_cast<size_t>(MultiByteToWideChar(CP_UTF8, 0, text, length, nullptr, 0)), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text, length, result.data(), static_cast<int>(result.size()));
-    return result;
-}
-
-std::wstring GetErrorText(int error)
-{
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(error, text, sizeof(text));
-    return FromUtf8(text);
-}
 
 PYX_RESULT ToResult(int error)
 {
