@@ -1,26 +1,19 @@
 #pragma once
 
+#include "PacketStore.h"
+
 #include "common/CriticalSection.h"
-#include "common/DataStreamImpl.h"
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"
 
-#include <memory>
 #include <string>
-#include <vector>
 
-/// One group of pictures: its video packets, the audio that falls into its
-/// time span, and the two stores that hold their bytes.
-///
-/// A store is a temporary file of the group's own, or memory. It holds the bare
-/// bytes of the packets one after another; all else lives in the records:
-///
-///     m_videoPackets   [ 0, 900 )   [ 900, 1100 )   [ 1100, 1250 )
-///     Temp7.RBV        [ start packet ][ packet      ][ packet     ]
+/// One group of pictures: its video packets, and the audio that falls into its
+/// time span.
 ///
 /// Threads: every operation but Open and Close takes the group's own lock; the
-/// component's lock is always taken first. Open and Close are called under one
-/// of them.
+/// cache's lock is always taken first. Open and Close are called under one of
+/// them.
 /// Lifetime: owned by exactly one of the active slot and the group list. The
 /// temporary files end with the group.
 class PYXRingBufferGOP : public PYXCriticalSection
@@ -29,7 +22,6 @@ public:
     /// `pContext` is acquired and may be null, `tempPath` may be empty; what is
     /// then impossible is refused later. Opens nothing.
     PYXRingBufferGOP(PYXContext* pContext, const std::wstring& tempPath, bool inRam);
-    ~PYXRingBufferGOP() override;
 
     /// Stores one packet behind the others of its kind. The packet is borrowed.
     /// PYX_NOT_INITIALIZED: no context, or no temporary directory for a file.
@@ -69,35 +61,10 @@ public:
     PYX_RESULT CloseAudioFile();
 
 private:
-    /// One stored packet.
-    struct PacketEntry
-    {
-        PYXInterfacePtr<PYXBuffer> spData; ///< one byte: carries properties, pts and duration
-        pyx_int64 offset = 0;              ///< bytes from the start of the store
-        pyx_int64 size = 0;                ///< bytes
-    };
+    /// `fileName` without its extension, or empty.
+    PYXRingBufferGOP(PYXContext* pContext, bool inRam, const std::wstring& fileName);
 
-    struct StoreTexts;
-    struct Store;
-
-    Store VideoStore();
-    Store AudioStore();
-
-    PYX_RESULT AddPacket(const Store& store, PYXBuffer* pPacket);
-    PYX_RESULT WritePacket(PacketEntry* pPacket, PYXDataStream* pStream, PYXBuffer* pInput);
-    PYX_RESULT ReadPacket(const PacketEntry& packet, PYXDataStream* pStream, PYXBuffer** ppOut);
-    PYX_RESULT OpenStore(const Store& store, pyx_uint32 mode);
-    PYX_RESULT CloseStore(const Store& store);
-    void DestroyStore(const Store& store);
-
-    PYXInterfacePtr<PYXContext> m_spContext;
-    std::vector<PacketEntry> m_videoPackets; // guarded by the group's lock
-    std::vector<PacketEntry> m_audioPackets; // guarded by the group's lock
-    const bool m_inRam;
-    std::wstring m_videoTempFileName; // empty without a temporary directory
-    std::wstring m_audioTempFileName;
-    std::unique_ptr<PYXDataStreamImpl> m_pVideoStream;
-    std::unique_ptr<PYXDataStreamImpl> m_pAudioStream;
-    bool m_videoFileOpen = false;
-    bool m_audioFileOpen = false;
+    const PYXInterfacePtr<PYXContext> m_spContext;
+    PYXPacketStore m_audio; // guarded by the group's lock
+    PYXPacketStore m_video; // likewise; declared last, so that it ends first
 };
