@@ -5,6 +5,7 @@
 #include "common/Types.h"
 
 #include <string>
+#include <vector>
 
 /// How the progress of reading is shown on standard error.
 enum class ProgressStyle
@@ -14,20 +15,38 @@ enum class ProgressStyle
     Bar,   ///< one line that is drawn again and again
 };
 
+/// Which audio of the input is kept.
+struct AudioChoice
+{
+    bool none = false;
+    int track = 0; ///< counted from 1; 0: the one that the input marks as its default, else the first
+};
+
 /// What the command line asks for.
 struct Options
 {
-    std::wstring input;  ///< full path
+    std::wstring input;  ///< full path, or c_standardInput
     std::wstring output; ///< full path, ends in a container's name
     std::wstring temp;   ///< full path of the directory that may hold ours
+    std::wstring report; ///< full path of the page of the run, or empty
     pyx_int64 duration = 30;
+    bool exact = false; ///< cut the clip at `duration` instead of ending it with the newest picture
     bool ram = false;
+    AudioChoice audio;
     bool realtime = false;
+    bool faststart = false;        ///< the index of an .mp4 or .mov before its packets
+    std::vector<pyx_int64> saveAt; ///< ticks of the input's time, ascending: a clip is saved at each
     bool verbose = false;
+    bool quiet = false; ///< nothing but warnings and failures on standard error, no table
     bool json = false;
     ProgressStyle progress = ProgressStyle::None;
+    std::wstring control; ///< file that requests are read from (ControlFile), or empty
 };
 
-/// Reads the process's command line. `*pHelp` is the text to print instead of
-/// running when help was asked for, else empty.
-Outcome ReadCommandLine(Options* pOptions, std::string* pHelp);
+/// Options::input when the media comes through standard input.
+inline constexpr const wchar_t* c_standardInput = L"-";
+
+/// Reads the process's command line. `*pText` is the text to print instead of
+/// running when help or the version was asked for, else empty.
+/// On failure `*pOptions` tells no more than whether `json` was asked for.
+Outcome ReadCommandLine(Options* pOptions, std::string* pText);

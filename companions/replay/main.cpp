@@ -15,6 +15,7 @@ namespace
 void SetUpConsole()
 {
     SetConsoleOutputCP(CP_UTF8);
+    _setmode(_fileno(stdin), _O_BINARY);
     _setmode(_fileno(stdout), _O_BINARY); // line ends as they are: the report is read by programs on other systems
     _setmode(_fileno(stderr), _O_BINARY);
 }
@@ -43,23 +44,24 @@ int main()
 {
     SetUpConsole();
     Options options;
-    std::string help;
-    if (const Outcome outcome = ReadCommandLine(&options, &help); !outcome.IsOk())
+    std::string text;
+    if (const Outcome outcome = ReadCommandLine(&options, &text); !outcome.IsOk())
     {
         return Fail(outcome);
     }
-    if (!help.empty())
+    if (!text.empty())
     {
-        std::fputs(help.c_str(), stdout);
+        std::fputs(text.c_str(), stdout);
         return 0;
     }
     SetTraceLevel(options.verbose);
     av_log_set_level(options.verbose ? AV_LOG_WARNING : AV_LOG_QUIET);
     CatchInterrupt();
+    const ControlFile control(options.control);
 
     Replay replay(options);
     const Outcome outcome = replay.Run();
-    if (replay.HasReport())
+    if (replay.HasReport() && (options.json || !options.quiet))
     {
         std::fputs((options.json ? ReportAsJson(replay.Result()) : ReportAsTable(replay.Result())).c_str(), stdout);
         std::fflush(stdout);
