@@ -7,24 +7,9 @@
 ///
 /// Lifetime: ended by its last Release, or deleted by a sole owner that never
 /// acquired it.
-class PYXDataStreamImpl : public PYXDataStream, public PYXDestructible
+class PYXDataStreamImpl : public PYXRefCounted<PYXDataStream>
 {
 public:
-    pyx_uint32 Acquire() override
-    {
-        return m_count.Increment();
-    }
-
-    pyx_uint32 Release() override
-    {
-        const pyx_uint32 count = m_count.Decrement();
-        if (count == 0)
-        {
-            delete this;
-        }
-        return count;
-    }
-
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override
     {
         if (id == PYXInterface::c_id || id == PYXDataStream::c_id)
@@ -43,9 +28,6 @@ public:
 
     pyx_uint32 GetReferenceCount() override
     {
-        return m_count.Get();
+        return GetRefCount();
     }
-
-private:
-    PYXReferenceCount m_count;
 };

@@ -16,7 +16,8 @@ public:
 };
 
 /// The one count of an object, starting at 0: its creator acquires it before
-/// handing the pointer out. Kept inside objects with one interface table.
+/// handing the pointer out.
+/// Threads: any.
 class PYXReferenceCount
 {
 public:
@@ -26,7 +27,8 @@ public:
         return m_count.fetch_add(1, std::memory_order_relaxed) + 1;
     }
 
-    /// Returns the new count. Whoever sees 0 sees all that other holders did.
+    /// Returns the new count. acq_rel: the thread that reaches 0 sees all earlier
+    /// writes of the others.
     pyx_uint32 Decrement()
     {
         return m_count.fetch_sub(1, std::memory_order_acq_rel) - 1;
@@ -39,6 +41,42 @@ public:
 
 private:
     std::atomic<pyx_uint32> m_count{0};
+};
+
+/// Counting for an object with one interface table: `Base` is the interface or
+/// an implementation of it, the count lies inside the object.
+///
+/// GetRefCount takes the first slot after those of `Base`.
+/// Lifetime: ended by the last Release, or deleted by a sole owner that never
+/// acquired it.
+template <class Base> class PYXRefCounted : public Base, public PYXDestructible
+{
+public:
+    using Base::Base;
+
+    pyx_uint32 Acquire() override
+    {
+        return m_count.Increment();
+    }
+
+    /// At 0 the object destroys itself.
+    pyx_uint32 Release() override
+    {
+        const pyx_uint32 count = m_count.Decrement();
+        if (count == 0)
+        {
+            delete this;
+        }
+        return count;
+    }
+
+    virtual pyx_uint32 GetRefCount()
+    {
+        return m_count.Get();
+    }
+
+private:
+    PYXReferenceCount m_count;
 };
 
 /// Counter at the front of an object that offers several interfaces through
@@ -76,4 +114,75 @@ public:
 
 private:
     PYXReferenceCount m_count;
+};
+
+/// Counting for a component: the counter lies in front of `Base`, and the
+/// operations of its interfaces lead there.
+template <class Base> class PYXRefCountedInFront : public PYXRefCounter, public Base
+{
+public:
+    using Base::Base;
+
+    pyx_uint32 Acquire() override
+    {
+        return PYXRefCounter::Acquire();
+    }
+
+    pyx_uint32 Release() override
+    {
+        return PYXRefCounter::Release();
+    }
+};
+
+/// The operations of a component that belong to the host: `Base` is a
+/// PYXComponentEx, and each answers with its constant.
+template <class Base> class PYXReservedOperations : public Base
+{
+public:
+    using Base::Base;
+
+    PYX_RESULT HostOperation20() override
+    {
+        return PYX_OK;
+    }
+
+    PYX_RESULT HostOperation21() override
+    {
+        return PYX_OK;
+    }
+
+    PYX_RESULT HostOperation22() override
+    {
+        return PYX_NOT_IMPLEMENTED; // data enters through the inputs
+    }
+
+    PYX_RESULT HostOperation23() override
+    {
+        return PYX_NOT_IMPLEMENTED;
+    }
+
+    PYX_RESULT HostOperation25() override
+    {
+        return PYX_OK;
+    }
+
+    PYX_RESULT HostOperation26() override
+    {
+        return PYX_NOT_IMPLEMENTED;
+    }
+
+    PYX_RESULT HostOperation27() override
+    {
+        return PYX_OK;
+    }
+
+    pyx_int32 HostOperation29() override
+    {
+        return 0;
+    }
+
+    PYX_RESULT HostOperation31() override
+    {
+        return PYX_NOT_IMPLEMENTED;
+    }
 };

@@ -22,21 +22,8 @@ void Note(std::string Companions::*log, const std::string& entry, char separator
     text += (text.empty() ? "" : std::string(1, separator)) + entry;
 }
 
-template <class Interface> class Counted : public PYXPropertyStorageExImpl<Interface>, private HostObject
+template <class Interface> class Counted : public PYXRefCounted<PYXPropertyStorageExImpl<Interface>>, private HostObject
 {
-public:
-    virtual ~Counted() = default;
-    pyx_uint32 Acquire() override { return m_count.Increment(); }
-
-    pyx_uint32 Release() override
-    {
-        const pyx_uint32 count = m_count.Decrement();
-        if (count == 0) { delete this; }
-        return count;
-    }
-
-private:
-    PYXReferenceCount m_count;
 };
 
 /// Takes every property, whatever its name and value.
@@ -75,7 +62,7 @@ private:
     const std::string m_index;
 };
 
-class Muxer final : public Counted<PYXComponentEx>
+class Muxer final : public PYXReservedOperations<Counted<PYXComponentEx>>
 {
 public:
     explicit Muxer(PYXContext* pContext) : m_spContext(pContext)
@@ -120,15 +107,6 @@ public:
     PYXContext* GetContext() override { return m_spContext.Get(); }
     PYX_RESULT ReInit(pyx_int32, pyx_int32) override { return PYX_NOT_IMPLEMENTED; }
     PYX_RESULT Terminate() override { return PYX_NOT_IMPLEMENTED; }
-    PYX_RESULT HostOperation20() override { return PYX_NOT_IMPLEMENTED; }
-    PYX_RESULT HostOperation21() override { return PYX_NOT_IMPLEMENTED; }
-    PYX_RESULT HostOperation22() override { return PYX_NOT_IMPLEMENTED; }
-    PYX_RESULT HostOperation23() override { return PYX_NOT_IMPLEMENTED; }
-    PYX_RESULT HostOperation25() override { return PYX_NOT_IMPLEMENTED; }
-    PYX_RESULT HostOperation26() override { return PYX_NOT_IMPLEMENTED; }
-    PYX_RESULT HostOperation27() override { return PYX_NOT_IMPLEMENTED; }
-    pyx_int32 HostOperation29() override { return PYX_NOT_IMPLEMENTED; }
-    PYX_RESULT HostOperation31() override { return PYX_NOT_IMPLEMENTED; }
 
 private:
     PYXInterfacePtr<PYXContext> m_spContext;
