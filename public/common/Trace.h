@@ -35,9 +35,11 @@ std::wstring MakeAssertText(int argCount, const wchar_t* expression, const wchar
 void TraceFailedCondition(const PYXTraceSource& source, pyx_int32 line, const std::wstring& message);
 void TraceFailedCall(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT result, const std::wstring& message);
 
-template <class... Args> std::wstring MakeCheckText(const wchar_t* expression, const wchar_t* message, Args... args)
+/// The message of a check macro. The checked expression is never shown, so the
+/// macros do not turn it into a text.
+template <class... Args> std::wstring MakeCheckText(const wchar_t* message, Args... args)
 {
-    return MakeAssertText(static_cast<int>(sizeof...(args)), expression, message, args...);
+    return MakeAssertText(static_cast<int>(sizeof...(args)), nullptr, message, args...);
 }
 
 #define PYX_WIDEN_TEXT(text) L##text
@@ -54,13 +56,31 @@ template <class... Args> std::wstring MakeCheckText(const wchar_t* expression, c
 /// "PYX_ERROR", the code, its text and the message, and returns the code.
 #define PASS_ON_FAILURE(call, ...) PASS_ON_FAILURE_AT(__LINE__, call, __VA_ARGS__)
 
-/// The same with a fixed line, for records that tools find by their line.
+/// The same without a record, where the callee has said it or nobody asks.
+#define RETURN_ON_ERROR(call)                                                                                          \
+    do                                                                                                                 \
+    {                                                                                                                  \
+        const PYX_RESULT pyxResult = (call);                                                                           \
+        if (pyxResult != PYX_OK)                                                                                       \
+        {                                                                                                              \
+            return pyxResult;                                                                                          \
+        }                                                                                                              \
+    } while (false)
+
+/// One record without a check: a format and its one argument, which reach the
+/// trace object unformatted.
+#define TRACE_WARNING(format, value) TRACE_DIRECTLY(PYX_TRACE_WARNING, format, value)
+#define TRACE_INFO(format, value) TRACE_DIRECTLY(PYX_TRACE_INFO, format, value)
+#define TRACE_DIRECTLY(level, format, value)                                                                           \
+    Trace(c_traceSource.source, __LINE__, level, c_traceSource.scope, 1, format, value)
+
+/// The checks with a fixed line, for records that tools find by their line.
 #define FAIL_IF_NOT_AT(line, condition, code, ...)                                                                     \
     do                                                                                                                 \
     {                                                                                                                  \
         if (!(condition))                                                                                              \
         {                                                                                                              \
-            TraceFailedCondition(c_traceSource, line, MakeCheckText(PYX_WIDEN(#condition), __VA_ARGS__));              \
+            TraceFailedCondition(c_traceSource, line, MakeCheckText(__VA_ARGS__));                                     \
             return code;                                                                                               \
         }                                                                                                              \
     } while (false)
@@ -71,7 +91,7 @@ template <class... Args> std::wstring MakeCheckText(const wchar_t* expression, c
         const PYX_RESULT pyxResult = (call);                                                                           \
         if (pyxResult != PYX_OK)                                                                                       \
         {                                                                                                              \
-            TraceFailedCall(c_traceSource, line, pyxResult, MakeCheckText(PYX_WIDEN(#call), __VA_ARGS__));             \
+            TraceFailedCall(c_traceSource, line, pyxResult, MakeCheckText(__VA_ARGS__));                               \
             return pyxResult;                                                                                          \
         }                                                                                                              \
     } while (false)
