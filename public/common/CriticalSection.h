@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/ThreadSafety.h"
 #include "common/Types.h"
 
 #include <memory>
@@ -10,7 +11,7 @@ inline constexpr pyx_uint32 PYX_WAIT_FOREVER = 0xFFFFFFFF;
 /// A recursive lock that owns one critical section of the operating system.
 ///
 /// Table: Lock, Unlock, destructor.
-class PYXCriticalSection
+class PYX_CAPABILITY("lock") PYXCriticalSection
 {
 public:
     PYXCriticalSection();
@@ -20,10 +21,10 @@ public:
     /// Enters the section. A time-out other than PYX_WAIT_FOREVER is the number
     /// of further tries after the first, one millisecond apart. True when the
     /// section was entered.
-    virtual bool Lock(pyx_uint32 timeout);
+    virtual bool Lock(pyx_uint32 timeout) PYX_TRY_ACQUIRE(true);
 
     /// Leaves the section; false when there is none.
-    virtual bool Unlock();
+    virtual bool Unlock() PYX_RELEASE();
 
     virtual ~PYXCriticalSection();
 
@@ -33,17 +34,18 @@ private:
 };
 
 /// Holds a lock for a scope. A null lock object is not locked and not unlocked.
-class PYXLock
+class PYX_SCOPED_CAPABILITY PYXLock
 {
 public:
-    explicit PYXLock(PYXCriticalSection* pSync) : m_pSync(pSync), m_locked(pSync && pSync->Lock(PYX_WAIT_FOREVER))
+    explicit PYXLock(PYXCriticalSection* pSync) PYX_ACQUIRE(pSync)
+        : m_pSync(pSync), m_locked(pSync && pSync->Lock(PYX_WAIT_FOREVER))
     {
     }
 
     PYXLock(const PYXLock&) = delete;
     PYXLock& operator=(const PYXLock&) = delete;
 
-    ~PYXLock()
+    ~PYXLock() PYX_RELEASE()
     {
         if (m_locked && m_pSync)
         {

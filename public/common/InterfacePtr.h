@@ -5,18 +5,17 @@
 /// Counting smart pointer. Outside the tables only it, and a variant that holds an
 /// interface, call Acquire and Release.
 ///
-/// Construction from a plain pointer acquires it. An operation
-/// that hands out an acquired pointer writes through Out(), which takes it
-/// over without a further Acquire.
+/// Construction from a plain pointer acquires it. A pointer that an operation
+/// handed out already acquired is taken over: through Out(), or by Adopt().
 /// Threads: one pointer object belongs to one thread at a time; the object it
 /// points to is counted atomically.
 template <class T> class PYXInterfacePtr
 {
 public:
-    PYXInterfacePtr() = default;
+    PYXInterfacePtr() noexcept = default;
 
     /// Acquires `p` when it is not null.
-    explicit PYXInterfacePtr(T* p) : m_p(p)
+    explicit PYXInterfacePtr(T* p) noexcept : m_p(p)
     {
         if (m_p)
         {
@@ -24,7 +23,15 @@ public:
         }
     }
 
-    PYXInterfacePtr(const PYXInterfacePtr& other) : PYXInterfacePtr(other.m_p)
+    /// Takes over `p`, which was acquired for the caller, or null.
+    static PYXInterfacePtr Adopt(T* p) noexcept
+    {
+        PYXInterfacePtr spResult;
+        spResult.m_p = p;
+        return spResult;
+    }
+
+    PYXInterfacePtr(const PYXInterfacePtr& other) noexcept : PYXInterfacePtr(other.m_p)
     {
     }
 
@@ -45,9 +52,9 @@ public:
         return *this;
     }
 
-    /// Releases the pointer held, if any. The field is null before the object
-    /// is called, so an object that ends may look at its holder.
-    void Reset()
+    /// Releases the pointer held, if any. Cleared before Release(): a destructor
+    /// that gets back here sees null.
+    void Reset() noexcept
     {
         if (T* p = Detach())
         {
@@ -57,14 +64,14 @@ public:
 
     /// Releases the pointer held and returns the address for an operation that
     /// stores an acquired pointer there.
-    T** Out()
+    T** Out() noexcept
     {
         Reset();
         return &m_p;
     }
 
     /// Gives the reference held to the caller.
-    T* Detach()
+    T* Detach() noexcept
     {
         T* p = m_p;
         m_p = nullptr;
@@ -74,27 +81,23 @@ public:
     /// The object's interface `U`, or null when it has none.
     template <class U> PYXInterfacePtr<U> Query() const
     {
-        PYXInterfacePtr<U> spResult;
         void* p = nullptr;
-        if (m_p && m_p->QueryInterface(U::c_id, &p) == PYX_OK)
-        {
-            *spResult.Out() = static_cast<U*>(p);
-        }
-        return spResult;
+        const bool isThere = m_p && m_p->QueryInterface(U::c_id, &p) == PYX_OK;
+        return PYXInterfacePtr<U>::Adopt(isThere ? static_cast<U*>(p) : nullptr);
     }
 
     /// The pointer held, borrowed.
-    T* Get() const
+    T* Get() const noexcept
     {
         return m_p;
     }
 
-    T* operator->() const
+    T* operator->() const noexcept
     {
         return m_p;
     }
 
-    explicit operator bool() const
+    explicit operator bool() const noexcept
     {
         return m_p != nullptr;
     }

@@ -19,3 +19,11 @@
     first;                                                                                                             \
     second
 #endif
+
+/// An attribute of the analysis of locks (see ThreadSafety.h), for compilers
+/// that know it.
+#if defined(__clang__)
+#define PYX_THREAD_ATTRIBUTE(attribute) __attribute__((attribute))
+#else
+#define PYX_THREAD_ATTRIBUTE(attribute)
+#endif

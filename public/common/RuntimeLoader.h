@@ -25,6 +25,31 @@ PYX_RESULT LoadRuntime();
 /// the library is not loaded.
 void ReleaseRuntime();
 
+/// Holds the runtime library while it lives, for whatever may trace until its
+/// own end. Without a library it holds nothing.
+/// Threads: as LoadRuntime and ReleaseRuntime.
+class PYXRuntimeReference
+{
+public:
+    PYXRuntimeReference() : m_held(LoadRuntime() == PYX_OK)
+    {
+    }
+
+    PYXRuntimeReference(const PYXRuntimeReference&) = delete;
+    PYXRuntimeReference& operator=(const PYXRuntimeReference&) = delete;
+
+    ~PYXRuntimeReference()
+    {
+        if (m_held)
+        {
+            ReleaseRuntime();
+        }
+    }
+
+private:
+    const bool m_held;
+};
+
 /// The runtime library's trace object, or null while there is none. Borrowed.
 PYXTrace* GetRuntimeTrace();
 

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "common/Platform.h"
+
+/// What guards what, in a form that a compiler can check. Empty for compilers
+/// that cannot (see Platform.h).
+///
+///     std::wstring m_path PYX_GUARDED_BY(m_sync);    read and written with m_sync held
+///     void TrimGOPs() PYX_REQUIRES(m_sync);          called with m_sync held
+
+/// On a member: its lock.
+#define PYX_GUARDED_BY(lock) PYX_THREAD_ATTRIBUTE(guarded_by(lock))
+
+/// On a member that is a pointer: the lock of what it points to.
+#define PYX_PT_GUARDED_BY(lock) PYX_THREAD_ATTRIBUTE(pt_guarded_by(lock))
+
+/// On a function: the locks that its caller holds, or does not hold.
+#define PYX_REQUIRES(...) PYX_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
+#define PYX_EXCLUDES(...) PYX_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
+
+/// On a function: the locks that it takes, takes when it answers `success`, gives back.
+#define PYX_ACQUIRE(...) PYX_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
+#define PYX_TRY_ACQUIRE(success, ...) PYX_THREAD_ATTRIBUTE(try_acquire_capability(success __VA_OPT__(, ) __VA_ARGS__))
+#define PYX_RELEASE(...) PYX_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
+
+/// On a class: a lock; the holder of one for a scope.
+#define PYX_CAPABILITY(name) PYX_THREAD_ATTRIBUTE(capability(name))
+#define PYX_SCOPED_CAPABILITY PYX_THREAD_ATTRIBUTE(scoped_lockable)
+
+/// On a function that the analysis cannot follow; a comment says why it is right.
+#define PYX_NO_THREAD_ANALYSIS PYX_THREAD_ATTRIBUTE(no_thread_safety_analysis)
