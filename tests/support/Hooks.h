@@ -96,3 +96,6 @@ private:
 /// at each block of the C runtime's heap when the module frees it. Strings cross
 /// modules, so every module of a test program is counted.
 void CountTaskMemory(HMODULE module);
+
+/// Open handles of the process, counted one by one: Wine answers 0 to GetProcessHandleCount.
+int CountHandles();

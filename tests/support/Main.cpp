@@ -68,17 +68,6 @@ bool IsCounted(HANDLE handle)
     return isOpen && name != L"Event" && name != L"Semaphore" && name != L"Thread";
 }
 
-/// Open handles of the process, counted one by one: Wine answers 0 to GetProcessHandleCount.
-int CountHandles()
-{
-    int count = 0;
-    for (std::uintptr_t value = 4; value < 0x400; value += 4)
-    {
-        count += IsCounted(reinterpret_cast<HANDLE>(value)) ? 1 : 0;
-    }
-    return count;
-}
-
 /// Nothing wrote past a block of any heap, or into one that it had freed.
 bool AreHeapsIntact()
 {
@@ -112,6 +101,16 @@ class LeakListener final : public testing::EmptyTestEventListener
 };
 
 } // namespace
+
+int CountHandles()
+{
+    int count = 0;
+    for (std::uintptr_t value = 4; value < 0x400; value += 4)
+    {
+        count += IsCounted(reinterpret_cast<HANDLE>(value)) ? 1 : 0;
+    }
+    return count;
+}
 
 void CountTaskMemory(HMODULE module)
 {
