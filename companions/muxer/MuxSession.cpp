@@ -176,6 +176,10 @@ PYX_RESULT MuxSession::PlaceWaiting(Stream& stream)
 
 PYX_RESULT MuxSession::Place(Stream& stream, PacketPtr spPacket)
 {
+    if (&stream == &m_video && stream.leading.IsLost(*stream.pInFile->codecpar, *spPacket))
+    {
+        return PYX_OK;
+    }
     const pyx_int64 ticks = spPacket->pts;
     av_packet_rescale_ts(spPacket.get(), c_ticks, stream.pInFile->time_base);
     spPacket->stream_index = stream.pInFile->index;

@@ -3,6 +3,7 @@
 #include "common/CriticalSection.h"
 #include "media/FFmpeg.h"
 #include "muxer/DecodeTimes.h"
+#include "muxer/LeadingPictures.h"
 #include "muxer/MediaFile.h"
 
 #include <deque>
@@ -86,6 +87,7 @@ private:
         AVStream* pInFile = nullptr;          // null until the header is written, or when it does not take part
         DecodeTimes times;                    // of what waits, in the file's clock
         std::deque<PacketPtr> waiting;        // times in ticks before the header, later in the file's clock
+        LeadingPictures leading;              // of the video
         std::size_t written = 0;              // packets written
     };
 

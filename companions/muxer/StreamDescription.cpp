@@ -5,9 +5,9 @@
 #include "common/PropertyReader.h"
 #include "common/StreamProperties.h"
 #include "common/Trace.h"
+#include "media/NalStream.h"
 #include "media/Utf8.h"
 #include "muxer/FFmpegLog.h"
-#include "muxer/NalStream.h"
 
 #include <algorithm>
 #include <climits>

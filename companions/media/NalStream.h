@@ -24,3 +24,15 @@ bool IsConfigurationRecord(Bytes extraData);
 /// How many bytes each length has, by the configuration record of H.264 or of
 /// HEVC. 0: the record is cut short.
 std::size_t GetLengthSize(Bytes record, bool isHevc);
+
+/// The NAL type of a packet's first slice, which is that of its picture; -1: no
+/// slice in it. `lengthSize` 0: the units are behind start codes.
+int GetPictureType(Bytes packet, bool isHevc, std::size_t lengthSize);
+
+/// True for a picture with which the numbering of pictures begins anew.
+bool StartsSequence(int type, bool isHevc);
+
+/// True for an HEVC picture that is shown before the key picture it follows and
+/// refers to pictures before that one: it cannot be decoded when the key picture
+/// comes first. H.264 marks no such pictures.
+bool IsSkippedLeading(int type);
