@@ -2,92 +2,135 @@
 
 #include "replay/Text.h"
 
-#include "common/StreamProperties.h"
-
 #include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <string_view>
 
 namespace
 {
 
-constexpr CodecRow c_codecs[] = {
-    {AV_CODEC_ID_H264, "H.264", PYX_VIDEO_CODEC_H264, PYX_PROPERTY_OUTPUT_DATA_TYPE, 2, true, "h264_mp4toannexb"},
-    {AV_CODEC_ID_HEVC, "HEVC", PYX_VIDEO_CODEC_HEVC, PYX_PROPERTY_HEVC_OUTPUT_DATA_TYPE, 2, true, "hevc_mp4toannexb"},
-    {AV_CODEC_ID_AV1, "AV1", PYX_VIDEO_CODEC_AV1, PYX_PROPERTY_AV1_OUTPUT_FRAME_TYPE, 1, false, nullptr},
-    {AV_CODEC_ID_AAC, "AAC", 0, nullptr, 0, true, "aac_adtstoasc"},
-    {AV_CODEC_ID_OPUS, "Opus", 0, nullptr, 0, false, nullptr},
-};
+/// Containers of bare pictures, and one whose index counts pictures in decode order.
+constexpr std::string_view c_withDecodeTimesOnly[] = {"avi", "h264", "hevc"};
 
-const CodecRow* FindCodec(AVCodecID id)
+PacketPtr NewPacket()
 {
-    const auto row =
-        std::find_if(std::begin(c_codecs), std::end(c_codecs), [id](const CodecRow& codec) { return codec.id == id; });
-    return row == std::end(c_codecs) ? nullptr : row;
+    return PacketPtr(av_packet_alloc());
 }
 
-FFmpegPtr<AVPacket> NewPacket()
+std::vector<AVStream*> FindStreams(const AVFormatContext& file, AVMediaType kind)
 {
-    return FFmpegPtr<AVPacket>(av_packet_alloc());
+    std::vector<AVStream*> found;
+    for (AVStream* pStream : std::span(file.streams, file.nb_streams))
+    {
+        const bool isCover = (pStream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+        if (pStream->codecpar->codec_type == kind && !isCover)
+        {
+            found.push_back(pStream);
+        }
+    }
+    return found;
+}
+
+std::string CodecName(const AVStream& stream)
+{
+    return avcodec_get_name(stream.codecpar->codec_id);
 }
 
 } // namespace
 
-Outcome MediaReader::Open(const std::wstring& path, AVMediaType kind, std::unique_ptr<MediaReader>* ppReader)
+Outcome MediaReader::OpenVideo(const std::wstring& path, std::unique_ptr<MediaReader>* ppReader)
 {
-    std::unique_ptr<MediaReader> reader(new MediaReader);
-    reader->m_pathForUser = PathForUser(path);
-    if (const int error = OpenMediaFile(ToUtf8(path), &reader->m_pFile); error < 0)
-    {
-        return {ExitCode::BadInput, "cannot read " + reader->m_pathForUser + ": " + FFmpegErrorText(error)};
-    }
-    bool found = false;
-    RETURN_ON_FAILURE(reader->Choose(kind, &found));
-    if (!found)
+    std::unique_ptr<MediaReader> pReader(new MediaReader);
+    pReader->m_pathForUser = PathForUser(path);
+    RETURN_ON_FAILURE(pReader->m_stream.Open(path));
+    const std::vector<AVStream*> streams = FindStreams(pReader->File(), AVMEDIA_TYPE_VIDEO);
+    if (streams.empty())
     {
         return {};
     }
-    RETURN_ON_FAILURE(reader->StartFilter());
+    if (!FindCodec(streams[0]->codecpar->codec_id))
+    {
+        return {ExitCode::BadInput, "the video of " + pReader->m_pathForUser + " is " + CodecName(*streams[0]) +
+                                        "; only " + SupportedCodecs(AVMEDIA_TYPE_VIDEO) + " can be kept"};
+    }
+    return OpenStream(std::move(pReader), streams[0], ppReader);
+}
 
-    // Some files carry a codec's set-up in the first packet only.
-    reader->m_pFirst = NewPacket();
-    const ReadResult result = reader->ReadFiltered(reader->m_pFirst.get());
-    if (result == ReadResult::Broken)
+Outcome MediaReader::OpenAudio(const std::wstring& path, int track, std::unique_ptr<MediaReader>* ppReader,
+                               std::string* pLeftOut)
+{
+    std::unique_ptr<MediaReader> pReader(new MediaReader);
+    pReader->m_pathForUser = PathForUser(path);
+    RETURN_ON_FAILURE(pReader->m_stream.Open(path));
+    AVStream* pStream = nullptr;
+    RETURN_ON_FAILURE(pReader->FindAudio(track, &pStream));
+    if (!pStream)
     {
-        return {ExitCode::BadInput, "cannot read " + reader->m_pathForUser + ": " + reader->m_brokenText};
+        return {};
     }
-    if (result == ReadResult::Packet)
+    if (!FindCodec(pStream->codecpar->codec_id))
     {
-        *ppReader = std::move(reader);
+        *pLeftOut = "the audio is left out: it is " + CodecName(*pStream) + "; only " +
+                    SupportedCodecs(AVMEDIA_TYPE_AUDIO) + " can be kept";
+        return {};
     }
+    return OpenStream(std::move(pReader), pStream, ppReader);
+}
+
+Outcome MediaReader::FindAudio(int track, AVStream** ppStream) const
+{
+    const std::vector<AVStream*> streams = FindStreams(File(), AVMEDIA_TYPE_AUDIO);
+    if (track > static_cast<int>(streams.size()))
+    {
+        return {ExitCode::BadUsage, m_pathForUser + " has no audio track " + std::to_string(track) + "; it has " +
+                                        std::to_string(streams.size())};
+    }
+    if (track > 0)
+    {
+        *ppStream = streams[static_cast<std::size_t>(track - 1)];
+        return {};
+    }
+    const auto chosen = std::find_if(streams.begin(), streams.end(), [](const AVStream* pStream) {
+        return (pStream->disposition & AV_DISPOSITION_DEFAULT) != 0;
+    });
+    *ppStream = chosen != streams.end() ? *chosen : streams.empty() ? nullptr : streams[0];
     return {};
 }
 
-Outcome MediaReader::Choose(AVMediaType kind, bool* pFound)
+Outcome MediaReader::OpenStream(std::unique_ptr<MediaReader> pReader, AVStream* pStream,
+                                std::unique_ptr<MediaReader>* ppReader)
 {
-    for (AVStream* pStream : std::span(m_pFile->streams, m_pFile->nb_streams))
+    MediaReader& reader = *pReader;
+    reader.m_pStream = pStream;
+    reader.m_pCodec = FindCodec(pStream->codecpar->codec_id);
+    reader.m_stream.Choose(pStream);
+    RETURN_ON_FAILURE(reader.StartFilter());
+
+    // Some files carry a codec's set-up in the first packet only.
+    reader.m_pFirst = NewPacket();
+    const ReadResult result = reader.ReadFiltered(reader.m_pFirst.get());
+    if (result == ReadResult::Broken)
     {
-        const bool picture = (pStream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
-        const bool wanted = pStream->codecpar->codec_type == kind && !picture && !m_pStream;
-        if (wanted)
-        {
-            m_pStream = pStream;
-        }
-        pStream->discard = wanted ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+        return reader.CannotRead(reader.m_brokenText);
     }
-    *pFound = m_pStream != nullptr;
-    if (!m_pStream)
+    if (result != ReadResult::Packet)
     {
         return {};
     }
-    m_pCodec = FindCodec(m_pStream->codecpar->codec_id);
-    if (!m_pCodec)
-    {
-        return {ExitCode::BadInput, std::string(kind == AVMEDIA_TYPE_VIDEO ? "the video of " : "the sound of ") +
-                                        m_pathForUser + " is " + avcodec_get_name(m_pStream->codecpar->codec_id) +
-                                        (kind == AVMEDIA_TYPE_VIDEO ? "; H.264, HEVC and AV1 are supported"
-                                                                    : "; AAC and Opus are supported")};
-    }
+    reader.FindMissingSize(*reader.m_pFirst);
+    reader.m_orders = reader.TellsDecodeTimesOnly() && reader.m_parser.Open(reader.Parameters());
+    *ppReader = std::move(pReader);
     return {};
+}
+
+bool MediaReader::TellsDecodeTimesOnly() const
+{
+    const AVCodecID codec = m_pCodec->id;
+    const bool isReordered = codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC;
+    const bool hasNone = std::find(std::begin(c_withDecodeTimesOnly), std::end(c_withDecodeTimesOnly),
+                                   std::string_view(File().iformat->name)) != std::end(c_withDecodeTimesOnly);
+    return isReordered && (hasNone || m_pFirst->pts == AV_NOPTS_VALUE);
 }
 
 Outcome MediaReader::StartFilter()
@@ -108,40 +151,97 @@ Outcome MediaReader::StartFilter()
         pFilter->time_base_in = m_pStream->time_base;
         error = av_bsf_init(pFilter);
     }
-    if (error < 0)
+    return error < 0 ? CannotRead(std::string("its ") + m_pCodec->name + " stream: " + FFmpegErrorText(error))
+                     : Outcome();
+}
+
+/// A file of bare AV1 tells the size of its pictures in the first of them only.
+void MediaReader::FindMissingSize(const AVPacket& first)
+{
+    AVCodecParameters& parameters = *m_pFilter->par_out;
+    PictureParser parser;
+    if (parameters.codec_type == AVMEDIA_TYPE_VIDEO && parameters.width <= 0 && parser.Open(parameters))
     {
-        return {ExitCode::BadInput, "the " + std::string(m_pCodec->name) + " stream of " + m_pathForUser +
-                                        " is broken: " + FFmpegErrorText(error)};
+        parser.Parse(first);
+        parameters.width = parser.Width();
+        parameters.height = parser.Height();
     }
-    return {};
+}
+
+Outcome MediaReader::CannotRead(const std::string& why) const
+{
+    return {ExitCode::BadInput, "cannot read " + m_pathForUser + ": " + why};
 }
 
 AVRational MediaReader::FrameRate() const
 {
-    return av_guess_frame_rate(m_pFile.get(), m_pStream, nullptr);
+    return av_guess_frame_rate(&m_stream.File(), m_pStream, nullptr);
 }
 
 pyx_int64 MediaReader::FileDuration() const
 {
-    return m_pFile->duration > 0 ? ToTicks(m_pFile->duration, {1, AV_TIME_BASE}) : 0;
+    return File().duration > 0 ? ToTicks(File().duration, {1, AV_TIME_BASE}) : 0;
 }
 
 pyx_int64 MediaReader::ToldEnd() const
 {
-    const bool guessed = m_pFile->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
-    if (m_pFile->duration <= 0 || m_pFile->start_time == AV_NOPTS_VALUE || guessed)
+    const AVFormatContext& file = File();
+    const bool guessed = file.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
+    if (file.duration <= 0 || file.start_time == AV_NOPTS_VALUE || guessed)
     {
         return INT64_MIN;
     }
-    return ToTicks(m_pFile->start_time + m_pFile->duration, {1, AV_TIME_BASE});
+    // A length that stands in a header can be counted from zero as well as from the start; only one that was found in
+    // the packets is certain.
+    const bool fromStart = file.duration_estimation_method == AVFMT_DURATION_FROM_PTS;
+    return ToTicks(file.duration + (fromStart ? file.start_time : 0), {1, AV_TIME_BASE});
 }
 
 unsigned MediaReader::OtherStreams() const
 {
-    return m_pFile->nb_streams - 1;
+    return File().nb_streams - 1;
 }
 
 ReadResult MediaReader::Next(MediaPacket* pPacket)
+{
+    return m_orders ? ReadInOrderShown(pPacket) : ReadPacket(pPacket);
+}
+
+/// Decode order it is still, with times of the order shown.
+ReadResult MediaReader::ReadInOrderShown(MediaPacket* pPacket)
+{
+    while (!m_times.IsReady() && m_end == ReadResult::Packet)
+    {
+        MediaPacket packet;
+        m_end = ReadPacket(&packet);
+        if (m_end == ReadResult::Packet)
+        {
+            AddToOrder(std::move(packet));
+        }
+        else
+        {
+            m_times.End();
+        }
+    }
+    if (m_waiting.empty())
+    {
+        return m_end;
+    }
+    *pPacket = std::move(m_waiting.front());
+    m_waiting.pop_front();
+    pPacket->pts = m_times.Next();
+    return ReadResult::Packet;
+}
+
+void MediaReader::AddToOrder(MediaPacket packet)
+{
+    const PictureParser::Picture picture = m_parser.Parse(*packet.pPacket);
+    packet.key = picture.key;
+    m_times.Add(picture.place, packet.pts);
+    m_waiting.push_back(std::move(packet));
+}
+
+ReadResult MediaReader::ReadPacket(MediaPacket* pPacket)
 {
     pPacket->pPacket = m_pFirst ? std::move(m_pFirst) : NewPacket();
     AVPacket& packet = *pPacket->pPacket;
@@ -153,12 +253,14 @@ ReadResult MediaReader::Next(MediaPacket* pPacket)
         }
     }
     const AVRational unit = m_pFilter->time_base_out;
-    const pyx_int64 time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
-    pPacket->pts = time != AV_NOPTS_VALUE ? ToTicks(time, unit) : m_nextPts;
-    pPacket->duration = ToTicks(packet.duration, unit);
+    const pyx_int64 time = packet.pts != AV_NOPTS_VALUE && !m_orders ? packet.pts : packet.dts;
+    const AVRational rate = FrameRate();
+    const bool isEven = m_orders && rate.num > 0; // the container's durations are those of the index
+    pPacket->pts = time != AV_NOPTS_VALUE ? ToTicks(time, unit) : m_nextTime;
+    pPacket->duration = isEven ? ToTicks(1, {rate.den, rate.num}) : ToTicks(packet.duration, unit);
     pPacket->key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
     pPacket->video = m_pCodec->frameTypeName != nullptr;
-    m_nextPts = pPacket->pts + pPacket->duration;
+    m_nextTime = pPacket->pts + pPacket->duration;
     return ReadResult::Packet;
 }
 
@@ -169,45 +271,33 @@ ReadResult MediaReader::ReadFiltered(AVPacket* pPacket)
         int error = av_bsf_receive_packet(m_pFilter.get(), pPacket);
         if (error >= 0)
         {
+            m_refused += m_trouble.empty() ? 0 : 1;
+            m_trouble.clear();
             TakeNewExtraData(pPacket);
             return ReadResult::Packet;
         }
         if (error == AVERROR_EOF)
         {
-            return ReadResult::End;
+            return m_trouble.empty() ? ReadResult::End : Fail(m_trouble);
         }
-        if (error != AVERROR(EAGAIN))
+        if (error == AVERROR_INVALIDDATA)
+        {
+            m_trouble = FFmpegErrorText(error);
+        }
+        else if (error != AVERROR(EAGAIN))
         {
             return Fail(FFmpegErrorText(error));
         }
-        error = ReadRaw(pPacket);
-        if (error < 0 && error != AVERROR_EOF)
+        const ReadResult result = m_stream.Read(pPacket);
+        if (result == ReadResult::Broken)
         {
-            return Fail(FFmpegErrorText(error));
-        }
-        if (error >= 0 && (pPacket->flags & AV_PKT_FLAG_CORRUPT) != 0)
-        {
-            return Fail("a packet is cut off");
+            return Fail(m_stream.BrokenText());
         }
         // A null packet tells the filter that there are no more.
-        error = av_bsf_send_packet(m_pFilter.get(), error == AVERROR_EOF ? nullptr : pPacket);
+        error = av_bsf_send_packet(m_pFilter.get(), result == ReadResult::End ? nullptr : pPacket);
         if (error < 0)
         {
             return Fail(FFmpegErrorText(error));
-        }
-    }
-}
-
-int MediaReader::ReadRaw(AVPacket* pPacket)
-{
-    for (;;)
-    {
-        av_packet_unref(pPacket);
-        const int error = av_read_frame(m_pFile.get(), pPacket);
-        if (error < 0 || pPacket->stream_index == m_pStream->index)
-        {
-            // A file that ends before its index says so is no clean end either.
-            return error == AVERROR_EOF && m_pFile->pb && m_pFile->pb->error < 0 ? m_pFile->pb->error : error;
         }
     }
 }

@@ -1,14 +1,16 @@
 #pragma once
 
-#include "media/FFmpeg.h"
-#include "replay/Outcome.h"
+#include "replay/Codecs.h"
+#include "replay/PictureParser.h"
+#include "replay/PictureTimes.h"
+#include "replay/StreamReader.h"
 
 #include <span>
 
 /// One packet as an encoder would hand it out. Times are in ticks.
 struct MediaPacket
 {
-    FFmpegPtr<AVPacket> pPacket; ///< owns the bytes
+    PacketPtr pPacket; ///< owns the bytes
     pyx_int64 pts = 0;
     pyx_int64 duration = 0;
     bool key = false;
@@ -20,25 +22,6 @@ struct MediaPacket
     }
 };
 
-/// A codec that the replay buffer takes.
-struct CodecRow
-{
-    AVCodecID id;
-    const char* name;
-    pyx_int64 componentId;        ///< "CodecID" of the video input; 0: the audio input takes FFmpeg's number
-    const wchar_t* frameTypeName; ///< packet property that tells a video packet's kind, null for audio
-    pyx_int64 regularFrameType;   ///< its value for packets that start no group; 0 starts one
-    bool inMov;                   ///< whether a .mov file can hold it
-    const char* filter;           ///< FFmpeg's filter from a container's form to an encoder's
-};
-
-enum class ReadResult
-{
-    Packet,
-    End,
-    Broken, ///< the file cannot be read further
-};
-
 /// Reads one stream of a media file, in decode order.
 ///
 /// Each stream is read through an opening of the file of its own: however badly
@@ -46,9 +29,16 @@ enum class ReadResult
 class MediaReader
 {
 public:
-    /// Opens the first stream of a kind. Without such a stream the outcome is a
-    /// success and `*ppReader` null; so it is for a sound stream without packets.
-    static Outcome Open(const std::wstring& path, AVMediaType kind, std::unique_ptr<MediaReader>* ppReader);
+    /// Opens the first video stream. Null and a success: the file has none, or
+    /// one without packets.
+    static Outcome OpenVideo(const std::wstring& path, std::unique_ptr<MediaReader>* ppReader);
+
+    /// Opens an audio stream: `track` is its number among the audio streams,
+    /// counted from 1, or 0 for the one that is flagged as default, else the first.
+    /// Null and a success: there is none, it has no packets, or its codec is not
+    /// taken; then `*pLeftOut` says so. BadUsage: no such track.
+    static Outcome OpenAudio(const std::wstring& path, int track, std::unique_ptr<MediaReader>* ppReader,
+                             std::string* pLeftOut);
 
     /// The next packet that holds any bytes.
     ReadResult Next(MediaPacket* pPacket);
@@ -64,17 +54,35 @@ public:
         return *m_pFilter->par_out;
     }
 
+    /// What else the file says of the stream, and of itself.
+    const AVStream& Stream() const
+    {
+        return *m_pStream;
+    }
+
+    const AVFormatContext& File() const
+    {
+        return m_stream.File();
+    }
+
     AVRational FrameRate() const;
 
     /// Length of the file in ticks, 0 when the file does not tell.
     pyx_int64 FileDuration() const;
 
-    /// When the last packet ends by what the file says of itself, or INT64_MIN
-    /// when it says nothing reliable: the time is that of all streams together.
+    /// When the last packet ends at least by what the file says of itself, or
+    /// INT64_MIN when it says nothing reliable: the time is that of all streams
+    /// together.
     pyx_int64 ToldEnd() const;
 
     /// Streams of the file beside this one.
     unsigned OtherStreams() const;
+
+    /// How often something damaged was met and reading went on behind it.
+    unsigned Damages() const
+    {
+        return m_stream.Damages() + m_refused;
+    }
 
     /// After ReadResult::Broken: what is wrong, FFmpeg's words.
     const std::string& BrokenText() const
@@ -85,19 +93,35 @@ public:
 private:
     MediaReader() = default;
 
-    Outcome Choose(AVMediaType kind, bool* pFound);
+    static Outcome OpenStream(std::unique_ptr<MediaReader> pReader, AVStream* pStream,
+                              std::unique_ptr<MediaReader>* ppReader);
+    Outcome FindAudio(int track, AVStream** ppStream) const;
     Outcome StartFilter();
+    Outcome CannotRead(const std::string& why) const;
+    bool TellsDecodeTimesOnly() const;
     void TakeNewExtraData(AVPacket* pPacket);
+    void FindMissingSize(const AVPacket& first);
     ReadResult ReadFiltered(AVPacket* pPacket);
-    int ReadRaw(AVPacket* pPacket);
+    ReadResult ReadPacket(MediaPacket* pPacket);
+    ReadResult ReadInOrderShown(MediaPacket* pPacket);
+    void AddToOrder(MediaPacket packet);
     ReadResult Fail(const std::string& text);
 
     std::string m_pathForUser;
-    FFmpegPtr<AVFormatContext> m_pFile;
-    AVStream* m_pStream = nullptr; // of m_pFile
+    StreamReader m_stream;
+    AVStream* m_pStream = nullptr; // of the file
     const CodecRow* m_pCodec = nullptr;
-    FFmpegPtr<AVBSFContext> m_pFilter;
-    FFmpegPtr<AVPacket> m_pFirst; // read while opening, not handed out yet
-    pyx_int64 m_nextPts = 0;      // of a packet whose file does not tell
+    FilterPtr m_pFilter;
+    PacketPtr m_pFirst;       // read while opening, not handed out yet
+    pyx_int64 m_nextTime = 0; // of a packet whose file does not tell
+    unsigned m_refused = 0;   // packets that the filter could not read
+    std::string m_trouble;    // why it refused the last one; empty: it did not
     std::string m_brokenText;
+
+    // Of a file that tells decode times only.
+    bool m_orders = false;
+    PictureParser m_parser;
+    PictureTimes m_times;
+    std::deque<MediaPacket> m_waiting;     // until their times are known
+    ReadResult m_end = ReadResult::Packet; // what came after them
 };

@@ -1,5 +1,6 @@
 #include "replay/Options.h"
 
+#include "replay/Codecs.h"
 #include "replay/Text.h"
 
 #include <algorithm>
@@ -81,8 +82,10 @@ struct Arguments
 void DeclareFiles(CLI::App* pApp, Arguments* pArguments)
 {
     pApp->add_option("INPUT", pArguments->input,
-                     "media file with H.264, HEVC or AV1 video, and AAC or Opus audio if any;\n"
-                     "- reads Matroska or MPEG-TS from standard input")
+                     "media file (" + SupportedContainers() + ")\nwith " + SupportedCodecs(AVMEDIA_TYPE_VIDEO) +
+                         " video, and " + SupportedCodecs(AVMEDIA_TYPE_AUDIO) +
+                         " audio if any;\n"
+                         "- reads Matroska or MPEG-TS from standard input")
         ->required();
     pApp->add_option("-o,--output", pArguments->output, "the clip: .mp4, .mov or .mkv")
         ->option_text("FILE [replay.mp4]");

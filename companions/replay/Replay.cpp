@@ -105,12 +105,20 @@ Outcome Replay::Run()
 
 Outcome Replay::OpenInput()
 {
-    RETURN_ON_FAILURE(MediaReader::Open(m_options.input, AVMEDIA_TYPE_VIDEO, &m_pVideo));
+    RETURN_ON_FAILURE(MediaReader::OpenVideo(m_options.input, &m_pVideo));
     if (!m_pVideo)
     {
         return {ExitCode::BadInput, PathForUser(m_options.input) + " has no video"};
     }
-    RETURN_ON_FAILURE(MediaReader::Open(m_options.input, AVMEDIA_TYPE_AUDIO, &m_pAudio));
+    std::string leftOut;
+    if (!m_options.audio.none)
+    {
+        RETURN_ON_FAILURE(MediaReader::OpenAudio(m_options.input, m_options.audio.track, &m_pAudio, &leftOut));
+    }
+    if (!leftOut.empty())
+    {
+        Warn(leftOut);
+    }
     RETURN_ON_FAILURE(CheckContainer(m_options.output, *m_pVideo));
     RETURN_ON_FAILURE(m_pAudio ? CheckContainer(m_options.output, *m_pAudio) : Outcome());
     Say("video: " + Describe(*m_pVideo));
@@ -163,6 +171,11 @@ std::string Replay::WhyBroken(const LiveOrder& order) const
 
 void Replay::WarnOfLosses(const LiveOrder& order, const Intake& intake) const
 {
+    if (const unsigned damages = m_pVideo->Damages() + (m_pAudio ? m_pAudio->Damages() : 0); damages > 0)
+    {
+        Warn("the input is damaged in " + std::to_string(damages) + (damages == 1 ? " place" : " places") +
+             ", reading went on behind");
+    }
     if (IsInterrupted())
     {
         Warn("interrupted, saving what is kept");

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "media/FFmpeg.h"
+#include "replay/PictureTimes.h"
+
+#include <memory>
+
+/// Reads from the bytes of pictures what their container does not tell: their
+/// size, and of H.264 and HEVC when they are shown and which are key pictures.
+/// Threads: one at a time.
+class PictureParser
+{
+public:
+    struct Picture
+    {
+        PictureTimes::Place place;
+        bool key;
+    };
+
+    /// False: no parser for this codec.
+    bool Open(const AVCodecParameters& parameters);
+
+    /// The next picture in decode order, whole.
+    Picture Parse(const AVPacket& packet);
+
+    /// Size of the last picture; 0: its bytes do not tell.
+    int Width() const
+    {
+        return m_pParser->width;
+    }
+
+    int Height() const
+    {
+        return m_pParser->height;
+    }
+
+private:
+    struct ParserDeleter
+    {
+        void operator()(AVCodecParserContext* p) const
+        {
+            av_parser_close(p);
+        }
+
+        void operator()(AVCodecContext* p) const
+        {
+            avcodec_free_context(&p);
+        }
+    };
+
+    std::unique_ptr<AVCodecContext, ParserDeleter> m_pCodec;
+    std::unique_ptr<AVCodecParserContext, ParserDeleter> m_pParser;
+    bool m_isHevc = false;
+    pyx_int64 m_sequence = 0; // counts the pictures that begin the numbering anew
+};

@@ -1,0 +1,55 @@
+#include "replay/PictureTimes.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <random>
+
+namespace
+{
+
+using Times = std::vector<pyx_int64>;
+
+/// Presentation times of pictures that are decoded at 0, 10, 20 ...
+Times Order(const std::vector<PictureTimes::Place>& places)
+{
+    PictureTimes times;
+    Times result;
+    for (std::size_t i = 0; i < places.size(); ++i)
+    {
+        times.Add(places[i], static_cast<pyx_int64>(i) * 10);
+        while (times.IsReady()) { result.push_back(times.Next()); }
+    }
+    times.End();
+    while (times.IsReady()) { result.push_back(times.Next()); }
+    return result;
+}
+
+TEST(PictureTimesTest, PicturesTakeTheDecodeTimesInTheOrderShown)
+{
+    EXPECT_EQ(Order({{0, 0}, {0, 6}, {0, 2}, {0, 4}, {0, 12}, {0, 8}, {0, 10}}), Times({0, 30, 10, 20, 60, 40, 50}));
+    EXPECT_EQ(Order({{0, 0}, {0, 4}, {0, 2}, {1, 0}, {1, 4}, {1, 2}}), Times({0, 20, 10, 30, 50, 40}))
+        << "the numbering begins anew with each sequence";
+    EXPECT_EQ(Order({{1, 8}, {1, 4}, {1, 6}, {1, 9}}), Times({20, 0, 10, 30})) << "leading pictures";
+}
+
+TEST(PictureTimesTest, ALongStreamIsHandedOutWhileItIsReadAndEachTimeIsGivenOnce)
+{
+    std::mt19937 random(1);
+    std::vector<PictureTimes::Place> places;
+    for (pyx_int64 i = 0; i < 5000; ++i) { places.push_back({i / 300, i % 300}); }
+    for (std::size_t i = 0; i + 16 < places.size(); i += 20) // as deep as a decoder can reorder
+    {
+        const auto begin = places.begin() + static_cast<std::ptrdiff_t>(i);
+        std::shuffle(begin, begin + 16, random);
+    }
+    std::vector<PictureTimes::Place> shown = places;
+    std::sort(shown.begin(), shown.end());
+    const Times times = Order(places);
+    ASSERT_EQ(times.size(), places.size());
+    for (std::size_t i = 0; i < places.size(); ++i)
+    {
+        ASSERT_EQ(shown[static_cast<std::size_t>(times[i] / 10)], places[i]) << i;
+    }
+}
+
+} // namespace
