@@ -1,5 +1,7 @@
 #include "DirectoryTree.h"
 
+#include "common/Handles.h"
+
 #include <windows.h>
 
 #include <algorithm>
@@ -7,38 +9,6 @@
 
 namespace
 {
-
-class FindHandle
-{
-public:
-    explicit FindHandle(HANDLE handle) : m_handle(handle)
-    {
-    }
-
-    FindHandle(const FindHandle&) = delete;
-    FindHandle& operator=(const FindHandle&) = delete;
-
-    ~FindHandle()
-    {
-        if (m_handle != INVALID_HANDLE_VALUE)
-        {
-            FindClose(m_handle);
-        }
-    }
-
-    explicit operator bool() const
-    {
-        return m_handle != INVALID_HANDLE_VALUE;
-    }
-
-    HANDLE Get() const
-    {
-        return m_handle;
-    }
-
-private:
-    HANDLE m_handle;
-};
 
 bool RemoveEntry(const std::wstring& path, const WIN32_FIND_DATAW& entry)
 {
@@ -57,7 +27,7 @@ bool RemoveEntry(const std::wstring& path, const WIN32_FIND_DATAW& entry)
 bool RemoveEntries(const std::wstring& path)
 {
     WIN32_FIND_DATAW entry;
-    const FindHandle find(FindFirstFileW((path + L"\\*.*").c_str(), &entry));
+    const PYXFindHandle find(FindFirstFileW((path + L"\\*.*").c_str(), &entry));
     if (!find)
     {
         return true;

@@ -5,6 +5,7 @@
 #include "common/CriticalSection.h"
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"
+#include "common/ThreadSafety.h"
 
 #include <string>
 
@@ -53,18 +54,18 @@ public:
 
     /// Opens a store in a mode of PYXDataStream::Open; a store that is open
     /// stays as it is. PYX_NOT_INITIALIZED: no file name.
-    PYX_RESULT OpenVideoFile(pyx_uint32 mode);
-    PYX_RESULT OpenAudioFile(pyx_uint32 mode);
+    PYX_RESULT OpenVideoFile(pyx_uint32 mode) PYX_NO_THREAD_ANALYSIS;
+    PYX_RESULT OpenAudioFile(pyx_uint32 mode) PYX_NO_THREAD_ANALYSIS;
 
     /// Closes a file; stores in memory stay open.
-    PYX_RESULT CloseVideoFile();
-    PYX_RESULT CloseAudioFile();
+    PYX_RESULT CloseVideoFile() PYX_NO_THREAD_ANALYSIS;
+    PYX_RESULT CloseAudioFile() PYX_NO_THREAD_ANALYSIS;
 
 private:
     /// `fileName` without its extension, or empty.
     PYXRingBufferGOP(PYXContext* pContext, bool inRam, const std::wstring& fileName);
 
     const PYXInterfacePtr<PYXContext> m_spContext;
-    PYXPacketStore m_audio; // guarded by the group's lock
-    PYXPacketStore m_video; // likewise; declared last, so that it ends first
+    PYXPacketStore m_audio PYX_GUARDED_BY(this);
+    PYXPacketStore m_video PYX_GUARDED_BY(this); // declared last, so that it ends first
 };

@@ -1,9 +1,11 @@
 #include "RingBufferImpl.h"
 
 #include "DirectoryTree.h"
+#include "RingBufferTrace.h"
+#include "RingBufferWriteOut.h"
 
+#include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
-#include "common/RuntimeLoader.h"
 #include "common/StreamProperties.h"
 
 #include <algorithm>
@@ -17,12 +19,6 @@ namespace
 
 constexpr const PYXTraceSource& c_traceSource = c_ringBufferTraceSource;
 
-constexpr const wchar_t* c_tempPath = L"TempPath";
-constexpr const wchar_t* c_duration = L"Duration";
-constexpr const wchar_t* c_bufferInRam = L"BufferInRamEnabled";
-constexpr const wchar_t* c_enableVideo = L"EnableVideo";
-constexpr const wchar_t* c_enableAudio = L"EnableAudio";
-
 constexpr pyx_uint32 c_pathContent = 2; // content type of texts that name a file or directory
 constexpr pyx_uint32 c_readWrite = PYX_PROPERTY_ACCESS_READ_WRITE;
 constexpr pyx_uint32 c_full = PYX_PROPERTY_ACCESS_FULL;
@@ -31,15 +27,19 @@ constexpr PYXVariant c_noText = PYXVariantBorrowWString(L"");
 constexpr PYXVariant c_shortest = PYXVariantFromInt64(1);
 constexpr PYXVariant c_longest = PYXVariantFromInt64(2147483647);
 
+constexpr PYXVariant c_usual = PYXVariantFromInt64(PYXRingBufferCache::c_defaultDuration);
+constexpr PYXVariant c_on = PYXVariantFromBool(true);
+constexpr PYXVariant c_off = PYXVariantFromBool(false);
+
 // clang-format off
 constexpr PYXPropertyDeclaration c_properties[] = {
-    //              display name             kind                 default                    minimum     maximum    access       content
-    {c_tempPath,    L"Temp location",        PYX_VARIANT_WSTRING, c_noText,                  c_none,     c_none,    c_readWrite, c_pathContent},
-    {c_duration,    L"Duration (sec)",       PYX_VARIANT_INT64,   PYXVariantFromInt64(c_defaultDuration), c_shortest, c_longest, c_readWrite},
-    {c_bufferInRam, L"BufferInRamEnabled",   PYX_VARIANT_BOOL,    PYXVariantFromBool(false), c_none,     c_none,    c_full},
-    {L"Path",       L"Output file",          PYX_VARIANT_WSTRING, c_noText,                  c_none,     c_none,    c_readWrite, c_pathContent},
-    {c_enableVideo, L"Enable video stream",  PYX_VARIANT_BOOL,    PYXVariantFromBool(true),  c_none,     c_none,    c_full},
-    {c_enableAudio, L"Enable audio stream",  PYX_VARIANT_BOOL,    PYXVariantFromBool(false), c_none,     c_none,    c_full},
+    //                                  display name            kind                 default   minimum     maximum    access       content
+    {PYX_PROPERTY_TEMP_PATH,             L"Temp location",       PYX_VARIANT_WSTRING, c_noText, c_none,     c_none,    c_readWrite, c_pathContent},
+    {PYX_PROPERTY_DURATION,              L"Duration (sec)",      PYX_VARIANT_INT64,   c_usual,  c_shortest, c_longest, c_readWrite},
+    {PYX_PROPERTY_BUFFER_IN_RAM_ENABLED, L"BufferInRamEnabled",  PYX_VARIANT_BOOL,    c_off,    c_none,     c_none,    c_full},
+    {PYX_PROPERTY_PATH,                  L"Output file",         PYX_VARIANT_WSTRING, c_noText, c_none,     c_none,    c_readWrite, c_pathContent},
+    {PYX_PROPERTY_ENABLE_VIDEO,          L"Enable video stream", PYX_VARIANT_BOOL,    c_on,     c_none,     c_none,    c_full},
+    {PYX_PROPERTY_ENABLE_AUDIO,          L"Enable audio stream", PYX_VARIANT_BOOL,    c_off,    c_none,     c_none,    c_full},
 };
 // clang-format on
 
@@ -51,7 +51,8 @@ bool Is(const wchar_t* name, const wchar_t* other)
 /// What the ring buffer keeps for itself; everything else is the muxer's too.
 bool IsOwn(const wchar_t* name)
 {
-    return Is(name, c_tempPath) || Is(name, c_duration) || Is(name, c_bufferInRam);
+    return Is(name, PYX_PROPERTY_TEMP_PATH) || Is(name, PYX_PROPERTY_DURATION) ||
+           Is(name, PYX_PROPERTY_BUFFER_IN_RAM_ENABLED);
 }
 
 } // namespace
@@ -66,39 +67,38 @@ void PYXRingBufferImpl::operator delete(void* p)
     ::operator delete(p);
 }
 
-PYXRingBufferImpl::PYXRingBufferImpl(PYXContext* pContext) : m_spContext(pContext)
+PYXRingBufferImpl::PYXRingBufferImpl(PYXContext* pContext)
+    : m_spContext(pContext), m_pCache(std::make_shared<PYXRingBufferCache>(pContext)),
+      m_pMuxer(std::make_shared<PYXRingBufferMuxer>(pContext))
 {
-    LoadRuntime();
     for (const PYXPropertyDeclaration& property : c_properties)
     {
         DeclareProperty(property);
     }
-    CreateMuxer(pContext, m_spMuxer.Out());
-    m_InputStreams.push_back(CreateStreamInput(PYX_STREAM_TYPE_VIDEO));
+    PYXLock lock(m_pCache.get());
+    AddInput(PYX_STREAM_TYPE_VIDEO);
 }
 
 PYXRingBufferImpl::~PYXRingBufferImpl()
 {
-    PYXRingBufferImpl::Terminate();
-    m_spMuxer.Reset();
-    ReleaseRuntime();
-
-    // Without a muxer, or when the write-out failed, the cache is still full.
-    m_pActiveGOP.reset();
-    m_listOfGOPs.clear();
-    m_pendingAudio.clear();
-    *m_pLink = nullptr;
-    m_InputStreams.clear();
+    {
+        PYXLock lock(m_pCache.get()); // no packet gets in between
+        TerminateAtEnd();
+        m_pCache->Close();
+    }
+    m_pMuxer->Release();
 }
 
-pyx_uint32 PYXRingBufferImpl::Acquire()
+/// Without memory there is no clip, as without a disk; the rest still ends.
+void PYXRingBufferImpl::TerminateAtEnd() noexcept
 {
-    return PYXRefCounter::Acquire();
-}
-
-pyx_uint32 PYXRingBufferImpl::Release()
-{
-    return PYXRefCounter::Release();
+    try
+    {
+        PYXRingBufferImpl::Terminate();
+    }
+    catch (const std::bad_alloc&) // NOLINT(bugprone-empty-catch)
+    {
+    }
 }
 
 PYX_RESULT PYXRingBufferImpl::QueryInterface(const PYXGuid& id, void** out)
@@ -114,10 +114,11 @@ PYX_RESULT PYXRingBufferImpl::QueryInterface(const PYXGuid& id, void** out)
 
 PYX_RESULT PYXRingBufferImpl::SetProperty(const wchar_t* name, PYXVariant value)
 {
-    FAIL_IF_NOT(m_spMuxer, PYX_NOT_INITIALIZED, L"SetProperty() - Internal component not initialized");
+    PYXComponent* const pMuxer = m_pMuxer->Get();
+    FAIL_IF_NOT(pMuxer, PYX_NOT_INITIALIZED, L"SetProperty() - Internal component not initialized");
     if (!IsOwn(name))
     {
-        PASS_ON_FAILURE(m_spMuxer->SetProperty(name, value), L"muxer::SetProperty() failed");
+        PASS_ON_FAILURE(pMuxer->SetProperty(name, value), L"muxer::SetProperty() failed");
     }
     FAIL_IF_NOT(name != nullptr, PYX_INVALID_POINTER, L"invalid pointer : name");
     return PYXPropertyStorageExImpl::SetProperty(name, value);
@@ -125,15 +126,16 @@ PYX_RESULT PYXRingBufferImpl::SetProperty(const wchar_t* name, PYXVariant value)
 
 PYX_RESULT PYXRingBufferImpl::Init(pyx_int32 format, pyx_int32 width, pyx_int32 height)
 {
-    FAIL_IF_NOT(m_spMuxer, PYX_NOT_INITIALIZED, L"Init() - Internal component not initialized");
-    PYXLock lock(&m_sync);
-    ClearGOPs();
-    if (!m_tempPath.empty())
+    PYXComponent* const pMuxer = m_pMuxer->Get();
+    FAIL_IF_NOT(pMuxer, PYX_NOT_INITIALIZED, L"Init() - Internal component not initialized");
+    PYXLock lock(m_pCache.get());
+    m_pCache->ClearGOPs();
+    if (const std::wstring& tempPath = m_pCache->GetTempPath(); !tempPath.empty())
     {
-        RemoveTree(m_tempPath);
-        CreatePath(m_tempPath);
+        RemoveTree(tempPath);
+        CreatePath(tempPath);
     }
-    PASS_ON_FAILURE(m_spMuxer->Init(format, width, height), L"muxer::Init() failed");
+    PASS_ON_FAILURE(pMuxer->Init(format, width, height), L"muxer::Init() failed");
     return PYX_OK;
 }
 
@@ -145,38 +147,20 @@ PYX_RESULT PYXRingBufferImpl::ReInit(pyx_int32 width, pyx_int32 height)
 
 PYX_RESULT PYXRingBufferImpl::Terminate()
 {
-    FAIL_IF_NOT(m_spMuxer, PYX_NOT_INITIALIZED, L"Terminate() - Internal component not initialized");
-    PYXLock lock(&m_sync);
-    if (!m_tempPath.empty() && !m_listOfGOPs.empty())
+    PYXComponent* const pMuxer = m_pMuxer->Get();
+    FAIL_IF_NOT(pMuxer, PYX_NOT_INITIALIZED, L"Terminate() - Internal component not initialized");
+    PYXLock lock(m_pCache.get());
+    const std::wstring& tempPath = m_pCache->GetTempPath();
+    if (!tempPath.empty() && m_pCache->HasCompleteGOP())
     {
-        PASS_ON_FAILURE(WriteBuffer(), L"WriteBuffer() failed");
+        PASS_ON_FAILURE(WriteBuffer(m_pCache.get(), pMuxer), L"WriteBuffer() failed");
     }
-    ClearGOPs();
-    if (!m_tempPath.empty())
+    m_pCache->ClearGOPs();
+    if (!tempPath.empty())
     {
-        RemoveTree(m_tempPath);
+        RemoveTree(tempPath);
     }
     return PYX_OK;
-}
-
-PYX_RESULT PYXRingBufferImpl::HostOperation20()
-{
-    return PYX_OK;
-}
-
-PYX_RESULT PYXRingBufferImpl::HostOperation21()
-{
-    return PYX_OK;
-}
-
-PYX_RESULT PYXRingBufferImpl::HostOperation22()
-{
-    return PYX_NOT_IMPLEMENTED; // data enters through the inputs
-}
-
-PYX_RESULT PYXRingBufferImpl::HostOperation23()
-{
-    return PYX_NOT_IMPLEMENTED;
 }
 
 PYXContext* PYXRingBufferImpl::GetContext()
@@ -184,80 +168,73 @@ PYXContext* PYXRingBufferImpl::GetContext()
     return m_spContext.Get();
 }
 
-PYX_RESULT PYXRingBufferImpl::HostOperation25()
-{
-    return PYX_OK;
-}
-
-PYX_RESULT PYXRingBufferImpl::HostOperation26()
-{
-    return PYX_NOT_IMPLEMENTED;
-}
-
-PYX_RESULT PYXRingBufferImpl::HostOperation27()
-{
-    return PYX_OK;
-}
-
 pyx_int32 PYXRingBufferImpl::GetInputCount()
 {
-    return static_cast<pyx_int32>(m_InputStreams.size());
-}
-
-pyx_int32 PYXRingBufferImpl::HostOperation29()
-{
-    return 0;
+    return m_inputCount;
 }
 
 PYX_RESULT PYXRingBufferImpl::GetInput(pyx_int32 index, PYXInput** ppInput)
 {
     FAIL_IF_NOT(index >= 0 && index < GetInputCount(), PYX_INVALID_ARG, L"Invalid index");
-    FAIL_IF_NOT(ppInput != nullptr, PYX_INVALID_ARG, L"ppOutput = NULL"); // the text is fixed, though not the name
-    PYXLock lock(&m_sync);
+    FAIL_IF_NOT(ppInput != nullptr, PYX_INVALID_ARG, L"ppOutput = NULL"); // hosts match it, though the name is another
+    PYXLock lock(m_pCache.get());
     FAIL_IF_NOT(index < GetInputCount(), PYX_INVALID_ARG, L"Invalid index"); // a stream was switched off meanwhile
     PYXInterfacePtr<PYXRingBufferInput> spInput = m_InputStreams[static_cast<size_t>(index)];
     *ppInput = spInput.Detach();
     return PYX_OK;
 }
 
-PYX_RESULT PYXRingBufferImpl::HostOperation31()
-{
-    return PYX_NOT_IMPLEMENTED;
-}
-
 void PYXRingBufferImpl::OnPropertyChanged(const wchar_t* name)
 {
-    PYXLock lock(&m_sync);
-    if (Is(name, c_tempPath))
+    PYXLock lock(m_pCache.get());
+    if (Is(name, PYX_PROPERTY_TEMP_PATH))
     {
-        Terminate();
-        m_tempPath = ReadText(name);
-        Init(0, 0, 0);
+        OnTempPathChanged();
     }
-    else if (Is(name, c_duration))
+    else if (Is(name, PYX_PROPERTY_DURATION))
     {
-        PYXReadProperty(this, name, &m_duration);
-        TrimGOPs();
+        OnDurationChanged();
     }
-    else if (Is(name, c_bufferInRam))
+    else if (Is(name, PYX_PROPERTY_BUFFER_IN_RAM_ENABLED))
     {
-        Terminate();
-        PYXReadProperty(this, name, &m_bufferInRam);
-        Init(0, 0, 0);
+        OnBufferInRamChanged();
     }
-    else if (Is(name, c_enableVideo))
+    else if (Is(name, PYX_PROPERTY_ENABLE_VIDEO))
     {
-        SwitchStream(name, PYX_STREAM_TYPE_VIDEO);
+        OnStreamSwitched(name, PYX_STREAM_TYPE_VIDEO);
     }
-    else if (Is(name, c_enableAudio))
+    else if (Is(name, PYX_PROPERTY_ENABLE_AUDIO))
     {
-        SwitchStream(name, PYX_STREAM_TYPE_AUDIO);
+        OnStreamSwitched(name, PYX_STREAM_TYPE_AUDIO);
     }
 }
 
-/// Makes the input of a stream type exist exactly when its switch is on. Called
-/// with m_sync held.
-void PYXRingBufferImpl::SwitchStream(const wchar_t* switchName, pyx_int64 streamType)
+void PYXRingBufferImpl::OnTempPathChanged()
+{
+    Terminate();
+    m_pCache->SetTempPath(ReadText(PYX_PROPERTY_TEMP_PATH));
+    Init(0, 0, 0);
+}
+
+void PYXRingBufferImpl::OnDurationChanged()
+{
+    pyx_int64 duration = PYXRingBufferCache::c_defaultDuration;
+    PYXReadProperty(this, PYX_PROPERTY_DURATION, &duration);
+    m_pCache->SetDuration(duration);
+    m_pCache->TrimGOPs();
+}
+
+void PYXRingBufferImpl::OnBufferInRamChanged()
+{
+    bool inRam = false;
+    Terminate();
+    PYXReadProperty(this, PYX_PROPERTY_BUFFER_IN_RAM_ENABLED, &inRam);
+    m_pCache->SetInRam(inRam);
+    Init(0, 0, 0);
+}
+
+/// Makes the input of a stream type exist exactly when its switch is on.
+void PYXRingBufferImpl::OnStreamSwitched(const wchar_t* switchName, pyx_int64 streamType)
 {
     bool enabled = false;
     PYXReadProperty(this, switchName, &enabled);
@@ -269,20 +246,22 @@ void PYXRingBufferImpl::SwitchStream(const wchar_t* switchName, pyx_int64 stream
     const bool exists = found != m_InputStreams.end();
     if (exists && !enabled)
     {
-        const PYXInterfacePtr<PYXRingBufferInput> spRemoved = std::move(*found); // ends when the list is whole again
+        // Released after erase(), so that its end sees a consistent list.
+        const PYXInterfacePtr<PYXRingBufferInput> spRemoved = std::move(*found);
         m_InputStreams.erase(found);
+        --m_inputCount;
     }
     else if (!exists && enabled)
     {
-        m_InputStreams.push_back(CreateStreamInput(streamType));
+        AddInput(streamType);
     }
 }
 
-PYXInterfacePtr<PYXRingBufferInput> PYXRingBufferImpl::CreateStreamInput(pyx_int64 streamType)
+void PYXRingBufferImpl::AddInput(pyx_int64 streamType)
 {
-    if (streamType == PYX_STREAM_TYPE_VIDEO)
-    {
-        return PYXInterfacePtr<PYXRingBufferInput>(new PYXRingBufferVideoInput(m_pLink));
-    }
-    return PYXInterfacePtr<PYXRingBufferInput>(new PYXRingBufferAudioInput(m_pLink));
+    using Input = PYXInterfacePtr<PYXRingBufferInput>;
+    m_InputStreams.push_back(streamType == PYX_STREAM_TYPE_VIDEO
+                                 ? Input(new PYXRingBufferVideoInput(m_pCache, m_pMuxer))
+                                 : Input(new PYXRingBufferAudioInput(m_pCache, m_pMuxer)));
+    ++m_inputCount;
 }

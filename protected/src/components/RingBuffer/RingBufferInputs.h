@@ -1,36 +1,30 @@
 #pragma once
 
+#include "RingBufferCache.h"
+#include "RingBufferMuxer.h"
+
 #include "common/Component.h"
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"
 #include "common/PropertyStorageExImpl.h"
 #include "common/RefCounted.h"
+#include "common/RuntimeLoader.h"
 
 #include <atomic>
 #include <memory>
 #include <span>
 
-class PYXRingBufferImpl;
-
-/// An input's way to its component, shared by the component and every input that
-/// it ever created; null once the component has ended. A host may hold an input
-/// longer than the component does: a switched-off input still feeds the
-/// component, and an input whose component is gone answers PYX_UNEXPECTED.
-using PYXRingBufferHostLink = std::shared_ptr<std::atomic<PYXRingBufferImpl*>>;
-
 /// One stream into the ring buffer: carries its description, mirrors it to the
-/// muxer, and hands its packets to the component. Holds no packets itself.
+/// muxer, and hands its packets to the cache. Holds no packets itself.
 ///
-/// Threads: the two inputs may be called from different threads; what they share
-/// lies in the component and is guarded by the component's lock.
-/// Lifetime: counted; held by the component and by hosts. No packet may be under
-/// way while the component ends.
-class PYXRingBufferInput : public PYXPropertyStorageExImpl<PYXInput>, public PYXDestructible
+/// Threads: the two inputs may be called from different threads, and while the
+/// component ends; what they share is guarded by the cache's lock.
+/// Lifetime: counted; held by the component and by hosts. An input that is switched
+/// off still feeds its component; one whose component has ended answers
+/// PYX_UNEXPECTED.
+class PYXRingBufferInput : public PYXRefCounted<PYXPropertyStorageExImpl<PYXInput>>
 {
 public:
-    // PYXInterface
-    pyx_uint32 Acquire() override;
-    pyx_uint32 Release() override;
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override;
 
     /// Forwards the value to the muxer's first input of the same stream type,
@@ -38,44 +32,52 @@ public:
     /// on the muxer.
     PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override;
 
+    /// Null ends the stream: PYX_EOF. A disabled input drops its packets and
+    /// answers PYX_OK. PYX_UNEXPECTED: the component has ended, or the packet is no
+    /// buffer. Others are the cache's.
+    PYX_RESULT SubmitInput(PYXData* pData) override;
+
     void OnPropertyChanged(const wchar_t* name) override;
-    virtual pyx_uint32 GetRefCount();
 
 protected:
-    PYXRingBufferInput(PYXRingBufferHostLink pHost, std::span<const PYXPropertyDeclaration> properties);
+    /// `endText` is traced at the end, with the number of packets.
+    PYXRingBufferInput(std::shared_ptr<PYXRingBufferCache> pCache, std::shared_ptr<PYXRingBufferMuxer> pMuxer,
+                       std::span<const PYXPropertyDeclaration> properties, const wchar_t* endText);
+    ~PYXRingBufferInput() override;
 
-    /// The part of SubmitInput that both kinds share. PYX_OK with `*pspBuffer`
-    /// null: the packet is dropped, as a disabled input does. PYX_EOF: null
-    /// packet. PYX_UNEXPECTED: no component, or the packet is no buffer.
-    /// `*ppHost` is borrowed.
-    PYX_RESULT TakePacket(PYXData* pData, PYXRingBufferImpl** ppHost, PYXInterfacePtr<PYXBuffer>* pspBuffer);
+    /// The kind's own step of SubmitInput: stores a packet that is wanted.
+    virtual PYX_RESULT StorePacket(PYXBuffer* pBuffer) = 0;
 
-    const PYXRingBufferHostLink m_pHost; // holds no reference to the component
-    bool m_enabled = true;               // copy of "Enabled"
-    pyx_uint64 m_packetCount = 0;
+    /// PYX_UNEXPECTED (traced) once the component has ended. To rely on PYX_OK, hold
+    /// the cache's lock.
+    PYX_RESULT CheckOpen() const;
+
+    const std::shared_ptr<PYXRingBufferCache> m_pCache;
 
 private:
-    PYX_RESULT MirrorToMuxer(PYXRingBufferImpl* pHost, const wchar_t* name, const PYXVariant& value, bool* pStore);
-
-    PYXReferenceCount m_count;
+    const std::shared_ptr<PYXRingBufferMuxer> m_pMuxer;
+    const wchar_t* const m_endText;
+    const PYXRuntimeReference m_runtime; // an input traces at its end, and may outlive its component
+    std::atomic<bool> m_enabled = true;  // copy of "Enabled"
+    std::atomic<pyx_uint64> m_packetCount = 0;
 };
 
 /// Tells start packets from regular ones by the packet's frame type.
 class PYXRingBufferVideoInput final : public PYXRingBufferInput
 {
 public:
-    explicit PYXRingBufferVideoInput(PYXRingBufferHostLink pHost);
-    ~PYXRingBufferVideoInput() override;
+    PYXRingBufferVideoInput(std::shared_ptr<PYXRingBufferCache> pCache, std::shared_ptr<PYXRingBufferMuxer> pMuxer);
 
-    PYX_RESULT SubmitInput(PYXData* pData) override;
+private:
+    PYX_RESULT StorePacket(PYXBuffer* pBuffer) override;
 };
 
-/// Queues audio packets; their time stamps decide where they go.
+/// Leaves it to the packets' time stamps where they go.
 class PYXRingBufferAudioInput final : public PYXRingBufferInput
 {
 public:
-    explicit PYXRingBufferAudioInput(PYXRingBufferHostLink pHost);
-    ~PYXRingBufferAudioInput() override;
+    PYXRingBufferAudioInput(std::shared_ptr<PYXRingBufferCache> pCache, std::shared_ptr<PYXRingBufferMuxer> pMuxer);
 
-    PYX_RESULT SubmitInput(PYXData* pData) override;
+private:
+    PYX_RESULT StorePacket(PYXBuffer* pBuffer) override;
 };

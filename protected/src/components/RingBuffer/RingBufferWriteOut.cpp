@@ -1,24 +1,21 @@
-#include "RingBufferImpl.h"
+#include "RingBufferWriteOut.h"
 
+#include "RingBufferTrace.h"
+
+#include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
-#include "common/StreamProperties.h"
 
 #include <utility>
-
-// The cache on its way into the muxer.
 
 namespace
 {
 
 constexpr const PYXTraceSource& c_traceSource = c_ringBufferTraceSource;
 
-/// Where the two kinds of packets differ: the group's operations and the texts.
+/// Where the two kinds of packets differ.
 struct StreamKind
 {
-    pyx_size (PYXRingBufferGOP::*getCount)();
-    PYX_RESULT (PYXRingBufferGOP::*getPacket)(pyx_int32 idx, PYXBuffer** ppPacket);
-    PYX_RESULT (PYXRingBufferGOP::*open)(pyx_uint32 mode);
-    PYX_RESULT (PYXRingBufferGOP::*close)();
+    bool isVideo;
     const wchar_t* openFailed;
     const wchar_t* fetchFailed;
     const wchar_t* submitFailed;
@@ -26,10 +23,7 @@ struct StreamKind
 };
 
 constexpr StreamKind c_video{
-    &PYXRingBufferGOP::GetVideoPacketCount,
-    &PYXRingBufferGOP::GetVideoPacket,
-    &PYXRingBufferGOP::OpenVideoFile,
-    &PYXRingBufferGOP::CloseVideoFile,
+    true,
     L"WriteBuffer() Failed to open temp video file.",
     L"WriteBuffer() failed to retrieve video frame %d.",
     L"WriteBuffer() failed to submit video frame %d.",
@@ -37,10 +31,7 @@ constexpr StreamKind c_video{
 };
 
 constexpr StreamKind c_audio{
-    &PYXRingBufferGOP::GetAudioPacketCount,
-    &PYXRingBufferGOP::GetAudioPacket,
-    &PYXRingBufferGOP::OpenAudioFile,
-    &PYXRingBufferGOP::CloseAudioFile,
+    false,
     L"WriteBuffer() Failed to open temp audio file.",
     L"WriteBuffer() failed to retrieve audio frame %d.",
     L"WriteBuffer() failed to submit audio frame %d.",
@@ -61,10 +52,12 @@ public:
     {
         m_pGroup = pGroup;
         m_index = 0;
-        m_count = m_spInput ? static_cast<pyx_int32>((pGroup->*m_kind.getCount)()) : 0;
+        m_count = m_spInput ? GetPacketCount() : 0;
         if (m_spInput)
         {
-            PASS_ON_FAILURE((pGroup->*m_kind.open)(PYX_STREAM_MODE_READ), m_kind.openFailed);
+            PASS_ON_FAILURE(m_kind.isVideo ? pGroup->OpenVideoFile(PYX_STREAM_MODE_READ)
+                                           : pGroup->OpenAudioFile(PYX_STREAM_MODE_READ),
+                            m_kind.openFailed);
         }
         return PYX_OK;
     }
@@ -73,7 +66,7 @@ public:
     {
         if (m_spInput)
         {
-            (m_pGroup->*m_kind.close)();
+            m_kind.isVideo ? m_pGroup->CloseVideoFile() : m_pGroup->CloseAudioFile();
         }
     }
 
@@ -90,30 +83,27 @@ public:
         {
             return PYX_OK;
         }
-        PASS_ON_FAILURE((m_pGroup->*m_kind.getPacket)(m_index, m_spPending.Out()), m_kind.fetchFailed, m_index);
+        PASS_ON_FAILURE(m_kind.isVideo ? m_pGroup->GetVideoPacket(m_index, m_spPending.Out())
+                                       : m_pGroup->GetAudioPacket(m_index, m_spPending.Out()),
+                        m_kind.fetchFailed, m_index);
         m_pendingPts = PYXSubtractTicks(m_spPending->GetPts(), m_base);
         m_spPending->SetPts(m_pendingPts);
         return PYX_OK;
     }
 
-    bool HasPending() const
+    /// True when its pending packet goes before the other kind's, if any.
+    bool IsBefore(const StreamWriter& other) const
     {
-        return static_cast<bool>(m_spPending);
-    }
-
-    pyx_int64 PendingPts() const
-    {
-        return m_pendingPts;
+        return m_spPending && (!other.m_spPending || m_pendingPts < other.m_pendingPts);
     }
 
     /// Submits the pending packet once; past the duration it is dropped. A muxer
     /// that refuses it gets the next one all the same.
     void Send()
     {
-        if (PendingPts() < m_limit && m_spInput->SubmitInput(m_spPending.Get()) != PYX_OK)
+        if (m_pendingPts < m_limit && m_spInput->SubmitInput(m_spPending.Get()) != PYX_OK)
         {
-            Trace(c_traceSource.source, __LINE__, PYX_TRACE_WARNING, c_traceSource.scope, 1, m_kind.submitFailed,
-                  m_index);
+            TRACE_WARNING(m_kind.submitFailed, m_index);
         }
         m_spPending.Reset();
         ++m_index;
@@ -131,6 +121,12 @@ public:
     }
 
 private:
+    pyx_int32 GetPacketCount() const
+    {
+        return static_cast<pyx_int32>(m_kind.isVideo ? m_pGroup->GetVideoPacketCount()
+                                                     : m_pGroup->GetAudioPacketCount());
+    }
+
     const StreamKind& m_kind;
     PYXInterfacePtr<PYXInput> m_spInput; // null: the muxer has none of this kind
     const pyx_int64 m_base;              // 100 ns ticks
@@ -142,46 +138,14 @@ private:
     pyx_int32 m_count = 0;
 };
 
-/// Sends one group's packets in the order of their times; video wins a tie.
-PYX_RESULT MergeGroup(StreamWriter* pVideo, StreamWriter* pAudio)
-{
-    while (!pVideo->IsDone() || !pAudio->IsDone())
-    {
-        for (StreamWriter* pWriter : {pVideo, pAudio})
-        {
-            if (const PYX_RESULT result = pWriter->Fetch(); result != PYX_OK)
-            {
-                return result;
-            }
-        }
-        const bool audioFirst =
-            !pVideo->HasPending() || (pAudio->HasPending() && pVideo->PendingPts() > pAudio->PendingPts());
-        (audioFirst ? pAudio : pVideo)->Send();
-    }
-    return PYX_OK;
-}
-
-PYX_RESULT WriteGroup(PYXRingBufferGOP* pGroup, StreamWriter* pVideo, StreamWriter* pAudio)
-{
-    for (StreamWriter* pWriter : {pVideo, pAudio})
-    {
-        if (const PYX_RESULT result = pWriter->OpenGroup(pGroup); result != PYX_OK)
-        {
-            return result;
-        }
-    }
-    if (const PYX_RESULT result = MergeGroup(pVideo, pAudio); result != PYX_OK)
-    {
-        return result;
-    }
-    pVideo->CloseGroup();
-    pAudio->CloseGroup();
-    return PYX_OK;
-}
-
 /// The muxer's last input of each stream type; either may stay null.
-PYX_RESULT ChooseInputs(PYXComponentEx* pMuxer, PYXInterfacePtr<PYXInput>* pspVideo,
-                        PYXInterfacePtr<PYXInput>* pspAudio)
+struct MuxerInputs
+{
+    PYXInterfacePtr<PYXInput> spVideo;
+    PYXInterfacePtr<PYXInput> spAudio;
+};
+
+PYX_RESULT ChooseInputs(PYXComponentEx* pMuxer, MuxerInputs* pInputs)
 {
     for (pyx_int32 i = 0; i < pMuxer->GetInputCount(); ++i)
     {
@@ -193,57 +157,71 @@ PYX_RESULT ChooseInputs(PYXComponentEx* pMuxer, PYXInterfacePtr<PYXInput>* pspVi
                         L"Muxer GetProperty() failed");
         if (streamType == PYX_STREAM_TYPE_VIDEO)
         {
-            *pspVideo = spInput;
+            pInputs->spVideo = spInput;
         }
         else if (streamType == PYX_STREAM_TYPE_AUDIO)
         {
-            *pspAudio = spInput;
+            pInputs->spAudio = spInput;
         }
     }
     return PYX_OK;
 }
 
+/// Writes groups: within each, the packets of both kinds in the order of their
+/// times; video wins a tie.
+class GroupWriter
+{
+public:
+    GroupWriter(const MuxerInputs& inputs, pyx_int64 base, pyx_int64 limit)
+        : m_video(c_video, inputs.spVideo, base, limit), m_audio(c_audio, inputs.spAudio, base, limit)
+    {
+    }
+
+    PYX_RESULT Write(PYXRingBufferGOP* pGroup)
+    {
+        RETURN_ON_ERROR(m_video.OpenGroup(pGroup));
+        RETURN_ON_ERROR(m_audio.OpenGroup(pGroup));
+        while (!m_video.IsDone() || !m_audio.IsDone())
+        {
+            RETURN_ON_ERROR(m_video.Fetch());
+            RETURN_ON_ERROR(m_audio.Fetch());
+            (m_audio.IsBefore(m_video) ? m_audio : m_video).Send();
+        }
+        m_video.CloseGroup();
+        m_audio.CloseGroup();
+        return PYX_OK;
+    }
+
+    PYX_RESULT End()
+    {
+        RETURN_ON_ERROR(m_video.SendEnd());
+        return m_audio.SendEnd();
+    }
+
+private:
+    StreamWriter m_video;
+    StreamWriter m_audio;
+};
+
 } // namespace
 
-/// Pushes every stored packet, oldest group first, into the muxer, with times
-/// that start at zero and nothing at or past the duration, then ends both
-/// streams and empties the cache. Nothing cached is traced and answered with
-/// PYX_OK. On failure the groups stay, the active one among them, in the list.
-PYX_RESULT PYXRingBufferImpl::WriteBuffer()
+PYX_RESULT WriteBuffer(PYXRingBufferCache* pCache, PYXComponent* pMuxer)
 {
-    FAIL_IF_NOT(m_spMuxer, PYX_NOT_INITIALIZED, L"WriteBuffer() - Internal component not initialized");
-    FAIL_IF_NOT(!m_listOfGOPs.empty() || m_pActiveGOP, PYX_OK, L"WriteBuffer() - No video packets found");
-    PYXLock lock(&m_sync);
-    const auto spMuxerEx = m_spMuxer.Query<PYXComponentEx>();
+    FAIL_IF_NOT(pMuxer, PYX_NOT_INITIALIZED, L"WriteBuffer() - Internal component not initialized");
+    PYXLock lock(pCache);
+    FAIL_IF_NOT(pCache->HasGOP(), PYX_OK, L"WriteBuffer() - No video packets found");
+    const auto spMuxerEx = PYXInterfacePtr(pMuxer).Query<PYXComponentEx>();
     FAIL_IF_NOT(spMuxerEx, PYX_UNEXPECTED, L"Muxer is of invalid type");
-    PYXInterfacePtr<PYXInput> spVideoInput;
-    PYXInterfacePtr<PYXInput> spAudioInput;
-    if (const PYX_RESULT result = ChooseInputs(spMuxerEx.Get(), &spVideoInput, &spAudioInput); result != PYX_OK)
+    MuxerInputs inputs;
+    RETURN_ON_ERROR(ChooseInputs(spMuxerEx.Get(), &inputs));
+
+    const PYXRingBufferCache::GOPList& groups = pCache->CompleteGOPs();
+    GroupWriter writer(inputs, groups.front()->GetPts(), pCache->GetDuration() * PYX_TICKS_PER_SECOND);
+    for (const auto& pGroup : groups)
     {
-        return result;
+        RETURN_ON_ERROR(writer.Write(pGroup.get()));
     }
-    if (m_pActiveGOP)
-    {
-        m_listOfGOPs.push_back(std::move(m_pActiveGOP));
-    }
-    const pyx_int64 base = m_listOfGOPs.front()->GetPts();
-    const pyx_int64 limit = m_duration * PYX_TICKS_PER_SECOND;
-    StreamWriter video(c_video, std::move(spVideoInput), base, limit);
-    StreamWriter audio(c_audio, std::move(spAudioInput), base, limit);
-    for (const auto& pGroup : m_listOfGOPs)
-    {
-        if (const PYX_RESULT result = WriteGroup(pGroup.get(), &video, &audio); result != PYX_OK)
-        {
-            return result;
-        }
-    }
-    for (StreamWriter* pWriter : {&video, &audio})
-    {
-        if (const PYX_RESULT result = pWriter->SendEnd(); result != PYX_OK)
-        {
-            return result;
-        }
-    }
-    ClearGOPs();
+    RETURN_ON_ERROR(writer.End());
+    pCache->ClearGOPs();
     return PYX_OK;
 }

@@ -1,0 +1,145 @@
+#pragma once
+
+#include "RingBufferGOP.h"
+
+#include "common/CriticalSection.h"
+#include "common/HostContract.h"
+#include "common/InterfacePtr.h"
+#include "common/ThreadSafety.h"
+
+#include <atomic>
+#include <deque>
+#include <list>
+#include <memory>
+#include <string>
+
+/// What a ring buffer keeps: the last seconds of its packets, in groups of
+/// pictures.
+///
+///     video --start packet--> m_pActiveGOP --next start--> m_listOfGOPs --too old--> dropped
+///     audio --> m_pendingAudio --by time stamp--> the group that covers it
+///
+/// Threads: the cache is its own lock, and the lock of the whole ring buffer. It
+/// is recursive, and taken before the lock of a group and of a property storage.
+/// Whoever calls an operation holds it; the context and packets are called under it.
+/// Lifetime: shared by the component and every input that it ever created. A host
+/// may keep an input longer than the component, which closes the cache when it
+/// ends: from then on the cache is empty, and its inputs refuse what they are given.
+class PYXRingBufferCache final : public PYXCriticalSection
+{
+public:
+    using GOPList = std::list<std::unique_ptr<PYXRingBufferGOP>>;
+
+    static constexpr pyx_int64 c_defaultDuration = 30; // seconds
+
+    /// `pContext` is borrowed until the cache is closed; it may be null, and then
+    /// no packet can be stored.
+    explicit PYXRingBufferCache(PYXContext* pContext);
+
+    /// False once the component has ended. Needs no lock, but to rely on the answer
+    /// hold it.
+    bool IsOpen() const
+    {
+        return m_isOpen;
+    }
+
+    /// Empties the cache for good. There is no intake after this.
+    void Close() PYX_REQUIRES(this);
+
+    // Intake, while the cache is open.
+
+    /// Closes the active group into the list, opens a new one with this packet,
+    /// places waiting audio and trims. PYX_INVALID_ARG: null packet.
+    /// PYX_OUT_OF_MEMORY: no new group; none is active then. When waiting audio
+    /// cannot be placed first, the old group stays active and the packet is not
+    /// taken; on a later failure the new group stays active even if empty.
+    PYX_RESULT AddVideoStartPacket(PYXBuffer* pPacket) PYX_REQUIRES(this);
+
+    /// Appends to the active group; without one the packet is dropped and the
+    /// answer PYX_OK. PYX_INVALID_ARG: null packet.
+    PYX_RESULT AddVideoRegularPacket(PYXBuffer* pPacket) PYX_REQUIRES(this);
+
+    /// Queues an audio packet, acquired, and places what waits.
+    PYX_RESULT AddAudioPacket(PYXBuffer* pPacket) PYX_REQUIRES(this);
+
+    /// Gives waiting audio to the groups that cover it. Before the first group, and
+    /// when the active one refuses it, it waits, and the answer is PYX_OK. What is
+    /// older than the oldest group is dropped; what an older group refuses is lost,
+    /// and the answer is the group's.
+    PYX_RESULT AddAudioPacketsToGOP() PYX_REQUIRES(this);
+
+    /// Drops the oldest groups as long as what remains is still longer than the
+    /// duration. The active group stays, unless the duration is 0 or less.
+    PYX_RESULT TrimGOPs() PYX_REQUIRES(this);
+
+    /// Ends all groups and releases the audio that waits.
+    void ClearGOPs() PYX_REQUIRES(this);
+
+    // What new groups are made with, and how much is kept.
+
+    /// Seconds.
+    pyx_int64 GetDuration() const PYX_REQUIRES(this)
+    {
+        return m_duration;
+    }
+
+    /// Takes effect with the next TrimGOPs.
+    void SetDuration(pyx_int64 duration) PYX_REQUIRES(this)
+    {
+        m_duration = duration;
+    }
+
+    /// The directory for temporary files; empty: none is set.
+    const std::wstring& GetTempPath() const PYX_REQUIRES(this)
+    {
+        return m_tempPath;
+    }
+
+    void SetTempPath(std::wstring tempPath) PYX_REQUIRES(this)
+    {
+        m_tempPath = std::move(tempPath);
+    }
+
+    void SetInRam(bool inRam) PYX_REQUIRES(this)
+    {
+        m_inRam = inRam;
+    }
+
+    // For the write-out.
+
+    bool HasCompleteGOP() const PYX_REQUIRES(this)
+    {
+        return !m_listOfGOPs.empty();
+    }
+
+    /// A complete one or the active one.
+    bool HasGOP() const PYX_REQUIRES(this)
+    {
+        return HasCompleteGOP() || m_pActiveGOP;
+    }
+
+    /// All groups, oldest first. The active one is complete from here on, its files
+    /// still open; the next start packet opens another.
+    const GOPList& CompleteGOPs() PYX_REQUIRES(this);
+
+private:
+    PYX_RESULT CloseActiveGOP() PYX_REQUIRES(this);
+    std::unique_ptr<PYXRingBufferGOP> CreateGOP() const PYX_REQUIRES(this);
+    bool AddAudioToActiveGOP(PYXBuffer* pPacket) PYX_REQUIRES(this);
+    PYX_RESULT AddAudioToCachedGOP(PYXBuffer* pPacket, pyx_int64 pts) PYX_REQUIRES(this);
+
+    PYXContext* const m_pContext;
+    std::atomic<bool> m_isOpen = true;                             // changed under the lock
+    pyx_int64 m_duration PYX_GUARDED_BY(this) = c_defaultDuration; // seconds
+    std::wstring m_tempPath PYX_GUARDED_BY(this);
+    bool m_inRam PYX_GUARDED_BY(this) = false;
+
+    /// Waits for a group, in order of arrival.
+    std::deque<PYXInterfacePtr<PYXBuffer>> m_pendingAudio PYX_GUARDED_BY(this);
+
+    /// Complete groups, oldest first.
+    GOPList m_listOfGOPs PYX_GUARDED_BY(this);
+
+    /// Being filled, not in the list.
+    std::unique_ptr<PYXRingBufferGOP> m_pActiveGOP PYX_GUARDED_BY(this);
+};
