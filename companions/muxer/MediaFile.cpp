@@ -115,7 +115,7 @@ PYX_RESULT MediaFile::Finish()
     return PYX_OK;
 }
 
-int MediaFile::OnWrite(void* pFile, pyx_uint8* pData, int size)
+int MediaFile::OnWrite(void* pFile, WrittenByte* pData, int size)
 {
     return static_cast<OutputFile*>(pFile)->Write(pData, static_cast<pyx_uint32>(size)) ? size : AVERROR(EIO);
 }

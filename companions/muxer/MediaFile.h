@@ -53,7 +53,13 @@ public:
     PYX_RESULT Finish();
 
 private:
-    static int OnWrite(void* pFile, pyx_uint8* pData, int size);
+#if LIBAVFORMAT_VERSION_MAJOR >= 61
+    using WrittenByte = const pyx_uint8;
+#else
+    using WrittenByte = pyx_uint8;
+#endif
+
+    static int OnWrite(void* pFile, WrittenByte* pData, int size);
     static pyx_int64 OnSeek(void* pFile, pyx_int64 offset, int whence);
     std::wstring GetReason(int error) const;
     bool OpenIo();
