@@ -72,8 +72,7 @@ void IntakeIntoFiles(benchmark::State& state, const IntakeCase& what)
         for (int i = 0; i < what.measuredGroups; ++i)
         {
             const auto group = source.NextGroup();
-            InTurns(
-                i, [&] { TakeTimed(group, &subject, &module); }, [&] { TakeTimed(group, &fileFloor, &write); });
+            InTurns(i, [&] { TakeTimed(group, &subject, &module); }, [&] { TakeTimed(group, &fileFloor, &write); });
             TakeTimed(group, &copyFloor, &copy);
         }
         state.SetIterationTime(module.PerPacket() / 1e6);

@@ -25,7 +25,7 @@ PYX_RESULT ReadAs(PYXPropertyStorage* pStorage, const wchar_t* name, PYXVariantT
 
 /// The numeric kinds: nothing readable counts as zero.
 template <class Value>
-PYX_RESULT ReadPlain(PYXPropertyStorage* pStorage, const wchar_t* name, PYXVariantType type, Value PYXVariant::*member,
+PYX_RESULT ReadPlain(PYXPropertyStorage* pStorage, const wchar_t* name, PYXVariantType type, Value PYXVariant::* member,
                      Value* pValue)
 {
     PYXVariantOwner converted;

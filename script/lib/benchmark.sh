@@ -10,9 +10,8 @@ source "$PYX_ROOT/script/lib/packages.sh"
 
 target=$PYX_CACHE/benchmark
 if [[ ! -e $target/CMakeLists.txt ]]; then
-    mkdir -p "$PYX_CACHE"
-    exec 9>"$PYX_CACHE/benchmark.lock"
-    flock 9
+    need_folder "$PYX_CACHE"
+    hold_lock "$PYX_CACHE/benchmark.lock"
     if [[ ! -e $target/CMakeLists.txt ]]; then # nobody fetched it while we waited
         work=$(mktemp -d)
         trap 'rm -rf "$work" "$target.partial"' EXIT

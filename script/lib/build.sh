@@ -1,30 +1,72 @@
 # Building. Sourced after common.sh and packages.sh.
 #
-#   build_preset PRESET [TARGET...]   installs what building needs, configures when that is due, and builds (everything,
-#                                     or the targets) to build/PRESET; programs and modules lie in build/PRESET/bin
+#   build_preset PRESET [TARGET...]   installs what building needs, configures when that is due, and builds the targets, or
+#                                     else everything, which includes the tests, to build/PRESET; programs and modules
+#                                     lie in build/PRESET/bin
+#   build_folder FOLDER PRESET ENTRY... -- [TARGET...]   the last two steps, for another folder below build/ and with
+#                                     these cache entries (NAME:TYPE=VALUE)
+#
+# Both write nothing and say nothing when all is built, so that a checkout that is built may be read-only.
 # shellcheck shell=bash disable=SC2164 # errexit is set by those who source this file
+
+# FOLDER ENTRY...: whether it is configured so, and from this checkout rather than one that this is a copy of.
+is_configured()
+{
+    local folder=$1 entry
+    shift
+    [[ -e $folder/build.ninja ]] || return
+    for entry in "CMAKE_HOME_DIRECTORY:INTERNAL=$PYX_ROOT" "$@"; do
+        grep -qsxF -- "$entry" "$folder/CMakeCache.txt" || return
+    done
+}
+
+# FOLDER TARGET...
+is_built()
+{
+    local plan
+    plan=$(ninja -C "$1" -n "${@:2}" 2>/dev/null) && [[ $plan == *'no work to do'* ]]
+}
+
+# What follows works on build_folder's variables.
+
+is_done() { is_configured "$folder" "${entries[@]}" && is_built "$folder" "${targets[@]}"; }
 
 configure_and_build()
 {
-    local preset=$1 ffmpeg=$2 folder=$PYX_ROOT/build/$1
-    shift 2
-    cd "$PYX_ROOT"
-    exec 9>"$PYX_ROOT/build/lock" # two scripts at once would write the same objects
-    flock 9
-    if [[ ! -e $folder/build.ninja ]] || ! grep -qsxF "PYX_FFMPEG_ROOT:PATH=$ffmpeg" "$folder/CMakeCache.txt"; then
-        cmake --preset "$preset" -DPYX_FFMPEG_ROOT:PATH="$ffmpeg"
+    if ! is_configured "$folder" "${entries[@]}"; then
+        is_configured "$folder" || rm -rf "$folder" # what was built elsewhere names the folders there
+        cd "$PYX_ROOT"
+        cmake --preset "$preset" -B "$folder" "${entries[@]/#/-D}"
     fi
-    local targets=()
-    [[ $# -eq 0 ]] || targets=(--target "$@")
-    cmake --build --preset "$preset" --parallel "$PYX_JOBS" "${targets[@]}"
+    cmake --build "$folder" --parallel "$PYX_JOBS" "${targets[@]/#/--target=}"
+}
+
+build_folder()
+{
+    local folder=$1 preset=$2 entries=() targets
+    shift 2
+    while [[ $1 != -- ]]; do
+        entries+=("$1")
+        shift
+    done
+    targets=("${@:2}")
+    is_done && return
+    need_folder "$PYX_ROOT/build"
+    hold_lock "$PYX_ROOT/build/lock" # two scripts at once would write the same objects
+    is_done || quietly "Building (${folder##*/})" configure_and_build
+    exec 9>&-
 }
 
 build_preset()
 {
-    local preset=$1 ffmpeg
+    local preset=$1 folder=$PYX_ROOT/build/$1 ffmpeg tests=OFF
     shift
     need_packages "${PACKAGES_BUILD[@]}"
+    # Whoever builds a part leaves the tests as they are; they need packages of their own.
+    if [[ $# -eq 0 ]] || is_configured "$folder" PYX_TESTS:BOOL=ON; then
+        tests=ON
+        need_packages "${PACKAGES_TEST[@]}"
+    fi
     ffmpeg=$("$PYX_ROOT/script/lib/ffmpeg.sh")
-    mkdir -p "$PYX_ROOT/build"
-    quietly "Building ($preset)" configure_and_build "$preset" "$ffmpeg" "$@"
+    build_folder "$folder" "$preset" "PYX_FFMPEG_ROOT:PATH=$ffmpeg" "PYX_TESTS:BOOL=$tests" -- "$@"
 }

@@ -6,13 +6,16 @@
 #   say TEXT            a line of progress on standard error
 #   die TEXT [CODE]     a line of failure on standard error, then exit (1)
 #   quietly TEXT CMD... runs CMD silently; says TEXT first, shows CMD's output only when it fails
-#   source_files        the project's own C++ files, one per line
+#   need_folder FOLDER  makes it with its parents; when that cannot be, says which variable names another one, and exits
+#   hold_lock FILE      waits for the lock, which this script then has until it ends (or closes 9); says when it waits
+#   source_files        the project's own C++ files, one per line, from the checkout's folder
 # shellcheck shell=bash
 
 PYX_ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+HOME=${HOME:-$(getent passwd "$EUID" | cut -d: -f6 || true)}
 PYX_CACHE=${PYX_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/pyx-ring-buffer}
 PYX_JOBS=${PYX_JOBS:-$(nproc)}
-export PYX_ROOT PYX_CACHE PYX_JOBS
+export HOME PYX_ROOT PYX_CACHE PYX_JOBS
 
 say() { printf '%s\n' "== $*" >&2; }
 
@@ -20,6 +23,29 @@ die()
 {
     printf '%s\n' "$1" >&2
     exit "${2:-1}"
+}
+
+# A folder for temporary files that is not there would stop every step that makes one, each with words of its own.
+if [[ -n ${TMPDIR:-} && ! -w $TMPDIR ]]; then
+    say "TMPDIR is no folder that can be written, so /tmp is used: $TMPDIR"
+    unset TMPDIR
+fi
+
+need_folder()
+{
+    mkdir -p "$1" 2>/dev/null && [[ -w $1 ]] && return
+    case $1 in
+    "$PYX_CACHE"*) die "This folder, which keeps libraries between runs, cannot be written: $1 (PYX_CACHE names another)" ;;
+    *) die "This folder, which is needed to build, cannot be written: $1" ;;
+    esac
+}
+
+hold_lock()
+{
+    exec 9>"$1"
+    flock --nonblock 9 && return
+    say "Waiting for another run ($1)"
+    flock 9
 }
 
 quietly()
@@ -37,7 +63,7 @@ quietly()
     if [[ $status -ne 0 ]]; then
         cat "$log" >&2
         rm -f "$log"
-        die "Failed: $text" "$status"
+        die "Failed: $text"
     fi
     rm -f "$log"
 }
@@ -45,9 +71,5 @@ quietly()
 # The project's own C++ files, one per line.
 source_files()
 {
-    local folders=() folder
-    for folder in public protected companions tests bench; do
-        [[ ! -d $PYX_ROOT/$folder ]] || folders+=("$PYX_ROOT/$folder")
-    done
-    find "${folders[@]}" -type f \( -name '*.h' -o -name '*.cpp' \) | sort
+    (cd "$PYX_ROOT" && find public protected companions tests bench -type f \( -name '*.h' -o -name '*.cpp' \) | sort)
 }

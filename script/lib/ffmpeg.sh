@@ -50,9 +50,8 @@ target=$PYX_CACHE/ffmpeg-${version#*:}-$hash # a colon would part a list of fold
 
 if [[ ${1:-} != --where && ! -e $target/lib/libavformat.a ]]; then
     need_packages "${PACKAGES_BUILD[@]}"
-    mkdir -p "$PYX_CACHE"
-    exec 9>"$PYX_CACHE/ffmpeg.lock"
-    flock 9
+    need_folder "$PYX_CACHE"
+    hold_lock "$PYX_CACHE/ffmpeg.lock"
     if [[ ! -e $target/lib/libavformat.a ]]; then # nobody built it while we waited
         work=$(mktemp -d)
         trap 'rm -rf "$work" "$target.partial"' EXIT

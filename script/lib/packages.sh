@@ -6,14 +6,14 @@
 #   installed_source_version PACKAGE   version of the source that an installed package was built from
 # shellcheck shell=bash disable=SC2034,SC2164 # the lists are for those who source this file, who also set errexit
 
-PACKAGES_BUILD=(cmake ninja-build gcc-mingw-w64-x86-64-posix g++-mingw-w64-x86-64-posix googletest libcli11-dev
+PACKAGES_BUILD=(cmake ninja-build gcc-mingw-w64-x86-64-posix g++-mingw-w64-x86-64-posix libcli11-dev
     nlohmann-json3-dev)
 PACKAGES_RUN=(wine64)
 PACKAGES_MEDIA=(ffmpeg)                          # test videos, and the judge of what was written
 PACKAGES_SOURCE=(dpkg-dev make gcc libc6-dev)    # unpacking source packages and building FFmpeg's libraries
-PACKAGES_ABI=(clang lld)                         # the second compiler of the binary contract's test
-PACKAGES_FORMAT=(clang-format)
-PACKAGES_LINT=(clang-tidy cppcheck)
+PACKAGES_TEST=(googletest clang lld python3)     # the second compiler is the binary contract's
+PYX_LLVM=19                                      # both releases of Debian have it, and others format differently
+PACKAGES_LINT=("clang-format-$PYX_LLVM" "clang-tidy-$PYX_LLVM" cppcheck)
 
 as_root()
 {
@@ -22,6 +22,13 @@ as_root()
     else
         sudo "$@"
     fi
+}
+
+# Whether as_root works, perhaps after asking for a password.
+may_be_root()
+{
+    [[ $EUID -eq 0 ]] && return
+    [[ $(type -t sudo) ]] && { sudo -n true 2>/dev/null || [[ -t 2 ]]; }
 }
 
 is_installed()
@@ -50,7 +57,9 @@ need_packages()
     for name in "$@"; do
         is_installed "$name" || missing+=("$name")
     done
-    [[ ${#missing[@]} -eq 0 ]] || quietly "Installing ${missing[*]}" install_packages "${missing[@]}"
+    [[ ${#missing[@]} -gt 0 ]] || return 0
+    may_be_root || die "Packages are missing, and only root may install them: apt-get install ${missing[*]}"
+    quietly "Installing ${missing[*]}" install_packages "${missing[@]}"
 }
 
 # The machine's own package sources with their source packages instead of the binary ones, written below $1.

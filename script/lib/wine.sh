@@ -19,7 +19,7 @@ unset DISPLAY WAYLAND_DISPLAY
 make_wine_prefix()
 {
     [[ ! -e $WINEPREFIX/system.reg ]] || return 0
-    mkdir -p "$PYX_CACHE"
+    need_folder "$PYX_CACHE"
     (
         flock 9
         [[ ! -e $WINEPREFIX/system.reg ]] || exit 0

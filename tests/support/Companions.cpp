@@ -15,7 +15,7 @@ namespace
 
 PYXCriticalSection s_sync;
 
-void Note(std::string Companions::*log, const std::string& entry, char separator = '\n')
+void Note(std::string Companions::* log, const std::string& entry, char separator = '\n')
 {
     PYXLock lock(&s_sync);
     std::string& text = Companions::Get().*log;
@@ -121,7 +121,7 @@ Companions& Companions::Get()
     return s_companions;
 }
 
-std::string Companions::Take(std::string Companions::*log)
+std::string Companions::Take(std::string Companions::* log)
 {
     PYXLock lock(&s_sync);
     return std::exchange(this->*log, {});

@@ -15,7 +15,7 @@ struct Companions
     static Companions& Get();
 
     /// What a log holds since the last call.
-    std::string Take(std::string Companions::*log);
+    std::string Take(std::string Companions::* log);
 
     std::string inputs = "VA"; ///< of each new muxer: V video, A audio, D data, 0 a null input
     bool isComponentEx = true;
