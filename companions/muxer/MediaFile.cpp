@@ -9,6 +9,9 @@ extern "C"
 #include <libavutil/opt.h>
 }
 
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
 #include <cwchar>
 
 namespace
@@ -34,6 +37,21 @@ constexpr int c_ioBufferSize = 256 * 1024;
 /// Ticks per second of the film's own clock, which delays the start of a
 /// stream: finer than the usual milliseconds, so that sound starts where it was.
 constexpr pyx_int64 c_movieTimescale = 90000;
+
+/// Ticks since 1970 as "2026-05-04T12:34:56.500000Z".
+std::string FormatTime(pyx_int64 ticks)
+{
+    using namespace std::chrono;
+    const auto second = static_cast<sys_seconds>(seconds(ticks / PYX_TICKS_PER_SECOND));
+    const year_month_day day(floor<days>(second));
+    const hh_mm_ss time(second - floor<days>(second));
+    char text[64];
+    std::snprintf(text, sizeof(text), "%04d-%02u-%02uT%02lld:%02lld:%02lld.%06lldZ", static_cast<int>(day.year()),
+                  static_cast<unsigned>(day.month()), static_cast<unsigned>(day.day()),
+                  static_cast<long long>(time.hours().count()), static_cast<long long>(time.minutes().count()),
+                  static_cast<long long>(time.seconds().count()), ticks % PYX_TICKS_PER_SECOND / 10);
+    return text;
+}
 
 } // namespace
 
@@ -72,17 +90,35 @@ AVStream* MediaFile::AddStream()
     return avformat_new_stream(m_pContext, nullptr);
 }
 
-PYX_RESULT MediaFile::Start()
+PYX_RESULT MediaFile::Start(const FileDetails& details)
 {
     FAIL_IF_NOT(m_file.Create(m_path), PYX_FILE_NOT_OPEN, L"the file cannot be written: %s: %s", m_path.c_str(),
                 m_file.GetErrorText().c_str());
     FAIL_IF_NOT(OpenIo(), PYX_OUT_OF_MEMORY, L"no memory to write %s", m_path.c_str());
 
-    // Only some containers have this clock.
-    av_opt_set_int(m_pContext->priv_data, "movie_timescale", c_movieTimescale, 0);
+    SetDetails(details);
     const int error = avformat_write_header(m_pContext, nullptr);
     PASS_ON_FAILURE(ToResult(error), L"the header cannot be written: %s: %s", m_path.c_str(), GetReason(error).c_str());
     return PYX_OK;
+}
+
+/// Of the options that are set here each is known to some containers only.
+void MediaFile::SetDetails(const FileDetails& details)
+{
+    void* pOptions = m_pContext->priv_data;
+    av_opt_set_int(pOptions, "movie_timescale", c_movieTimescale, 0);
+    av_opt_set(pOptions, "default_mode", "passthrough", 0); // as the inputs say, whatever the others are
+    if (details.fastStart)
+    {
+        av_opt_set(pOptions, "movflags", "+faststart", 0);
+    }
+    if (details.creationTime > 0)
+    {
+        av_dict_set(&m_pContext->metadata, "creation_time", FormatTime(details.creationTime).c_str(), 0);
+    }
+    m_pContext->opaque = this;
+    m_pContext->io_open = OnReopen;
+    m_pContext->io_close2 = OnCloseReopened;
 }
 
 void MediaFile::AvoidNegativeTimes(pyx_int64 earliest, AVRational timeBase)
@@ -125,6 +161,53 @@ pyx_int64 MediaFile::OnSeek(void* pFile, pyx_int64 offset, int whence)
     auto* pOutput = static_cast<OutputFile*>(pFile);
     const pyx_int64 result = whence & AVSEEK_SIZE ? pOutput->GetSize() : pOutput->Seek(offset, whence & 3);
     return result < 0 ? AVERROR(EIO) : result;
+}
+
+int MediaFile::OnRead(void* pThis, pyx_uint8* pData, int size)
+{
+    auto* pFile = static_cast<MediaFile*>(pThis);
+    const int count = pFile->m_file.ReadAt(pFile->m_readPosition, pData, size);
+    pFile->m_readPosition += std::max(count, 0);
+    return count > 0 ? count : count == 0 ? AVERROR_EOF : AVERROR(EIO);
+}
+
+pyx_int64 MediaFile::OnSeekToRead(void* pThis, pyx_int64 offset, int whence)
+{
+    auto* pFile = static_cast<MediaFile*>(pThis);
+    if (whence != SEEK_SET)
+    {
+        return AVERROR(EINVAL);
+    }
+    pFile->m_readPosition = offset;
+    return offset;
+}
+
+/// Called when the trailer is written, to move the packets behind the index: the
+/// file is read through its own handle, as nobody can open it a second time
+/// while it is written.
+int MediaFile::OnReopen(AVFormatContext* pContext, AVIOContext** ppIo, [[maybe_unused]] const char* url, int flags,
+                        [[maybe_unused]] AVDictionary** ppOptions)
+{
+    auto* pBuffer = (flags & AVIO_FLAG_WRITE) ? nullptr : static_cast<pyx_uint8*>(av_malloc(c_ioBufferSize));
+    if (!pBuffer)
+    {
+        return AVERROR(ENOMEM);
+    }
+    *ppIo = avio_alloc_context(pBuffer, c_ioBufferSize, 0, pContext->opaque, OnRead, nullptr, OnSeekToRead);
+    if (!*ppIo)
+    {
+        av_free(pBuffer);
+        return AVERROR(ENOMEM);
+    }
+    static_cast<MediaFile*>(pContext->opaque)->m_readPosition = 0;
+    return 0;
+}
+
+int MediaFile::OnCloseReopened([[maybe_unused]] AVFormatContext* pContext, AVIOContext* pIo)
+{
+    av_freep(&pIo->buffer);
+    avio_context_free(&pIo);
+    return 0;
 }
 
 /// The system's reason when the file failed, else FFmpeg's.

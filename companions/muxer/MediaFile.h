@@ -3,6 +3,13 @@
 #include "media/FFmpeg.h"
 #include "muxer/OutputFile.h"
 
+/// What a clip says of itself as a whole.
+struct FileDetails
+{
+    pyx_int64 creationTime = 0; ///< ticks since 1970-01-01 00:00 UTC, 0: not known
+    bool fastStart = false;     ///< an .mp4 or .mov has its index before its packets
+};
+
 /// One clip: a container with its streams, written to a file that gets its name
 /// when the trailer is in.
 ///
@@ -38,7 +45,7 @@ public:
     /// Creates the file and writes the header.
     /// PYX_FILE_NOT_OPEN: the file cannot be created. PYX_INVALID_ARG: the
     /// container refuses the streams.
-    PYX_RESULT Start();
+    PYX_RESULT Start(const FileDetails& details);
 
     /// Moves all times, for a container that has none below zero: `earliest`
     /// becomes zero when it is negative. Before the first packet.
@@ -61,6 +68,12 @@ private:
 
     static int OnWrite(void* pFile, WrittenByte* pData, int size);
     static pyx_int64 OnSeek(void* pFile, pyx_int64 offset, int whence);
+    static int OnRead(void* pThis, pyx_uint8* pData, int size);
+    static pyx_int64 OnSeekToRead(void* pThis, pyx_int64 offset, int whence);
+    static int OnReopen(AVFormatContext* pContext, AVIOContext** ppIo, const char* url, int flags,
+                        AVDictionary** ppOptions);
+    static int OnCloseReopened(AVFormatContext* pContext, AVIOContext* pIo);
+    void SetDetails(const FileDetails& details);
     std::wstring GetReason(int error) const;
     bool OpenIo();
     void CloseIo();
@@ -68,4 +81,5 @@ private:
     std::wstring m_path;
     AVFormatContext* m_pContext = nullptr;
     OutputFile m_file;
+    pyx_int64 m_readPosition = 0; // of what is read back to move the index
 };

@@ -44,6 +44,12 @@ void MuxSession::SetPath(const std::wstring& path)
     m_path = path;
 }
 
+void MuxSession::SetDetails(const FileDetails& details)
+{
+    PYXLock lock(&m_sync);
+    m_details = details;
+}
+
 void MuxSession::Attach(StreamKind kind, PYXPropertyStorage* pInput)
 {
     PYXLock lock(&m_sync);
@@ -156,7 +162,7 @@ PYX_RESULT MuxSession::OpenFile(MediaFile* pFile)
         FAIL_IF_NOT(m_audio.pInFile, PYX_OUT_OF_MEMORY, L"no memory for the audio stream");
         result = DescribeAudio(m_audio.pInput, pFile->GetFormat(), m_audio.pInFile);
     }
-    return result == PYX_OK ? pFile->Start() : result;
+    return result == PYX_OK ? pFile->Start(m_details) : result;
 }
 
 PYX_RESULT MuxSession::PlaceWaiting(Stream& stream)

@@ -47,6 +47,9 @@ public:
     /// Names the file that the next session writes.
     void SetPath(const std::wstring& path);
 
+    /// What the next session's file says of itself.
+    void SetDetails(const FileDetails& details);
+
     /// Offers or withdraws an input. It is borrowed: its owner withdraws it
     /// before it ends.
     void Attach(StreamKind kind, PYXPropertyStorage* pInput);
@@ -107,6 +110,7 @@ private:
 
     // All guarded by m_sync.
     std::wstring m_path;     // of the next session
+    FileDetails m_details;   // of the next session
     std::wstring m_filePath; // of the clip that is written
     Stream m_video{DecodeTimes::c_lookahead};
     Stream m_audio{0};

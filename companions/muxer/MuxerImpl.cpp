@@ -3,6 +3,7 @@
 #include "common/PropertyReader.h"
 #include "common/RuntimeLoader.h"
 #include "common/Trace.h"
+#include "media/ClipProperties.h"
 
 #include <algorithm>
 #include <cwchar>
@@ -22,6 +23,8 @@ const PYXPropertyDeclaration c_properties[] = {
     {c_path,        L"Output file",         PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""),  {},     {},     PYX_PROPERTY_ACCESS_READ_WRITE, 2},
     {c_enableVideo, L"Enable video stream", PYX_VARIANT_BOOL,    PYXVariantFromBool(true),      {},     {},     PYX_PROPERTY_ACCESS_FULL},
     {c_enableAudio, L"Enable audio stream", PYX_VARIANT_BOOL,    PYXVariantFromBool(false),     {},     {},     PYX_PROPERTY_ACCESS_FULL},
+    {PYX_PROPERTY_CREATION_TIME, L"Creation time", PYX_VARIANT_INT64, PYXVariantFromInt64(0), PYXVariantFromInt64(0), PYXVariantFromInt64(INT64_MAX), PYX_PROPERTY_ACCESS_READ_WRITE},
+    {PYX_PROPERTY_FAST_START, L"Index in front", PYX_VARIANT_BOOL, PYXVariantFromBool(false), {}, {}, PYX_PROPERTY_ACCESS_READ_WRITE},
 };
 // clang-format on
 
@@ -182,6 +185,18 @@ void PYXMuxerImpl::OnPropertyChanged(const wchar_t* name)
     {
         UpdateInput(StreamKind::Audio, c_enableAudio);
     }
+    else if (wcscmp(name, PYX_PROPERTY_CREATION_TIME) == 0 || wcscmp(name, PYX_PROPERTY_FAST_START) == 0)
+    {
+        UpdateDetails();
+    }
+}
+
+void PYXMuxerImpl::UpdateDetails()
+{
+    FileDetails details;
+    PYXReadProperty(this, PYX_PROPERTY_CREATION_TIME, &details.creationTime);
+    PYXReadProperty(this, PYX_PROPERTY_FAST_START, &details.fastStart);
+    m_spSession->SetDetails(details);
 }
 
 /// Creates or removes an input as its switch says.

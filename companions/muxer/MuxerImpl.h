@@ -17,6 +17,8 @@
 ///     "Path"          ""       the clip; its ending (.mp4, .mov, .mkv) chooses the container
 ///     "EnableVideo"   true     whether there is a video input
 ///     "EnableAudio"   false    whether there is an audio input
+///     "CreationTime"  0        when the clip was recorded, see media/ClipProperties.h
+///     "FastStart"     false    whether an .mp4 or .mov has its index in front
 ///
 /// A clip begins with the first packet and is complete when every input has
 /// been given its end mark; the next packet begins another. Init, ReInit and
@@ -60,6 +62,7 @@ public:
 
 private:
     ~PYXMuxerImpl();
+    void UpdateDetails();
     void UpdateInput(StreamKind kind, const wchar_t* switchName);
 
     PYXReferenceCount m_count;

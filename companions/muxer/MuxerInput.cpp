@@ -4,6 +4,7 @@
 #include "common/PropertyReader.h"
 #include "common/StreamProperties.h"
 #include "common/Trace.h"
+#include "muxer/ClipDetails.h"
 
 #include <climits>
 #include <cstring>
@@ -56,6 +57,10 @@ PYXMuxerInput::PYXMuxerInput(StreamKind kind, std::shared_ptr<MuxSession> spSess
     const bool isVideo = kind == StreamKind::Video;
     for (const PYXPropertyDeclaration& declaration :
          isVideo ? PYX_VIDEO_STREAM_PROPERTIES : PYX_AUDIO_STREAM_PROPERTIES)
+    {
+        DeclareProperty(declaration);
+    }
+    for (const PYXPropertyDeclaration& declaration : isVideo ? VIDEO_DETAIL_PROPERTIES : AUDIO_DETAIL_PROPERTIES)
     {
         DeclareProperty(declaration);
     }

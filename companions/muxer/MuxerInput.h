@@ -9,7 +9,8 @@
 #include <memory>
 
 /// An input of the muxer: the description of one stream as properties, and its
-/// packets, which go on to the session.
+/// packets, which go on to the session. Beside the framework's properties there
+/// are those of media/ClipProperties.h.
 ///
 /// "Enabled" is the producer's own switch and kept for it: a packet that reaches
 /// the muxer is written.

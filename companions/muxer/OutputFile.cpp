@@ -69,6 +69,15 @@ pyx_int64 OutputFile::Seek(pyx_int64 offset, int origin)
     return Check(SetFilePointerEx(m_handle, distance, &position, static_cast<DWORD>(origin))) ? position.QuadPart : -1;
 }
 
+int OutputFile::ReadAt(pyx_int64 position, pyx_uint8* pData, int size)
+{
+    const pyx_int64 back = Seek(0, SEEK_CUR);
+    DWORD count = 0;
+    const bool isRead = back >= 0 && Seek(position, SEEK_SET) >= 0 &&
+                        Check(ReadFile(m_handle, pData, static_cast<DWORD>(size), &count, nullptr));
+    return Seek(back, SEEK_SET) >= 0 && isRead ? static_cast<int>(count) : -1;
+}
+
 pyx_int64 OutputFile::GetSize()
 {
     LARGE_INTEGER size;

@@ -30,6 +30,10 @@ public:
     /// end (the C library's SEEK_ values). Returns the new one, or -1.
     pyx_int64 Seek(pyx_int64 offset, int origin);
 
+    /// Reads up to `size` bytes of what has been written; the position for writing
+    /// stays. Returns how many, 0 at the end, -1 on failure.
+    int ReadAt(pyx_int64 position, pyx_uint8* pData, int size);
+
     /// Size in bytes, or -1.
     pyx_int64 GetSize();
 

@@ -7,6 +7,7 @@
 #include "common/Trace.h"
 #include "media/NalStream.h"
 #include "media/Utf8.h"
+#include "muxer/ClipDetails.h"
 #include "muxer/FFmpegLog.h"
 
 #include <algorithm>
@@ -319,6 +320,10 @@ PYX_RESULT DescribeVideo(PYXPropertyStorage* pInput, const AVPacket& first, cons
     pParameters->height = size.height;
     SetFrameRate(rate, pStream);
     SetTag(format, pParameters);
+    if (const PYX_RESULT result = SetVideoDetails(pInput, pStream); result != PYX_OK)
+    {
+        return result;
+    }
     return SetVideoExtraData(pInput, first, pParameters);
 }
 
@@ -357,5 +362,9 @@ PYX_RESULT DescribeAudio(PYXPropertyStorage* pInput, const AVOutputFormat& forma
     pParameters->bit_rate = bitRate;
     SetChannels(channels, layout, pParameters);
     pStream->time_base = {1, pParameters->sample_rate};
+    if (const PYX_RESULT result = SetAudioDetails(pInput, pStream); result != PYX_OK)
+    {
+        return result;
+    }
     return SetAudioExtraData(pInput, pParameters);
 }

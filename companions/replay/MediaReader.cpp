@@ -178,6 +178,11 @@ AVRational MediaReader::FrameRate() const
     return av_guess_frame_rate(&m_stream.File(), m_pStream, nullptr);
 }
 
+AVRational MediaReader::PixelAspect() const
+{
+    return av_guess_sample_aspect_ratio(&m_stream.File(), m_pStream, nullptr);
+}
+
 pyx_int64 MediaReader::FileDuration() const
 {
     return File().duration > 0 ? ToTicks(File().duration, {1, AV_TIME_BASE}) : 0;

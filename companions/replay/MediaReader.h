@@ -67,6 +67,9 @@ public:
 
     AVRational FrameRate() const;
 
+    /// Width of a pixel to its height; 0/1 when nothing tells.
+    AVRational PixelAspect() const;
+
     /// Length of the file in ticks, 0 when the file does not tell.
     pyx_int64 FileDuration() const;
 

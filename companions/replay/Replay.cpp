@@ -2,6 +2,7 @@
 
 #include "host/HostObject.h"
 #include "replay/Interrupt.h"
+#include "replay/StreamDetails.h"
 #include "replay/Text.h"
 
 #include <chrono>
@@ -121,6 +122,10 @@ Outcome Replay::OpenInput()
     }
     RETURN_ON_FAILURE(CheckContainer(m_options.output, *m_pVideo));
     RETURN_ON_FAILURE(m_pAudio ? CheckContainer(m_options.output, *m_pAudio) : Outcome());
+    if (const std::string lost = WhatIsNotKept(*m_pVideo, m_options.output); !lost.empty())
+    {
+        Warn(lost);
+    }
     Say("video: " + Describe(*m_pVideo));
     Say(m_pAudio ? "sound: " + Describe(*m_pAudio) : "no sound");
     if (const unsigned others = m_pVideo->OtherStreams() - (m_pAudio ? 1 : 0); others > 0)

@@ -3,6 +3,7 @@
 #include "common/PropertyReader.h"
 #include "common/StreamProperties.h"
 #include "host/HostBuffer.h"
+#include "replay/StreamDetails.h"
 #include "replay/Text.h"
 
 #include <algorithm>
@@ -103,6 +104,7 @@ Outcome Session::Open(const Options& options, const std::wstring& scratch, const
     RETURN_ON_FAILURE(SetUp(options, scratch, pAudio != nullptr));
     RETURN_ON_FAILURE(FindInput(PYX_STREAM_TYPE_VIDEO, &m_spVideo));
     RETURN_ON_FAILURE(DescribeVideo(video));
+    RETURN_ON_FAILURE(SetClipDetails(m_spComponent.Get(), video, options.faststart));
     if (pAudio)
     {
         RETURN_ON_FAILURE(FindInput(PYX_STREAM_TYPE_AUDIO, &m_spAudio));
@@ -163,6 +165,7 @@ Outcome Session::DescribeVideo(const MediaReader& video)
         RETURN_ON_FAILURE(SetAll(m_spVideo.Get(), {{PYX_PROPERTY_VIDEO_FRAME_RATE, value}}));
     }
     RETURN_ON_FAILURE(SetIfKnown(m_spVideo.Get(), PYX_PROPERTY_BIT_RATE, parameters.bit_rate));
+    RETURN_ON_FAILURE(SetVideoDetails(m_spVideo.Get(), video));
     return SetExtraData(m_spVideo.Get(), parameters);
 }
 
@@ -185,6 +188,7 @@ Outcome Session::DescribeAudio(const MediaReader& audio)
         RETURN_ON_FAILURE(SetAll(m_spAudio.Get(), {named}));
     }
     RETURN_ON_FAILURE(SetIfKnown(m_spAudio.Get(), PYX_PROPERTY_BIT_RATE, parameters.bit_rate));
+    RETURN_ON_FAILURE(SetAudioDetails(m_spAudio.Get(), audio));
     return SetExtraData(m_spAudio.Get(), parameters);
 }
 

@@ -1,0 +1,37 @@
+#pragma once
+
+/// Properties that this muxer has beyond those of the framework. A component in
+/// between does not declare them: its inputs (and the component itself) pass them
+/// on to the muxer and then answer PYX_NOT_FOUND, which for these is a success.
+/// A muxer of another make may not have them; what they say is then not kept.
+
+// Of the component. The next clip that is begun takes them.
+
+/// Integer: when what the clip shows was recorded, in ticks since 1970-01-01
+/// 00:00 UTC. 0: not known.
+inline constexpr const wchar_t* PYX_PROPERTY_CREATION_TIME = L"CreationTime";
+/// Bool: whether an .mp4 or .mov has its index before its packets, so that it can
+/// be played while it arrives. Completing the clip then moves all of its bytes.
+inline constexpr const wchar_t* PYX_PROPERTY_FAST_START = L"FastStart";
+
+// Of every input.
+
+/// Text: three letters of ISO 639-2, such as "eng". Empty: not known.
+inline constexpr const wchar_t* PYX_PROPERTY_LANGUAGE = L"Language";
+/// Bool: whether players choose this stream unasked.
+inline constexpr const wchar_t* PYX_PROPERTY_DEFAULT_STREAM = L"DefaultStream";
+
+// Of a video input.
+
+/// Integer: how far players turn the pictures clockwise, in degrees, 0 to 359.
+inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_ROTATION = L"VideoRotation";
+/// Bool: whether players mirror the turned pictures, left to right.
+inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_MIRRORED = L"VideoMirrored";
+/// Rate: width of a pixel to its height.
+inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_PIXEL_ASPECT = L"VideoPixelAspect";
+/// Integer: 0 not known, 1 limited, 2 full.
+inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_COLOR_RANGE = L"VideoColorRange";
+/// Integers: the code points of ISO/IEC 23091-2. 2: not known.
+inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_COLOR_PRIMARIES = L"VideoColorPrimaries";
+inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_COLOR_TRANSFER = L"VideoColorTransfer";
+inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_COLOR_MATRIX = L"VideoColorMatrix";

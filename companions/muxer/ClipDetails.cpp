@@ -1,0 +1,108 @@
+#include "muxer/ClipDetails.h"
+
+#include "common/PropertyReader.h"
+#include "common/Trace.h"
+#include "media/ClipProperties.h"
+#include "media/DisplayMatrix.h"
+#include "media/Utf8.h"
+
+#include <climits>
+#include <string>
+
+namespace
+{
+
+constexpr PYXTraceSource c_traceSource{L"companions/muxer/ClipDetails", L"ClipDetails"};
+
+constexpr PYXVariant Number(pyx_int64 value)
+{
+    return PYXVariantFromInt64(value);
+}
+
+constexpr PYXVariant c_none{};
+constexpr pyx_uint32 c_access = PYX_PROPERTY_ACCESS_READ_WRITE;
+
+// clang-format off
+const PYXPropertyDeclaration c_videoDetails[] = {
+    //                                  display name        kind                 default                       minimum    maximum                  access
+    {PYX_PROPERTY_LANGUAGE,             L"Language",        PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""), c_none,    c_none,                  c_access},
+    {PYX_PROPERTY_DEFAULT_STREAM,       L"Default stream",  PYX_VARIANT_BOOL,    PYXVariantFromBool(true),     c_none,    c_none,                  c_access},
+    {PYX_PROPERTY_VIDEO_ROTATION,       L"Rotation",        PYX_VARIANT_INT64,   Number(0),                    Number(0), Number(359),             c_access},
+    {PYX_PROPERTY_VIDEO_MIRRORED,       L"Mirrored",        PYX_VARIANT_BOOL,    PYXVariantFromBool(false),    c_none,    c_none,                  c_access},
+    {PYX_PROPERTY_VIDEO_PIXEL_ASPECT,   L"Pixel aspect",    PYX_VARIANT_RATE,    PYXVariantFromRate(1, 1),     c_none,    c_none,                  c_access},
+    {PYX_PROPERTY_VIDEO_COLOR_RANGE,    L"Color range",     PYX_VARIANT_INT64,   Number(0),                    Number(0), Number(AVCOL_RANGE_JPEG), c_access},
+    {PYX_PROPERTY_VIDEO_COLOR_PRIMARIES,L"Color primaries", PYX_VARIANT_INT64,   Number(2),                    Number(0), Number(AVCOL_PRI_NB - 1), c_access},
+    {PYX_PROPERTY_VIDEO_COLOR_TRANSFER, L"Color transfer",  PYX_VARIANT_INT64,   Number(2),                    Number(0), Number(AVCOL_TRC_NB - 1), c_access},
+    {PYX_PROPERTY_VIDEO_COLOR_MATRIX,   L"Color matrix",    PYX_VARIANT_INT64,   Number(2),                    Number(0), Number(AVCOL_SPC_NB - 1), c_access},
+};
+
+const PYXPropertyDeclaration c_audioDetails[] = {
+    {PYX_PROPERTY_LANGUAGE,             L"Language",        PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""), c_none,    c_none,                  c_access},
+    {PYX_PROPERTY_DEFAULT_STREAM,       L"Default stream",  PYX_VARIANT_BOOL,    PYXVariantFromBool(true),     c_none,    c_none,                  c_access},
+};
+// clang-format on
+
+int ReadNumber(PYXPropertyStorage* pInput, const wchar_t* name)
+{
+    pyx_int64 value = 0;
+    PYXReadProperty(pInput, name, &value); // declared above, within the range of int
+    return static_cast<int>(value);
+}
+
+bool ReadSwitch(PYXPropertyStorage* pInput, const wchar_t* name)
+{
+    bool value = false;
+    PYXReadProperty(pInput, name, &value);
+    return value;
+}
+
+AVRational ReadPixelAspect(PYXPropertyStorage* pInput)
+{
+    PYXRate aspect{};
+    AVRational result{0, 1};
+    PYXReadProperty(pInput, PYX_PROPERTY_VIDEO_PIXEL_ASPECT, &aspect);
+    if (aspect.numerator > 0 && aspect.denominator > 0)
+    {
+        av_reduce(&result.num, &result.den, aspect.numerator, aspect.denominator, INT_MAX);
+    }
+    return result;
+}
+
+PYX_RESULT SetCommonDetails(PYXPropertyStorage* pInput, AVStream* pStream)
+{
+    std::wstring language;
+    PYXReadProperty(pInput, PYX_PROPERTY_LANGUAGE, &language);
+    if (!language.empty())
+    {
+        const int error = av_dict_set(&pStream->metadata, "language", ToUtf8(language).c_str(), 0);
+        FAIL_IF_NOT(error >= 0, PYX_OUT_OF_MEMORY, L"no memory for a stream's language");
+    }
+    pStream->disposition = ReadSwitch(pInput, PYX_PROPERTY_DEFAULT_STREAM) ? AV_DISPOSITION_DEFAULT : 0;
+    return PYX_OK;
+}
+
+} // namespace
+
+const std::span<const PYXPropertyDeclaration> VIDEO_DETAIL_PROPERTIES{c_videoDetails};
+const std::span<const PYXPropertyDeclaration> AUDIO_DETAIL_PROPERTIES{c_audioDetails};
+
+PYX_RESULT SetVideoDetails(PYXPropertyStorage* pInput, AVStream* pStream)
+{
+    AVCodecParameters& parameters = *pStream->codecpar;
+    parameters.color_range = static_cast<AVColorRange>(ReadNumber(pInput, PYX_PROPERTY_VIDEO_COLOR_RANGE));
+    parameters.color_primaries = static_cast<AVColorPrimaries>(ReadNumber(pInput, PYX_PROPERTY_VIDEO_COLOR_PRIMARIES));
+    parameters.color_trc =
+        static_cast<AVColorTransferCharacteristic>(ReadNumber(pInput, PYX_PROPERTY_VIDEO_COLOR_TRANSFER));
+    parameters.color_space = static_cast<AVColorSpace>(ReadNumber(pInput, PYX_PROPERTY_VIDEO_COLOR_MATRIX));
+    parameters.sample_aspect_ratio = ReadPixelAspect(pInput);
+    pStream->sample_aspect_ratio = parameters.sample_aspect_ratio;
+    const Orientation orientation{ReadNumber(pInput, PYX_PROPERTY_VIDEO_ROTATION),
+                                  ReadSwitch(pInput, PYX_PROPERTY_VIDEO_MIRRORED)};
+    FAIL_IF_NOT(SetOrientation(pStream, orientation), PYX_OUT_OF_MEMORY, L"no memory for the video's orientation");
+    return SetCommonDetails(pInput, pStream);
+}
+
+PYX_RESULT SetAudioDetails(PYXPropertyStorage* pInput, AVStream* pStream)
+{
+    return SetCommonDetails(pInput, pStream);
+}

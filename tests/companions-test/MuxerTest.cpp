@@ -1,0 +1,137 @@
+#include "common/KeyPacket.h"
+#include "common/PropertyNames.h"
+#include "host/HostBuffer.h"
+#include "host/HostContext.h"
+#include "media/ClipProperties.h"
+#include "media/DisplayMatrix.h"
+#include "muxer/MuxerImpl.h"
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+
+namespace
+{
+
+/// The muxer by itself, fed as the ring buffer feeds it.
+class MuxerTest : public testing::Test
+{
+protected:
+    MuxerTest()
+    {
+        std::filesystem::create_directories(m_folder);
+        m_spMuxer = PYXInterfacePtr<PYXMuxerImpl>(new PYXMuxerImpl(HostContext::Create().Get()));
+        m_spMuxer->GetInput(0, m_spVideo.Out());
+        SetPath(L"clip.mp4");
+        m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_FRAME_SIZE, PYXVariantFromSize(64, 48));
+    }
+
+    ~MuxerTest() override
+    {
+        m_spVideo = PYXInterfacePtr<PYXInput>();
+        m_spMuxer = PYXInterfacePtr<PYXMuxerImpl>();
+        std::error_code ignored;
+        std::filesystem::remove_all(m_folder, ignored);
+    }
+
+    void SetPath(const wchar_t* name)
+    {
+        m_clip = m_folder / name;
+        const std::wstring path = m_clip.wstring();
+        ASSERT_EQ(m_spMuxer->SetProperty(PYX_PROPERTY_PATH, PYXVariantBorrowWString(path.c_str())), PYX_OK);
+    }
+
+    /// 25 pictures of H.264: the parameter sets are real, the pictures are not looked into.
+    void WriteClip()
+    {
+        constexpr pyx_uint8 picture[] = {0,    0,    0,    1,    0x67, 0x42, 0xc0, 0x0a, 0xda, 0x11,
+                                         0x19, 0xa0, 0,    0,    1,    0x68, 0xce, 0x3c, 0x80, 0,
+                                         0,    1,    0x65, 0x88, 0x84, 0x21, 0xa0, 0x55};
+        for (int i = 0; i < 25; ++i)
+        {
+            const PYXInterfacePtr<HostBuffer> spBuffer = HostBuffer::Create(sizeof(picture));
+            std::memcpy(spBuffer->GetNative(), picture, sizeof(picture));
+            spBuffer->SetPts(i * PYX_TICKS_PER_SECOND / 25);
+            PYXMarkVideoPacket(spBuffer.Get(), 5, i == 0);
+            ASSERT_EQ(m_spVideo->SubmitInput(spBuffer.Get()), PYX_OK);
+        }
+        ASSERT_EQ(m_spVideo->SubmitInput(nullptr), PYX_EOF);
+    }
+
+    FFmpegPtr<AVFormatContext> OpenClip() const
+    {
+        FFmpegPtr<AVFormatContext> pFile;
+        EXPECT_EQ(OpenMediaFile(m_clip.string(), &pFile), 0);
+        return pFile;
+    }
+
+    PYXInterfacePtr<PYXMuxerImpl> m_spMuxer;
+    PYXInterfacePtr<PYXInput> m_spVideo;
+    std::filesystem::path m_folder = std::filesystem::temp_directory_path() / "pyx-muxer-test";
+    std::filesystem::path m_clip;
+};
+
+std::string Metadata(const AVDictionary* pMetadata, const char* name)
+{
+    const AVDictionaryEntry* pEntry = av_dict_get(pMetadata, name, nullptr, 0);
+    return pEntry ? pEntry->value : "";
+}
+
+TEST_F(MuxerTest, AClipSaysOfItselfWhatItsInputsSay)
+{
+    m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_ROTATION, PYXVariantFromInt64(90));
+    m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_MIRRORED, PYXVariantFromBool(true));
+    m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_PIXEL_ASPECT, PYXVariantFromRate(4, 3));
+    m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_COLOR_RANGE, PYXVariantFromInt64(2));
+    m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_COLOR_PRIMARIES, PYXVariantFromInt64(9));
+    m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_COLOR_TRANSFER, PYXVariantFromInt64(16));
+    m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_COLOR_MATRIX, PYXVariantFromInt64(9));
+    m_spVideo->SetProperty(PYX_PROPERTY_LANGUAGE, PYXVariantBorrowWString(L"fra"));
+    m_spMuxer->SetProperty(PYX_PROPERTY_CREATION_TIME, PYXVariantFromInt64(1714979289 * PYX_TICKS_PER_SECOND));
+    ASSERT_NO_FATAL_FAILURE(WriteClip());
+
+    const FFmpegPtr<AVFormatContext> pFile = OpenClip();
+    ASSERT_TRUE(pFile);
+    const AVStream& stream = *pFile->streams[0];
+    EXPECT_EQ(GetOrientation(stream), (Orientation{90, true}));
+    EXPECT_EQ(av_cmp_q(stream.sample_aspect_ratio, {4, 3}), 0);
+    EXPECT_EQ(stream.codecpar->color_range, AVCOL_RANGE_JPEG);
+    EXPECT_EQ(stream.codecpar->color_primaries, AVCOL_PRI_BT2020);
+    EXPECT_EQ(stream.codecpar->color_trc, AVCOL_TRC_SMPTE2084);
+    EXPECT_EQ(stream.codecpar->color_space, AVCOL_SPC_BT2020_NCL);
+    EXPECT_EQ(Metadata(stream.metadata, "language"), "fra");
+    EXPECT_EQ(Metadata(pFile->metadata, "creation_time"), "2024-05-06T07:08:09.000000Z");
+}
+
+TEST_F(MuxerTest, FastStartPutsTheIndexInFrontAndKeepsEveryPacket)
+{
+    ASSERT_NO_FATAL_FAILURE(WriteClip());
+    m_spMuxer->SetProperty(PYX_PROPERTY_FAST_START, PYXVariantFromBool(true));
+    const std::filesystem::path plain = m_clip;
+    SetPath(L"front.mp4");
+    ASSERT_NO_FATAL_FAILURE(WriteClip());
+    const auto read = [](const std::filesystem::path& path) {
+        std::ifstream file(path, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+    const std::string before = read(plain);
+    const std::string after = read(m_clip);
+    EXPECT_EQ(after.size(), before.size());
+    EXPECT_GT(before.find("moov"), before.find("mdat"));
+    EXPECT_LT(after.find("moov"), after.find("mdat"));
+    EXPECT_EQ(after.substr(after.find("mdat")),
+              before.substr(before.find("mdat"), before.find("moov") - 4 - before.find("mdat")));
+}
+
+TEST_F(MuxerTest, APathIsReadOnlyFromAText)
+{
+    const PYXVariant number = PYXVariantFromInt64(7);
+    PYXVariantOwner validated;
+    EXPECT_EQ(m_spMuxer->ValidateProperty(PYX_PROPERTY_PATH, number, validated.Out()), PYX_INVALID_ARG);
+    EXPECT_EQ(m_spMuxer->SetProperty(PYX_PROPERTY_PATH, PYXVariantBorrowWString(L"clip.txt")), PYX_INVALID_ARG);
+    EXPECT_EQ(m_spMuxer->SetProperty(PYX_PROPERTY_PATH, PYXVariantBorrowWString(L"")), PYX_OK);
+}
+
+} // namespace
