@@ -238,7 +238,7 @@ PYX_RESULT MuxSession::Complete()
         const std::wstring text =
             FormatText(L"saved %s: %llu video packets, %llu audio packets", m_filePath.c_str(),
                        static_cast<pyx_uint64>(m_video.written), static_cast<pyx_uint64>(m_audio.written));
-        Trace(c_traceSource.source, __LINE__, PYX_TRACE_INFO, c_traceSource.scope, 1, L"%s", text.c_str());
+        TRACE_INFO(L"%s", text.c_str());
     }
     return result;
 }
@@ -260,8 +260,7 @@ void MuxSession::GiveUp()
 {
     if (m_spFile)
     {
-        Trace(c_traceSource.source, __LINE__, PYX_TRACE_WARNING, c_traceSource.scope, 1,
-              L"an unfinished clip is given up: %s", m_filePath.c_str());
+        TRACE_WARNING(L"an unfinished clip is given up: %s", m_filePath.c_str());
     }
     Reset();
 }

@@ -1,7 +1,7 @@
 #include "muxer/MuxerImpl.h"
 
+#include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
-#include "common/RuntimeLoader.h"
 #include "common/Trace.h"
 #include "media/ClipProperties.h"
 
@@ -13,18 +13,14 @@ namespace
 
 constexpr PYXTraceSource c_traceSource{L"companions/muxer/MuxerImpl", L"PYXMuxerImpl"};
 
-constexpr const wchar_t* c_path = L"Path";
-constexpr const wchar_t* c_enableVideo = L"EnableVideo";
-constexpr const wchar_t* c_enableAudio = L"EnableAudio";
-
 // clang-format off
 const PYXPropertyDeclaration c_properties[] = {
-    //             display name            kind                 default                        minimum maximum access                          content
-    {c_path,        L"Output file",         PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""),  {},     {},     PYX_PROPERTY_ACCESS_READ_WRITE, 2},
-    {c_enableVideo, L"Enable video stream", PYX_VARIANT_BOOL,    PYXVariantFromBool(true),      {},     {},     PYX_PROPERTY_ACCESS_FULL},
-    {c_enableAudio, L"Enable audio stream", PYX_VARIANT_BOOL,    PYXVariantFromBool(false),     {},     {},     PYX_PROPERTY_ACCESS_FULL},
-    {PYX_PROPERTY_CREATION_TIME, L"Creation time", PYX_VARIANT_INT64, PYXVariantFromInt64(0), PYXVariantFromInt64(0), PYXVariantFromInt64(INT64_MAX), PYX_PROPERTY_ACCESS_READ_WRITE},
-    {PYX_PROPERTY_FAST_START, L"Index in front", PYX_VARIANT_BOOL, PYXVariantFromBool(false), {}, {}, PYX_PROPERTY_ACCESS_READ_WRITE},
+    //                           display name            kind                 default                        minimum                 maximum                         access                          content
+    {PYX_PROPERTY_PATH,          L"Output file",         PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""),  {},                     {},                             PYX_PROPERTY_ACCESS_READ_WRITE, 2},
+    {PYX_PROPERTY_ENABLE_VIDEO,  L"Enable video stream", PYX_VARIANT_BOOL,    PYXVariantFromBool(true),      {},                     {},                             PYX_PROPERTY_ACCESS_FULL},
+    {PYX_PROPERTY_ENABLE_AUDIO,  L"Enable audio stream", PYX_VARIANT_BOOL,    PYXVariantFromBool(false),     {},                     {},                             PYX_PROPERTY_ACCESS_FULL},
+    {PYX_PROPERTY_CREATION_TIME, L"Creation time",       PYX_VARIANT_INT64,   PYXVariantFromInt64(0),        PYXVariantFromInt64(0), PYXVariantFromInt64(INT64_MAX), PYX_PROPERTY_ACCESS_READ_WRITE},
+    {PYX_PROPERTY_FAST_START,    L"Index in front",      PYX_VARIANT_BOOL,    PYXVariantFromBool(false),     {},                     {},                             PYX_PROPERTY_ACCESS_READ_WRITE},
 };
 // clang-format on
 
@@ -32,35 +28,18 @@ const PYXPropertyDeclaration c_properties[] = {
 
 PYXMuxerImpl::PYXMuxerImpl(PYXContext* pContext) : m_spContext(pContext), m_spSession(std::make_shared<MuxSession>())
 {
-    LoadRuntime();
     for (const PYXPropertyDeclaration& declaration : c_properties)
     {
         DeclareProperty(declaration);
     }
-    UpdateInput(StreamKind::Video, c_enableVideo);
-    UpdateInput(StreamKind::Audio, c_enableAudio);
+    UpdateInput(StreamKind::Video, PYX_PROPERTY_ENABLE_VIDEO);
+    UpdateInput(StreamKind::Audio, PYX_PROPERTY_ENABLE_AUDIO);
 }
 
 PYXMuxerImpl::~PYXMuxerImpl()
 {
     m_spSession->Detach(StreamKind::Video);
     m_spSession->Detach(StreamKind::Audio);
-    ReleaseRuntime();
-}
-
-pyx_uint32 PYXMuxerImpl::Acquire()
-{
-    return m_count.Increment();
-}
-
-pyx_uint32 PYXMuxerImpl::Release()
-{
-    const pyx_uint32 count = m_count.Decrement();
-    if (count == 0)
-    {
-        delete this;
-    }
-    return count;
 }
 
 PYX_RESULT PYXMuxerImpl::QueryInterface(const PYXGuid& id, void** out)
@@ -71,15 +50,16 @@ PYX_RESULT PYXMuxerImpl::QueryInterface(const PYXGuid& id, void** out)
         Acquire();
         return PYX_OK;
     }
-    return PYXPropertyStorageExImpl::QueryInterface(id, out);
+    return PYXPropertyStorageExImpl<PYXComponentEx>::QueryInterface(id, out);
 }
 
 PYX_RESULT PYXMuxerImpl::ValidateProperty(const wchar_t* name, PYXVariant value, PYXVariant* pOutValidated)
 {
-    const PYX_RESULT result = PYXPropertyStorageExImpl::ValidateProperty(name, value, pOutValidated);
-    if (result != PYX_OK || wcscmp(name, c_path) != 0 || !pOutValidated->wstringValue)
+    RETURN_ON_ERROR(PYXPropertyStorageExImpl<PYXComponentEx>::ValidateProperty(name, value, pOutValidated));
+    const bool isText = pOutValidated->type == PYX_VARIANT_WSTRING && pOutValidated->wstringValue;
+    if (wcscmp(name, PYX_PROPERTY_PATH) != 0 || !isText)
     {
-        return result;
+        return PYX_OK;
     }
     const std::wstring path = pOutValidated->wstringValue;
     FAIL_IF_NOT(path.empty() || MediaFile::FindFormat(path), PYX_INVALID_ARG,
@@ -106,55 +86,15 @@ PYX_RESULT PYXMuxerImpl::Terminate()
     return PYX_OK;
 }
 
-PYX_RESULT PYXMuxerImpl::HostOperation20()
-{
-    return PYX_OK;
-}
-
-PYX_RESULT PYXMuxerImpl::HostOperation21()
-{
-    return PYX_OK;
-}
-
-PYX_RESULT PYXMuxerImpl::HostOperation22()
-{
-    return PYX_NOT_IMPLEMENTED;
-}
-
-PYX_RESULT PYXMuxerImpl::HostOperation23()
-{
-    return PYX_NOT_IMPLEMENTED;
-}
-
 PYXContext* PYXMuxerImpl::GetContext()
 {
     return m_spContext.Get();
-}
-
-PYX_RESULT PYXMuxerImpl::HostOperation25()
-{
-    return PYX_OK;
-}
-
-PYX_RESULT PYXMuxerImpl::HostOperation26()
-{
-    return PYX_NOT_IMPLEMENTED;
-}
-
-PYX_RESULT PYXMuxerImpl::HostOperation27()
-{
-    return PYX_OK;
 }
 
 pyx_int32 PYXMuxerImpl::GetInputCount()
 {
     PYXLock lock(&m_sync);
     return static_cast<pyx_int32>(m_inputs.size());
-}
-
-pyx_int32 PYXMuxerImpl::HostOperation29()
-{
-    return 0;
 }
 
 PYX_RESULT PYXMuxerImpl::GetInput(pyx_int32 index, PYXInput** ppInput)
@@ -166,24 +106,19 @@ PYX_RESULT PYXMuxerImpl::GetInput(pyx_int32 index, PYXInput** ppInput)
     return PYX_OK;
 }
 
-PYX_RESULT PYXMuxerImpl::HostOperation31()
-{
-    return PYX_NOT_IMPLEMENTED;
-}
-
 void PYXMuxerImpl::OnPropertyChanged(const wchar_t* name)
 {
-    if (wcscmp(name, c_path) == 0)
+    if (wcscmp(name, PYX_PROPERTY_PATH) == 0)
     {
-        m_spSession->SetPath(ReadText(c_path));
+        m_spSession->SetPath(ReadText(PYX_PROPERTY_PATH));
     }
-    else if (wcscmp(name, c_enableVideo) == 0)
+    else if (wcscmp(name, PYX_PROPERTY_ENABLE_VIDEO) == 0)
     {
-        UpdateInput(StreamKind::Video, c_enableVideo);
+        UpdateInput(StreamKind::Video, PYX_PROPERTY_ENABLE_VIDEO);
     }
-    else if (wcscmp(name, c_enableAudio) == 0)
+    else if (wcscmp(name, PYX_PROPERTY_ENABLE_AUDIO) == 0)
     {
-        UpdateInput(StreamKind::Audio, c_enableAudio);
+        UpdateInput(StreamKind::Audio, PYX_PROPERTY_ENABLE_AUDIO);
     }
     else if (wcscmp(name, PYX_PROPERTY_CREATION_TIME) == 0 || wcscmp(name, PYX_PROPERTY_FAST_START) == 0)
     {

@@ -5,6 +5,7 @@
 #include "common/InterfacePtr.h"
 #include "common/PropertyStorageExImpl.h"
 #include "common/RefCounted.h"
+#include "common/RuntimeLoader.h"
 #include "muxer/MuxerInput.h"
 #include "muxer/MuxSession.h"
 
@@ -24,14 +25,12 @@
 /// been given its end mark; the next packet begins another. Init, ReInit and
 /// Terminate give an unfinished clip up, and so does a change of the inputs.
 /// Threads: any; m_sync guards the inputs and is taken before the session's.
-class PYXMuxerImpl final : public PYXPropertyStorageExImpl<PYXComponentEx>
+class PYXMuxerImpl final : public PYXRefCounted<PYXReservedOperations<PYXPropertyStorageExImpl<PYXComponentEx>>>
 {
 public:
     explicit PYXMuxerImpl(PYXContext* pContext);
 
     // PYXInterface
-    pyx_uint32 Acquire() override;
-    pyx_uint32 Release() override;
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override;
 
     // PYXPropertyStorageEx
@@ -43,29 +42,20 @@ public:
     PYX_RESULT Init(pyx_int32 format, pyx_int32 width, pyx_int32 height) override;
     PYX_RESULT ReInit(pyx_int32 width, pyx_int32 height) override;
     PYX_RESULT Terminate() override;
-    PYX_RESULT HostOperation20() override;
-    PYX_RESULT HostOperation21() override;
-    PYX_RESULT HostOperation22() override;
-    PYX_RESULT HostOperation23() override;
     PYXContext* GetContext() override;
-    PYX_RESULT HostOperation25() override;
-    PYX_RESULT HostOperation26() override;
-    PYX_RESULT HostOperation27() override;
 
     // PYXComponentEx
     pyx_int32 GetInputCount() override;
-    pyx_int32 HostOperation29() override;
     PYX_RESULT GetInput(pyx_int32 index, PYXInput** ppInput) override;
-    PYX_RESULT HostOperation31() override;
 
     void OnPropertyChanged(const wchar_t* name) override;
 
 private:
-    ~PYXMuxerImpl();
+    ~PYXMuxerImpl() override;
     void UpdateDetails();
     void UpdateInput(StreamKind kind, const wchar_t* switchName);
 
-    PYXReferenceCount m_count;
+    const PYXRuntimeReference m_runtime; // first, so that everything here can trace until its end
     const PYXInterfacePtr<PYXContext> m_spContext;
     const std::shared_ptr<MuxSession> m_spSession;
     struct InputEntry

@@ -1,7 +1,7 @@
 #include "muxer/MuxerInput.h"
 
 #include "common/InterfacePtr.h"
-#include "common/PropertyReader.h"
+#include "common/KeyPacket.h"
 #include "common/StreamProperties.h"
 #include "common/Trace.h"
 #include "muxer/ClipDetails.h"
@@ -21,34 +21,6 @@ constexpr pyx_int64 c_timeLimit = 1LL << 56;
 /// A duration beyond it is no packet's and counts as unknown.
 constexpr pyx_int64 c_longestDuration = 3600 * PYX_TICKS_PER_SECOND;
 
-/// A property that tells a picture's kind, and how many of its values, counted
-/// from 0, are key pictures.
-struct KeyRow
-{
-    const wchar_t* name;
-    pyx_uint64 keyKinds;
-};
-
-constexpr KeyRow c_keyProperties[] = {
-    {PYX_PROPERTY_OUTPUT_DATA_TYPE, 2},
-    {PYX_PROPERTY_HEVC_OUTPUT_DATA_TYPE, 2},
-    {PYX_PROPERTY_AV1_OUTPUT_FRAME_TYPE, 1},
-};
-
-/// The first property that can be read decides, as it does for a cache of groups.
-bool IsKeyPicture(PYXBuffer* pBuffer)
-{
-    for (const KeyRow& row : c_keyProperties)
-    {
-        pyx_int64 kind = 2;
-        if (PYXReadProperty(pBuffer, row.name, &kind) == PYX_OK)
-        {
-            return static_cast<pyx_uint64>(kind) < row.keyKinds;
-        }
-    }
-    return false;
-}
-
 } // namespace
 
 PYXMuxerInput::PYXMuxerInput(StreamKind kind, std::shared_ptr<MuxSession> spSession)
@@ -66,21 +38,6 @@ PYXMuxerInput::PYXMuxerInput(StreamKind kind, std::shared_ptr<MuxSession> spSess
     }
 }
 
-pyx_uint32 PYXMuxerInput::Acquire()
-{
-    return m_count.Increment();
-}
-
-pyx_uint32 PYXMuxerInput::Release()
-{
-    const pyx_uint32 count = m_count.Decrement();
-    if (count == 0)
-    {
-        delete this;
-    }
-    return count;
-}
-
 PYX_RESULT PYXMuxerInput::QueryInterface(const PYXGuid& id, void** out)
 {
     if (id == PYXInput::c_id || id == PYXInterface::c_id)
@@ -89,7 +46,7 @@ PYX_RESULT PYXMuxerInput::QueryInterface(const PYXGuid& id, void** out)
         Acquire();
         return PYX_OK;
     }
-    return PYXPropertyStorageExImpl::QueryInterface(id, out);
+    return PYXPropertyStorageExImpl<PYXInput>::QueryInterface(id, out);
 }
 
 PYX_RESULT PYXMuxerInput::SubmitInput(PYXData* pData)
@@ -101,8 +58,8 @@ PYX_RESULT PYXMuxerInput::SubmitInput(PYXData* pData)
     const auto spBuffer = PYXInterfacePtr<PYXData>(pData).Query<PYXBuffer>();
     FAIL_IF_NOT(spBuffer, PYX_UNEXPECTED, L"the packet is not a buffer");
     PacketPtr spPacket;
-    const PYX_RESULT result = CopyPacket(spBuffer.Get(), &spPacket);
-    return result == PYX_OK ? m_spSession->Submit(m_kind, this, std::move(spPacket)) : result;
+    RETURN_ON_ERROR(CopyPacket(spBuffer.Get(), &spPacket));
+    return m_spSession->Submit(m_kind, this, std::move(spPacket));
 }
 
 PYX_RESULT PYXMuxerInput::CopyPacket(PYXBuffer* pBuffer, PacketPtr* pspPacket) const
@@ -123,7 +80,7 @@ PYX_RESULT PYXMuxerInput::CopyPacket(PYXBuffer* pBuffer, PacketPtr* pspPacket) c
     std::memcpy(spPacket->data, pNative, size);
     spPacket->pts = pts;
     spPacket->duration = duration > 0 && duration <= c_longestDuration ? duration : 0;
-    if (m_kind == StreamKind::Audio || IsKeyPicture(pBuffer))
+    if (m_kind == StreamKind::Audio || PYXIsKeyPacket(pBuffer))
     {
         spPacket->flags |= AV_PKT_FLAG_KEY;
     }

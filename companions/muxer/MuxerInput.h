@@ -16,13 +16,11 @@
 /// the muxer is written.
 /// Threads: any. Lifetime: counted; it may outlive the component, which
 /// withdraws it from the session, and then refuses packets.
-class PYXMuxerInput final : public PYXPropertyStorageExImpl<PYXInput>
+class PYXMuxerInput final : public PYXRefCounted<PYXPropertyStorageExImpl<PYXInput>>
 {
 public:
     PYXMuxerInput(StreamKind kind, std::shared_ptr<MuxSession> spSession);
 
-    pyx_uint32 Acquire() override;
-    pyx_uint32 Release() override;
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override;
 
     /// Takes a copy of the packet; null ends the stream.
@@ -31,10 +29,9 @@ public:
     PYX_RESULT SubmitInput(PYXData* pData) override;
 
 private:
-    ~PYXMuxerInput() = default;
+    ~PYXMuxerInput() override = default;
     PYX_RESULT CopyPacket(PYXBuffer* pBuffer, PacketPtr* pspPacket) const;
 
     const StreamKind m_kind;
     const std::shared_ptr<MuxSession> m_spSession;
-    PYXReferenceCount m_count;
 };
