@@ -2,23 +2,30 @@
 
 #include "common/Types.h"
 
-#include <string>
+#include <filesystem>
+
+/// The folder that all measurements put their files in: set once by main.
+inline std::filesystem::path g_scratchDirectory;
+
+/// Folders in it: the one of the module and the one of the floors lie side by
+/// side.
+inline std::filesystem::path ModuleDirectory() { return g_scratchDirectory / "module"; }
+inline std::filesystem::path FloorDirectory() { return g_scratchDirectory / "floor"; }
 
 /// What lies in a directory.
 struct DirectoryContent
 {
-    pyx_uint64 files = 0;
-    pyx_uint64 bytes = 0;
+    explicit DirectoryContent(const std::filesystem::path& directory)
+    {
+        for (const auto& entry : std::filesystem::directory_iterator(directory))
+        {
+            ++files;
+            bytes += entry.file_size();
+        }
+    }
 
     bool operator==(const DirectoryContent&) const = default;
+
+    pyx_uint64 files = 0;
+    pyx_uint64 bytes = 0;
 };
-
-DirectoryContent ReadDirectory(const std::wstring& directory);
-
-/// The folder that all measurements put their files in: set once by main.
-void SetScratchDirectory(const std::wstring& directory);
-
-/// A folder of the scratch directory. The one of the module and the one of the
-/// floors lie side by side.
-std::wstring ModuleDirectory();
-std::wstring FloorDirectory();

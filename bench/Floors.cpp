@@ -5,7 +5,6 @@
 #include "common/InterfacePtr.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <io.h>
@@ -19,108 +18,73 @@ constexpr int c_createFlags = _O_BINARY | _O_CREAT | _O_TRUNC | _O_RDWR;
 constexpr int c_readFlags = _O_BINARY | _O_RDONLY;
 constexpr int c_permission = 0x1B6;
 
+constexpr pyx_size c_page = 4096;
+constexpr pyx_size c_reserved = 64 << 20; ///< more than the longest group's bytes
+
 } // namespace
 
-CopyFloor::CopyFloor(pyx_size bytes) : m_memory(bytes, std::byte{1})
+CommittedRange::~CommittedRange()
 {
+    if (m_pMemory) { VirtualFree(m_pMemory, 0, MEM_RELEASE); }
 }
 
-void CopyFloor::Take(const Packet& packet)
+void CommittedRange::Append(const void* pData, pyx_size size)
 {
-    if (packet.kind == PacketKind::Start)
+    if (!m_pMemory)
     {
-        m_used = 0;
+        m_pMemory = static_cast<std::byte*>(VirtualAlloc(nullptr, c_reserved, MEM_RESERVE, PAGE_READWRITE));
     }
-    const pyx_size size = packet.pBuffer->GetSize();
-    std::memcpy(m_memory.data() + m_used, packet.pBuffer->GetNative(), size);
+    Require(m_pMemory != nullptr && m_used + size <= c_reserved, "address space for a group");
+    const pyx_size needed = (m_used + size + c_page - 1) / c_page * c_page;
+    if (needed > m_committed)
+    {
+        Require(VirtualAlloc(m_pMemory + m_committed, needed - m_committed, MEM_COMMIT, PAGE_READWRITE) != nullptr,
+                "memory for a group");
+        m_committed = needed;
+    }
+    std::memcpy(m_pMemory + m_used, pData, size);
     m_used += size;
 }
 
-GrowFloor::~GrowFloor()
+void HeapBlocks::Append(const void* pData, pyx_size size)
 {
-    Free(&m_video);
-    Free(&m_audio);
+    m_blocks.push_back(std::make_unique_for_overwrite<std::byte[]>(size));
+    std::memcpy(m_blocks.back().get(), pData, size);
 }
 
-void GrowFloor::Take(const Packet& packet)
+FileFloor::FileFloor(std::filesystem::path directory, size_t keep) : m_directory(std::move(directory)), m_keep(keep)
 {
-    if (packet.kind == PacketKind::Start)
-    {
-        Free(&m_video);
-        Free(&m_audio);
-    }
-    Append(packet.kind == PacketKind::Audio ? &m_audio : &m_video, packet);
-}
-
-void GrowFloor::Append(Block* pBlock, const Packet& packet)
-{
-    const pyx_size size = packet.pBuffer->GetSize();
-    const pyx_size needed = pBlock->size + size;
-    const Block grown{static_cast<std::byte*>(VirtualAlloc(nullptr, needed, MEM_COMMIT, PAGE_READWRITE)), needed};
-    Require(grown.pMemory != nullptr, "memory for the growing block");
-    if (pBlock->pMemory)
-    {
-        std::memcpy(grown.pMemory, pBlock->pMemory, pBlock->size);
-    }
-    std::memcpy(grown.pMemory + pBlock->size, packet.pBuffer->GetNative(), size);
-    Free(pBlock);
-    *pBlock = grown;
-}
-
-void GrowFloor::Free(Block* pBlock)
-{
-    if (pBlock->pMemory)
-    {
-        VirtualFree(pBlock->pMemory, 0, MEM_RELEASE);
-    }
-    *pBlock = {};
-}
-
-FileFloor::FileFloor(std::wstring directory) : m_directory(std::move(directory))
-{
-    Require(CreateDirectoryW(m_directory.c_str(), nullptr), "the floor's directory is in the way of itself");
+    Require(std::filesystem::create_directory(m_directory), "the floor's directory is there already");
 }
 
 FileFloor::~FileFloor()
 {
-    while (!m_groups.empty())
-    {
-        DropOldest();
-    }
-    RemoveDirectoryW(m_directory.c_str());
+    while (!m_groups.empty()) { DropOldest(); }
+    std::filesystem::remove(m_directory);
 }
 
 void FileFloor::Take(const Packet& packet)
 {
-    if (packet.kind == PacketKind::Audio)
-    {
-        Group& group = m_groups.back();
-        if (group.audio.sizes.empty())
-        {
-            Create(&group.audio);
-        }
-        Append(&group.audio, packet);
-        if (group.video.sizes.size() == 1 && m_groups.size() > 1)
-        {
-            Close(&(m_groups.end() - 2)->audio);
-        }
-        return;
-    }
-    if (packet.kind == PacketKind::Start)
-    {
-        if (!m_groups.empty())
-        {
-            Close(&m_groups.back().video);
-        }
-        const std::wstring name = m_directory + L"\\Temp" + std::to_wstring(++m_counter);
-        m_groups.push_back({{name + L".RBV", -1, {}}, {name + L".RBA", -1, {}}});
-        Create(&m_groups.back().video);
-    }
+    if (packet.kind == PacketKind::Audio) { return TakeAudio(packet); }
+    if (packet.kind == PacketKind::Start) { Begin(); }
     Append(&m_groups.back().video, packet);
-    while (m_groups.size() > m_keep)
-    {
-        DropOldest();
-    }
+    while (m_groups.size() > m_keep) { DropOldest(); }
+}
+
+void FileFloor::TakeAudio(const Packet& packet)
+{
+    Group& group = m_groups.back();
+    if (group.audio.sizes.empty()) { Create(&group.audio); }
+    Append(&group.audio, packet);
+    if (group.video.sizes.size() == 1 && m_groups.size() > 1) { Close(&(m_groups.end() - 2)->audio); }
+}
+
+void FileFloor::Begin()
+{
+    if (!m_groups.empty()) { Close(&m_groups.back().video); }
+    const std::filesystem::path name = m_directory / ("Temp" + std::to_string(++m_counter));
+    m_groups.push_back({{name.wstring() + L".RBV", -1, {}}, {name.wstring() + L".RBA", -1, {}}});
+    Create(&m_groups.back().video);
 }
 
 void FileFloor::DropOldest()
@@ -136,10 +100,7 @@ void FileFloor::DropOldest()
 size_t FileFloor::ReadBack(PYXContext* pContext)
 {
     size_t packets = 0;
-    for (Group& group : m_groups)
-    {
-        packets += ReadFile(&group.video, pContext) + ReadFile(&group.audio, pContext);
-    }
+    for (Group& group : m_groups) { packets += ReadFile(&group.video, pContext) + ReadFile(&group.audio, pContext); }
     return packets;
 }
 
@@ -150,23 +111,13 @@ size_t FileFloor::ReadFile(File* pFile, PYXContext* pContext)
         pFile->descriptor = _wsopen(pFile->name.c_str(), c_readFlags, _SH_DENYRW, c_permission);
         Require(pFile->descriptor != -1, "opening a file of the floor");
     }
-    else
-    {
-        _lseeki64(pFile->descriptor, 0, SEEK_SET);
-    }
+    else { _lseeki64(pFile->descriptor, 0, SEEK_SET); }
     for (const pyx_uint32 size : pFile->sizes)
     {
         PYXInterfacePtr<PYXBuffer> spBuffer;
-        if (pContext)
-        {
-            Require(pContext->AllocBuffer(PYX_MEMORY_HOST, size, spBuffer.Out()) == PYX_OK, "a buffer of the host");
-        }
-        else if (m_memory.size() < size)
-        {
-            m_memory.resize(size);
-        }
-        void* const pDest = spBuffer ? spBuffer->GetNative() : m_memory.data();
-        Require(_read(pFile->descriptor, pDest, size) == static_cast<int>(size), "reading a file of the floor");
+        Require(pContext->AllocBuffer(PYX_MEMORY_HOST, size, spBuffer.Out()) == PYX_OK, "a buffer of the host");
+        Require(_read(pFile->descriptor, spBuffer->GetNative(), size) == static_cast<int>(size),
+                "reading a file of the floor");
     }
     Close(pFile);
     return pFile->sizes.size();

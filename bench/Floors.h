@@ -6,74 +6,87 @@
 
 #include <cstddef>
 #include <deque>
+#include <filesystem>
 #include <memory>
-#include <string>
 #include <vector>
 
 /// The least that any cache must pay for the same packets. Each floor takes
-/// packets like the module does, so that one loop times them all.
+/// packets as the module does, so that one loop times them all.
 
-/// Copying a packet's bytes into memory that was touched before.
-class CopyFloor
+/// One range of address space that commits the pages of each packet fresh and
+/// copies the packet once.
+class CommittedRange
 {
 public:
-    /// Holds one group of `bytes`.
-    explicit CopyFloor(pyx_size bytes);
+    CommittedRange() = default;
+    CommittedRange(const CommittedRange&) = delete;
+    CommittedRange& operator=(const CommittedRange&) = delete;
+    ~CommittedRange();
 
-    void Take(const Packet& packet);
+    void Append(const void* pData, pyx_size size);
 
 private:
-    std::vector<std::byte> m_memory;
+    std::byte* m_pMemory = nullptr;
     pyx_size m_used = 0;
+    pyx_size m_committed = 0;
 };
 
-/// One block of virtual memory per kind and group that grows to the exact size
-/// with each packet, as the module's memory streams must: what that rule costs,
-/// with nothing around it.
-class GrowFloor
+/// A heap block per packet, copied once.
+class HeapBlocks
 {
 public:
-    GrowFloor() = default;
-    GrowFloor(const GrowFloor&) = delete;
-    GrowFloor& operator=(const GrowFloor&) = delete;
-    ~GrowFloor();
-
-    void Take(const Packet& packet);
+    void Append(const void* pData, pyx_size size);
 
 private:
-    struct Block
+    std::vector<std::unique_ptr<std::byte[]>> m_blocks;
+};
+
+/// A cache in memory with nothing around it: per group one store for video and
+/// one for audio, both freed with the group.
+template <class Store> class MemoryFloor
+{
+public:
+    /// A start packet lets the oldest groups go beyond `keep`, its own included.
+    explicit MemoryFloor(size_t keep) : m_keep(keep) {}
+
+    void Take(const Packet& packet)
     {
-        std::byte* pMemory = nullptr;
-        pyx_size size = 0;
+        if (packet.kind == PacketKind::Start) { m_groups.emplace_back(); }
+        Group& group = m_groups.back();
+        Store& store = packet.kind == PacketKind::Audio ? group.audio : group.video;
+        store.Append(packet.pBuffer->GetNative(), packet.pBuffer->GetSize());
+        while (m_groups.size() > m_keep) { DropOldest(); }
+    }
+
+    void DropOldest() { m_groups.pop_front(); }
+
+private:
+    struct Group
+    {
+        Store video;
+        Store audio;
     };
 
-    static void Append(Block* pBlock, const Packet& packet);
-    static void Free(Block* pBlock);
-
-    Block m_video;
-    Block m_audio;
+    const size_t m_keep;
+    std::deque<Group> m_groups; // oldest first
 };
 
+using CommitFloor = MemoryFloor<CommittedRange>;
+using HeapFloor = MemoryFloor<HeapBlocks>;
+
 /// The same bytes with one `_write` per packet in files that live as the
-/// module's: two per group, the one for sound made by the group's first sound;
+/// module's: two per group, the one for audio made by the group's first audio;
 /// opened in the same mode, closed when the next group has begun (the one for
-/// sound only by sound that comes before the group's second frame, else when it
-/// is deleted), and deleted when the group has become too old.
+/// audio only by audio that comes before the group's second picture, else when
+/// it is deleted), and deleted when the group has become too old.
 class FileFloor
 {
 public:
-    /// Makes `directory` new and empty.
-    explicit FileFloor(std::wstring directory);
+    /// Makes `directory` new and empty. `keep` as in MemoryFloor.
+    FileFloor(std::filesystem::path directory, size_t keep);
     FileFloor(const FileFloor&) = delete;
     FileFloor& operator=(const FileFloor&) = delete;
     ~FileFloor();
-
-    /// From now on a start packet lets the oldest groups go beyond so many, its
-    /// own included.
-    void Keep(size_t groups)
-    {
-        m_keep = groups;
-    }
 
     void Take(const Packet& packet);
 
@@ -82,20 +95,14 @@ public:
 
     /// Reads every packet of every group back, as the module does: each group's
     /// files are opened for reading and closed (the newest's are still open),
-    /// each packet is read with one `_read`. With a context each packet gets a
-    /// buffer of its own from it, as a muxer must be given; without one all are
-    /// read into the same memory. Returns the number of packets.
+    /// each packet is read with one `_read` into a buffer of its own from the context,
+    /// as a muxer must be given. Returns the number of packets.
     size_t ReadBack(PYXContext* pContext);
-
-    size_t GroupCount() const
-    {
-        return m_groups.size();
-    }
 
 private:
     struct File
     {
-        std::wstring name;
+        std::filesystem::path name;
         int descriptor = -1;
         std::vector<pyx_uint32> sizes; // of the packets in it
     };
@@ -110,11 +117,12 @@ private:
     static void Append(File* pFile, const Packet& packet);
     static void Close(File* pFile);
     static void Delete(File* pFile);
-    size_t ReadFile(File* pFile, PYXContext* pContext);
+    void TakeAudio(const Packet& packet);
+    void Begin();
+    static size_t ReadFile(File* pFile, PYXContext* pContext);
 
-    const std::wstring m_directory;
+    const std::filesystem::path m_directory;
+    const size_t m_keep;
     std::deque<Group> m_groups; // oldest first
-    size_t m_keep = ~static_cast<size_t>(0);
     int m_counter = 0;
-    std::vector<std::byte> m_memory;
 };

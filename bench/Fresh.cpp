@@ -1,10 +1,9 @@
+#include "bench/Measure.h"
 #include "bench/Require.h"
 #include "bench/Subject.h"
 #include "bench/Suite.h"
 
-#include <benchmark/benchmark.h>
-
-#include <string_view>
+#include <cmath>
 #include <vector>
 #include <windows.h>
 
@@ -16,105 +15,112 @@
 namespace
 {
 
-struct MemoryUse
-{
-    double workingSet;
-    double committed;
-};
-
-MemoryUse ReadMemoryUse()
+double WorkingSet()
 {
     PROCESS_MEMORY_COUNTERS counters{};
     Require(K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters), "the process's memory use");
-    return {static_cast<double>(counters.WorkingSetSize), static_cast<double>(counters.PagefileUsage)};
+    return static_cast<double>(counters.WorkingSetSize);
 }
 
-/// Feeds `minutes` of the stream into a cache that keeps all of it.
-void MeasureCache(benchmark::State& state, Storage storage, int framesPerGroup, int kilobits, double minutes)
+/// Private memory of the process in bytes.
+struct AddressSpace
 {
-    PacketSource source(framesPerGroup, kilobits);
-    Subject subject(storage, 3600);
-    double packets = 0;
-    double bytes = 0;
-    const auto takeGroup = [&] {
+    static AddressSpace Read()
+    {
+        AddressSpace all;
+        MEMORY_BASIC_INFORMATION region{};
+        for (char* p = nullptr; VirtualQuery(p, &region, sizeof region) != 0; p += region.RegionSize)
+        {
+            if (region.State != MEM_FREE && region.Type == MEM_PRIVATE)
+            {
+                all.reserved += static_cast<double>(region.RegionSize);
+                all.committed += region.State == MEM_COMMIT ? static_cast<double>(region.RegionSize) : 0.0;
+            }
+        }
+        return all;
+    }
+
+    double reserved = 0; ///< what is committed included
+    double committed = 0;
+};
+
+/// Feeds groups and counts what they hold.
+struct Feed
+{
+    void TakeGroup()
+    {
         for (const Packet& packet : source.NextGroup())
         {
-            subject.Take(packet);
+            pSubject->Take(packet);
             bytes += static_cast<double>(packet.pBuffer->GetSize());
             ++packets;
         }
-    };
-    takeGroup(); // what exists once per process or component is paid now
-    packets = 0;
-    bytes = 0;
-    const MemoryUse before = ReadMemoryUse();
-    for (auto _ : state)
-    {
-        for (double seconds = 0; seconds < minutes * 60; seconds += source.SecondsPerGroup())
-        {
-            takeGroup();
-        }
-        state.SetIterationTime(1);
+        ++groups;
     }
-    const MemoryUse after = ReadMemoryUse();
+
+    PacketSource source;
+    Subject* pSubject;
+    double groups = 0;
+    double packets = 0;
+    double bytes = 0;
+};
+
+/// The first component of a process, from loading the module to its end after one
+/// packet; then `minutes` of the stream into a cache that keeps all of it; then all but the last second
+/// are dropped.
+void MeasureCache(Counters* pCounters, Storage storage, int picturesPerGroup, int kilobits, double minutes)
+{
+    constexpr int c_lastSeconds = 1;
+    Feed feed{PacketSource(picturesPerGroup, kilobits), nullptr};
+    const Packet first = feed.source.NextGroup().front();
+    (*pCounters)["first_packet_us"] = ToMicroseconds(TimeCall([&] { Subject(storage, 3600).Take(first); }));
+    Subject subject(storage, 3600);
+    feed.pSubject = &subject;
+    const AddressSpace before = AddressSpace::Read();
+    const double workingSetBefore = WorkingSet();
+    while (feed.groups * feed.source.SecondsPerGroup() < minutes * 60) { feed.TakeGroup(); }
+    const AddressSpace full = AddressSpace::Read();
+    (*pCounters)["working_set_bytes_per_minute"] = (WorkingSet() - workingSetBefore) / minutes;
     subject.RequireAllTaken();
-    state.counters["working_set_bytes_per_minute"] = (after.workingSet - before.workingSet) / minutes;
-    state.counters["bytes_per_packet"] = (after.committed - before.committed) / packets;
-    state.counters["payload_bytes_per_minute"] = bytes / minutes;
-    state.counters["packets_per_minute"] = packets / minutes;
-    if (storage == Storage::Files)
-    {
-        subject.Keep(1); // the rest need not be written out
-    }
+    subject.Keep(c_lastSeconds);
+    const AddressSpace after = AddressSpace::Read();
+    const double left = std::floor(c_lastSeconds / feed.source.SecondsPerGroup()) + 1;
+    (*pCounters)["bytes_per_packet"] = (full.committed - before.committed) / feed.packets;
+    (*pCounters)["payload_bytes_per_minute"] = feed.bytes / minutes;
+    (*pCounters)["payload_bytes_per_group"] = feed.bytes / feed.groups;
+    (*pCounters)["reserved_bytes_per_group"] = (full.reserved - before.reserved) / feed.groups;
+    (*pCounters)["committed_bytes_per_group"] = (full.committed - before.committed) / feed.groups;
+    (*pCounters)["reserved_given_back_per_group"] = (full.reserved - after.reserved) / (feed.groups - left);
+    (*pCounters)["committed_given_back_per_group"] = (full.committed - after.committed) / (feed.groups - left);
 }
 
 /// The host's own share: as many buffers of one byte as there are records, each
 /// with what the record keeps of a packet.
-void MeasureHostBuffers(benchmark::State& state, double minutes)
+void MeasureHostBuffers(Counters* pCounters, double minutes)
 {
     PacketSource source(120, 1'000);
     const PYXInterfacePtr<HostContext> spContext = HostContext::Create();
     std::vector<PYXInterfacePtr<PYXBuffer>> buffers(200'000);
     size_t count = 0;
-    const MemoryUse before = ReadMemoryUse();
-    for (auto _ : state)
+    const AddressSpace before = AddressSpace::Read();
+    for (double seconds = 0; seconds < minutes * 60; seconds += source.SecondsPerGroup())
     {
-        for (double seconds = 0; seconds < minutes * 60; seconds += source.SecondsPerGroup())
+        for (const Packet& packet : source.NextGroup())
         {
-            for (const Packet& packet : source.NextGroup())
-            {
-                PYXInterfacePtr<PYXBuffer>& spBuffer = buffers.at(count++);
-                Require(spContext->AllocBuffer(PYX_MEMORY_HOST, 1, spBuffer.Out()) == PYX_OK, "a buffer of the host");
-                packet.pBuffer->CopyTo(spBuffer.Get(), true);
-            }
+            PYXInterfacePtr<PYXBuffer>& spBuffer = buffers.at(count++);
+            Require(spContext->AllocBuffer(PYX_MEMORY_HOST, 1, spBuffer.Out()) == PYX_OK, "a buffer of the host");
+            packet.pBuffer->CopyTo(spBuffer.Get(), true);
         }
-        state.SetIterationTime(1);
     }
-    const MemoryUse after = ReadMemoryUse();
-    state.counters["bytes_per_packet"] = (after.committed - before.committed) / static_cast<double>(count);
+    const AddressSpace after = AddressSpace::Read();
+    (*pCounters)["bytes_per_packet"] = (after.committed - before.committed) / static_cast<double>(count);
 }
-
-struct FreshBenchmark
-{
-    const char* name;
-    void (*pFunction)(benchmark::State&);
-};
-
-constexpr FreshBenchmark c_benchmarks[] = {
-    {"Memory/files", [](benchmark::State& state) { MeasureCache(state, Storage::Files, 120, 1'000, 10); }},
-    {"Memory/memory", [](benchmark::State& state) { MeasureCache(state, Storage::Memory, 30, 50'000, 1); }},
-    {"Memory/host-buffers", [](benchmark::State& state) { MeasureHostBuffers(state, 10); }},
-};
 
 } // namespace
 
-void RegisterFresh(const char* name)
+void RegisterFresh()
 {
-    for (const FreshBenchmark& row : c_benchmarks)
-    {
-        if (std::string_view(row.name) == name)
-        {
-            benchmark::RegisterBenchmark(row.name, row.pFunction)->Iterations(1)->UseManualTime();
-        }
-    }
+    Register("Memory/files", 1, MeasureCache, Storage::Files, 120, 1'000, 10.0);
+    Register("Memory/memory", 1, MeasureCache, Storage::Memory, 40, 50'000, 1.0);
+    Register("Memory/host-buffers", 1, MeasureHostBuffers, 10.0);
 }

@@ -5,8 +5,6 @@
 #include "bench/Subject.h"
 #include "bench/Suite.h"
 
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -22,141 +20,82 @@ constexpr int c_lowBitRate = 1'000;   // where only the number of packets and gr
 
 struct IntakeCase
 {
-    int framesPerGroup;
+    int picturesPerGroup;
     int seconds;  // kept
     int kilobits; // per second of video
     int measuredGroups;
 };
 
-void Report(benchmark::State& state, const std::string& who, Cost* pCost)
+void Report(Counters* pCounters, Taker* pTaker)
 {
-    state.counters[who + "_us"] = pCost->PerPacket();
-    state.counters[who + "_mean_us"] = pCost->MeanPerPacket();
-    state.counters[who + "_video_us"] = pCost->PerVideoPacket();
-    state.counters[who + "_start_us"] = pCost->Of(PacketKind::Start).Median();
-    state.counters[who + "_regular_us"] = pCost->Of(PacketKind::Regular).Median();
-    state.counters[who + "_audio_us"] = pCost->Of(PacketKind::Audio).Median();
+    Cost& cost = pTaker->cost;
+    (*pCounters)[pTaker->name + "_us"] = cost.PerPacket();
+    (*pCounters)[pTaker->name + "_mean_us"] = cost.MeanPerPacket();
+    (*pCounters)[pTaker->name + "_video_us"] = cost.PerVideoPacket();
+    (*pCounters)[pTaker->name + "_start_us"] = cost.Of(PacketKind::Start).Median();
+    (*pCounters)[pTaker->name + "_regular_us"] = cost.Of(PacketKind::Regular).Median();
+    (*pCounters)[pTaker->name + "_audio_us"] = cost.Of(PacketKind::Audio).Median();
 }
 
-/// More groups than are ever kept.
-int GroupsToFill(const IntakeCase& what, const PacketSource& source)
+void Measure(Counters* pCounters, const IntakeCase& what, PacketSource* pSource, std::vector<Taker> takers)
 {
-    return static_cast<int>(what.seconds / source.SecondsPerGroup()) + 3;
+    for (size_t i = 0; i < GroupsKept(what.seconds, *pSource); ++i)
+    {
+        const auto group = pSource->NextGroup();
+        for (const Taker& taker : takers) { std::ranges::for_each(group, taker.take); }
+    }
+    for (int i = 0; i < what.measuredGroups; ++i)
+    {
+        const auto group = pSource->NextGroup();
+        InTurns(static_cast<size_t>(i), takers, [&](Taker& taker) { TakeAll(group, &taker); });
+    }
+    std::ranges::for_each(takers, [&](Taker& taker) { Report(pCounters, &taker); });
 }
 
-void IntakeIntoFiles(benchmark::State& state, const IntakeCase& what)
+void IntakeIntoFiles(Counters* pCounters, const IntakeCase& what)
 {
-    PacketSource source(what.framesPerGroup, what.kilobits);
-    CopyFloor copyFloor(source.BytesPerGroup());
-    FileFloor fileFloor(FloorDirectory());
+    PacketSource source(what.picturesPerGroup, what.kilobits);
+    FileFloor fileFloor(FloorDirectory(), GroupsKept(what.seconds, source));
     Subject subject(Storage::Files, what.seconds);
-
-    for (int i = 0; i < GroupsToFill(what, source); ++i)
-    {
-        const auto group = source.NextGroup();
-        TakeAll(group, &subject);
-        TakeAll(group, &fileFloor);
-    }
-    const size_t kept = ReadDirectory(ModuleDirectory()).files / 2;
-    while (fileFloor.GroupCount() > kept)
-    {
-        fileFloor.DropOldest();
-    }
-    fileFloor.Keep(kept);
-
-    Cost module;
-    Cost write;
-    Cost copy;
-    for (auto _ : state)
-    {
-        for (int i = 0; i < what.measuredGroups; ++i)
-        {
-            const auto group = source.NextGroup();
-            InTurns(i, [&] { TakeTimed(group, &subject, &module); }, [&] { TakeTimed(group, &fileFloor, &write); });
-            TakeTimed(group, &copyFloor, &copy);
-        }
-        state.SetIterationTime(module.PerPacket() / 1e6);
-    }
+    Measure(pCounters, what, &source, {{"module", &subject}, {"write", &fileFloor}});
     subject.RequireAllTaken();
-    Require(ReadDirectory(ModuleDirectory()) == ReadDirectory(FloorDirectory()),
+    Require(DirectoryContent(ModuleDirectory()) == DirectoryContent(FloorDirectory()),
             "the module and its floor must hold the same bytes in as many files");
     subject.Keep(1); // the rest need not be written out
-
-    Report(state, "module", &module);
-    Report(state, "write", &write);
-    Report(state, "copy", &copy);
-    state.counters["groups_kept"] = static_cast<double>(kept);
+    (*pCounters)["groups_kept"] = static_cast<double>(GroupsKept(what.seconds, source));
 }
 
-void IntakeIntoMemory(benchmark::State& state, const IntakeCase& what)
+void IntakeIntoMemory(Counters* pCounters, const IntakeCase& what)
 {
-    PacketSource source(what.framesPerGroup, what.kilobits);
-    CopyFloor copyFloor(source.BytesPerGroup());
-    GrowFloor growFloor;
+    PacketSource source(what.picturesPerGroup, what.kilobits);
+    CommitFloor commitFloor(GroupsKept(what.seconds, source));
+    HeapFloor heapFloor(GroupsKept(what.seconds, source));
     Subject subject(Storage::Memory, what.seconds);
-    if (what.kilobits == c_lowBitRate)
-    {
-        for (int i = 0; i < GroupsToFill(what, source); ++i)
-        {
-            TakeAll(source.NextGroup(), &subject);
-        }
-    }
-
-    Cost module;
-    Cost grow;
-    Cost copy;
-    for (auto _ : state)
-    {
-        static int s_round = 0; // goes on over repetitions, which may be a single group each
-        for (int i = 0; i < what.measuredGroups; ++i)
-        {
-            const auto group = source.NextGroup();
-            InTurns(
-                s_round++, [&] { TakeTimed(group, &subject, &module); }, [&] { TakeTimed(group, &growFloor, &grow); });
-            TakeTimed(group, &copyFloor, &copy);
-        }
-        state.SetIterationTime(module.PerPacket() / 1e6);
-    }
+    Measure(pCounters, what, &source, {{"module", &subject}, {"commit", &commitFloor}, {"heap", &heapFloor}});
     subject.RequireAllTaken();
-
-    Report(state, "module", &module);
-    Report(state, "grow", &grow);
-    Report(state, "copy", &copy);
+    (*pCounters)["bytes_per_packet"] =
+        static_cast<double>(source.BytesPerGroup()) / static_cast<double>(source.NextGroup().size());
 }
 
-using IntakeFunction = void (*)(benchmark::State&, const IntakeCase&);
-
-void Register(const char* storage, IntakeFunction pFunction, const IntakeCase& what, int repetitions)
+void RegisterCase(const IntakeCase& what, int repetitions)
 {
-    const std::string name = std::string("Intake/") + storage + "/gop:" + std::to_string(what.framesPerGroup) +
+    const std::string name = "/group:" + std::to_string(what.picturesPerGroup) +
                              "/duration:" + std::to_string(what.seconds) + "/kbit:" + std::to_string(what.kilobits);
-    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) { pFunction(state, what); })
-        ->Iterations(1)
-        ->Repetitions(repetitions)
-        ->UseManualTime();
+    Register("Intake/files" + name, repetitions, IntakeIntoFiles, what);
+    Register("Intake/memory" + name, repetitions, IntakeIntoMemory, what);
 }
 
 } // namespace
 
 void RegisterIntake(const Effort& effort)
 {
-    // The main case comes first. In memory a group's cost grows with the square of its length.
-    for (const int frames : effort.quick ? std::vector{120, 30, 480} : std::vector{120, 30, 60, 240, 480})
+    for (const int pictures : effort.quick ? std::vector{30, 120, 480} : std::vector{30, 60, 120, 240, 480})
     {
-        const int groups = std::max(2, (effort.quick ? 8 : 16) * PacketSource::c_framesPerSecond / frames);
-        Register("files", IntakeIntoFiles, {frames, 30, c_fullBitRate, groups}, effort.Repetitions());
-        if (frames <= 120 || !effort.quick)
-        {
-            Register("memory", IntakeIntoMemory, {frames, 30, c_fullBitRate, 1},
-                     frames <= 120 && !effort.quick ? 3 : 1);
-        }
+        const int groups = std::max(3, (effort.quick ? 8 : 16) * PacketSource::c_picturesPerSecond / pictures);
+        RegisterCase({pictures, 30, c_fullBitRate, groups}, effort.Repetitions());
     }
-    for (const int seconds : effort.quick ? std::vector{120} : std::vector{30, 120, 600})
+    for (const int seconds : effort.quick ? std::vector{30, 120} : std::vector{30, 120, 600})
     {
-        Register("files", IntakeIntoFiles, {120, seconds, c_lowBitRate, 8}, effort.Repetitions());
-        if (!effort.quick)
-        {
-            Register("memory", IntakeIntoMemory, {120, seconds, c_lowBitRate, 8}, 3);
-        }
+        RegisterCase({120, seconds, c_lowBitRate, 8}, effort.Repetitions());
     }
 }

@@ -5,44 +5,44 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <functional>
+#include <initializer_list>
 #include <span>
+#include <string>
 #include <vector>
 
-/// Times of one thing that was done over and over. The median counts: a machine
-/// that stops for something else now and then does not move it.
+/// Times of one thing that was done over and over.
 class Samples
 {
 public:
-    void Add(pyx_uint64 ticks)
+    void Add(pyx_uint64 ticks) { m_ticks.push_back(ticks); }
+
+    void Add(const Samples& others) { m_ticks.insert(m_ticks.end(), others.m_ticks.begin(), others.m_ticks.end()); }
+
+    size_t Count() const { return m_ticks.size(); }
+
+    /// Microseconds that a share of the samples (0 to 1) stays within; 0 without
+    /// a sample.
+    double Quantile(double share)
     {
-        m_ticks.push_back(ticks);
+        if (m_ticks.empty()) { return 0.0; }
+        const auto index = static_cast<size_t>(share * static_cast<double>(m_ticks.size()));
+        const auto it = m_ticks.begin() + static_cast<std::ptrdiff_t>(std::min(index, m_ticks.size() - 1));
+        std::nth_element(m_ticks.begin(), it, m_ticks.end());
+        return ToMicroseconds(*it);
     }
 
-    size_t Count() const
-    {
-        return m_ticks.size();
-    }
+    /// What counts where a mean would move when the machine stops for something
+    /// else now and then.
+    double Median() { return Quantile(0.5); }
 
-    /// Microseconds; 0 without a sample.
-    double Median()
+    /// Microseconds of all samples together.
+    double Sum() const
     {
-        if (m_ticks.empty())
-        {
-            return 0.0;
-        }
-        const auto middle = m_ticks.begin() + static_cast<std::ptrdiff_t>(m_ticks.size() / 2);
-        std::nth_element(m_ticks.begin(), middle, m_ticks.end());
-        return ToMicroseconds(*middle);
-    }
-
-    double Mean() const
-    {
-        pyx_uint64 sum = 0;
-        for (const pyx_uint64 ticks : m_ticks)
-        {
-            sum += ticks;
-        }
-        return m_ticks.empty() ? 0.0 : ToMicroseconds(sum) / static_cast<double>(m_ticks.size());
+        double sum = 0;
+        for (const pyx_uint64 ticks : m_ticks) { sum += ToMicroseconds(ticks); }
+        return sum;
     }
 
 private:
@@ -54,18 +54,11 @@ private:
 class Cost
 {
 public:
-    void Add(PacketKind kind, pyx_uint64 ticks)
-    {
-        Of(kind).Add(ticks);
-    }
+    void Add(PacketKind kind, pyx_uint64 ticks) { Of(kind).Add(ticks); }
 
-    Samples& Of(PacketKind kind)
-    {
-        return m_samples[static_cast<size_t>(kind)];
-    }
+    Samples& Of(PacketKind kind) { return m_samples[static_cast<size_t>(kind)]; }
 
-    double PerPacket(std::initializer_list<PacketKind> kinds = {PacketKind::Start, PacketKind::Regular,
-                                                                PacketKind::Audio})
+    double PerPacket(std::initializer_list<PacketKind> kinds)
     {
         double sum = 0;
         double count = 0;
@@ -74,26 +67,26 @@ public:
             sum += Of(kind).Median() * static_cast<double>(Of(kind).Count());
             count += static_cast<double>(Of(kind).Count());
         }
-        return count == 0 ? 0.0 : sum / count;
+        return sum / std::max(1.0, count);
     }
 
-    double PerVideoPacket()
-    {
-        return PerPacket({PacketKind::Start, PacketKind::Regular});
-    }
-
-    /// The plain mean, with everything that came in between.
+    /// With everything that came in between.
     double MeanPerPacket() const
     {
-        double sum = 0;
-        double count = 0;
-        for (const Samples& samples : m_samples)
-        {
-            sum += samples.Mean() * static_cast<double>(samples.Count());
-            count += static_cast<double>(samples.Count());
-        }
-        return count == 0 ? 0.0 : sum / count;
+        const Samples all = Together({PacketKind::Start, PacketKind::Regular, PacketKind::Audio});
+        return all.Sum() / static_cast<double>(all.Count());
     }
+
+    Samples Together(std::initializer_list<PacketKind> kinds) const
+    {
+        Samples together;
+        for (const PacketKind kind : kinds) { together.Add(m_samples[static_cast<size_t>(kind)]); }
+        return together;
+    }
+
+    double PerVideoPacket() { return PerPacket({PacketKind::Start, PacketKind::Regular}); }
+
+    double PerPacket() { return PerPacket({PacketKind::Start, PacketKind::Regular, PacketKind::Audio}); }
 
 private:
     std::array<Samples, c_packetKinds> m_samples;
@@ -108,36 +101,43 @@ template <class Call> pyx_uint64 TimeCall(const Call& call)
     return ticks - std::min(ticks, EmptyMeasurement());
 }
 
-/// Lets `taker` take one group's packets, each timed alone.
-template <class Taker> void TakeTimed(std::span<const Packet> group, Taker* pTaker, Cost* pCost)
+/// The module or a floor under the name of its results, taking packets that are
+/// each timed alone.
+struct Taker
 {
-    for (const Packet& packet : group)
+    template <class Object>
+    Taker(std::string resultName, Object* pObject)
+        : name(std::move(resultName)), take([pObject](const Packet& packet) { pObject->Take(packet); })
     {
-        pCost->Add(packet.kind, TimeCall([&] { pTaker->Take(packet); }));
     }
+
+    void Take(const Packet& packet)
+    {
+        cost.Add(packet.kind, TimeCall([&] { take(packet); }));
+    }
+
+    std::string name;
+    std::function<void(const Packet&)> take;
+    Cost cost;
+};
+
+/// Calls `call` for each of several, in an order that changes with every round:
+/// none of them always finds the memory that another has warmed.
+template <class Range, class Call> void InTurns(size_t round, Range&& range, const Call& call)
+{
+    for (size_t i = 0; i < std::size(range); ++i) { call(range[(round + i) % std::size(range)]); }
 }
 
 /// Lets `taker` take one group's packets.
 template <class Taker> void TakeAll(std::span<const Packet> group, Taker* pTaker)
 {
-    for (const Packet& packet : group)
-    {
-        pTaker->Take(packet);
-    }
+    for (const Packet& packet : group) { pTaker->Take(packet); }
 }
 
-/// Runs two things in an order that changes with every round, so that neither
-/// always finds the memory that the other has warmed.
-template <class First, class Second> void InTurns(pyx_int64 round, const First& first, const Second& second)
+/// How many groups the module keeps, the one that is being filled included, when
+/// every group is as long: it drops the oldest while the others are longer than
+/// the duration.
+inline size_t GroupsKept(int seconds, const PacketSource& source)
 {
-    if (round % 2 == 0)
-    {
-        first();
-        second();
-    }
-    else
-    {
-        second();
-        first();
-    }
+    return static_cast<size_t>(std::ceil(seconds / source.SecondsPerGroup())) + 1;
 }

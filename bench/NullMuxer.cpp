@@ -21,42 +21,20 @@ namespace
 NullMuxerRecord s_record{};
 
 /// The part that the component and its inputs share.
-template <class Interface> class NullObject : public PYXPropertyStorageExImpl<Interface>, public PYXDestructible
+template <class Interface> class NullObject : public PYXRefCounted<PYXPropertyStorageExImpl<Interface>>
 {
 public:
-    pyx_uint32 Acquire() override
-    {
-        return m_count.Increment();
-    }
-
-    pyx_uint32 Release() override
-    {
-        const pyx_uint32 count = m_count.Decrement();
-        if (count == 0)
-        {
-            delete this;
-        }
-        return count;
-    }
-
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override
     {
         if (id == Interface::c_id || id == PYXInterface::c_id)
         {
-            *out = static_cast<Interface*>(this);
-            Acquire();
+            *out = PYXInterfacePtr<Interface>(this).Detach();
             return PYX_OK;
         }
         return PYXPropertyStorageExImpl<Interface>::QueryInterface(id, out);
     }
 
-    PYX_RESULT SetProperty(const wchar_t*, PYXVariant) override
-    {
-        return PYX_OK;
-    }
-
-private:
-    PYXReferenceCount m_count;
+    PYX_RESULT SetProperty(const wchar_t*, PYXVariant) override { return PYX_OK; }
 };
 
 class NullInput final : public NullObject<PYXInput>
@@ -64,10 +42,7 @@ class NullInput final : public NullObject<PYXInput>
 public:
     explicit NullInput(std::span<const PYXPropertyDeclaration> properties)
     {
-        for (const PYXPropertyDeclaration& property : properties)
-        {
-            DeclareProperty(property);
-        }
+        for (const PYXPropertyDeclaration& property : properties) { DeclareProperty(property); }
     }
 
     PYX_RESULT SubmitInput(PYXData* pData) override
@@ -83,7 +58,7 @@ public:
     }
 };
 
-class NullMuxer final : public NullObject<PYXComponentEx>
+class NullMuxer final : public PYXReservedOperations<NullObject<PYXComponentEx>>
 {
 public:
     explicit NullMuxer(PYXContext* pContext)
@@ -92,84 +67,16 @@ public:
     {
     }
 
-    PYX_RESULT Init(pyx_int32, pyx_int32, pyx_int32) override
-    {
-        return PYX_OK;
-    }
-
-    PYX_RESULT ReInit(pyx_int32, pyx_int32) override
-    {
-        return PYX_OK;
-    }
-
-    PYX_RESULT Terminate() override
-    {
-        return PYX_OK;
-    }
-
-    PYXContext* GetContext() override
-    {
-        return m_pContext;
-    }
-
-    pyx_int32 GetInputCount() override
-    {
-        return static_cast<pyx_int32>(m_inputs.size());
-    }
+    PYX_RESULT Init(pyx_int32, pyx_int32, pyx_int32) override { return PYX_OK; }
+    PYX_RESULT ReInit(pyx_int32, pyx_int32) override { return PYX_OK; }
+    PYX_RESULT Terminate() override { return PYX_OK; }
+    PYXContext* GetContext() override { return m_pContext; }
+    pyx_int32 GetInputCount() override { return static_cast<pyx_int32>(m_inputs.size()); }
 
     PYX_RESULT GetInput(pyx_int32 index, PYXInput** ppInput) override
     {
-        if (index < 0 || index >= GetInputCount())
-        {
-            return PYX_INVALID_ARG;
-        }
-        *ppInput = PYXInterfacePtr<PYXInput>(m_inputs[static_cast<size_t>(index)]).Detach();
+        *ppInput = PYXInterfacePtr<PYXInput>(m_inputs.at(static_cast<size_t>(index))).Detach();
         return PYX_OK;
-    }
-
-    PYX_RESULT HostOperation20() override
-    {
-        return PYX_OK;
-    }
-
-    PYX_RESULT HostOperation21() override
-    {
-        return PYX_OK;
-    }
-
-    PYX_RESULT HostOperation22() override
-    {
-        return PYX_NOT_IMPLEMENTED;
-    }
-
-    PYX_RESULT HostOperation23() override
-    {
-        return PYX_NOT_IMPLEMENTED;
-    }
-
-    PYX_RESULT HostOperation25() override
-    {
-        return PYX_OK;
-    }
-
-    PYX_RESULT HostOperation26() override
-    {
-        return PYX_NOT_IMPLEMENTED;
-    }
-
-    PYX_RESULT HostOperation27() override
-    {
-        return PYX_OK;
-    }
-
-    pyx_int32 HostOperation29() override
-    {
-        return 0;
-    }
-
-    PYX_RESULT HostOperation31() override
-    {
-        return PYX_NOT_IMPLEMENTED;
     }
 
 private:
@@ -185,7 +92,4 @@ PYX_EXPORT PYX_RESULT PYXCreateComponentInt(PYXContext* pContext, const wchar_t*
     return PYX_OK;
 }
 
-PYX_EXPORT NullMuxerRecord* PYXNullMuxerRecord()
-{
-    return &s_record;
-}
+PYX_EXPORT NullMuxerRecord* PYXNullMuxerRecord() { return &s_record; }

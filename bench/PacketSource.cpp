@@ -2,6 +2,7 @@
 
 #include "bench/Require.h"
 
+#include "common/KeyPacket.h"
 #include "common/StreamProperties.h"
 
 #include <cstring>
@@ -9,19 +10,14 @@
 namespace
 {
 
-constexpr int c_keyFrameWeight = 8;
+constexpr int c_keyPictureWeight = 8;
 constexpr pyx_int64 c_audioRate = 48000;
 constexpr pyx_int64 c_samplesPerAudioPacket = 1024;
 constexpr double c_audioBytes = 192000.0 / 8 * c_samplesPerAudioPacket / c_audioRate;
 
-/// H.264 frame types as an encoder puts them on its packets.
-constexpr int c_keyFrame = 0;
-constexpr int c_predictedFrame = 2;
-constexpr int c_noFrame = -1;
-
-constexpr pyx_int64 VideoPts(pyx_int64 frame)
+constexpr pyx_int64 VideoPts(pyx_int64 picture)
 {
-    return frame * PYX_TICKS_PER_SECOND / PacketSource::c_framesPerSecond;
+    return picture * PYX_TICKS_PER_SECOND / PacketSource::c_picturesPerSecond;
 }
 
 constexpr pyx_int64 AudioPts(pyx_int64 packet)
@@ -31,33 +27,33 @@ constexpr pyx_int64 AudioPts(pyx_int64 packet)
 
 } // namespace
 
-PacketSource::PacketSource(int framesPerGroup, int kilobits) : m_framesPerGroup(framesPerGroup)
+PacketSource::PacketSource(int picturesPerGroup, int kilobits) : m_picturesPerGroup(picturesPerGroup)
 {
     const double groupBytes = kilobits * 1000.0 / 8 * SecondsPerGroup();
-    const double frameBytes = groupBytes / (framesPerGroup - 1 + c_keyFrameWeight);
-    for (int i = 0; i < framesPerGroup; ++i)
+    const double pictureBytes = groupBytes / (picturesPerGroup - 1 + c_keyPictureWeight);
+    for (int i = 0; i < picturesPerGroup; ++i)
     {
-        m_video.push_back(MakePacket(i == 0 ? frameBytes * c_keyFrameWeight : frameBytes, VideoPts(1),
-                                     i == 0 ? c_keyFrame : c_predictedFrame));
+        m_video.push_back(i == 0 ? MakePacket(PacketKind::Start, pictureBytes * c_keyPictureWeight, VideoPts(1))
+                                 : MakePacket(PacketKind::Regular, pictureBytes, VideoPts(1)));
     }
-    const pyx_int64 audioPackets = VideoPts(framesPerGroup) / AudioPts(1) + 2;
+    const pyx_int64 audioPackets = VideoPts(picturesPerGroup) / AudioPts(1) + 2;
     for (pyx_int64 i = 0; i < audioPackets; ++i)
     {
-        m_audio.push_back(MakePacket(c_audioBytes, AudioPts(1), c_noFrame));
+        m_audio.push_back(MakePacket(PacketKind::Audio, c_audioBytes, AudioPts(1)));
     }
 }
 
-PYXInterfacePtr<HostBuffer> PacketSource::MakePacket(double bytes, pyx_int64 duration, int frameType)
+PYXInterfacePtr<HostBuffer> PacketSource::MakePacket(PacketKind kind, double bytes, pyx_int64 duration)
 {
     m_random = m_random * 1664525U + 1013904223U;
-    const double waver = frameType == c_keyFrame ? 1.0 : 0.8 + 0.4 * static_cast<double>(m_random >> 8) / (1 << 24);
+    const double waver = kind == PacketKind::Start ? 1.0 : 0.8 + 0.4 * static_cast<double>(m_random >> 8) / (1 << 24);
     PYXInterfacePtr<HostBuffer> spPacket = HostBuffer::Create(static_cast<pyx_size>(bytes * waver));
     Require(static_cast<bool>(spPacket), "memory for the packets");
     std::memset(spPacket->GetNative(), static_cast<int>(m_random >> 24), spPacket->GetSize());
     spPacket->SetDuration(duration);
-    if (frameType != c_noFrame)
+    if (kind != PacketKind::Audio)
     {
-        spPacket->SetProperty(PYX_PROPERTY_OUTPUT_DATA_TYPE, PYXVariantFromInt64(frameType));
+        PYXMarkVideoPacket(spPacket.Get(), PYX_VIDEO_CODEC_H264, kind == PacketKind::Start);
     }
     m_bytesPerGroup += spPacket->GetSize();
     return spPacket;
@@ -67,11 +63,11 @@ std::span<const Packet> PacketSource::NextGroup()
 {
     m_group.clear();
     size_t audio = 0;
-    for (size_t i = 0; i < m_video.size(); ++i, ++m_nextFrame)
+    for (size_t i = 0; i < m_video.size(); ++i, ++m_nextPicture)
     {
-        m_video[i]->SetPts(VideoPts(m_nextFrame));
+        m_video[i]->SetPts(VideoPts(m_nextPicture));
         m_group.push_back({m_video[i].Get(), i == 0 ? PacketKind::Start : PacketKind::Regular});
-        for (; AudioPts(m_nextAudio) < VideoPts(m_nextFrame + 1); ++audio, ++m_nextAudio)
+        for (; AudioPts(m_nextAudio) < VideoPts(m_nextPicture + 1); ++audio, ++m_nextAudio)
         {
             m_audio[audio]->SetPts(AudioPts(m_nextAudio));
             m_group.push_back({m_audio[audio].Get(), PacketKind::Audio});

@@ -23,9 +23,9 @@ struct Packet
     PacketKind kind;
 };
 
-/// A stream as an encoder at a constant bit rate gives it: 60 frames per second,
+/// A stream as an encoder at a constant bit rate gives it: 60 pictures per second,
 /// key frames of eight times the others' bytes, which waver by a fifth, and 46.9
-/// packets of sound per second at 192 kbit/s. It never ends and is the same in
+/// packets of audio per second at 192 kbit/s. It never ends and is the same in
 /// every run.
 ///
 /// The packets of one group are made once, filled, and used again with later
@@ -34,32 +34,26 @@ struct Packet
 class PacketSource
 {
 public:
-    static constexpr int c_framesPerSecond = 60;
+    static constexpr int c_picturesPerSecond = 60;
 
     /// `kilobits` per second of video.
-    PacketSource(int framesPerGroup, int kilobits);
+    PacketSource(int picturesPerGroup, int kilobits);
 
     /// The next group's packets in the order of their times, valid until the
-    /// next call. Sound at a group's start comes after its first frame.
+    /// next call. Audio at a group's start comes after its first picture.
     std::span<const Packet> NextGroup();
 
-    double SecondsPerGroup() const
-    {
-        return static_cast<double>(m_framesPerGroup) / c_framesPerSecond;
-    }
+    double SecondsPerGroup() const { return static_cast<double>(m_picturesPerGroup) / c_picturesPerSecond; }
 
-    /// Bytes of the largest group's packets, sound included.
-    pyx_size BytesPerGroup() const
-    {
-        return m_bytesPerGroup;
-    }
+    /// Bytes of the largest group's packets, audio included.
+    pyx_size BytesPerGroup() const { return m_bytesPerGroup; }
 
 private:
-    PYXInterfacePtr<HostBuffer> MakePacket(double bytes, pyx_int64 duration, int frameType);
+    PYXInterfacePtr<HostBuffer> MakePacket(PacketKind kind, double bytes, pyx_int64 duration);
 
-    const int m_framesPerGroup;
+    const int m_picturesPerGroup;
     pyx_uint32 m_random = 1;
-    pyx_int64 m_nextFrame = 0;
+    pyx_int64 m_nextPicture = 0;
     pyx_int64 m_nextAudio = 0;
     pyx_size m_bytesPerGroup = 0;
     std::vector<PYXInterfacePtr<HostBuffer>> m_video;

@@ -3,6 +3,8 @@
 #include "bench/Directory.h"
 #include "bench/Require.h"
 
+#include "common/PropertyNames.h"
+
 #include <windows.h>
 
 namespace
@@ -10,8 +12,6 @@ namespace
 
 constexpr const wchar_t* c_moduleFile = L"pyx-component-ring-buffer64.dll";
 constexpr const wchar_t* c_muxerFile = L"pyx-component-ffmpeg64.dll";
-
-HMODULE s_module = nullptr;
 
 template <class Function> Function GetEntry(HMODULE module, const char* name)
 {
@@ -25,29 +25,6 @@ void Set(PYXPropertyStorage* pStorage, const wchar_t* name, const PYXVariant& va
 
 } // namespace
 
-PYXCreateComponentFunction LoadModule()
-{
-    if (!s_module)
-    {
-        s_module = LoadLibraryExW(c_moduleFile, nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
-        Require(s_module != nullptr, "loading the module");
-    }
-    const auto pCreate = GetEntry<PYXCreateComponentFunction>(s_module, PYX_CREATE_COMPONENT_ENTRY);
-    Require(pCreate != nullptr, "the module's entry");
-    return pCreate;
-}
-
-void UnloadModule()
-{
-    FreeLibrary(s_module);
-    s_module = nullptr;
-    // Modules keep the muxer's module for ever; this process is about to begin anew.
-    while (const HMODULE muxer = GetModuleHandleW(c_muxerFile))
-    {
-        FreeLibrary(muxer);
-    }
-}
-
 NullMuxerRecord* MuxerRecord()
 {
     const auto pGet = GetEntry<PYXNullMuxerRecordFunction>(GetModuleHandleW(c_muxerFile), PYX_NULL_MUXER_RECORD_ENTRY);
@@ -57,33 +34,27 @@ NullMuxerRecord* MuxerRecord()
 
 Subject::Subject(Storage storage, pyx_int64 seconds)
 {
+    static const HMODULE s_module = LoadLibraryExW(c_moduleFile, nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+    const auto pCreate = GetEntry<PYXCreateComponentFunction>(s_module, PYX_CREATE_COMPONENT_ENTRY);
+    Require(pCreate != nullptr, "loading the module");
     PYXInterfacePtr<PYXComponent> spComponent;
-    Require(LoadModule()(m_spContext.Get(), L"RingBuffer", spComponent.Out()) == PYX_OK, "making a component");
+    Require(pCreate(m_spContext.Get(), L"RingBuffer", spComponent.Out()) == PYX_OK, "making a component");
     m_spComponent = spComponent.Query<PYXComponentEx>();
     Require(static_cast<bool>(m_spComponent), "the component's inputs");
-    Set(m_spComponent.Get(), L"EnableAudio", PYXVariantFromBool(true));
-    Set(m_spComponent.Get(), L"Duration", PYXVariantFromInt64(seconds));
-    Set(m_spComponent.Get(), L"BufferInRamEnabled", PYXVariantFromBool(storage == Storage::Memory));
+    Set(m_spComponent.Get(), PYX_PROPERTY_ENABLE_AUDIO, PYXVariantFromBool(true));
+    Set(m_spComponent.Get(), PYX_PROPERTY_DURATION, PYXVariantFromInt64(seconds));
+    Set(m_spComponent.Get(), PYX_PROPERTY_BUFFER_IN_RAM_ENABLED, PYXVariantFromBool(storage == Storage::Memory));
     if (storage == Storage::Files)
     {
-        Set(m_spComponent.Get(), L"TempPath", PYXVariantBorrowWString(ModuleDirectory().c_str()));
+        Set(m_spComponent.Get(), PYX_PROPERTY_TEMP_PATH, PYXVariantBorrowWString(ModuleDirectory().c_str()));
     }
     Require(m_spComponent->Init(0, 1920, 1080) == PYX_OK, "Init");
     Require(m_spComponent->GetInput(0, m_spVideo.Out()) == PYX_OK, "the video input");
     Require(m_spComponent->GetInput(1, m_spAudio.Out()) == PYX_OK, "the audio input");
 }
 
-void Subject::RequireAllTaken() const
-{
-    Require(m_failures == PYX_OK, "a packet was refused");
-}
+void Subject::RequireAllTaken() const { Require(m_failures == PYX_OK, "a packet was refused"); }
 
-void Subject::Keep(pyx_int64 seconds)
-{
-    Set(m_spComponent.Get(), L"Duration", PYXVariantFromInt64(seconds));
-}
+void Subject::Keep(pyx_int64 seconds) { Set(m_spComponent.Get(), PYX_PROPERTY_DURATION, PYXVariantFromInt64(seconds)); }
 
-void Subject::Terminate()
-{
-    Require(m_spComponent->Terminate() == PYX_OK, "Terminate");
-}
+void Subject::Terminate() { Require(m_spComponent->Terminate() == PYX_OK, "Terminate"); }

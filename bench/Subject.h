@@ -16,19 +16,12 @@ enum class Storage
     Memory,
 };
 
-/// The module as a host meets it: loaded by its file name from the program's
-/// folder, where the muxer that does nothing and the runtime library lie too.
-/// Loaded at first use; later calls give the same.
-PYXCreateComponentFunction LoadModule();
-
-/// Forgets the module and what it loaded, so that the next LoadModule finds the
-/// process as it was at the start. Nothing of the module may be alive.
-void UnloadModule();
-
 /// What the null muxer has seen. Valid while a component lives.
 NullMuxerRecord* MuxerRecord();
 
-/// One ring buffer with both inputs, ready for packets.
+/// One ring buffer with both inputs, ready for packets. The module is loaded at
+/// first use, as a host does it: by its file name from the program's folder, where
+/// the muxer that does nothing and the runtime library lie too.
 class Subject
 {
 public:
@@ -53,20 +46,7 @@ public:
     /// Writes out and empties the cache.
     void Terminate();
 
-    PYXContext* Context()
-    {
-        return m_spContext.Get();
-    }
-
-    PYXComponentEx* Component()
-    {
-        return m_spComponent.Get();
-    }
-
-    PYXInput* VideoInput()
-    {
-        return m_spVideo.Get();
-    }
+    PYXContext* Context() { return m_spContext.Get(); }
 
 private:
     PYXInterfacePtr<HostContext> m_spContext = HostContext::Create();

@@ -5,7 +5,7 @@
 #include "bench/Subject.h"
 #include "bench/Suite.h"
 
-#include <benchmark/benchmark.h>
+#include <functional>
 
 // Terminate with a cache of half a minute, up to the last end mark in the
 // muxer; what follows, deleting the files, is trimming's. The floors read the
@@ -14,7 +14,7 @@
 namespace
 {
 
-constexpr int c_framesPerGroup = 120;
+constexpr int c_picturesPerGroup = 120;
 constexpr int c_kilobits = 50'000;
 constexpr int c_groups = 15;
 
@@ -34,51 +34,29 @@ pyx_uint64 ReadBack(FileFloor* pFloor, PYXContext* pContext, size_t packets)
     return TimeCall([&] { Require(pFloor->ReadBack(pContext) == packets, "the floor must read every packet"); });
 }
 
-void WriteOutFiles(benchmark::State& state, int rounds)
+void WriteOutFiles(Counters* pCounters)
 {
-    Samples module;
-    Samples read;
-    Samples bareRead;
+    PacketSource source(c_picturesPerGroup, c_kilobits);
+    Subject subject(Storage::Files, 2 * c_groups * c_picturesPerGroup / PacketSource::c_picturesPerSecond);
+    FileFloor floor(FloorDirectory(), c_groups);
     size_t packets = 0;
-    for (auto _ : state)
+    for (int i = 0; i < c_groups; ++i)
     {
-        for (int round = 0; round < rounds; ++round)
-        {
-            PacketSource source(c_framesPerGroup, c_kilobits);
-            Subject subject(Storage::Files, 2 * c_groups * c_framesPerGroup / PacketSource::c_framesPerSecond);
-            FileFloor floor(FloorDirectory());
-            packets = 0;
-            for (int i = 0; i < c_groups; ++i)
-            {
-                const auto group = source.NextGroup();
-                TakeAll(group, &subject);
-                TakeAll(group, &floor);
-                packets += group.size();
-            }
-            subject.RequireAllTaken();
-            InTurns(
-                round, [&] { module.Add(WriteOut(&subject, packets)); },
-                [&] {
-                    InTurns(
-                        round / 2, [&] { read.Add(ReadBack(&floor, subject.Context(), packets)); },
-                        [&] { bareRead.Add(ReadBack(&floor, nullptr, packets)); });
-                });
-        }
-        state.SetIterationTime(module.Median() / static_cast<double>(packets) / 1e6);
+        const auto group = source.NextGroup();
+        TakeAll(group, &subject);
+        TakeAll(group, &floor);
+        packets += group.size();
     }
-    const auto count = static_cast<double>(packets);
-    state.counters["module_us"] = module.Median() / count;
-    state.counters["read_us"] = read.Median() / count;
-    state.counters["bare_read_us"] = bareRead.Median() / count;
+    subject.RequireAllTaken();
+    const auto perPacket = [&](pyx_uint64 ticks) { return ToMicroseconds(ticks) / static_cast<double>(packets); };
+    const std::function<void()> readers[] = {
+        [&] { (*pCounters)["module_us"] = perPacket(WriteOut(&subject, packets)); },
+        [&] { (*pCounters)["read_us"] = perPacket(ReadBack(&floor, subject.Context(), packets)); },
+    };
+    static size_t s_round = 0;
+    InTurns(s_round++, readers, [](const auto& reader) { reader(); });
 }
 
 } // namespace
 
-void RegisterWriteOut(const Effort& effort)
-{
-    const int rounds = effort.quick ? 4 : 8;
-    benchmark::RegisterBenchmark("WriteOut/files", [=](benchmark::State& state) { WriteOutFiles(state, rounds); })
-        ->Iterations(1)
-        ->Repetitions(effort.quick ? 1 : 3)
-        ->UseManualTime();
-}
+void RegisterWriteOut(const Effort& effort) { Register("WriteOut/files", effort.quick ? 4 : 20, WriteOutFiles); }

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Draws cost per packet against group length and against the duration kept.
+"""Draws the pictures of docs/performance.md: what a packet costs, whether that grows, and what single calls take.
 
-    plot.py RESULTS.json FOLDER    writes performance-group-length.svg and performance-duration.svg there
+    plot.py RESULTS.json FOLDER    writes performance-cost.svg, performance-growth.svg, performance-calls.svg there
 """
 
 import json
@@ -10,99 +10,120 @@ import os
 import sys
 
 sys.dont_write_bytecode = True # the checkout stays clean
-from report import Results, case_of, number
+from report import MAIN, PICTURE_US, QUANTILES, Results, case_of, number
 
-WIDTH, HEIGHT = 760, 420
-LEFT, RIGHT, TOP, BOTTOM = 70, 190, 50, 60
-
-# (storage, counter, label, colour, dashes)
-SERIES = (
-    ("files", "module_us", "files", "#1f6fb4", ""),
-    ("files", "write_us", "write floor", "#1f6fb4", "6 4"),
-    ("memory", "module_mean_us", "memory", "#c2491d", ""),
-    ("memory", "grow_mean_us", "growing block", "#c2491d", "6 4"),
-    ("files", "copy_us", "copy floor", "#5a6b3b", "2 3"),
-)
-
-
-def points(results, storage, counter, x_of, wanted):
-    found = []
-    for name in results.names(f"Intake/{storage}/"):
-        if wanted(*case_of(name)):
-            found.append((x_of(*case_of(name)), results.median(name, counter)))
-    return sorted(found)
+WIDTH, HEIGHT, TOP, BOTTOM = 830, 390, 62, 310
+# One hue per storage mode; the module is drawn solid, its floor hollow and dashed.
+STYLE = """
+svg { --ink: #1f2328; --grid: #d8dee4; --back: #ffffff; --files: #0a5fc4; --memory: #b04300; }
+@media (prefers-color-scheme: dark) {
+  svg { --ink: #e6edf3; --grid: #373e47; --back: #0d1117; --files: #6cb2ff; --memory: #ff9b52; }
+}
+text { font: 13px sans-serif; fill: var(--ink); }
+.title { font-size: 16px; } .end { text-anchor: end; } .middle { text-anchor: middle; }
+.back { fill: var(--back); } .grid { stroke: var(--grid); } .limit { stroke: var(--ink); stroke-dasharray: 2 4; }
+.files { --hue: var(--files); } .memory { --hue: var(--memory); } text.files, text.memory { fill: var(--hue); }
+polyline { fill: none; stroke: var(--hue); stroke-width: 2; } polyline.floor { stroke-dasharray: 6 4; }
+circle { fill: var(--hue); stroke: var(--hue); stroke-width: 2; } circle.floor { fill: var(--back); }
+"""
+TICKS = {-2: "10 ns", -1: "100 ns", 0: "1 us", 1: "10 us", 2: "100 us", 3: "1 ms", 4: "10 ms", 5: "100 ms", 6: "1 s"}
+MODES = (("files", "write", "file mode"), ("memory", "commit", "memory mode"))
 
 
-class Plot:
-    def __init__(self, title, x_title, ticks, values):
-        self.ticks = ticks
+class Picture:
+    """Panels of lines over named places, with time growing by powers of ten from `least` to `most` microseconds."""
+
+    def __init__(self, title, values):
         self.low = math.floor(math.log10(min(values)))
-        self.high = math.ceil(math.log10(max(values)))
+        self.high = max(math.ceil(math.log10(max(values))), self.low + 1)
         self.parts = [
             f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {HEIGHT}" width="{WIDTH}" height="{HEIGHT}" '
-            'font-family="sans-serif" font-size="13" fill="#222">',
-            f'<rect width="{WIDTH}" height="{HEIGHT}" fill="#fff"/>',
-            f'<text x="{LEFT}" y="26" font-size="16">{title}</text>',
-            f'<text x="{(LEFT + WIDTH - RIGHT) / 2}" y="{HEIGHT - 16}" text-anchor="middle">{x_title}</text>',
-            f'<text transform="translate(18 {(TOP + HEIGHT - BOTTOM) / 2}) rotate(-90)" text-anchor="middle">'
-            'microseconds per packet</text>',
+            f'role="img" aria-label="{title}">', f"<title>{title}</title>", f"<style>{STYLE}</style>",
+            f'<rect class="back" width="{WIDTH}" height="{HEIGHT}"/>',
         ]
-        self.used = []
-        self.axes()
+        self.text(20, 30, title, "title")
 
-    def x(self, value):
-        first, last = math.log(self.ticks[0]), math.log(self.ticks[-1])
-        return LEFT + 20 + (math.log(value) - first) / (last - first or 1) * (WIDTH - LEFT - RIGHT - 40)
+    def text(self, x, y, text, kind=""):
+        self.parts.append(f'<text x="{x:.1f}" y="{y:.1f}" class="{kind}">{text}</text>')
 
-    def y(self, value):
-        share = (math.log10(value) - self.low) / (self.high - self.low)
-        return HEIGHT - BOTTOM - share * (HEIGHT - TOP - BOTTOM)
+    def y(self, microseconds):
+        return BOTTOM + (math.log10(microseconds) - self.low) / (self.high - self.low) * (TOP - BOTTOM)
 
-    def axes(self):
+    def level(self, left, right, microseconds, kind):
+        y = self.y(microseconds)
+        self.parts.append(f'<line x1="{left}" x2="{right}" y1="{y:.1f}" y2="{y:.1f}" class="{kind}"/>')
+        return y
+
+    def panel(self, left, right, title, places, lines, joined=True):
+        """`lines`: (values in microseconds, label, mode, "floor" or nothing); a value for each of the places."""
         for power in range(self.low, self.high + 1):
-            y = self.y(10**power)
-            self.parts.append(f'<line x1="{LEFT}" x2="{WIDTH - RIGHT}" y1="{y:.1f}" y2="{y:.1f}" stroke="#ddd"/>')
-            self.parts.append(f'<text x="{LEFT - 8}" y="{y + 4:.1f}" text-anchor="end">{10**power:,g}</text>')
-        for tick in self.ticks:
-            self.parts.append(f'<text x="{self.x(tick):.1f}" y="{HEIGHT - BOTTOM + 20}" text-anchor="middle">{tick}</text>')
-
-    def line(self, data, label, colour, dashes):
-        path = " ".join(f"{self.x(x):.1f},{self.y(y):.1f}" for x, y in data)
-        self.parts.append(f'<polyline points="{path}" fill="none" stroke="{colour}" stroke-width="2" '
-                          f'stroke-dasharray="{dashes}"/>')
-        self.parts.extend(f'<circle cx="{self.x(x):.1f}" cy="{self.y(y):.1f}" r="3" fill="{colour}"/>' for x, y in data)
-        self.used.append((self.y(data[-1][1]), label, colour, data[-1][1]))
+            self.text(left - 8, self.level(left, right, 10**power, "grid") + 4, TICKS[power], "end")
+        step = (right - left) / len(places)
+        xs = [left + step * (i + 0.5) for i in range(len(places))]
+        for x, place in zip(xs, places):
+            self.text(x, BOTTOM + 22, place, "middle")
+        self.text((left + right) / 2, BOTTOM + 50, title, "middle")
+        for values, _, mode, floor in sorted(lines, key=lambda line: not line[3]): # the module above its floor
+            shift = 0 if joined else 12 if mode == "memory" else -12
+            points = [(x + shift, self.y(value)) for x, value in zip(xs, values)]
+            if joined:
+                path = " ".join(f"{x:.1f},{y:.1f}" for x, y in points)
+                self.parts.append(f'<polyline points="{path}" class="{mode} {floor}"/>')
+            self.parts.extend(f'<circle cx="{x:.1f}" cy="{y:.1f}" r="{5 if floor else 3}" class="{mode} {floor}"/>'
+                              for x, y in points)
+        last = -math.inf
+        for y, text, mode in sorted((self.y(values[-1]), label, mode) for values, label, mode, _ in lines):
+            last = max(y, last + 17) # labels of lines that end close together
+            self.text(right + 6, last + 4, text, mode)
 
     def write(self, path):
-        last = -math.inf
-        for y, label, colour, value in sorted(self.used):
-            last = max(y, last + 16) # labels of lines that end close together
-            self.parts.append(f'<text x="{WIDTH - RIGHT + 10}" y="{last + 4:.1f}" fill="{colour}">{label}, {number(value)}</text>')
         with open(path, "w", encoding="utf-8") as file:
             file.write("\n".join(self.parts + ["</svg>", ""]))
 
 
-def draw(results, path, title, x_title, x_of, wanted):
-    lines = [(points(results, storage, counter, x_of, wanted), label, colour, dashes)
-             for storage, counter, label, colour, dashes in SERIES]
-    lines = [line for line in lines if line[0]]
-    ticks = sorted({x for line in lines for x, _ in line[0]})
-    plot = Plot(title, x_title, ticks, [y for line in lines for _, y in line[0]])
-    for line in lines:
-        plot.line(*line)
-    plot.write(path)
+def draw_cost(results):
+    kinds = ("start", "regular", "audio")
+    lines = [([results.median(MAIN[mode], f"{who}_{kind}_us") for kind in kinds], label, mode, kind_of_line)
+             for mode, floor, name in MODES
+             for who, label, kind_of_line in (("module", name, ""), (floor, f"{floor} floor", "floor"))]
+    picture = Picture("What a packet costs (1080p60, 50 Mbit/s)", [value for values, *_ in lines for value in values])
+    picture.panel(80, 680, "kind of packet", ["first video packet of a group", "other video packet", "audio packet"], lines, joined=False)
+    return picture
+
+
+def draw_growth(results):
+    def lines(wanted):
+        names = {mode: [name for name in results.cases(mode) if wanted(case_of(name))] for mode, _, _ in MODES}
+        return [([results.median(name, f"{who}_us") for name in names[mode]], label, mode, kind)
+                for mode, floor, words in MODES for who, label, kind in (("module", words, ""), (floor, f"{floor} floor", "floor"))]
+
+    def places(index, kilobits):
+        return [case_of(name)[index] for name in results.cases("files") if case_of(name)[2] == kilobits]
+
+    by_length, by_duration = lines(lambda case: case[2] == 50000), lines(lambda case: case[2] == 1000)
+    picture = Picture("Does it grow? Time per packet", [value for values, *_ in by_length + by_duration for value in values])
+    picture.panel(75, 315, "pictures per group (50 Mbit/s, 30 s kept)", places(0, 50000), by_length)
+    picture.panel(475, 705, "seconds kept (1 Mbit/s, 120 pictures per group)", places(1, 1000), by_duration)
+    return picture
+
+
+def draw_calls(results):
+    lines = [([results.median("Paced", f"{who}_video_{key}_us") for key, _ in QUANTILES], label, mode, kind)
+             for mode, floor, name in MODES for who, label, kind in ((mode, name, ""), (floor, f"{floor} floor", "floor"))]
+    lines = [(values, f"{label}, {number(values[-1])} us", mode, kind) for values, label, mode, kind in lines]
+    picture = Picture("What it can do to a picture's time: SubmitInput with video at 60 pictures per second",
+                      [value for values, *_ in lines for value in values] + [PICTURE_US])
+    y = picture.level(80, 600, PICTURE_US, "limit")
+    picture.text(84, y - 6, "the time of one picture")
+    picture.panel(80, 600, "part of the calls that stay within", [words for _, words in QUANTILES], lines)
+    return picture
 
 
 def main():
     with open(sys.argv[1], encoding="utf-8") as file:
         results = Results(json.load(file))
-    folder = sys.argv[2]
-    os.makedirs(folder, exist_ok=True)
-    draw(results, os.path.join(folder, "performance-group-length.svg"), "Intake by group length (30 s kept, 50 Mbit/s)",
-         "frames per group", lambda gop, duration, kilobits: gop,
-         lambda gop, duration, kilobits: duration == 30 and kilobits == 50000)
-    draw(results, os.path.join(folder, "performance-duration.svg"), "Intake by duration (groups of 120 frames, 1 Mbit/s)",
-         "seconds kept", lambda gop, duration, kilobits: duration, lambda gop, duration, kilobits: kilobits == 1000)
+    for name, draw in (("cost", draw_cost), ("growth", draw_growth), ("calls", draw_calls)):
+        draw(results).write(os.path.join(sys.argv[2], f"performance-{name}.svg"))
 
 
 if __name__ == "__main__":

@@ -4,7 +4,8 @@
     report.py --out FILE [--temp DIR] [--wine VERSION] [--into DOCUMENT] RAW.json...   merge, keep, print
     report.py [--into DOCUMENT] FILE                                                   print what was kept
 
-With --into the tables also replace those in a document, between two marks.
+With --into, what stands between "<!-- measured: NAME -->" and "<!-- measured: end -->" in a document is replaced, for
+each name of BLOCKS.
 """
 
 import argparse
@@ -17,9 +18,11 @@ import platform
 import statistics
 import sys
 
-VERDICTS = {True: "met", False: "NOT MET", None: "in the noise"}
-BEGIN, END = "<!-- measured: begin -->\n", "<!-- measured: end -->\n"
-MAIN = "Intake/files/gop:120/duration:30/kbit:50000"
+CASE = "Intake/{}/group:120/duration:30/kbit:50000"
+MAIN = {mode: CASE.format(mode) for mode in ("files", "memory")}
+QUANTILES = (("p50", "50 %"), ("p90", "90 %"), ("p99", "99 %"), ("p999", "99.9 %"), ("max", "all"))
+PICTURE_US = 1e6 / 60
+BY_LENGTH, BY_DURATION = ("from 30 to 480 pictures per group", 50000), ("from 30 to 600 s kept", 1000)
 
 
 class Results:
@@ -31,12 +34,6 @@ class Results:
         for row in kept["benchmarks"]:
             self.rows.setdefault(row["name"], []).append(row)
 
-    def names(self, prefix):
-        return [name for name in self.rows if name.startswith(prefix)]
-
-    def has(self, name):
-        return name in self.rows
-
     def median(self, name, value):
         """`value` is a counter's name, or a function of a repetition's counters."""
         read = value if callable(value) else lambda row: row[value]
@@ -46,8 +43,31 @@ class Results:
         """The median of each repetition's ratio: what drifts drifts for both."""
         return self.median(name, lambda row: row[above] / row[below])
 
-    def repetitions(self, name):
-        return len(self.rows[name])
+    def cases(self, mode):
+        names = [name for name in self.rows if name.startswith(f"Intake/{mode}/")]
+        return sorted(names, key=lambda name: (-case_of(name)[2], case_of(name)))
+
+    def beside(self, name, above, below):
+        """Cells: the module, its floor, their ratio."""
+        return [self.median(name, above), self.median(name, below), times(self.ratio(name, above, below))]
+
+    def spread(self, mode, value, kilobits):
+        """Dearest by cheapest case of those at a bit rate: how far a cost is from flat."""
+        costs = [self.median(name, value) for name in self.cases(mode) if case_of(name)[2] == kilobits]
+        return max(costs) / min(costs)
+
+    def given_back(self, what):
+        return self.ratio("Memory/memory", f"{what}_given_back_per_group", f"{what}_bytes_per_group")
+
+
+def case_of(name):
+    """(pictures per group, seconds kept, kbit/s) of an intake benchmark."""
+    return tuple(int(field.split(":")[1]) for field in name.split("/")[2:])
+
+
+def words(name):
+    pictures, duration, kilobits = case_of(name)
+    return f"{pictures} pictures, {duration} s kept, {kilobits // 1000} Mbit/s"
 
 
 def file_system(path):
@@ -65,30 +85,22 @@ def file_system(path):
 
 def processor():
     with open("/proc/cpuinfo", encoding="utf-8") as info:
-        for line in info:
-            if line.startswith("model name"):
-                return line.split(":", 1)[1].strip()
-    return platform.machine()
+        names = [line.split(":", 1)[1].strip() for line in info if line.startswith("model name")]
+    return names[0] if names else platform.machine()
 
 
 def merge(paths, temp, wine):
     benchmarks = []
     for path in paths:
         with open(path, encoding="utf-8") as file:
-            raw = json.load(file)
-        for row in raw["benchmarks"]:
-            if row["run_type"] == "iteration":
-                # The library appends how often it ran.
-                row["name"] = row["run_name"].split("/iterations:")[0].split("/min_time:")[0]
-                benchmarks.append(row)
+            rows = [row for row in json.load(file)["benchmarks"] if row["run_type"] == "iteration"]
+        # The library appends how often it ran.
+        benchmarks += [row | {"name": row["run_name"].split("/iterations:")[0]} for row in rows]
     context = {
         "date": datetime.datetime.now().isoformat(timespec="seconds"),
-        "processor": processor(),
-        "processors": os.cpu_count(),
-        "kernel": platform.release(),
-        "wine": wine,
-        "file_system": file_system(temp),
-        "load_average": os.getloadavg(),
+        "machine": f"{processor()}, {os.cpu_count()} processors",
+        "system": f"{file_system(temp)}, {wine}, Linux {platform.release()}",
+        "is_busy": os.getloadavg()[0] > os.cpu_count() / 2 + 1,
     }
     return {"context": context, "benchmarks": benchmarks}
 
@@ -99,9 +111,15 @@ def number(value):
     return f"{value:.1f}" if abs(value) >= 100 else f"{value:.2f}"
 
 
+def times(ratio):
+    return f"{ratio:.2f} x"
+
+
+def percent(share):
+    return f"{100 * share:.2f} %"
+
+
 def table(title, head, rows):
-    if not rows:
-        return
     cells = [head] + [[cell if isinstance(cell, str) else number(cell) for cell in row] for row in rows]
     widths = [max(len(row[i]) for row in cells) for i in range(len(head))]
     print(f"\n{title}")
@@ -111,187 +129,174 @@ def table(title, head, rows):
             print("  " + "  ".join("-" * width for width in widths))
 
 
-def times(ratio):
-    return f"{ratio:.2f} x"
-
-
-def over_floor(results, kind):
-    return results.median(MAIN, lambda row: row[f"module_{kind}_us"] - row[f"write_{kind}_us"])
-
-
 def print_intake(results):
     rows = []
     for label, kind in (("video", "video"), ("  start packet", "start"), ("  regular packet", "regular"), ("audio", "audio")):
-        rows.append([
-            label,
-            results.median(MAIN, f"module_{kind}_us"),
-            results.median(MAIN, f"write_{kind}_us"),
-            times(results.ratio(MAIN, f"module_{kind}_us", f"write_{kind}_us")),
-            over_floor(results, kind),
-            results.median("Own/files", f"own_{kind}_us"),
-            results.median(MAIN, f"copy_{kind}_us"),
-        ])
-    table("Intake in file mode, microseconds per packet (full cache: a start packet drops the oldest group)",
-          ["packet", "module", "write floor", "ratio", "difference", "of our own", "copy floor"], rows)
-    print("  Of our own: what is left of a call into the module without the file operations in it. The difference of two\n"
-          "  runs over files says the same where it is not lost in their wavering, as it is at a start packet.")
+        rows.append([label, *results.beside(MAIN["files"], f"module_{kind}_us", f"write_{kind}_us"),
+                     results.median("Own/files", f"own_{kind}_us"), results.median("Own/files", f"host_{kind}_us"),
+                     *results.beside(MAIN["memory"], f"module_{kind}_us", f"commit_{kind}_us")])
+    table("Intake, microseconds per packet (full cache: a start packet drops the oldest group)",
+          ["packet", "file mode", "write floor", "ratio", "of our own", "of that the host's", "memory mode", "commit floor",
+           "ratio"], rows)
+    table("Intake in file mode by group length and duration, microseconds per packet",
+          ["stream", "module", "write floor", "ratio"],
+          [[words(name), *results.beside(name, "module_us", "write_us")] for name in results.cases("files")])
+    table("Intake in memory mode by group length and duration, microseconds per packet",
+          ["stream", "module", "commit floor", "ratio", "mean", "its floor", "ratio", "us per MB", "heap block each"],
+          [[words(name), *results.beside(name, "module_us", "commit_us"),
+            *results.beside(name, "module_mean_us", "commit_mean_us"), 1e6 * results.median(name, per_byte),
+            results.median(name, "heap_us")] for name in results.cases("memory")])
+    print("  Medians of start, regular and audio packets in their shares; the mean holds what came in between, too.")
 
 
-def print_memory_intake(results):
+def per_byte(row):
+    return row["module_us"] / row["bytes_per_packet"]
+
+
+def print_calls(results):
     rows = []
-    for name in sorted(results.names("Intake/memory/"), key=lambda name: case_of(name)):
-        gop, duration, kilobits = case_of(name)
-        if kilobits == 50000:
-            rows.append([
-                f"{gop} frames",
-                results.median(name, "module_mean_us"),
-                results.median(name, "grow_mean_us"),
-                times(results.ratio(name, "module_mean_us", "grow_mean_us")),
-                results.median(name, "copy_us"),
-                times(results.ratio(name, "module_mean_us", "copy_us")),
-            ])
-    table("Intake in memory mode, microseconds per packet (mean over a group, 50 Mbit/s)",
-          ["group", "module", "growing block", "ratio", "copy floor", "ratio"], rows)
+    for who, label in (("files", "file mode"), ("write", "write floor"), ("memory", "memory mode"), ("commit", "commit floor")):
+        for kind in ("video", "audio"):
+            rows.append([f"{label}, {kind}"] + [results.median("Paced", f"{who}_{kind}_{key}_us") for key, _ in QUANTILES])
+    table("Single calls of SubmitInput at the stream's own pace, microseconds that such a part of them stays within",
+          ["", *(text for _, text in QUANTILES)], rows)
 
 
-def case_of(name):
-    """(frames per group, seconds kept, kbit/s) of an intake benchmark."""
-    fields = dict(field.split(":") for field in name.split("/") if ":" in field)
-    return int(fields["gop"]), int(fields["duration"]), int(fields["kbit"])
+def print_rest(results):
+    table("Letting go and reading back, microseconds", ["", "module", "floor", "ratio"],
+          [[label, *results.beside(name, "module_us", floor)] for label, name, floor in (
+              ("dropping a group in file mode (floor: deleting its files)", "Trim/files", "floor_us"),
+              ("dropping a group in memory mode (floor: freeing its memory)", "Trim/memory", "floor_us"),
+              ("write-out in file mode, per packet (floor: reading it)", "WriteOut/files", "read_us"))])
+    modes = (("Memory/files", "in file mode"), ("Memory/memory", "in memory mode"))
+    table("Memory of the process", ["", "MB per kept minute", "payload", "bytes per packet", "ms for a first packet"],
+          [[label, results.median(name, "working_set_bytes_per_minute") / 1e6,
+            results.median(name, "payload_bytes_per_minute") / 1e6, results.median(name, "bytes_per_packet"),
+            results.median(name, "first_packet_us") / 1e3] for name, label in modes]
+          + [["the host's buffers alone", "", "", results.median("Memory/host-buffers", "bytes_per_packet"), ""]])
+    table("A group in memory mode, MB", ["", "occupied", "given back with it", ""],
+          [[label, results.median("Memory/memory", f"{what}_bytes_per_group") / 1e6,
+            results.median("Memory/memory", f"{what}_given_back_per_group") / 1e6, percent(results.given_back(what))]
+           for what, label in (("reserved", "address space"), ("committed", "committed"))])
+
+
+def targets(results):
+    """(what, value as text, whether it is met) for each target."""
+    def ratio(text, value):
+        return text, times(value), value <= 1.3
+
+    for kind in ("video", "audio"):
+        yield ratio(f"file mode: intake of {kind} at most 1.3 x the write floor",
+                    results.ratio(MAIN["files"], f"module_{kind}_us", f"write_{kind}_us"))
+        own = results.median("Own/files", f"own_{kind}_us")
+        yield f"file mode: at most 2 us of our own per {kind} packet", f"{own:.2f} us", own <= 2.0
+    yield ratio("file mode: dropping a group at most 1.3 x its floor", results.ratio("Trim/files", "module_us", "floor_us"))
+    yield ratio("file mode: write-out at most 1.3 x its floor", results.ratio("WriteOut/files", "module_us", "read_us"))
+    own_bytes = results.median("Memory/files", "bytes_per_packet") - results.median("Memory/host-buffers", "bytes_per_packet")
+    yield "file mode: records of at most 400 bytes per packet", f"{own_bytes:.0f} bytes", own_bytes <= 400
+    worst = max(results.cases("memory"), key=lambda name: results.ratio(name, "module_us", "commit_us"))
+    yield ratio(f"memory mode: intake at most 1.3 x the commit floor (worst: {words(worst)})",
+                results.ratio(worst, "module_us", "commit_us"))
+    for text, kilobits in (BY_LENGTH, BY_DURATION):
+        yield ratio(f"memory mode: a byte's cost within 1.3 x {text}", results.spread("memory", per_byte, kilobits))
+    for what, text in (("reserved", "address space"), ("committed", "committed memory")):
+        share = results.given_back(what)
+        yield f"memory mode: 99 % of a group's {text} given back with it", percent(share), share >= 0.99
+
+
+def print_targets(results):
+    table("Targets", ["", "measured", ""],
+          [[what, value, "met" if met else "NOT MET"] for what, value, met in targets(results)])
+
+
+def print_tables(results):
+    context = results.context
+    print(f"{context['machine']}, {context['system']}, {context['date']}\n"
+          "1080p60 at 50 Mbit/s, groups of 120 pictures, 30 s kept, AAC-sized audio, where nothing else is said; "
+          f"medians of {len(results.rows[MAIN['files']])} repetitions")
+    if context["is_busy"]:
+        print("THE MACHINE WAS BUSY: the numbers waver.")
+    for part in (print_intake, print_calls, print_rest, print_targets):
+        part(results)
+
+
+# The answers of the document's first screen.
+
+
+def markdown(head, rows):
+    print("\n".join("| " + " | ".join(row) + " |" for row in [head, ["---"] * len(head), *rows]))
+
+
+def print_cost(results):
+    rows = []
+    for mode, floor, label in (("files", "write", "file mode"), ("memory", "commit", "memory mode")):
+        cells = [[number(value) if not isinstance(value, str) else value for value in
+                  results.beside(MAIN[mode], f"module_{kind}_us", f"{floor}_{kind}_us")] for kind in ("video", "audio")]
+        load, least = (results.median("Paced", f"{who}_processor_percent") / 100 for who in (mode, floor))
+        rows.append([label, *(f"{module} us, {ratio} its floor" for module, _, ratio in cells),
+                     f"{percent(load)}, its floor {percent(least)}"])
+    markdown(["1080p60 at 50 Mbit/s", "per video packet", "per audio packet", "of one processor"], rows)
 
 
 def print_growth(results):
     rows = []
-    for name in sorted(results.names("Intake/files/"), key=lambda name: (-case_of(name)[2], case_of(name))):
-        gop, duration, kilobits = case_of(name)
-        rows.append([
-            f"{gop} frames, {duration} s kept, {kilobits // 1000} Mbit/s",
-            f"{results.median(name, 'groups_kept'):.0f}",
-            results.median(name, "module_us"),
-            results.median(name, "write_us"),
-            times(results.ratio(name, "module_us", "write_us")),
-        ])
-    table("Intake in file mode by group length and duration, microseconds per packet",
-          ["stream", "groups", "module", "write floor", "ratio"], rows)
+    for text, kilobits in (BY_LENGTH, BY_DURATION):
+        rows.append([text] + [f"{times(results.spread(mode, 'module_us', kilobits))}, its floor "
+                              f"{times(results.spread(mode, floor, kilobits))}"
+                              for mode, floor in (("files", "write_us"), ("memory", "commit_us"))])
+    payload = results.ratio("Memory/memory", "committed_bytes_per_group", "payload_bytes_per_group")
+    rows.append(["memory for a kept packet", f"{results.median('Memory/files', 'bytes_per_packet'):.0f} bytes",
+                 f"{times(payload)} its bytes"])
+    markdown(["dearest case by cheapest", "file mode", "memory mode"], rows)
+
+
+def print_frame_time(results):
     rows = []
-    for name in sorted(results.names("Intake/memory/"), key=lambda name: case_of(name)):
-        gop, duration, kilobits = case_of(name)
-        if kilobits != 50000:
-            rows.append([
-                f"{gop} frames, {duration} s kept, {kilobits // 1000} Mbit/s",
-                results.median(name, "module_mean_us"),
-                results.median(name, "grow_mean_us"),
-                times(results.ratio(name, "module_mean_us", "grow_mean_us")),
-            ])
-    table("Intake in memory mode by duration, microseconds per packet",
-          ["stream", "module", "growing block", "ratio"], rows)
+    for who, label in (("files", "file mode"), ("write", "its floor"), ("memory", "memory mode"), ("commit", "its floor")):
+        values = [results.median("Paced", f"{who}_video_{key}_us") for key in ("p50", "p99", "max")]
+        rows.append([label, *(f"{number(value)} us" for value in values), percent(values[-1] / PICTURE_US)])
+    markdown(["one `SubmitInput` with video", "half of the calls within", "99 %", "all", "longest in a picture's time"], rows)
 
 
-def print_rest(results):
-    rows = []
-    for name, label in (("Trim/files", "in file mode"), ("Trim/memory", "in memory mode")):
-        if results.has(name):
-            rows.append([label, results.median(name, "module_us"), results.median(name, "floor_us"),
-                         times(results.ratio(name, "module_us", "floor_us"))])
-    table("Trimming, microseconds per dropped group (floor: deleting its files, freeing its memory)",
-          ["", "module", "floor", "ratio"], rows)
-    table("Write-out into a muxer that does nothing, microseconds per packet", ["", "module", "floor", "ratio"], [
-        ["each read into a buffer of the host", results.median("WriteOut/files", "module_us"),
-         results.median("WriteOut/files", "read_us"), times(results.ratio("WriteOut/files", "module_us", "read_us"))],
-        ["all read into the same memory", results.median("WriteOut/files", "module_us"),
-         results.median("WriteOut/files", "bare_read_us"),
-         times(results.ratio("WriteOut/files", "module_us", "bare_read_us"))],
-    ])
-    rows = []
-    for name, label in (("Memory/files", "in file mode"), ("Memory/memory", "in memory mode")):
-        rows.append([label, results.median(name, "working_set_bytes_per_minute") / 1e6,
-                     results.median(name, "payload_bytes_per_minute") / 1e6 if name == "Memory/memory" else "-",
-                     results.median(name, "bytes_per_packet")])
-    rows.append(["the host's buffers alone", "", "", results.median("Memory/host-buffers", "bytes_per_packet")])
-    table("Memory of the process", ["", "MB per kept minute", "payload in it", "bytes per packet"], rows)
-    rows = [[name.removeprefix("Property/"), results.median(name, "real_time") / 1000] for name in results.names("Property/")]
-    rows += [[f"first packet after {name.removeprefix('Start/')} start", results.median(name, "real_time") / 1000]
-             for name in results.names("Start/")]
-    table("Properties and start, microseconds", ["", "median"], rows)
+def print_in_code(results):
+    print("```text")
+    print_tables(results)
+    print("```")
 
 
-def print_calls(results):
-    for name in results.names("Calls/"):
-        row = results.rows[name][0]
-        calls = sorted((key.removeprefix("calls/") for key in row if key.startswith("calls/")),
-                       key=lambda call: -row["us/" + call])
-        rows = [[call, row["calls/" + call], row["us/" + call]] for call in calls]
-        rows.append(["the rest: our own code, and watching", "", max(0.0, row["total_us"] - sum(row["us/" + call] for call in calls))])
-        table(f"Where the time goes: {name.removeprefix('Calls/')}, per packet", ["in", "calls", "us"], rows)
+BLOCKS = {"cost": print_cost, "growth": print_growth, "frame time": print_frame_time, "tables": print_in_code}
 
 
-def targets(results):
-    """(what, value as text, met or None when the noise hides it) for each target."""
-    own_bytes = results.median("Memory/files", "bytes_per_packet") - results.median("Memory/host-buffers", "bytes_per_packet")
-    for kind in ("video", "audio"):
-        ratio = results.ratio(MAIN, f"module_{kind}_us", f"write_{kind}_us")
-        yield f"intake of {kind} into files at most 1.3 x the write floor", times(ratio), ratio <= 1.3
-    for kind in ("video", "audio"):
-        own = results.median("Own/files", f"own_{kind}_us")
-        yield f"at most 2 us of our own per {kind} packet", f"{own:.2f} us", own <= 2.0
-    for kind in ("regular", "audio"):
-        over = over_floor(results, kind)
-        # Less than nothing is no result, only a sign of how much the machine wavers.
-        yield f"  the same as {kind} packet minus its floor", f"{over:.2f} us", over <= 2.0 if over > 0 else None
-    ratio = results.ratio("Trim/files", "module_us", "floor_us")
-    yield "trimming a group at most 1.3 x deleting its files", times(ratio), ratio <= 1.3
-    ratio = results.ratio("WriteOut/files", "module_us", "read_us")
-    yield "write-out at most 1.3 x the read floor", times(ratio), ratio <= 1.3
-    yield "records in file mode at most 400 bytes per packet", f"{own_bytes:.0f} bytes", own_bytes <= 400
-
-
-def print_all(kept):
-    results = Results(kept)
-    context = results.context
-    print(f"{context['processor']}, {context['processors']} processors, {context['file_system']}, {context['wine']}, "
-          f"Linux {context['kernel']}, {context['date']}")
-    print("1080p60 at 50 Mbit/s, groups of 120 frames, 30 s kept, AAC-sized sound, where nothing else is said; "
-          f"medians of {results.repetitions(MAIN)} repetitions")
-    if context["load_average"][0] > context["processors"] / 2 + 1:
-        print(f"The machine was busy (load {context['load_average'][0]:.1f}): the numbers waver.")
-    print_intake(results)
-    print_growth(results)
-    print_memory_intake(results)
-    print_rest(results)
-    print_calls(results)
-    table("Targets", ["", "measured", ""], [[what, value, VERDICTS[met]] for what, value, met in targets(results)])
-
-
-def put_into(path, tables):
+def put_into(path, results):
     with open(path, encoding="utf-8") as file:
-        head, rest = file.read().split(BEGIN)
-    tail = rest.split(END)[1]
+        document = file.read()
+    for name, part in BLOCKS.items():
+        text = io.StringIO()
+        with contextlib.redirect_stdout(text):
+            part(results)
+        begin, end = f"<!-- measured: {name} -->\n", "<!-- measured: end -->\n"
+        head, rest = document.split(begin)
+        document = head + begin + text.getvalue() + end + rest.split(end, 1)[1]
     with open(path, "w", encoding="utf-8") as file:
-        file.write(f"{head}{BEGIN}```text\n{tables}```\n{END}{tail}")
+        file.write(document)
 
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("--out")
-    parser.add_argument("--temp", default="/")
-    parser.add_argument("--wine", default="")
-    parser.add_argument("--into")
+    for option in ("--out", "--temp", "--wine", "--into"):
+        parser.add_argument(option, default="")
     parser.add_argument("files", nargs="+")
     arguments = parser.parse_args()
     if arguments.out:
         kept = merge(arguments.files, arguments.temp, arguments.wine)
         with open(arguments.out, "w", encoding="utf-8") as file:
             json.dump(kept, file, indent=1)
-            file.write("\n")
     else:
         with open(arguments.files[0], encoding="utf-8") as file:
             kept = json.load(file)
-    tables = io.StringIO()
-    with contextlib.redirect_stdout(tables):
-        print_all(kept)
-    print(tables.getvalue(), end="")
+    print_tables(Results(kept))
     if arguments.into:
-        put_into(arguments.into, tables.getvalue())
+        put_into(arguments.into, Results(kept))
 
 
 if __name__ == "__main__":
