@@ -2,13 +2,6 @@
 
 #include <utility>
 
-namespace
-{
-
-constexpr pyx_int64 c_longestSoundPacket = PYX_TICKS_PER_SECOND / 8; // Opus: 120 ms
-
-} // namespace
-
 LiveOrder::LiveOrder(MediaReader* pVideo, MediaReader* pAudio)
 {
     m_video.pReader = pVideo;
@@ -24,46 +17,23 @@ ReadResult LiveOrder::Next(MediaPacket* pPacket)
     Fill(&m_video);
     Fill(&m_audio);
     Lane* pLane = Choose();
-    if (!pLane->waiting || IsPastEnd(*pLane))
+    const bool pastVideo = pLane == &m_audio && m_video.ended && pLane->arrival >= m_video.end;
+    if (!pLane->waiting || pastVideo)
     {
-        return EndAll(pLane);
+        return End(pLane);
     }
-    Note(*pLane);
+    Note(pLane->arrival);
     *pPacket = std::move(pLane->packet);
     pLane->waiting = false;
     return ReadResult::Packet;
 }
 
-bool LiveOrder::CanStop() const
+void LiveOrder::Note(pyx_int64 arrival)
 {
-    return !m_silentGroup || !m_audio.waiting || m_audio.arrival >= m_arrival + c_longestSoundPacket;
-}
-
-bool LiveOrder::IsPastEnd(const Lane& lane) const
-{
-    if (&lane == &m_video)
-    {
-        return m_audio.ended && (lane.packet.key || lane.arrival >= m_audio.end);
-    }
-    const pyx_int64 end = m_silentGroup ? m_video.end + c_longestSoundPacket : m_video.end;
-    return m_video.ended && lane.arrival >= end;
-}
-
-void LiveOrder::Note(const Lane& lane)
-{
-    m_arrival = lane.arrival;
+    m_arrival = arrival;
     if (!std::exchange(m_started, true))
     {
-        m_firstArrival = m_arrival;
-    }
-    if (lane.packet.video && lane.packet.key)
-    {
-        m_silentGroup = true;
-        m_groupStart = lane.packet.pts;
-    }
-    else if (!lane.packet.video && lane.packet.pts >= m_groupStart)
-    {
-        m_silentGroup = false;
+        m_firstArrival = arrival;
     }
 }
 
@@ -88,7 +58,7 @@ void LiveOrder::Fill(Lane* pLane)
     }
 }
 
-// A tie goes to the video, so that sound finds the group it belongs to.
+// A tie goes to the video, so that audio finds the group it belongs to.
 LiveOrder::Lane* LiveOrder::Choose()
 {
     if (!m_video.waiting)
@@ -98,19 +68,18 @@ LiveOrder::Lane* LiveOrder::Choose()
     return m_audio.waiting && m_audio.arrival < m_video.arrival ? &m_audio : &m_video;
 }
 
-ReadResult LiveOrder::EndAll(Lane* pLonger)
+ReadResult LiveOrder::End(Lane* pLast)
 {
     m_finished = true;
-    if (!pLonger->waiting || !m_brokenText.empty())
+    if (!pLast->waiting || !m_brokenText.empty())
     {
         return ReadResult::End;
     }
-    while (pLonger->waiting) // how long it would have been is known only at its end
+    while (pLast->waiting) // how long it would have been is known only at its end
     {
-        pLonger->waiting = false;
-        Fill(pLonger);
+        pLast->waiting = false;
+        Fill(pLast);
     }
-    m_droppedVideo = pLonger == &m_video;
-    m_dropped = pLonger->end - (m_droppedVideo ? m_audio : m_video).end;
+    m_droppedAudio = pLast->end - m_video.end;
     return ReadResult::End;
 }

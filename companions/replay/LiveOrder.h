@@ -5,7 +5,7 @@
 #include <algorithm>
 
 /// Merges a file's two streams into the order in which a live capture would
-/// hand their packets over, and ends both at the same moment.
+/// hand their packets over.
 ///
 /// An encoder cannot hand out a packet before the latest picture that the
 /// packets so far show was captured, so a packet's arrival is the greatest time
@@ -16,17 +16,12 @@
 ///     arrival        0 3 3 3 6 6 6      arrival     0 1 2 3 4 5 6
 ///     merged         v0 a0 a1 a2 v3 v1 v2 a3 a4 a5 v6 v4 v5 a6
 ///
-/// When one stream ends, so does the other: at the first packet that arrives at
-/// or after that end. What was handed out of the video is then a prefix in
-/// decode order, so all of it decodes. In file mode the replay buffer cannot
-/// write a group of pictures without sound, so the end is moved by a few
-/// milliseconds where it would leave the last group without: a group is not
-/// started when the sound has ended, and gets its first sound packet when the
-/// video has ended.
+/// The video is handed out whole. Audio ends with it: with the first packet that
+/// begins when the last picture has ended.
 class LiveOrder
 {
 public:
-    /// Both readers are borrowed; without sound `pAudio` is null.
+    /// Both readers are borrowed; without audio `pAudio` is null.
     LiveOrder(MediaReader* pVideo, MediaReader* pAudio);
 
     /// End also when the input broke; then BrokenText() is not empty.
@@ -37,10 +32,6 @@ public:
     {
         return m_arrival - m_firstArrival;
     }
-
-    /// Whether the group started last has its first sound, or none is near: a
-    /// moment at which both streams can be ended.
-    bool CanStop() const;
 
     const std::string& BrokenText() const
     {
@@ -53,16 +44,10 @@ public:
         return std::max(m_video.end, m_audio.end);
     }
 
-    /// After the end: how much of the longer stream was left out, in ticks, and
-    /// whether that is the video's end.
-    pyx_int64 Dropped() const
+    /// After the end: how much of the audio was left out, in ticks.
+    pyx_int64 DroppedAudio() const
     {
-        return m_dropped;
-    }
-
-    bool DroppedVideo() const
-    {
-        return m_droppedVideo;
+        return m_droppedAudio;
     }
 
 private:
@@ -78,19 +63,15 @@ private:
 
     void Fill(Lane* pLane);
     Lane* Choose();
-    bool IsPastEnd(const Lane& lane) const;
-    void Note(const Lane& lane);
-    ReadResult EndAll(Lane* pLonger);
+    void Note(pyx_int64 arrival);
+    ReadResult End(Lane* pLast);
 
     Lane m_video;
     Lane m_audio;
     bool m_started = false;
-    bool m_silentGroup = false; // the group started last has no sound yet
-    pyx_int64 m_groupStart = 0;
     bool m_finished = false;
     pyx_int64 m_firstArrival = 0;
     pyx_int64 m_arrival = 0;
     std::string m_brokenText;
-    pyx_int64 m_dropped = 0;
-    bool m_droppedVideo = false;
+    pyx_int64 m_droppedAudio = 0;
 };

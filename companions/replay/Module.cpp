@@ -1,5 +1,6 @@
 #include "replay/Module.h"
 
+#include "replay/HostHelpers.h"
 #include "replay/Text.h"
 
 Outcome Module::Load(const wchar_t* fileName)
@@ -9,8 +10,7 @@ Outcome Module::Load(const wchar_t* fileName)
     const DWORD error = GetLastError();
     if (!m_module)
     {
-        return {ExitCode::Failed,
-                "cannot load " + ToUtf8(fileName) + " beside the program (error " + std::to_string(error) + ")"};
+        return {ExitCode::Failed, "cannot load " + ToUtf8(fileName) + " beside the program: " + SystemReason(error)};
     }
     const FARPROC pEntry = GetProcAddress(m_module.get(), PYX_CREATE_COMPONENT_ENTRY);
     if (!pEntry)
@@ -26,7 +26,7 @@ Outcome Module::Create(PYXContext* pContext, const wchar_t* id, PYXInterfacePtr<
     PYXInterfacePtr<PYXComponent> spComponent;
     if (const PYX_RESULT result = m_pCreate(pContext, id, spComponent.Out()); result != PYX_OK)
     {
-        return {ExitCode::Failed, "the module made no component (result " + std::to_string(result) + ")"};
+        return {ExitCode::Failed, "the module made no component: " + ReasonOf(result)};
     }
     *pspComponent = spComponent.Query<PYXComponentEx>();
     if (!*pspComponent)

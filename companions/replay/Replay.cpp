@@ -63,16 +63,13 @@ Outcome CheckContainer(const std::wstring& output, const MediaReader& reader)
     return {};
 }
 
-void Warn(const std::string& text)
-{
-    std::fprintf(stderr, "replay: warning: %s\n", text.c_str());
-}
-
 } // namespace
 
 Outcome Replay::Run()
 {
     const Clock::time_point start = Clock::now();
+    m_report.exact = m_options.exact;
+    m_report.output = m_options.output;
     RETURN_ON_FAILURE(OpenInput());
     RETURN_ON_FAILURE(m_clip.Prepare(m_options.output, m_options.input));
     TempDirectory scratch;
@@ -81,8 +78,8 @@ Outcome Replay::Run()
 
     Outcome outcome;
     {
-        Session session;
-        RETURN_ON_FAILURE(session.Open(m_options, scratch.Path(), *m_pVideo, m_pAudio.get()));
+        Session session(nullptr);
+        RETURN_ON_FAILURE(session.Open(m_options, m_options.output, scratch.Path(), *m_pVideo, m_pAudio.get()));
         RETURN_ON_FAILURE(scratch.Check());
         m_fed = true;
         outcome = Feed(&session);
@@ -99,7 +96,6 @@ Outcome Replay::Run()
     {
         Warn(std::to_string(HostObject::Alive()) + " objects of the host are still referenced");
     }
-    m_report.output = m_options.output;
     m_report.secondsTaken = std::chrono::duration<double>(Clock::now() - start).count();
     return outcome;
 }
@@ -111,28 +107,35 @@ Outcome Replay::OpenInput()
     {
         return {ExitCode::BadInput, PathForUser(m_options.input) + " has no video"};
     }
-    std::string leftOut;
-    if (!m_options.audio.none)
-    {
-        RETURN_ON_FAILURE(MediaReader::OpenAudio(m_options.input, m_options.audio.track, &m_pAudio, &leftOut));
-    }
-    if (!leftOut.empty())
-    {
-        Warn(leftOut);
-    }
     RETURN_ON_FAILURE(CheckContainer(m_options.output, *m_pVideo));
-    RETURN_ON_FAILURE(m_pAudio ? CheckContainer(m_options.output, *m_pAudio) : Outcome());
+    RETURN_ON_FAILURE(OpenAudio());
     if (const std::string lost = WhatIsNotKept(*m_pVideo, m_options.output); !lost.empty())
     {
         Warn(lost);
     }
     Say("video: " + Describe(*m_pVideo));
-    Say(m_pAudio ? "sound: " + Describe(*m_pAudio) : "no sound");
+    Say(m_pAudio ? "audio: " + Describe(*m_pAudio) : "no audio");
     if (const unsigned others = m_pVideo->OtherStreams() - (m_pAudio ? 1 : 0); others > 0)
     {
         Say(std::to_string(others) + " more streams are left out");
     }
     return {};
+}
+
+/// Audio that cannot be carried does not cost the pictures.
+Outcome Replay::OpenAudio()
+{
+    if (m_options.audio.none)
+    {
+        return {};
+    }
+    std::string leftOut;
+    RETURN_ON_FAILURE(MediaReader::OpenAudio(m_options.input, m_options.audio.track, &m_pAudio, &leftOut));
+    if (!leftOut.empty())
+    {
+        Warn(leftOut);
+    }
+    return m_pAudio ? CheckContainer(m_options.output, *m_pAudio) : Outcome();
 }
 
 Outcome Replay::Feed(Session* pSession)
@@ -141,9 +144,13 @@ Outcome Replay::Feed(Session* pSession)
     Progress progress(m_options.progress, m_pVideo->FileDuration());
     const Pace pace(m_options.realtime);
     MediaPacket packet;
-    while (!(IsInterrupted() && order.CanStop()) && order.Next(&packet) == ReadResult::Packet)
+    while (!IsInterrupted() && order.Next(&packet) == ReadResult::Packet)
     {
         pace.WaitFor(order.Elapsed());
+        if (packet.video && pSession->TakenIn().videoPackets == 0)
+        {
+            m_report.origin = packet.pts;
+        }
         if (Outcome outcome = pSession->Submit(packet); !outcome.IsOk())
         {
             return outcome;
@@ -174,7 +181,7 @@ std::string Replay::WhyBroken(const LiveOrder& order) const
                : "";
 }
 
-void Replay::WarnOfLosses(const LiveOrder& order, const Intake& intake) const
+void Replay::WarnOfLosses(const LiveOrder& order, const Intake& intake)
 {
     if (const unsigned damages = m_pVideo->Damages() + (m_pAudio ? m_pAudio->Damages() : 0); damages > 0)
     {
@@ -185,38 +192,57 @@ void Replay::WarnOfLosses(const LiveOrder& order, const Intake& intake) const
     {
         Warn("interrupted, saving what is kept");
     }
-    if (order.Dropped() > PYX_TICKS_PER_SECOND)
+    if (order.DroppedAudio() > PYX_TICKS_PER_SECOND)
     {
-        const double seconds = static_cast<double>(order.Dropped()) / PYX_TICKS_PER_SECOND;
-        Warn("the last " + FormatSeconds(seconds, 1) + " s of the " + (order.DroppedVideo() ? "video" : "sound") +
-             " are left out, because the " + (order.DroppedVideo() ? "sound" : "video") + " ends there");
+        Warn("the last " + FormatSeconds(static_cast<double>(order.DroppedAudio()) / PYX_TICKS_PER_SECOND, 1) +
+             " s of the audio are left out, because the video ends there");
     }
     if (intake.lateAudio > 0)
     {
-        Warn(std::to_string(intake.lateAudio) + " sound packets came too late for their group; --ram keeps such");
+        Warn(std::to_string(intake.lateAudio) + " audio packets came too late for their group; --ram keeps such");
+    }
+}
+
+void Replay::WarnOfMissing()
+{
+    const pyx_int64 missing = m_report.stretch.newest - m_report.stretch.to;
+    if (missing > PYX_TICKS_PER_SECOND)
+    {
+        Warn("the newest " + FormatSeconds(static_cast<double>(missing) / PYX_TICKS_PER_SECOND, 1) +
+             " s are not in the clip: --exact cuts it " + std::to_string(m_options.duration) +
+             " s after its first picture");
     }
 }
 
 Outcome Replay::Finish(Session* pSession)
 {
     const Clock::time_point start = Clock::now();
-    Outcome saved = pSession->Save();
+    Saved saved;
+    const Outcome written = pSession->Save(&saved);
     m_report.in = pSession->TakenIn();
-    if (!saved.IsOk())
-    {
-        return saved;
-    }
+    RETURN_ON_FAILURE(written);
     Say("write-out took " + FormatSeconds(std::chrono::duration<double>(Clock::now() - start).count(), 2) + " s");
+    for (const std::string& warning : saved.warnings)
+    {
+        Warn(warning);
+    }
     if (!m_clip.IsNew())
     {
-        return {ExitCode::NothingKept, "no completed group of pictures was kept, so there is no clip: a group is "
-                                       "complete when the next one starts, and " +
-                                           std::to_string(m_report.in.groups) + " started"};
+        return {ExitCode::NothingKept, "no group of pictures was kept, so there is no clip: a group starts with a key "
+                                       "picture, and the input has none"};
     }
     ClipContents contents;
     RETURN_ON_FAILURE(m_clip.ReadBack(&contents));
     m_report.clip = contents;
+    m_report.stretch = std::move(saved.stretch);
+    WarnOfMissing();
     return {};
+}
+
+void Replay::Warn(const std::string& text)
+{
+    std::fprintf(stderr, "replay: warning: %s\n", text.c_str());
+    m_report.warnings.push_back(text);
 }
 
 void Replay::Say(const std::string& text) const

@@ -30,15 +30,18 @@ public:
 
 private:
     Outcome OpenInput();
+    Outcome OpenAudio();
     Outcome Feed(Session* pSession);
     Outcome Finish(Session* pSession);
     void Say(const std::string& text) const;
+    void Warn(const std::string& text);
     std::string WhyBroken(const LiveOrder& order) const;
-    void WarnOfLosses(const LiveOrder& order, const Intake& intake) const;
+    void WarnOfLosses(const LiveOrder& order, const Intake& intake);
+    void WarnOfMissing();
 
     const Options& m_options;
     std::unique_ptr<MediaReader> m_pVideo;
-    std::unique_ptr<MediaReader> m_pAudio; // null without sound
+    std::unique_ptr<MediaReader> m_pAudio; // null without audio
     ClipFile m_clip;
     bool m_fed = false;
     Report m_report;

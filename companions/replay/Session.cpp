@@ -1,99 +1,44 @@
 #include "replay/Session.h"
 
+#include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
 #include "common/StreamProperties.h"
-#include "host/HostBuffer.h"
+#include "replay/Describe.h"
+#include "replay/HostHelpers.h"
 #include "replay/StreamDetails.h"
 #include "replay/Text.h"
 
 #include <algorithm>
-#include <cstring>
+#include <limits>
 
 namespace
 {
 
 constexpr const wchar_t* c_moduleFile = L"pyx-component-ring-buffer64.dll";
-constexpr const wchar_t* c_muxerFile = L"pyx-component-ffmpeg64.dll";
 constexpr const wchar_t* c_componentId = L"RingBuffer"; // the module has one component and takes any name
 
-struct NamedValue
-{
-    const wchar_t* name;
-    PYXVariant value;
-};
+/// The most that "Duration" takes, 68 years: longer than anything that is kept.
+constexpr pyx_int64 c_mostSeconds = std::numeric_limits<pyx_int32>::max();
 
-/// Sets values in the order given and stops at the first refusal.
-Outcome SetAll(PYXPropertyStorage* pStorage, std::initializer_list<NamedValue> values)
-{
-    for (const NamedValue& named : values)
-    {
-        const PYX_RESULT result = pStorage->SetProperty(named.name, named.value);
-        if (result == PYX_NOT_INITIALIZED) // a component is made even when its own companion could not be loaded
-        {
-            return {ExitCode::Failed, "the component has no muxer: is " + ToUtf8(c_muxerFile) + " beside the program?"};
-        }
-        if (result != PYX_OK)
-        {
-            return {ExitCode::Failed,
-                    "property " + ToUtf8(named.name) + " was refused (result " + std::to_string(result) + ")"};
-        }
-    }
-    return {};
-}
+/// A packet that lies this far after a kept group's start is cut by every
+/// write-out.
+constexpr pyx_int64 c_beyondEveryClip = c_mostSeconds * PYX_TICKS_PER_SECOND;
 
-Outcome OutOfMemory()
-{
-    return {ExitCode::Failed, "out of memory"};
-}
-
-PYXInterfacePtr<HostBuffer> MakeBuffer(std::span<const pyx_uint8> bytes)
-{
-    PYXInterfacePtr<HostBuffer> spBuffer = HostBuffer::Create(bytes.size());
-    if (spBuffer && !bytes.empty())
-    {
-        std::memcpy(spBuffer->GetNative(), bytes.data(), bytes.size());
-    }
-    return spBuffer;
-}
-
-/// Values of which a file may know nothing: then the property's default stays.
-Outcome SetIfKnown(PYXInput* pInput, const wchar_t* name, pyx_int64 value)
-{
-    return value > 0 ? SetAll(pInput, {{name, PYXVariantFromInt64(value)}}) : Outcome();
-}
-
-/// A codec's set-up data as the encoder gives it.
-std::span<const pyx_uint8> ExtraData(const AVCodecParameters& parameters)
-{
-    const std::span<const pyx_uint8> data(parameters.extradata, static_cast<std::size_t>(parameters.extradata_size));
-    // Containers put four bytes of their own before AV1's sequence header; the first of them has the top bit set.
-    const bool av1Box = parameters.codec_id == AV_CODEC_ID_AV1 && data.size() > 4 && (data[0] & 0x80) != 0;
-    return av1Box ? data.subspan(4) : data;
-}
-
-Outcome SetExtraData(PYXInput* pInput, const AVCodecParameters& parameters)
-{
-    const std::span<const pyx_uint8> data = ExtraData(parameters);
-    if (data.empty())
-    {
-        return {};
-    }
-    const PYXInterfacePtr<HostBuffer> spData = MakeBuffer(data);
-    return spData ? SetAll(pInput, {{PYX_PROPERTY_EXTRA_DATA, PYXVariantBorrowInterface(spData.Get())}})
-                  : OutOfMemory();
-}
-
-pyx_int64 VideoCodecId(const CodecRow& codec, const AVCodecParameters& parameters)
-{
-    const bool main10 = codec.id == AV_CODEC_ID_HEVC && parameters.profile == FF_PROFILE_HEVC_MAIN_10;
-    return main10 ? PYX_VIDEO_CODEC_HEVC_MAIN10 : codec.componentId;
-}
+/// The content of packets that are there to be cut. An empty one could not be
+/// read back from a file.
+constexpr pyx_uint8 c_oneByte[] = {0};
 
 } // namespace
 
-Outcome Session::Open(const Options& options, const std::wstring& scratch, const MediaReader& video,
-                      const MediaReader* pAudio)
+Outcome Session::Open(const Options& options, const std::wstring& output, const std::wstring& scratch,
+                      const MediaReader& video, const MediaReader* pAudio)
 {
+    m_output = output;
+    m_scratch = scratch;
+    m_ram = options.ram;
+    m_exact = options.exact;
+    m_asked = options.duration;
+    m_pVideoCodec = &video.Codec();
     m_spContext = HostContext::Create();
     if (!m_spContext)
     {
@@ -101,35 +46,33 @@ Outcome Session::Open(const Options& options, const std::wstring& scratch, const
     }
     RETURN_ON_FAILURE(m_module.Load(c_moduleFile));
     RETURN_ON_FAILURE(m_module.Create(m_spContext.Get(), c_componentId, &m_spComponent));
-    RETURN_ON_FAILURE(SetUp(options, scratch, pAudio != nullptr));
+    RETURN_ON_FAILURE(SetUp());
     RETURN_ON_FAILURE(FindInput(PYX_STREAM_TYPE_VIDEO, &m_spVideo));
-    RETURN_ON_FAILURE(DescribeVideo(video));
+    RETURN_ON_FAILURE(DescribeVideo(m_spVideo.Get(), video));
     RETURN_ON_FAILURE(SetClipDetails(m_spComponent.Get(), video, options.faststart));
-    if (pAudio)
+    if (!pAudio)
     {
-        RETURN_ON_FAILURE(FindInput(PYX_STREAM_TYPE_AUDIO, &m_spAudio));
-        RETURN_ON_FAILURE(DescribeAudio(*pAudio));
+        return {};
     }
-    return {};
+    RETURN_ON_FAILURE(SetAll(m_spComponent.Get(), {{PYX_PROPERTY_ENABLE_AUDIO, PYXVariantFromBool(true)}}));
+    RETURN_ON_FAILURE(FindInput(PYX_STREAM_TYPE_AUDIO, &m_spAudio));
+    return DescribeAudio(m_spAudio.Get(), *pAudio);
 }
 
-Outcome Session::SetUp(const Options& options, const std::wstring& scratch, bool hasSound)
+Outcome Session::SetUp()
 {
-    m_ram = options.ram;
-    m_outputForUser = PathForUser(options.output);
-    m_durationTicks = options.duration * PYX_TICKS_PER_SECOND;
     // "TempPath" comes second: setting it re-initialises the component, for the storage chosen by then. It is needed in
     // memory mode too, because a component without a temporary directory writes no clip when it is terminated.
-    RETURN_ON_FAILURE(SetAll(m_spComponent.Get(), {
-                                                      {L"BufferInRamEnabled", PYXVariantFromBool(options.ram)},
-                                                      {L"TempPath", PYXVariantBorrowWString(scratch.c_str())},
-                                                      {L"Duration", PYXVariantFromInt64(options.duration)},
-                                                      {L"Path", PYXVariantBorrowWString(options.output.c_str())},
-                                                      {L"EnableAudio", PYXVariantFromBool(hasSound)},
-                                                  }));
+    RETURN_ON_FAILURE(
+        SetAll(m_spComponent.Get(), {
+                                        {PYX_PROPERTY_BUFFER_IN_RAM_ENABLED, PYXVariantFromBool(m_ram)},
+                                        {PYX_PROPERTY_TEMP_PATH, PYXVariantBorrowWString(m_scratch.c_str())},
+                                        {PYX_PROPERTY_PATH, PYXVariantBorrowWString(m_output.c_str())},
+                                    }));
+    RETURN_ON_FAILURE(KeepSeconds(m_asked));
     if (const PYX_RESULT result = m_spComponent->Init(0, 0, 0); result != PYX_OK)
     {
-        return {ExitCode::Failed, "the component could not be initialised (result " + std::to_string(result) + ")"};
+        return {ExitCode::Failed, "the component could not be initialised: " + ReasonOf(result)};
     }
     return {};
 }
@@ -149,137 +92,220 @@ Outcome Session::FindInput(pyx_int64 streamType, PYXInterfacePtr<PYXInput>* pspI
     return {ExitCode::Failed, "the component has no input of stream type " + std::to_string(streamType)};
 }
 
-Outcome Session::DescribeVideo(const MediaReader& video)
+/// Setting it drops the groups that are too old by then.
+Outcome Session::KeepSeconds(pyx_int64 seconds)
 {
-    m_pVideoCodec = &video.Codec();
-    const AVCodecParameters& parameters = video.Parameters();
-    RETURN_ON_FAILURE(SetAll(
-        m_spVideo.Get(), {
-                             {PYX_PROPERTY_CODEC_ID, PYXVariantFromInt64(VideoCodecId(video.Codec(), parameters))},
-                             {PYX_PROPERTY_VIDEO_FRAME_SIZE, PYXVariantFromSize(parameters.width, parameters.height)},
-                         }));
-    if (const AVRational rate = video.FrameRate(); rate.num > 0 && rate.den > 0)
+    if (seconds == m_seconds)
     {
-        const PYXVariant value =
-            PYXVariantFromRate(static_cast<pyx_uint32>(rate.num), static_cast<pyx_uint32>(rate.den));
-        RETURN_ON_FAILURE(SetAll(m_spVideo.Get(), {{PYX_PROPERTY_VIDEO_FRAME_RATE, value}}));
+        return {};
     }
-    RETURN_ON_FAILURE(SetIfKnown(m_spVideo.Get(), PYX_PROPERTY_BIT_RATE, parameters.bit_rate));
-    RETURN_ON_FAILURE(SetVideoDetails(m_spVideo.Get(), video));
-    return SetExtraData(m_spVideo.Get(), parameters);
-}
-
-Outcome Session::DescribeAudio(const MediaReader& audio)
-{
-    const AVCodecParameters& parameters = audio.Parameters();
-    const pyx_int64 layout =
-        parameters.ch_layout.order == AV_CHANNEL_ORDER_NATIVE ? static_cast<pyx_int64>(parameters.ch_layout.u.mask) : 0;
-    const NamedValue values[] = {
-        {PYX_PROPERTY_CODEC_ID, PYXVariantFromInt64(parameters.codec_id)},
-        {PYX_PROPERTY_AUDIO_SAMPLE_RATE, PYXVariantFromInt64(parameters.sample_rate)},
-        {PYX_PROPERTY_AUDIO_CHANNELS, PYXVariantFromInt64(parameters.ch_layout.nb_channels)},
-        {PYX_PROPERTY_AUDIO_FORMAT, PYXVariantFromInt64(parameters.format)}, // numbered alike on both sides
-        {PYX_PROPERTY_AUDIO_CHANNEL_LAYOUT, PYXVariantFromInt64(layout)},
-        {PYX_PROPERTY_AUDIO_BLOCK_ALIGN, PYXVariantFromInt64(parameters.block_align)},
-        {PYX_PROPERTY_AUDIO_FRAME_SIZE, PYXVariantFromInt64(parameters.frame_size)},
-    };
-    for (const NamedValue& named : values)
-    {
-        RETURN_ON_FAILURE(SetAll(m_spAudio.Get(), {named}));
-    }
-    RETURN_ON_FAILURE(SetIfKnown(m_spAudio.Get(), PYX_PROPERTY_BIT_RATE, parameters.bit_rate));
-    RETURN_ON_FAILURE(SetAudioDetails(m_spAudio.Get(), audio));
-    return SetExtraData(m_spAudio.Get(), parameters);
+    m_seconds = seconds;
+    return SetAll(m_spComponent.Get(), {{PYX_PROPERTY_DURATION, PYXVariantFromInt64(seconds)}});
 }
 
 Outcome Session::Submit(const MediaPacket& packet)
 {
-    const PYXInterfacePtr<HostBuffer> spBuffer = MakeBuffer(packet.Bytes());
-    if (!spBuffer)
+    if (packet.video && packet.key)
     {
-        return OutOfMemory();
+        RETURN_ON_FAILURE(PrepareGroup(packet));
     }
-    spBuffer->SetPts(packet.pts);
-    spBuffer->SetDuration(packet.duration);
-    if (packet.video)
-    {
-        const pyx_int64 kind = packet.key ? 0 : m_pVideoCodec->regularFrameType;
-        spBuffer->SetProperty(m_pVideoCodec->frameTypeName, PYXVariantFromInt64(kind));
-    }
-    const PYX_RESULT result = (packet.video ? m_spVideo : m_spAudio)->SubmitInput(spBuffer.Get());
+    const auto start = std::chrono::steady_clock::now();
+    const PYX_RESULT result = packet.video ? SubmitVideo(packet.Bytes(), packet.pts, packet.duration, packet.key)
+                                           : SubmitAudio(packet.Bytes(), packet.pts, packet.duration);
+    const auto taken = std::chrono::steady_clock::now() - start;
     if (!packet.video && !m_ram && result == PYX_FILE_NOT_OPEN)
     {
         ++m_intake.lateAudio; // that packet is lost, the session goes on
         return {};
     }
-    if (result != PYX_OK)
-    {
-        const std::string text = "a packet could not be stored (result " + std::to_string(result) + ")";
-        return m_ram ? Outcome(ExitCode::Failed, text)
-                     : Outcome(ExitCode::CannotWrite, text + ", the temporary directory's disk may be full");
-    }
+    RETURN_ON_FAILURE(Stored(result));
     Note(packet);
+    if (m_pObserver)
+    {
+        m_pObserver->OnSubmitted({packet.video, packet.key, packet.pts, packet.duration, packet.Bytes().size(), taken});
+    }
     return {};
+}
+
+Outcome Session::Stored(PYX_RESULT result) const
+{
+    if (result == PYX_OK)
+    {
+        return {};
+    }
+    const std::string why = m_ram ? "" : WhyUnwritable(m_scratch);
+    const std::string text = "a packet could not be stored";
+    return why.empty() ? Outcome(ExitCode::Failed, text + ": " + ReasonOf(result))
+                       : Outcome(ExitCode::CannotWrite, text + " in " + PathForUser(m_scratch) + ": " + why);
+}
+
+PYX_RESULT Session::SubmitVideo(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration, bool key)
+{
+    const PYXInterfacePtr<HostBuffer> spBuffer = MakeBuffer(bytes);
+    if (!spBuffer)
+    {
+        return PYX_OUT_OF_MEMORY;
+    }
+    spBuffer->SetPts(pts);
+    spBuffer->SetDuration(duration);
+    spBuffer->SetProperty(m_pVideoCodec->frameTypeName, PYXVariantFromInt64(key ? 0 : m_pVideoCodec->regularFrameType));
+    return m_spVideo->SubmitInput(spBuffer.Get());
+}
+
+PYX_RESULT Session::SubmitAudio(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration)
+{
+    const PYXInterfacePtr<HostBuffer> spBuffer = MakeBuffer(bytes);
+    if (!spBuffer)
+    {
+        return PYX_OUT_OF_MEMORY;
+    }
+    spBuffer->SetPts(pts);
+    spBuffer->SetDuration(duration);
+    return m_spAudio->SubmitInput(spBuffer.Get());
+}
+
+/// Before a start packet, which closes the group before it and trims.
+Outcome Session::PrepareGroup(const MediaPacket& packet)
+{
+    if (!m_groups.All().empty())
+    {
+        RETURN_ON_FAILURE(FillSilentGroup(m_groups.All().back().start + c_beyondEveryClip));
+    }
+    return m_exact ? Outcome() : KeepSeconds(m_groups.SecondsNeeded(m_asked, packet.pts, packet.duration));
+}
+
+/// In file mode the write-out opens both files of every group, and a group that
+/// got no audio has no audio file. So one without audio is given a packet of one
+/// byte, at a time that every write-out cuts.
+Outcome Session::FillSilentGroup(pyx_int64 pts)
+{
+    const bool needed = !m_ram && m_spAudio && !m_groups.All().back().hasAudio;
+    return needed ? Stored(SubmitAudio(c_oneByte, pts, 0)) : Outcome();
 }
 
 void Session::Note(const MediaPacket& packet)
 {
     m_intake.bytes += packet.Bytes().size();
-    if (packet.video)
+    if (!packet.video)
     {
-        ++m_intake.videoPackets;
-        m_videoEnd = std::max(m_videoEnd, packet.pts + packet.duration);
-        if (packet.key)
-        {
-            ++m_intake.groups;
-            m_groups.push_back({packet.pts, false});
-        }
+        ++m_intake.audioPackets;
+        m_groups.AddAudio(packet.pts);
         return;
     }
-    ++m_intake.audioPackets;
-    const auto group = std::find_if(m_groups.rbegin(), m_groups.rend(),
-                                    [&packet](const Group& candidate) { return candidate.pts <= packet.pts; });
-    if (group != m_groups.rend())
+    ++m_intake.videoPackets;
+    if (!packet.key)
     {
-        group->hasSound = true;
+        m_groups.AddPicture(packet.pts, packet.duration);
+        return;
+    }
+    ++m_intake.groups;
+    m_groups.Start(packet.pts, packet.duration);
+    for (const KeptGroup& dropped : m_groups.Trim(m_seconds))
+    {
+        if (m_pObserver)
+        {
+            m_pObserver->OnGroupDropped(dropped);
+        }
     }
 }
 
-Outcome Session::Save()
+Outcome Session::Save(Saved* pSaved)
 {
+    const Outcome prepared = m_groups.All().empty() ? Outcome() : Prepare(pSaved);
     // The end of a stream is answered with PYX_EOF, which is a success.
     m_spVideo->SubmitInput(nullptr);
     if (m_spAudio)
     {
         m_spAudio->SubmitInput(nullptr);
     }
-    const PYX_RESULT result = m_spComponent->Terminate();
+    RETURN_ON_FAILURE(Write(pSaved)); // what could not be prepared may be written all the same
+    if (!prepared.IsOk())
+    {
+        pSaved->warnings.push_back(prepared.Text());
+    }
+    return {};
+}
+
+/// Makes what is kept fit to be written.
+Outcome Session::Prepare(Saved* pSaved)
+{
+    RETURN_ON_FAILURE(m_exact ? Outcome() : KeepSeconds(c_mostSeconds)); // nothing is trimmed, nothing is cut
+    Describe(pSaved);
+    if (m_spAudio && !pSaved->stretch.hasAudio)
+    {
+        RETURN_ON_FAILURE(LeaveAudioOut());
+    }
+    RETURN_ON_FAILURE(FillSilentGroup(m_groups.All().back().start + c_beyondEveryClip));
+    return m_groups.All().size() == 1 ? CloseOnlyGroup() : Outcome();
+}
+
+/// What will be written. Audio that no kept group has is no audio of the clip.
+void Session::Describe(Saved* pSaved) const
+{
+    const std::deque<KeptGroup>& groups = m_groups.All();
+    SavedStretch& stretch = pSaved->stretch;
+    stretch.groups.assign(groups.begin(), groups.end());
+    stretch.from = groups.front().start;
+    stretch.newest = m_groups.End();
+    stretch.exact = m_exact;
+    stretch.to = m_exact ? std::min(stretch.newest, stretch.from + m_asked * PYX_TICKS_PER_SECOND) : stretch.newest;
+    const auto silent = std::count_if(groups.begin(), groups.end(), [](const KeptGroup& g) { return !g.hasAudio; });
+    stretch.hasAudio = static_cast<std::size_t>(silent) < groups.size();
+    if (m_spAudio && !stretch.hasAudio)
+    {
+        pSaved->warnings.push_back("the input has no audio in the stretch that was kept, so the clip has none");
+    }
+    else if (m_spAudio && silent > 0)
+    {
+        pSaved->warnings.push_back(std::to_string(silent) + " of the " + std::to_string(groups.size()) +
+                                   " kept groups of pictures have no audio");
+    }
+}
+
+/// A group is complete when the next one starts, and only then the component
+/// writes. When there is one group alone, it is closed with a start packet whose
+/// time is exactly `Duration` after the group's: early enough that nothing is
+/// trimmed, late enough that it is cut itself.
+Outcome Session::CloseOnlyGroup()
+{
+    const pyx_int64 pts = m_groups.All().front().start + m_seconds * PYX_TICKS_PER_SECOND;
+    RETURN_ON_FAILURE(Stored(SubmitVideo(c_oneByte, pts, 0, true)));
+    m_groups.Start(pts, 0);
+    return FillSilentGroup(pts);
+}
+
+/// The muxer loses its audio input; the cache stays, and what it holds of audio
+/// is not written.
+Outcome Session::LeaveAudioOut()
+{
+    m_spAudio.Reset();
+    return SetAll(m_spComponent.Get(), {{PYX_PROPERTY_ENABLE_AUDIO, PYXVariantFromBool(false)}});
+}
+
+Outcome Session::Write(Saved* pSaved)
+{
+    PYX_RESULT result = m_spComponent->Terminate();
+    // In file mode it may be an audio file that cannot be read. After a failure the cache is still there.
+    if (result != PYX_OK && m_spAudio && !m_ram && LeaveAudioOut().IsOk() && m_spComponent->Terminate() == PYX_OK)
+    {
+        pSaved->warnings.push_back("the clip could not be written with its audio and has none (" + ReasonOf(result) +
+                                   "); --ram keeps packets where no file can be missing");
+        pSaved->stretch.hasAudio = false;
+        result = PYX_OK;
+    }
     if (result == PYX_OK)
     {
-        return {};
+        return KeepSeconds(m_asked); // after the write-out: before it, that would trim
     }
     // A component keeps its packets when writing fails, and would write again when it goes. Initialising drops them.
     m_spComponent->Init(0, 0, 0);
     m_spComponent->Terminate();
-    const std::string text =
-        "the clip could not be written to " + m_outputForUser + " (result " + std::to_string(result) + ")";
-    if (!m_ram && KeptGroupWithoutSound())
-    {
-        return {ExitCode::Failed, text + ": in file mode every group of pictures needs sound, and one of those that "
-                                         "were kept has none; use --ram"};
-    }
-    return {ExitCode::CannotWrite, text};
+    return {ExitCode::CannotWrite,
+            "the clip could not be written to " + PathForUser(m_output) + ": " + WhyNotWritten(result)};
 }
 
-bool Session::KeptGroupWithoutSound() const
+std::string Session::WhyNotWritten(PYX_RESULT result) const
 {
-    if (!m_spAudio)
-    {
-        return false;
-    }
-    // The oldest group that is kept may start up to its own length before the duration; asking one more does no harm.
-    const auto oldest = std::find_if(m_groups.rbegin(), m_groups.rend(),
-                                     [this](const Group& group) { return m_videoEnd - group.pts > m_durationTicks; });
-    return std::any_of(m_groups.rbegin(), oldest == m_groups.rend() ? oldest : std::next(oldest),
-                       [](const Group& group) { return !group.hasSound; });
+    const std::string why = WhyUnwritable(m_output.substr(0, m_output.find_last_of(L"\\/")));
+    return why.empty() ? ReasonOf(result) : why;
 }

@@ -2,12 +2,11 @@
 
 #include "common/Component.h"
 #include "host/HostContext.h"
+#include "replay/KeptGroups.h"
 #include "replay/MediaReader.h"
 #include "replay/Module.h"
 #include "replay/Options.h"
-#include "replay/Outcome.h"
-
-#include <vector>
+#include "replay/SessionObserver.h"
 
 /// What went into the replay buffer.
 struct Intake
@@ -16,7 +15,14 @@ struct Intake
     pyx_uint64 audioPackets = 0;
     pyx_uint64 bytes = 0;
     pyx_uint64 groups = 0;    ///< start packets
-    pyx_uint64 lateAudio = 0; ///< sound packets that came after their group's store was closed
+    pyx_uint64 lateAudio = 0; ///< audio packets that came after their group's store was closed
+};
+
+/// What a save has to tell.
+struct Saved
+{
+    SavedStretch stretch;
+    std::vector<std::string> warnings; ///< for the user, a line each
 };
 
 /// One use of the replay buffer, from loading the module to the saved clip: the
@@ -26,28 +32,39 @@ struct Intake
 ///     Submit:  hand over one packet
 ///     Save:    end the streams and terminate, which writes the clip
 ///
-/// Threads: one. A host with an encoder thread per stream calls each input from
-/// its own thread.
+/// A component is told to keep whole groups of the last `Duration` seconds, and
+/// writes `Duration` seconds from the first of them on. That cuts off the newest
+/// pictures, so unless the exact length is asked for, the session raises
+/// `Duration` for the write-out: then nothing is cut.
+///
+/// Threads: one at a time. Sessions are opened and ended by the same thread; any
+/// other may Save() while that one feeds another session. A host with an encoder
+/// thread per stream calls each input from its own thread.
 class Session
 {
 public:
-    Session() = default;
+    /// The observer is borrowed and may be null.
+    explicit Session(SessionObserver* pObserver) : m_pObserver(pObserver)
+    {
+    }
+
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    /// `scratch` is a directory of this program's own: the component removes
-    /// everything in it. Without sound `pAudio` is null. Both readers are used
+    /// `scratch` is a directory of this session's own: the component removes
+    /// everything in it. Without audio `pAudio` is null. Both readers are used
     /// during the call only.
-    Outcome Open(const Options& options, const std::wstring& scratch, const MediaReader& video,
-                 const MediaReader* pAudio);
+    Outcome Open(const Options& options, const std::wstring& output, const std::wstring& scratch,
+                 const MediaReader& video, const MediaReader* pAudio);
 
     /// A failure means that the component stored the packet not or not wholly;
     /// what it holds up to there is whole, so the caller stops and saves.
     Outcome Submit(const MediaPacket& packet);
 
-    /// Nothing was written, and that is a success, when no completed group was
-    /// kept.
-    Outcome Save();
+    /// Once, as the last call. A success without groups in `*pSaved` means that
+    /// nothing was kept and no clip was written. After a failure the component
+    /// holds nothing any more.
+    Outcome Save(Saved* pSaved);
 
     const Intake& TakenIn() const
     {
@@ -55,32 +72,38 @@ public:
     }
 
 private:
-    /// A group of pictures as the host saw it: whether any sound fell into it.
-    struct Group
-    {
-        pyx_int64 pts;
-        bool hasSound;
-    };
-
-    Outcome SetUp(const Options& options, const std::wstring& scratch, bool hasSound);
+    Outcome SetUp();
     Outcome FindInput(pyx_int64 streamType, PYXInterfacePtr<PYXInput>* pspInput);
-    Outcome DescribeVideo(const MediaReader& video);
-    Outcome DescribeAudio(const MediaReader& audio);
+    Outcome KeepSeconds(pyx_int64 seconds);
+    Outcome Stored(PYX_RESULT result) const;
+    PYX_RESULT SubmitVideo(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration, bool key);
+    PYX_RESULT SubmitAudio(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration);
+    Outcome PrepareGroup(const MediaPacket& packet);
+    Outcome FillSilentGroup(pyx_int64 pts);
     void Note(const MediaPacket& packet);
-    bool KeptGroupWithoutSound() const;
+    Outcome Prepare(Saved* pSaved);
+    void Describe(Saved* pSaved) const;
+    Outcome CloseOnlyGroup();
+    Outcome LeaveAudioOut();
+    Outcome Write(Saved* pSaved);
+    std::string WhyNotWritten(PYX_RESULT result) const;
+
+    SessionObserver* const m_pObserver;
 
     // In this order: the component goes before its module, the context after the component.
     PYXInterfacePtr<HostContext> m_spContext;
     Module m_module;
     PYXInterfacePtr<PYXComponentEx> m_spComponent;
     PYXInterfacePtr<PYXInput> m_spVideo;
-    PYXInterfacePtr<PYXInput> m_spAudio; // null without sound
+    PYXInterfacePtr<PYXInput> m_spAudio; // null without audio
 
     const CodecRow* m_pVideoCodec = nullptr;
+    std::wstring m_output;
+    std::wstring m_scratch;
     bool m_ram = false;
-    std::string m_outputForUser;
-    pyx_int64 m_durationTicks = 0;
-    pyx_int64 m_videoEnd = 0;
-    std::vector<Group> m_groups; // all of the input, oldest first
+    bool m_exact = false;
+    pyx_int64 m_asked = 0;   // seconds
+    pyx_int64 m_seconds = 0; // the component's "Duration" now
+    KeptGroups m_groups;
     Intake m_intake;
 };

@@ -32,9 +32,18 @@ void SetTraceLevel(bool verbose)
     }
 }
 
-int Fail(const Outcome& outcome)
+/// Prints the report. Who reads it must not take a part for the whole, so a run
+/// whose report cannot be written has failed.
+int End(Outcome outcome, const std::string& report)
 {
-    std::fprintf(stderr, "replay: %s\n", outcome.Text().c_str());
+    if (Outcome printed = PrintReport(report); outcome.IsOk())
+    {
+        outcome = std::move(printed);
+    }
+    if (!outcome.IsOk())
+    {
+        std::fprintf(stderr, "replay: %s\n", outcome.Text().c_str());
+    }
     return static_cast<int>(outcome.Code());
 }
 
@@ -47,7 +56,7 @@ int main()
     std::string text;
     if (const Outcome outcome = ReadCommandLine(&options, &text); !outcome.IsOk())
     {
-        return Fail(outcome);
+        return End(outcome, options.json ? ReportAsJson(Report(), outcome) : "");
     }
     if (!text.empty())
     {
@@ -61,10 +70,7 @@ int main()
 
     Replay replay(options);
     const Outcome outcome = replay.Run();
-    if (replay.HasReport() && (options.json || !options.quiet))
-    {
-        std::fputs((options.json ? ReportAsJson(replay.Result()) : ReportAsTable(replay.Result())).c_str(), stdout);
-        std::fflush(stdout);
-    }
-    return outcome.IsOk() ? 0 : Fail(outcome);
+    const bool showTable = replay.HasReport() && !options.quiet;
+    const std::string table = showTable ? ReportAsTable(replay.Result()) : "";
+    return End(outcome, options.json ? ReportAsJson(replay.Result(), outcome) : table);
 }

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Saves the end of a generated video with B-frames and sound through the real module, in file mode and in memory mode,
+"""Saves the end of generated videos with B-frames and audio through the real module, in file mode and in memory mode,
 and compares what can be seen and heard in the clip with the same stretch of the video."""
 
 import json
@@ -13,8 +13,15 @@ SECONDS = 20  # length of the video
 FRAME_RATE = 25
 
 
-def run(*command):
-    return subprocess.run([str(part) for part in command], check=True, capture_output=True, text=True)
+# Pictures from one key picture to the next, and seconds of audio. An exact cut spares the last pictures only where the
+# former divide the duration.
+VIDEOS = {"steady": (75, SECONDS), "one-key": (9999, SECONDS), "audio-ends": (70, 15)}
+
+
+def run(*command, expected=0):
+    result = subprocess.run([str(part) for part in command], capture_output=True, text=True)
+    check(result.returncode == expected, f"{command} ended with {result.returncode}:\n{result.stderr}")
+    return result
 
 
 def check(condition, message):
@@ -22,11 +29,12 @@ def check(condition, message):
         sys.exit(f"FAILED: {message}")
 
 
-def make_video(path):
+def make_video(path, key_distance, audio_seconds):
     run("ffmpeg", "-v", "error", "-y",
         "-f", "lavfi", "-i", f"testsrc2=size=320x240:rate={FRAME_RATE}:duration={SECONDS}",
-        "-f", "lavfi", "-i", f"anoisesrc=color=pink:seed=7:sample_rate=48000:duration={SECONDS}",
-        "-c:v", "libx264", "-preset", "veryfast", "-bf", "3", "-g", "50", "-sc_threshold", "0", "-c:a", "aac", "-b:a", "128k", path)
+        "-f", "lavfi", "-i", f"anoisesrc=color=pink:seed=7:sample_rate=48000:duration={audio_seconds}",
+        "-c:v", "libx264", "-preset", "veryfast", "-bf", "3", "-g", key_distance, "-sc_threshold", "0",
+        "-c:a", "aac", "-b:a", "128k", path)
 
 
 def probe(path, *arguments):
@@ -47,51 +55,75 @@ def frames(path):
 
 
 def start_times(path):
-    """When each stream starts, in seconds: picture, sound."""
+    """When each stream starts, in seconds: pictures, audio."""
     return [float(stream["start_time"]) for stream in probe(path, "-show_streams")["streams"]]
 
 
-def check_pictures(video, clip):
+def check_pictures(video, clip, report):
     """Returns what moves a time in the clip to its place in the video, in seconds."""
     shown, kept = frames(video), frames(clip)
     check(len(set(shown)) == len(shown), "the video's pictures differ from one another")
-    check(len(kept) == DURATION * FRAME_RATE, f"{len(kept)} pictures kept instead of {DURATION * FRAME_RATE}")
     begin = shown.index(kept[0])
     check(shown[begin:begin + len(kept)] == kept, "the pictures are not those of the video")
+    if report["mode"] == "exact":
+        check(len(kept) == DURATION * FRAME_RATE, f"{len(kept)} pictures kept instead of {DURATION * FRAME_RATE}")
+    else:
+        check(kept[-1] == shown[-1], f"the clip lacks the newest {len(shown) - begin - len(kept)} pictures")
+        check(len(kept) >= DURATION * FRAME_RATE, f"the clip is only {len(kept)} pictures long")
+    covered = (begin, begin + len(kept), len(shown) - begin - len(kept))
+    told = tuple(round(report[name] * FRAME_RATE) for name in ("coveredFrom", "coveredTo", "missingNewest"))
+    check(told == covered, f"the report names the pictures {told} instead of {covered}")
     print(f"{clip.name}: {len(kept)} pictures from number {begin} on")
     return begin / FRAME_RATE + start_times(video)[0] - start_times(clip)[0]
 
 
-def check_sound(video, clip, shift):
-    """Every packet of sound has kept its bytes and its place beside the pictures."""
-    times = {data: pts for pts, data in packets(video, "a")}
-    kept = packets(clip, "a")
-    check(kept, "the clip is silent")
-    for pts, data in kept:
-        check(data in times, "a packet of sound is not the video's")
-        error = times[data] - pts - shift
-        check(abs(error) < 0.0015, f"sound at {pts} s is {error * 1000:.1f} ms off")
-    check(kept[-1][0] > DURATION - 0.05, f"sound ends at {kept[-1][0]} s")
+def check_audio(video, clip, shift):
+    """Every packet of audio has kept its bytes and its place beside the pictures, and none is missing."""
+    begin, end = shift, shift + float(probe(clip, "-show_format")["format"]["duration"])
+    stretch = {data: pts for pts, data in packets(video, "a") if begin + 0.03 < pts < end - 0.05}
+    kept = {data: pts for pts, data in packets(clip, "a")}
+    check(stretch and stretch.keys() <= kept.keys(), f"{len(stretch.keys() - kept.keys())} packets of audio are missing")
+    for data, pts in stretch.items():
+        error = pts - kept[data] - shift
+        check(abs(error) < 0.0015, f"audio at {pts} s is {error * 1000:.1f} ms off")
 
 
 def check_start(clip):
     starts = start_times(clip)
     check(len(starts) == 2, "a stream is missing")
-    check(max(abs(start) for start in starts) < 0.022, f"the streams start at {starts}")  # one packet of sound
+    check(max(abs(start) for start in starts) < 0.022, f"the streams start at {starts}")  # one packet of audio
+
+
+def check_clip(replay, folder, name, ending, *options):
+    video = folder / f"{name}.mkv"
+    clip = folder / f"clip-{name}{''.join(options)}.{ending}"
+    report = json.loads(run(*replay, video, "-o", clip, "--duration", DURATION, "--temp", folder, "--json", *options).stdout)
+    check_audio(video, clip, check_pictures(video, clip, report))
+    check_start(clip)
+
+
+def check_failures(replay, folder):
+    clip = folder / "failed.mp4"
+    told = json.loads(run(*replay, folder / "none.mkv", "-o", clip, "--temp", folder, "--json", expected=4).stdout)
+    check(told["error"]["code"] == 4, "the report does not name the failure")
+    with open("/dev/full", "w", encoding="utf-8") as full:
+        arguments = [*replay, folder / "steady.mkv", "-o", clip, "--temp", folder]
+        ended = subprocess.run([str(part) for part in arguments], stdout=full, stderr=subprocess.DEVNULL)
+    check(ended.returncode == 5, f"a report that cannot be written ends with {ended.returncode}")
 
 
 def main():
     replay = sys.argv[1:]
-    with tempfile.TemporaryDirectory(prefix="pyx-e2e-") as folder:
-        video = Path(folder) / "video.mkv"
-        make_video(video)
-        for name, options in {"file": [], "memory": ["--ram"]}.items():
-            for ending in ("mp4", "mkv"):
-                clip = Path(folder) / f"{name}.{ending}"
-                report = run(*replay, video, "-o", clip, "--duration", DURATION, "--temp", folder, "--json", *options)
-                check_sound(video, clip, check_pictures(video, clip))
-                check_start(clip)
-                check(json.loads(report.stdout), "the report is empty")
+    with tempfile.TemporaryDirectory(prefix="pyx-e2e-") as name:
+        folder = Path(name)
+        for video, (key_distance, audio_seconds) in VIDEOS.items():
+            make_video(folder / f"{video}.mkv", key_distance, audio_seconds)
+        check_clip(replay, folder, "steady", "mp4")
+        check_clip(replay, folder, "steady", "mkv", "--ram")
+        check_clip(replay, folder, "steady", "mp4", "--exact")
+        check_clip(replay, folder, "one-key", "mp4")
+        check_clip(replay, folder, "audio-ends", "mkv")
+        check_failures(replay, folder)
 
 
 main()

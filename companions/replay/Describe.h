@@ -1,0 +1,10 @@
+#pragma once
+
+#include "common/Component.h"
+#include "replay/MediaReader.h"
+
+/// Describe a stream on the component's input, which passes it on to the muxer.
+/// A host does it before the first packet of a clip is written.
+
+Outcome DescribeVideo(PYXInput* pInput, const MediaReader& video);
+Outcome DescribeAudio(PYXInput* pInput, const MediaReader& audio);

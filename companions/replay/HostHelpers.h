@@ -1,0 +1,37 @@
+#pragma once
+
+#include "host/HostBuffer.h"
+#include "replay/Outcome.h"
+
+#include <initializer_list>
+#include <span>
+
+/// What host code says again and again: properties, buffers, and the reason of
+/// a failure.
+
+struct NamedValue
+{
+    const wchar_t* name;
+    PYXVariant value;
+};
+
+/// Sets values in the order given and stops at the first refusal.
+Outcome SetAll(PYXPropertyStorage* pStorage, std::initializer_list<NamedValue> values);
+
+/// A buffer with a copy of the bytes, or null when there is no memory for it.
+PYXInterfacePtr<HostBuffer> MakeBuffer(std::span<const pyx_uint8> bytes);
+
+Outcome OutOfMemory();
+
+/// What a component's result means, in words for a user; a number only when it
+/// is none of the framework's.
+std::string ReasonOf(PYX_RESULT result);
+
+/// The system's words for an error of its own (GetLastError), without the line
+/// end.
+std::string SystemReason(unsigned long error);
+
+/// Why a file in this directory could not be written, as the system answers an
+/// attempt; empty when it lets one be written now. A component's result does not
+/// tell: a full disk is a failure like others to it.
+std::string WhyUnwritable(const std::wstring& directory);

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "common/Types.h"
+
+#include <deque>
+#include <vector>
+
+/// A group of pictures as the host saw it go by. Times in ticks.
+struct KeptGroup
+{
+    pyx_int64 start = 0;        ///< of its key picture
+    pyx_int64 lastPts = 0;      ///< of the picture submitted last, which with B-frames is not the one shown last
+    pyx_int64 lastDuration = 0; ///< of that picture
+    pyx_int64 end = 0;          ///< when the picture shown last ends
+    bool hasAudio = false;
+
+    /// The group's length as the component counts it.
+    pyx_int64 Length() const
+    {
+        return lastPts - start + lastDuration;
+    }
+};
+
+/// The groups of pictures that the component holds, as its host can tell from
+/// what it submitted and from the rule by which the component drops the oldest.
+///
+/// The component tells no one what it holds. A host that wants to know where a
+/// clip will begin, or whether a group has audio, keeps these few numbers for
+/// each group. Threads: one.
+class KeptGroups
+{
+public:
+    /// Oldest first; the last one is the one that pictures are added to.
+    const std::deque<KeptGroup>& All() const
+    {
+        return m_groups;
+    }
+
+    /// How many seconds the component must be told to keep so that, when a group
+    /// starts with this picture, every picture of the last `asked` seconds stays.
+    ///
+    /// It is `asked` or a little more. The component takes a group's own length
+    /// off the span and not the way to the next group's start, and that falls
+    /// short by the pictures that an open group shows before its key picture, and
+    /// by pauses.
+    pyx_int64 SecondsNeeded(pyx_int64 asked, pyx_int64 pts, pyx_int64 duration) const;
+
+    void Start(pyx_int64 pts, pyx_int64 duration);
+
+    /// Without a group it is dropped, as by the component.
+    void AddPicture(pyx_int64 pts, pyx_int64 duration);
+
+    void AddAudio(pyx_int64 pts);
+
+    /// Forgets and returns the groups that the component drops, told to keep so
+    /// many seconds, when a group has just started.
+    std::vector<KeptGroup> Trim(pyx_int64 seconds);
+
+    /// When the newest picture ends; only while there is a group.
+    pyx_int64 End() const;
+
+private:
+    std::deque<KeptGroup> m_groups;
+};
