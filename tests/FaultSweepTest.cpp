@@ -3,6 +3,7 @@
 #include <io.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <future>
 #include <iostream>
@@ -158,6 +159,7 @@ protected:
                                           "V- A-";
 
     std::string FailOnce(int nth);
+    std::string RefuseMemoryOnce(int nth);
 };
 
 /// The scenario with its nth fallible call failing, then once more with the same component. The call that failed, or
@@ -206,6 +208,76 @@ TEST_P(FaultSweepTest, EveryCallFailsOnceAndNothingIsLost)
         EXPECT_EQ(HostObject::Alive(), 1) << failed << ": only the context is to be left";
     }
     EXPECT_GT(nth, 100) << "the sweep ended early";
+}
+
+/// The scenario with its nth block of memory refused; then the same component, each property set anew, once more. The
+/// step that it met and what the host saw of it, or nothing when there were fewer blocks.
+std::string FaultSweepTest::RefuseMemoryOnce(int nth)
+{
+    const auto steps = Scenario();
+    m_pModule.reset();
+    m_pModule = std::make_unique<LoadedModule>();
+    const FaultyCall<"malloc", 0, void*(std::size_t)> allocation(m_pModule->handle);
+    m_faults.Fail("malloc", nth, c_code);
+    std::string met;
+    for (const Step& step : steps)
+    {
+        std::string outcome = "threw";
+        try
+        {
+            outcome = std::to_string(step.call());
+        }
+        catch (const std::bad_alloc&)
+        {
+            EXPECT_FALSE(m_faults.failed.empty()) << step.name;
+        }
+        if (met.empty() && !m_faults.failed.empty()) { met = step.name + ' ' + outcome; }
+        if (!m_spComponent) { Create(); }
+    }
+    m_faults = {};
+    EXPECT_EQ(Written().find('('), std::string::npos) << met << ": bytes without a record shift the packets behind";
+    EXPECT_EQ(met.ends_with(" 6"), Traces().find("AddVideoStartPacket() - Out of memory") != std::string::npos) << met;
+
+    Set(L"TempPath", L"");
+    Set(L"EnableAudio", L"false");
+    Set(L"BufferInRamEnabled", GetParam() ? L"false" : L"true");
+    Set(L"Duration", L"3");
+    Written();
+    EXPECT_EQ(CallElsewhere({steps.begin() + 1, steps.end()}, met), Results(steps.size() - 1, PYX_OK)) << met;
+    EXPECT_EQ(Written(), c_clip) << met;
+    Destroy();
+    return met;
+}
+
+TEST_P(FaultSweepTest, MemoryRunsOutAnywhereAndTheComponentGoesOn)
+{
+    int groups = 0;
+    int nth = 0;
+    for (std::string met = "first"; !met.empty() && !HasFailure(); groups += met.ends_with(" 6") ? 1 : 0)
+    {
+        nth += std::getenv("PYX_TEST_LONG") ? 1 : 7;
+        met = RefuseMemoryOnce(nth);
+        EXPECT_EQ(Files(), "none") << met;
+        EXPECT_EQ(HostObject::Alive(), 1) << met << ": only the context is to be left";
+    }
+    EXPECT_GT(groups, 5) << "groups that could not be made";
+}
+
+TEST_P(FaultSweepTest, TheLastReleaseFreesEverythingWhereverMemoryRunsOut)
+{
+    int nth = 0;
+    for (bool met = true; met; m_faults = {})
+    {
+        Start(GetParam());
+        Feed("V1K A1 V2 V3K A3 V4");
+        const FaultyCall<"malloc", 0, void*(std::size_t)> allocation(m_pModule->handle);
+        m_faults.Fail("malloc", ++nth, c_code);
+        Destroy();
+        met = !m_faults.failed.empty();
+        EXPECT_EQ(Files(), met ? "" : "none") << "block " << nth;
+        EXPECT_EQ(HostObject::Alive(), 1) << "only the context is to be left, block " << nth;
+    }
+    EXPECT_GT(nth, 3) << "blocks";
 }
 
 INSTANTIATE_STORAGE_SUITE(FaultSweepTest);

@@ -1,5 +1,6 @@
 #include "support/RingBufferTest.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -129,6 +130,49 @@ TEST_F(ThreadsTest, EncodersAndControlsAtOnceLeaveEveryClipInOrder)
     }
     EXPECT_EQ(m_wrong, "");
     EXPECT_GE(m_clips, 5);
+}
+
+/// Packets of one kind, a group every ten, until the input refuses one. How many it has taken.
+int FeedUntilRefused(PYXInput* pInput, char kind, std::atomic<int>* pTaken)
+{
+    PYX_RESULT result = PYX_OK;
+    for (pyx_int64 i = 0; result == PYX_OK; ++i)
+    {
+        const Packet packet{.kind = kind, .pts = i, .key = i % 10 == 0};
+        result = pInput->SubmitInput(packet.Build().Get());
+        *pTaken += result == PYX_OK ? 1 : 0;
+    }
+    EXPECT_EQ(result, PYX_UNEXPECTED) << kind;
+    EXPECT_EQ(pInput->SubmitInput(nullptr), PYX_UNEXPECTED) << kind;
+    EXPECT_EQ(pInput->SubmitInput(Packet{.kind = kind, .key = true}.Build().Get()), PYX_UNEXPECTED) << kind;
+    EXPECT_EQ(pInput->SetProperty(L"BitRate", PYXVariantFromInt64(5)), PYX_UNEXPECTED) << kind;
+    return *pTaken;
+}
+
+TEST_F(ThreadsTest, AComponentEndsUnderItsEncodersAndEachPacketIsWrittenOrRefused)
+{
+    m_faults.Fail("none", 0, PYX_OK);
+    const pyx_int64 alive = HostObject::Alive();
+    std::mt19937 random(1);
+    for (int round = std::getenv("PYX_TEST_LONG") ? 5000 : 40; round > 0 && !HasFailure(); --round)
+    {
+        Start(true);
+        const auto spVideo = Input(0);
+        const auto spAudio = Input(1);
+        std::atomic<int> taken[2] = {};
+        auto video = std::async(std::launch::async, FeedUntilRefused, spVideo.Get(), 'V', &taken[0]);
+        auto audio = std::async(std::launch::async, FeedUntilRefused, spAudio.Get(), 'A', &taken[1]);
+        for (const int enough = 15 + random() % 20; taken[0] < enough || taken[1] < 1;) { std::this_thread::yield(); }
+        Destroy();
+        video.wait();
+        audio.wait();
+        EXPECT_EQ(HostObject::Alive(), alive) << "a packet was stored after the end";
+        const auto written = Split(Written(), ' ');
+        const auto pictures = std::ranges::count_if(written, [](const auto& packet) { return packet[0] == 'V'; });
+        EXPECT_EQ(video.get(), pictures - 1) << "all but the end mark";
+        Traces();
+        Calls();
+    }
 }
 
 } // namespace
