@@ -6,14 +6,42 @@
 namespace
 {
 
-/// One contract for both kinds of streams; `GetParam()` is true for memory.
-class DataStreamTest : public testing::TestWithParam<bool>
+constexpr pyx_uint64 c_page = 4096;
+
+/// The process's addresses that are not free, and those of them with memory behind.
+struct Addresses
+{
+    Addresses()
+    {
+        MEMORY_BASIC_INFORMATION area;
+        for (char* p = nullptr; VirtualQuery(p, &area, sizeof(area)) != 0; p += area.RegionSize)
+        {
+            taken += area.State == MEM_FREE ? 0 : area.RegionSize;
+            committed += area.State == MEM_COMMIT ? area.RegionSize : 0;
+        }
+    }
+
+    pyx_uint64 taken = 0;
+    pyx_uint64 committed = 0;
+};
+
+/// Where a stream keeps its bytes, and how far one in memory reserves ahead.
+struct Kind
+{
+    const char* name;
+    bool isMemory;
+    pyx_uint64 ahead;
+};
+
+/// One contract for both kinds of streams.
+class DataStreamTest : public testing::TestWithParam<Kind>
 {
 protected:
     DataStreamTest()
     {
         Companions::Get() = {};
-        if (GetParam()) { m_pStream = std::make_unique<PYXDataStreamMemoryImpl>(); }
+        FaultPlan::Get() = {};
+        if (m_isMemory) { m_pStream = std::make_unique<PYXDataStreamMemoryImpl>(GetParam().ahead); }
         else { m_pStream = std::make_unique<PYXDataStreamFileImpl>(); }
         std::filesystem::create_directory(m_temp.path);
     }
@@ -50,12 +78,27 @@ protected:
 
     static std::string Traces() { return Companions::Get().Take(&Companions::traces); }
 
+    const bool m_isMemory = GetParam().isMemory;
     TempDirectory m_temp;
     const std::filesystem::path m_path = m_temp.path / "Stream";
     std::unique_ptr<PYXDataStreamImpl> m_pStream;
 };
 
-INSTANTIATE_STORAGE_SUITE(DataStreamTest);
+constexpr Kind c_kinds[] = {{"File", false, 0},
+                            {"Memory", true, PYXDataStreamMemoryImpl::c_reserveAhead},
+                            {"MemoryOfOnePageAhead", true, c_page},
+                            {"MemoryOfExactBlocks", true, 0}};
+
+INSTANTIATE_TEST_SUITE_P(Kinds, DataStreamTest, testing::ValuesIn(c_kinds),
+                         [](const auto& kind) { return kind.param.name; });
+
+/// What only streams in memory do.
+class MemoryStreamTest : public DataStreamTest
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Kinds, MemoryStreamTest, testing::ValuesIn(c_kinds + 1, std::end(c_kinds)),
+                         [](const auto& kind) { return kind.param.name; });
 
 TEST_P(DataStreamTest, KeepsBytesAndPositions)
 {
@@ -67,9 +110,9 @@ TEST_P(DataStreamTest, KeepsBytesAndPositions)
     EXPECT_EQ(Read(4), "0 \r\n\x1A\n");
     EXPECT_EQ(Seek(1, -2), "0 3");
     EXPECT_EQ(Read(100), "0 \x1A\n678");
-    EXPECT_EQ(Read(1), GetParam() ? "0 " : "23 ");
+    EXPECT_EQ(Read(1), m_isMemory ? "0 " : "23 ");
     EXPECT_EQ(Seek(2, 0), "0 8");
-    EXPECT_EQ(Seek(7, 0), GetParam() ? "0 8" : "0 0"); // an unknown origin
+    EXPECT_EQ(Seek(7, 0), m_isMemory ? "0 8" : "0 0"); // an unknown origin
     EXPECT_TRUE(m_pStream->IsSeekable());
     EXPECT_EQ(Traces(), "");
 }
@@ -78,16 +121,16 @@ TEST_P(DataStreamTest, DiffersByKindWhereHostsKnowIt)
 {
     EXPECT_EQ(Open(2), PYX_OK);
     EXPECT_EQ(Write(std::string(100, 'x')), PYX_OK);
-    EXPECT_EQ(Seek(0, 200), GetParam() ? "0 100" : "0 200");
-    EXPECT_EQ(Seek(0, -1), GetParam() ? "0 100" : "1 0");
-    EXPECT_EQ(Seek(2, 10), GetParam() ? "0 90" : "0 110");
+    EXPECT_EQ(Seek(0, 200), m_isMemory ? "0 100" : "0 200");
+    EXPECT_EQ(Seek(0, -1), m_isMemory ? "0 100" : "1 0");
+    EXPECT_EQ(Seek(2, 10), m_isMemory ? "0 90" : "0 110");
     EXPECT_EQ(Seek(0, 10), "0 10");
     EXPECT_EQ(Write("12345"), PYX_OK);
-    EXPECT_EQ(Place(), GetParam() ? "15@15" : "100@15");
+    EXPECT_EQ(Place(), m_isMemory ? "15@15" : "100@15");
     EXPECT_EQ(m_pStream->Close(), PYX_OK);
     EXPECT_EQ(m_pStream->Close(), PYX_OK);
-    EXPECT_EQ(Read(1), GetParam() ? "13 " : "16 ");
-    EXPECT_EQ(Traces(), GetParam() ? "E DataStreamMemoryImpl Assertion failed:Read() - Stream is not allocated"
+    EXPECT_EQ(Read(1), m_isMemory ? "13 " : "16 ");
+    EXPECT_EQ(Traces(), m_isMemory ? "E DataStreamMemoryImpl Assertion failed:Read() - Stream is not allocated"
                                    : "E DataStreamFileImpl Assertion failed:Read() - File not open");
 }
 
@@ -96,10 +139,10 @@ TEST_P(DataStreamTest, RefusesNullsFirst)
     pyx_uint64 count = 0;
     EXPECT_EQ(m_pStream->GetPosition(nullptr), 7);
     EXPECT_EQ(m_pStream->GetSize(nullptr), 7);
-    EXPECT_EQ(m_pStream->Write(nullptr, 1, &count), GetParam() ? 7 : 16);
-    EXPECT_EQ(m_pStream->Read(nullptr, 1, &count), GetParam() ? 7 : 16);
-    EXPECT_EQ(m_pStream->Open(nullptr, 0, 0), GetParam() ? 0 : 4);
-    EXPECT_EQ(Traces(), GetParam() ? "E DataStreamMemoryImpl Assertion failed:GetPosition() - pPosition==NULL\n"
+    EXPECT_EQ(m_pStream->Write(nullptr, 1, &count), m_isMemory ? 7 : 16);
+    EXPECT_EQ(m_pStream->Read(nullptr, 1, &count), m_isMemory ? 7 : 16);
+    EXPECT_EQ(m_pStream->Open(nullptr, 0, 0), m_isMemory ? 0 : 4);
+    EXPECT_EQ(Traces(), m_isMemory ? "E DataStreamMemoryImpl Assertion failed:GetPosition() - pPosition==NULL\n"
                                      "E DataStreamMemoryImpl Assertion failed:GetPosition() - pSize==NULL\n"
                                      "E DataStreamMemoryImpl Assertion failed:Write() - pData==NULL\n"
                                      "E DataStreamMemoryImpl Assertion failed:Read() - pData==NULL"
@@ -112,13 +155,15 @@ TEST_P(DataStreamTest, RefusesNullsFirst)
 
 TEST_P(DataStreamTest, FailsWithoutATraceWhenTheSystemRefuses)
 {
-    if (GetParam())
+    if (m_isMemory)
     {
         FaultyCall<"VirtualAlloc", 0, void*(void*, SIZE_T, DWORD, DWORD)> alloc(GetModuleHandleW(nullptr));
         EXPECT_EQ(Write("123"), PYX_OK);
-        FaultPlan::Get().Fail("VirtualAlloc", 1, 1);
-        EXPECT_EQ(Write("4"), PYX_OUT_OF_MEMORY);
+        FaultPlan::Get().Fail("VirtualAlloc", -1, 1);
+        EXPECT_EQ(Write(std::string(3 * c_page, '4')), PYX_OUT_OF_MEMORY);
         EXPECT_EQ(Place(), "3@3");
+        EXPECT_EQ(Seek(0, 0), "0 0");
+        EXPECT_EQ(Read(9), "0 123");
         EXPECT_EQ(Traces(), "E DataStreamMemoryImpl PYX_ERROR 6 : code 6: Write() - Stream is not allocated");
         return;
     }
@@ -135,6 +180,46 @@ TEST_P(DataStreamTest, FailsWithoutATraceWhenTheSystemRefuses)
     EXPECT_EQ(other.Close(), PYX_OK);
     EXPECT_EQ(std::filesystem::file_size(m_path), 3u);
     EXPECT_EQ(Traces(), "");
+}
+
+TEST_P(DataStreamTest, KeepsItsBytesHoweverOftenItMoves)
+{
+    EXPECT_EQ(Open(2), PYX_OK);
+    std::string all;
+    for (size_t i = 0; i < 40; ++i)
+    {
+        const std::string part(997 * (i % 5 + 1), static_cast<char>('a' + i % 26));
+        EXPECT_EQ(Write(part), PYX_OK);
+        all += part;
+    }
+    EXPECT_EQ(Seek(0, 0), "0 0");
+    EXPECT_EQ(Read(all.size()), "0 " + all);
+}
+
+TEST_P(MemoryStreamTest, TakesThePagesOfItsBytesAndGivesThemBack)
+{
+    const std::string megabyte(1 << 20, 'x');
+    const Addresses before;
+    for (int i = 0; i < 16; ++i) { EXPECT_EQ(Write(megabyte), PYX_OK); }
+    const Addresses during;
+    EXPECT_NEAR(static_cast<double>(during.committed - before.committed), 16.0 * (1 << 20), 256.0 * 1024);
+    EXPECT_EQ(during.taken - before.taken > 64U << 20, GetParam().ahead > 64U << 20);
+    EXPECT_EQ(m_pStream->Close(), PYX_OK);
+    EXPECT_LT(Addresses().taken, before.taken + (1 << 20));
+    EXPECT_EQ(Write(megabyte + megabyte), PYX_OK); // a closed stream begins anew
+    m_pStream.reset();
+    EXPECT_LT(Addresses().taken, before.taken + (1 << 20));
+}
+
+TEST_P(MemoryStreamTest, TakesABlockOfExactSizeWhereNoRangeCanBeHad)
+{
+    FaultyCall<"VirtualAlloc", 0, void*(void*, SIZE_T, DWORD, DWORD)> alloc(GetModuleHandleW(nullptr));
+    FaultPlan::Get().Fail("VirtualAlloc", GetParam().ahead ? 1 : 0, 1);
+    EXPECT_EQ(Write("123"), PYX_OK);
+    EXPECT_EQ(Write("45"), PYX_OK);
+    EXPECT_EQ(FaultPlan::Get().calls, GetParam().ahead ? 4 : 2); // the second append finds a range
+    EXPECT_EQ(Seek(0, 0), "0 0");
+    EXPECT_EQ(Read(9), "0 12345");
 }
 
 TEST_P(DataStreamTest, EndsWithItsLastReference)

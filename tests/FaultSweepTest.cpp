@@ -24,12 +24,19 @@ struct FaultyCalls
     FaultyCalls(HMODULE library, HostContext* pContext) : module(library), allocBuffer(pContext, 3)
     {
         WritePointer(FindImport(module, "_close"), reinterpret_cast<void*>(&Close));
+        WritePointer(FindImport(module, "VirtualAlloc"), reinterpret_cast<void*>(&Allocate));
     }
 
     static int Close(int file)
     {
         const int closed = _close(file);
         return FaultPlan::Get().Check("_close") == PYX_OK ? closed : -1;
+    }
+
+    static void* Allocate(void* p, SIZE_T size, DWORD how, DWORD access)
+    {
+        const char* const name = how == MEM_RESERVE ? "MEM_RESERVE" : "VirtualAlloc";
+        return FaultPlan::Get().Check(name) == PYX_OK ? VirtualAlloc(p, size, how, access) : nullptr;
     }
 
     HMODULE module;
@@ -41,7 +48,6 @@ struct FaultyCalls
     FaultyCall<"_read", -1, int(int, void*, unsigned)> read{module};
     FaultyCall<"short _read", 1, int(int, void*, unsigned)> shortRead{module, "_read"};
     FaultyCall<"_lseeki64", -1, long long(int, long long, int)> seek{module};
-    FaultyCall<"VirtualAlloc", 0, void*(void*, SIZE_T, DWORD, DWORD)> virtualAlloc{module};
     FaultyCall<"CoTaskMemAlloc", 0, void*(SIZE_T)> taskAlloc{module};
     FaultyCall<"CreateDirectoryW", 0, void*(const wchar_t*, void*)> createDirectory{module};
     FaultyCall<"RemoveDirectoryW", 0, void*(const wchar_t*)> removeDirectory{module};
@@ -74,6 +80,7 @@ constexpr Expectation c_expectations[] = {
     {"", "short _write", PYX_FAIL},
     {"", "short _read", PYX_UNEXPECTED},
     {"", "VirtualAlloc", PYX_OUT_OF_MEMORY},
+    {"", "MEM_RESERVE", PYX_OK}, // a block of exactly the size needed serves as well
     {"", "", c_code},
 };
 

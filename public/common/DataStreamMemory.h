@@ -2,20 +2,36 @@
 
 #include "common/DataStreamImpl.h"
 
+#include <memory>
+
 /// A data stream over one block of virtual memory, usable from construction.
 ///
-/// A write that ends past the data moves everything into a new block of exactly
-/// the new size, so appending costs as much as the stream is long. A write that
-/// ends before the end of the data cuts the stream there.
+///     reserved address space                                  c_reserveAhead and more
+///     |---- committed, whole pages ----|......................|
+///     |---- data ------------------|
+///
+/// An append commits the pages that its bytes need and moves nothing. When the
+/// range is used up, the data moves once, into a range of at least twice the
+/// size. Where no range can be had, each append moves it into a block of exactly
+/// the size needed. A write that ends before the end of the data cuts the stream
+/// there.
 class PYXDataStreamMemoryImpl : public PYXDataStreamImpl
 {
 public:
+    /// How far a stream reserves address space ahead, in bytes: more than 16
+    /// seconds of 50 Mbit/s, and hundreds of groups with two streams each take
+    /// less than a thousandth of a process's addresses.
+    static constexpr pyx_uint64 c_reserveAhead = 128ULL << 20;
+
+    /// With `reserveAhead` 0 every append moves the data into a block of exactly
+    /// the new size.
+    explicit PYXDataStreamMemoryImpl(pyx_uint64 reserveAhead = c_reserveAhead);
     ~PYXDataStreamMemoryImpl() override;
 
     /// Does nothing.
     PYX_RESULT Open(const wchar_t* path, pyx_uint32 mode, pyx_uint32 share) override;
 
-    /// Frees the data: a closed memory stream is an empty one.
+    /// Frees the data and its addresses: a closed memory stream is an empty one.
     PYX_RESULT Close() override;
 
     /// Reading at the end is PYX_OK with nothing read, unlike a file.
@@ -32,10 +48,23 @@ public:
     PYX_RESULT GetSize(pyx_uint64* pSize) override;
 
 private:
-    bool Reallocate(pyx_uint64 size);
+    struct Free
+    {
+        void operator()(pyx_uint8* p) const noexcept;
+    };
+    using Block = std::unique_ptr<pyx_uint8, Free>;
 
-    pyx_uint8* m_pMemory = nullptr; // null until the first write that stores bytes
+    static Block Allocate(pyx_uint64 size, pyx_uint32 how);
+    bool Extend(pyx_uint64 size);
+    bool GrowInPlace(pyx_uint64 size);
+    bool Move(pyx_uint64 size);
+    pyx_uint64 RangeFor(pyx_uint64 size) const;
+    void Take(Block block, pyx_uint64 allocatedSize, pyx_uint64 reservedSize);
+
+    const pyx_uint64 m_reserveAhead;
+    Block m_pMemory; // null until the first write that stores bytes
     pyx_uint64 m_uiDataSize = 0;
-    pyx_uint64 m_uiAllocatedSize = 0;
-    pyx_uint64 m_pos = 0; // never above m_uiDataSize
+    pyx_uint64 m_uiAllocatedSize = 0; // committed: whole pages in a range, else the block's exact size
+    pyx_uint64 m_uiReservedSize = 0;  // 0: a block of exact size, which cannot grow
+    pyx_uint64 m_pos = 0;             // never above m_uiDataSize
 };
