@@ -1,3 +1,5 @@
+#include "common/Handles.h"
+
 #include "support/RingBufferTest.h"
 
 namespace
@@ -35,23 +37,65 @@ TEST_F(RuntimeLoaderTest, ComponentsComeAndGoWithoutARuntimeOfTheHost)
         EXPECT_EQ(Calls(), "PYXInit 1000400240000\nCreate MuxerFFMPEG"); // the library was given back
     }
     Destroy();
-    m_pModule.reset();
     EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
 }
 
-class RuntimeFailureTest : public RuntimeLoaderTest, public testing::WithParamInterface<std::pair<const char*, int>>
+TEST_F(RuntimeLoaderTest, TheLastObjectThatTracesHoldsTheRuntime)
+{
+    Start();
+    auto spInput = Input(0);
+    Destroy();
+    EXPECT_NE(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
+    Traces();
+    EXPECT_EQ(Outcome(spInput->SubmitInput(nullptr)),
+              "2\nE RingBufferImpl Assertion failed:SubmitInput() - Host not Initialized");
+    spInput.Reset();
+    EXPECT_EQ(Traces(), "I* RingBufferImpl Video stream - packets written 0");
+    EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
+    EXPECT_EQ(Calls(), ""); // nobody asked for the library anew
+}
+
+TEST_F(RuntimeLoaderTest, AHostKeepsTheRuntimeAndItsTraceObject)
+{
+    PYXModuleHandle runtime(LoadLibraryW(L"pyxrt64.dll"));
+    Start();
+    Destroy();
+    EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), runtime.Get());
+    m_faults.Fail("PYXInit", 1, 9); // the trace object of before still serves
+    Start();
+    Traces();
+    EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), "4\nE RingBufferImpl Assertion failed:Invalid index");
+    Destroy();
+    Traces();
+    runtime.Reset();
+    EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
+    m_faults.Fail("PYXInit", 1, 9); // no trace object, and the old one has gone
+    Start();
+    EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), "4");
+}
+
+/// A call and its code; which of the calls by its name fails.
+struct Failure
+{
+    const char* call;
+    int nth;
+    PYX_RESULT code = 9;
+};
+
+class RuntimeFailureTest : public RuntimeLoaderTest, public testing::WithParamInterface<Failure>
 {
 };
 
 INSTANTIATE_TEST_SUITE_P(Calls, RuntimeFailureTest,
-                         testing::Values(std::pair{"GetProcAddress", 1}, std::pair{"GetProcAddress", 2},
-                                         std::pair{"PYXInit", 1}, std::pair{"PYXQueryVersion", 1}));
+                         testing::Values(Failure{"GetProcAddress", 1}, Failure{"GetProcAddress", 2},
+                                         Failure{"PYXInit", 1}, Failure{"PYXInit", 1, c_noFactory},
+                                         Failure{"PYXQueryVersion", 1}));
 
 TEST_P(RuntimeFailureTest, LeavesAComponentThatWorksWithoutTraces)
 {
-    m_faults.Fail(GetParam().first, GetParam().second, 9);
+    m_faults.Fail(GetParam().call, GetParam().nth, GetParam().code);
     Start();
-    EXPECT_EQ(m_faults.failed, GetParam().first);
+    EXPECT_EQ(m_faults.failed, GetParam().call);
     EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), "4");
     Feed("V1K A1 V2K A2");
     EXPECT_EQ(Terminate(), PYX_OK);

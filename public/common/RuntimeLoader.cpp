@@ -1,144 +1,116 @@
 #include "common/RuntimeLoader.h"
 
-#include <windows.h>
-
-#include <atomic>
-#include <cwchar>
-#include <memory>
-#include <string>
-#include <vector>
+#include "common/CriticalSection.h"
+#include "common/Handles.h"
+#include "common/ModuleLoading.h"
 
 namespace
 {
 
 constexpr pyx_uint64 c_runtimeVersion = 0x0001000400240000; // 1.4.36.0
 constexpr const wchar_t* c_runtimeFile = L"pyxrt64.dll";
-constexpr const wchar_t* c_muxerFile = L"pyx-component-ffmpeg64.dll";
-constexpr const wchar_t* c_muxerId = L"MuxerFFMPEG";
-
-constexpr DWORD c_searchFlags = LOAD_LIBRARY_SEARCH_DEFAULT_DIRS | LOAD_LIBRARY_SEARCH_SYSTEM32 |
-                                LOAD_LIBRARY_SEARCH_USER_DIRS | LOAD_LIBRARY_SEARCH_APPLICATION_DIR;
-static_assert(c_searchFlags == 0x1E00);
-
-template <class Function> Function GetEntry(HMODULE module, const char* name)
-{
-    return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
-}
-
-/// A companion module, loaded once and kept until the process ends.
-struct LoadedModule
-{
-    LoadedModule(HMODULE handle, const wchar_t* file) : module(handle), fileName(file)
-    {
-    }
-
-    HMODULE module; // null marks an unusable entry
-    std::atomic<pyx_int32> useCount{1};
-    std::wstring fileName;
-};
 
 /// The one record of the process.
-struct RuntimeRecord
+class RuntimeRecord
 {
+public:
     RuntimeRecord() = default;
     RuntimeRecord(const RuntimeRecord&) = delete;
     RuntimeRecord& operator=(const RuntimeRecord&) = delete;
 
+    /// At the end of this module. Not counted, a handle stays with the process:
+    /// only references that are left give the library back.
     ~RuntimeRecord()
     {
-        if (referenceCount > 0)
+        if (m_referenceCount != 1)
         {
-            Release();
+            m_module.Detach();
         }
-        if (pinned)
+    }
+
+    PYX_RESULT Load()
+    {
+        PYXLock lock(&m_sync);
+        if (!m_module)
         {
-            FreeLibrary(pinned);
+            ForgetTraceIfGone();
+            RETURN_ON_ERROR(LoadObjects());
         }
+        ++m_referenceCount;
+        return PYX_OK;
     }
 
     void Release()
     {
-        if (module && referenceCount.fetch_sub(1) == 1)
+        PYXLock lock(&m_sync);
+        if (m_module && --m_referenceCount == 0)
         {
-            FreeLibrary(module);
-            module = nullptr;
-            pFactory = nullptr;
-            pDebug = nullptr;
-            pTrace = nullptr;
+            m_module.Reset();
+            m_pFactory = nullptr;
+            m_pDebug = nullptr;
+            ForgetTraceIfGone();
         }
     }
 
-    /// Holds the library a second time, not counted by the reference count.
-    void Pin()
+    PYXTrace* GetTrace()
     {
-        if (pTrace && !pinned)
+        PYXLock lock(&m_sync);
+        return m_pTrace;
+    }
+
+private:
+    /// From the first failure past the loading on the handle stays: the next call succeeds without a factory.
+    PYX_RESULT LoadObjects() PYX_REQUIRES(m_sync)
+    {
+        m_module = PYXModuleHandle(PYXLoadModule(c_runtimeFile));
+        const auto pInit = m_module ? PYXGetEntry<PYXInitFunction>(m_module.Get(), PYX_INIT_ENTRY) : nullptr;
+        if (!pInit)
         {
-            // A handle is the address of the library's first byte.
-            GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<const wchar_t*>(module),
-                               &pinned);
+            return PYX_FAIL;
+        }
+        RETURN_ON_ERROR(pInit(c_runtimeVersion, &m_pFactory));
+        const auto pQueryVersion = PYXGetEntry<PYXQueryVersionFunction>(m_module.Get(), PYX_QUERY_VERSION_ENTRY);
+        if (!pQueryVersion)
+        {
+            return PYX_FAIL;
+        }
+        RETURN_ON_ERROR(pQueryVersion(&m_version));
+        if (!m_pFactory)
+        {
+            return PYX_FAIL;
+        }
+        m_pFactory->GetTrace(&m_pTrace);
+        m_pFactory->GetDebug(&m_pDebug);
+        m_traceModule = m_module.Get();
+        return PYX_OK;
+    }
+
+    /// The trace object lies in the library, which a host may have freed as well.
+    void ForgetTraceIfGone() PYX_REQUIRES(m_sync)
+    {
+        if (m_pTrace && GetModuleHandleW(c_runtimeFile) != m_traceModule)
+        {
+            m_pTrace = nullptr;
         }
     }
 
-    HMODULE module = nullptr;
-    PYXFactory* pFactory = nullptr;
-    void* pDebug = nullptr;
-    PYXTrace* pTrace = nullptr;
-    pyx_uint64 version = 0;
-    std::atomic<pyx_int32> referenceCount{0};
-    std::vector<std::unique_ptr<LoadedModule>> modules;
-    HMODULE pinned = nullptr;
+    PYXCriticalSection m_sync;
+    PYXModuleHandle m_module PYX_GUARDED_BY(m_sync); // null until loaded
+    PYXFactory* m_pFactory PYX_GUARDED_BY(m_sync) = nullptr;
+    void* m_pDebug PYX_GUARDED_BY(m_sync) = nullptr;
+    PYXTrace* m_pTrace PYX_GUARDED_BY(m_sync) = nullptr;    // kept while a host holds the library
+    HMODULE m_traceModule PYX_GUARDED_BY(m_sync) = nullptr; // the library it lies in; holds nothing
+    pyx_uint64 m_version PYX_GUARDED_BY(m_sync) = 0;
+    pyx_int32 m_referenceCount PYX_GUARDED_BY(m_sync) = 0;
 };
 
 RuntimeRecord s_runtime;
-
-PYX_RESULT CreateMuxerFrom(HMODULE module, PYXContext* pContext, PYXComponent** ppOut)
-{
-    const auto pCreate = GetEntry<PYXCreateComponentFunction>(module, PYX_CREATE_COMPONENT_ENTRY);
-    return pCreate ? pCreate(pContext, c_muxerId, ppOut) : PYX_FAIL;
-}
 
 } // namespace
 
 PYX_RESULT LoadRuntime()
 {
-    if (s_runtime.module)
-    {
-        ++s_runtime.referenceCount;
-        return PYX_OK;
-    }
-    s_runtime.module = LoadLibraryExW(c_runtimeFile, nullptr, c_searchFlags);
-    if (!s_runtime.module)
-    {
-        return PYX_FAIL;
-    }
-    // From here on the handle stays, whatever fails: the next call succeeds without a factory.
-    const auto pInit = GetEntry<PYXInitFunction>(s_runtime.module, PYX_INIT_ENTRY);
-    if (!pInit)
-    {
-        return PYX_FAIL;
-    }
-    if (const PYX_RESULT result = pInit(c_runtimeVersion, &s_runtime.pFactory); result != PYX_OK)
-    {
-        return result;
-    }
-    const auto pQueryVersion = GetEntry<PYXQueryVersionFunction>(s_runtime.module, PYX_QUERY_VERSION_ENTRY);
-    if (!pQueryVersion)
-    {
-        return PYX_FAIL;
-    }
-    if (const PYX_RESULT result = pQueryVersion(&s_runtime.version); result != PYX_OK)
-    {
-        return result;
-    }
-    if (!s_runtime.pFactory)
-    {
-        return PYX_FAIL;
-    }
-    s_runtime.pFactory->GetTrace(&s_runtime.pTrace);
-    s_runtime.pFactory->GetDebug(&s_runtime.pDebug);
-    s_runtime.Pin();
-    ++s_runtime.referenceCount;
-    return PYX_OK;
+    return s_runtime.Load();
 }
 
 void ReleaseRuntime()
@@ -146,39 +118,7 @@ void ReleaseRuntime()
     s_runtime.Release();
 }
 
-PYXTrace* GetRuntimeTrace()
+PYXTrace* GetTraceObject()
 {
-    return s_runtime.pTrace;
-}
-
-bool IsRuntimeLoaded()
-{
-    return s_runtime.module != nullptr;
-}
-
-PYX_RESULT CreateMuxer(PYXContext* pContext, PYXComponent** ppOut)
-{
-    if (!pContext)
-    {
-        return PYX_INVALID_ARG;
-    }
-    for (const auto& pEntry : s_runtime.modules)
-    {
-        if (_wcsicmp(pEntry->fileName.c_str(), c_muxerFile) == 0)
-        {
-            if (!pEntry->module)
-            {
-                return PYX_UNEXPECTED;
-            }
-            ++pEntry->useCount;
-            return CreateMuxerFrom(pEntry->module, pContext, ppOut);
-        }
-    }
-    const HMODULE module = LoadLibraryExW(c_muxerFile, nullptr, c_searchFlags);
-    if (!module)
-    {
-        return PYX_FAIL;
-    }
-    s_runtime.modules.push_back(std::make_unique<LoadedModule>(module, c_muxerFile));
-    return CreateMuxerFrom(module, pContext, ppOut);
+    return s_runtime.GetTrace();
 }

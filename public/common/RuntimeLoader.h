@@ -1,33 +1,31 @@
 #pragma once
 
-#include "common/Component.h"
 #include "common/HostContract.h"
 
-/// The modules this one meets at run time: the framework's runtime library,
-/// shared by all components of the process and counted, and the muxer module,
-/// loaded once and kept for the life of the process.
+/// The framework's runtime library, shared by all objects of this module and
+/// counted: loaded for the first of them, freed with the last.
 ///
-/// Both are looked for by bare file name in the application's directory, the
-/// system directory and the directories the process added, and nowhere else.
-/// Threads: the counts are atomic, the rest is not locked: components are
-/// created and destroyed by one thread at a time. Nothing here traces.
+/// A host may hold the library too. While it does, the trace object stays known
+/// after the last reference from here; it is forgotten when the library has gone.
+/// Threads: any. One lock guards the record; the library is loaded, asked for
+/// its objects and freed with it held. Nothing here traces.
 
-/// Takes one reference to the runtime library, loading it first if need be. Once
-/// it has given a trace object, its code stays in memory until this module is
-/// unloaded, whatever the reference count does: inputs trace while the last
-/// component ends, when that component has already given the library back.
+/// Takes one reference, loading the library first if need be.
 /// PYX_FAIL: the library or an entry is missing; other codes are the library's.
-/// After a failure past the loading the handle is kept, and later calls succeed
-/// without a factory and without a trace object.
+/// No reference is taken then. After a failure past the loading the handle is
+/// kept, and later calls succeed without a factory and without a trace object.
 PYX_RESULT LoadRuntime();
 
 /// Gives one reference back; the last one frees the library. Does nothing while
 /// the library is not loaded.
 void ReleaseRuntime();
 
+/// The runtime library's trace object, or null while there is none. Borrowed: it
+/// is valid while the caller holds the library.
+PYXTrace* GetTraceObject();
+
 /// Holds the runtime library while it lives, for whatever may trace until its
 /// own end. Without a library it holds nothing.
-/// Threads: as LoadRuntime and ReleaseRuntime.
 class PYXRuntimeReference
 {
 public:
@@ -46,17 +44,11 @@ public:
         }
     }
 
+    bool IsHeld() const
+    {
+        return m_held;
+    }
+
 private:
     const bool m_held;
 };
-
-/// The runtime library's trace object, or null while there is none. Borrowed.
-PYXTrace* GetRuntimeTrace();
-
-/// True while the runtime library is loaded.
-bool IsRuntimeLoaded();
-
-/// Creates the component "MuxerFFMPEG", acquired once.
-/// PYX_INVALID_ARG: null context. PYX_FAIL: the module or its entry is missing.
-/// PYX_UNEXPECTED: its record is unusable. Others are the muxer module's.
-PYX_RESULT CreateMuxer(PYXContext* pContext, PYXComponent** ppOut);

@@ -2,13 +2,10 @@
 
 #include "common/RuntimeLoader.h"
 
-#include <atomic>
 #include <cstdio>
 
 namespace
 {
-
-std::atomic<PYXTrace*> s_pTrace{nullptr}; // once set, used for ever
 
 std::wstring FormatTextList(const wchar_t* format, va_list args)
 {
@@ -25,42 +22,32 @@ std::wstring FormatTextList(const wchar_t* format, va_list args)
     return text;
 }
 
-/// Keeps what the runtime library offers now, if anything. Several threads may
-/// come here at once; all find the same object.
-PYXTrace* CacheRuntimeTrace()
+/// The trace object, and the library that it lies in held while it is used. Null
+/// without a library.
+class TraceObject
 {
-    if (PYXTrace* const pTrace = GetRuntimeTrace())
+public:
+    PYXTrace* operator->() const
     {
-        s_pTrace = pTrace;
+        return m_pTrace;
     }
-    return s_pTrace;
-}
+
+    explicit operator bool() const
+    {
+        return m_pTrace != nullptr;
+    }
+
+private:
+    PYXRuntimeReference m_runtime;
+    PYXTrace* const m_pTrace = m_runtime.IsHeld() ? GetTraceObject() : nullptr;
+};
 
 } // namespace
-
-PYXTrace* GetTraceObject()
-{
-    if (PYXTrace* const pTrace = s_pTrace)
-    {
-        return pTrace;
-    }
-    if (PYXTrace* const pTrace = CacheRuntimeTrace())
-    {
-        return pTrace;
-    }
-    LoadRuntime();
-    CacheRuntimeTrace();
-    if (IsRuntimeLoaded())
-    {
-        ReleaseRuntime();
-    }
-    return s_pTrace;
-}
 
 void Trace(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope, int argCount,
            const wchar_t* format, ...)
 {
-    PYXTrace* pTrace = GetTraceObject();
+    const TraceObject pTrace;
     if (!pTrace)
     {
         return;
@@ -100,7 +87,7 @@ void TraceFailedCondition(const PYXTraceSource& source, pyx_int32 line, const st
 
 void TraceFailedCall(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT result, const std::wstring& message)
 {
-    if (PYXTrace* pTrace = GetTraceObject())
+    if (const TraceObject pTrace; pTrace)
     {
         const std::wstring text = FormatText(L"PYX_ERROR %d : %s: ", result, pTrace->GetResultText(result)) + message;
         Trace(source.source, line, PYX_TRACE_ERROR, source.scope, 0, text.c_str());

@@ -5,7 +5,9 @@
 #include <string>
 
 /// Diagnostics: one record per call to the runtime library's trace object.
-/// Without a runtime library tracing does nothing and nothing else changes.
+/// Without a runtime library tracing does nothing and nothing else changes. A
+/// record holds the library while it is sent; while nobody else holds it, that
+/// loads and frees it, so what traces often holds a PYXRuntimeReference.
 /// Threads: any.
 
 /// Where a record comes from. `source` names the source of a class, which may
@@ -15,9 +17,6 @@ struct PYXTraceSource
     const wchar_t* source;
     const wchar_t* scope;
 };
-
-/// The process's trace object, or null. Once found it is used for ever.
-PYXTrace* GetTraceObject();
 
 /// Sends one record. The arguments after `format` reach the trace object as they
 /// are; with `argCount` 0 the format is the text as it stands.
@@ -55,17 +54,6 @@ template <class... Args> std::wstring MakeCheckText(const wchar_t* message, Args
 /// Asks whether the callee failed: unless `call` answers PYX_OK, traces
 /// "PYX_ERROR", the code, its text and the message, and returns the code.
 #define PASS_ON_FAILURE(call, ...) PASS_ON_FAILURE_AT(__LINE__, call, __VA_ARGS__)
-
-/// The same without a record, where the callee has said it or nobody asks.
-#define RETURN_ON_ERROR(call)                                                                                          \
-    do                                                                                                                 \
-    {                                                                                                                  \
-        const PYX_RESULT pyxResult = (call);                                                                           \
-        if (pyxResult != PYX_OK)                                                                                       \
-        {                                                                                                              \
-            return pyxResult;                                                                                          \
-        }                                                                                                              \
-    } while (false)
 
 /// One record without a check: a format and its one argument, which reach the
 /// trace object unformatted.

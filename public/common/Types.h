@@ -54,6 +54,18 @@ inline constexpr PYX_RESULT PYX_NOT_INITIALIZED = 13;
 inline constexpr PYX_RESULT PYX_FILE_NOT_OPEN = 16;
 inline constexpr PYX_RESULT PYX_EOF = 23;
 
+/// Passes a failure on without a record, where the callee has traced it or nobody
+/// asks: unless `call` answers PYX_OK, returns its code.
+#define RETURN_ON_ERROR(call)                                                                                          \
+    do                                                                                                                 \
+    {                                                                                                                  \
+        const PYX_RESULT pyxResult = (call);                                                                           \
+        if (pyxResult != PYX_OK)                                                                                       \
+        {                                                                                                              \
+            return pyxResult;                                                                                          \
+        }                                                                                                              \
+    } while (false)
+
 /// 128-bit interface identifier. Binary contract: members in this order.
 struct PYXGuid
 {

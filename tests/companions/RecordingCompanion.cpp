@@ -5,6 +5,7 @@
 
 #include "common/Component.h"
 #include "common/HostContract.h"
+#include "support/Faults.h"
 
 #include <windows.h>
 
@@ -50,8 +51,9 @@ public:
 PYX_EXPORT PYX_RESULT PYXInit(pyx_uint64 version, PYXFactory** ppFactory)
 {
     static Factory s_factory;
-    *ppFactory = &s_factory;
-    return CallProgram("PYXTestInit", PYX_OK, version);
+    const PYX_RESULT result = CallProgram("PYXTestInit", PYX_OK, version);
+    *ppFactory = result == c_noFactory ? nullptr : &s_factory;
+    return result == c_noFactory ? PYX_OK : result;
 }
 
 PYX_EXPORT PYX_RESULT PYXQueryVersion(pyx_uint64* pVersion)

@@ -5,6 +5,9 @@
 #include <string>
 #include <string_view>
 
+/// With this code "PYXInit" succeeds and gives no factory.
+inline constexpr PYX_RESULT c_noFactory = 1000;
+
 /// Decides which fallible call of a test fails: every fake and every FaultyCall
 /// asks. One per program; not for several threads.
 struct FaultPlan

@@ -2,9 +2,9 @@
 
 #include "RingBufferTrace.h"
 
+#include "common/MuxerLoader.h"
 #include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
-#include "common/RuntimeLoader.h"
 
 namespace
 {
