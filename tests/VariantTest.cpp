@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
+#include <locale.h>
 
 namespace
 {
@@ -32,8 +34,9 @@ TEST(VariantTest, ParsesTexts)
     const std::pair<PYXVariantType, const char*> rows[] = {
         {PYX_VARIANT_BOOL, "true=true;True=true;TRUE=true;1=true;false=false;0=false;yes=4 false;=4 false"},
         {PYX_VARIANT_INT64, "0x1F=31;0X1F=0;0x=0;-9223372036854775808=-9223372036854775808;=4 0; =0;z=4 0"},
-        {PYX_VARIANT_DOUBLE, "2.5z=2.5;z=4 0"},
-        {PYX_VARIANT_FLOAT, "-2.5=-2.5;=4 0"},
+        {PYX_VARIANT_DOUBLE,
+         "2.5z=2.5;\t+.5=0.5;0x1.8p1=3;-1e999=-inf;1e-999=0;inf=inf;-Infinity=-inf; =0;z=4 0;--1=4 0"},
+        {PYX_VARIANT_FLOAT, "-2.5=-2.5;1e39=inf;-inf=-inf;=4 0"},
         {PYX_VARIANT_SIZE, "640x480=640,480;640,480=640,480;640=4 0,0"},
         {PYX_VARIANT_POINT, "640x480=640,0;z=4 0,0"},
         {PYX_VARIANT_RECT, "1,-2,3=1,-2,3,0;1,2,3,4=1,2,3,4"},
@@ -71,6 +74,49 @@ TEST(VariantTest, ConvertsExactly)
     EXPECT_EQ(Convert(V(COLOR, color, {1, 2, 3, 255}), wide), "1,2,3,255");
     EXPECT_EQ(Convert(V(RECT, rect, {1, -2, 3, 4}), text), "1,-2,3,4");
     EXPECT_EQ(Convert(PYXVariant{}, text), "");
+    EXPECT_EQ(Convert(PYXVariant{}, PYX_VARIANT_DOUBLE), "0");
+    EXPECT_EQ(Convert(PYXVariant{}, PYX_VARIANT_FLOAT), "0");
+    EXPECT_EQ(Convert(PYXVariant{}, PYX_VARIANT_INT64), "0");
+    EXPECT_EQ(Convert(V(INT64, int64, 1LL << 40), PYX_VARIANT_BOOL), "true");
+    EXPECT_EQ(Convert(V(INT64, int64, 0), PYX_VARIANT_BOOL), "false");
+    EXPECT_EQ(Convert(V(BOOL, bool, 1), PYX_VARIANT_DOUBLE), "1");
+}
+
+/// A host that uses the same C runtime and speaks German.
+class LocaleTest : public testing::Test
+{
+protected:
+    static void SetUpTestSuite() { setlocale(LC_ALL, "German"); } // the first call opens handles that stay
+    static void TearDownTestSuite() { setlocale(LC_ALL, "C"); }
+};
+
+TEST_F(LocaleTest, TextsOfRealNumbersReadBackAllTheSame)
+{
+    const double inf = std::numeric_limits<double>::infinity();
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const std::pair<double, const char*> rows[] = {{-30.25, "-30.250000"},
+                                                   {1e23, "99999999999999991611392.000000"},
+                                                   {0.0000005, "0.000000"},
+                                                   {inf, "inf"},
+                                                   {-inf, "-inf"},
+                                                   {nan, "nan"},
+                                                   {-nan, "nan"}};
+    ASSERT_STREQ(localeconv()->decimal_point, ",");
+    for (const auto& [value, text] : rows)
+    {
+        for (const PYXVariantType type : {PYX_VARIANT_STRING, PYX_VARIANT_WSTRING})
+        {
+            EXPECT_EQ(Convert(V(DOUBLE, double, value), type), text);
+            PYXVariantOwner real;
+            EXPECT_EQ(PYXVariantAssignString(real.Out(), text), PYX_OK);
+            EXPECT_EQ(PYXVariantChangeType(real.InOut(), nullptr, type), PYX_OK);
+            EXPECT_EQ(PYXVariantChangeType(real.InOut(), nullptr, PYX_VARIANT_DOUBLE), PYX_OK);
+            const double back = real.Get().doubleValue;
+            EXPECT_TRUE(std::isnan(value) ? std::isnan(back) : std::abs(value) < 1 ? back == 0 : back == value) << text;
+        }
+    }
+    EXPECT_EQ(Convert(V(FLOAT, float, -2.5F), PYX_VARIANT_WSTRING), "-2.500000");
+    EXPECT_EQ(Convert(S("-2.5"), PYX_VARIANT_FLOAT), "-2.5");
 }
 
 TEST(VariantTest, SupportsThesePairsOfKindsOnly)

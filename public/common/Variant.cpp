@@ -6,9 +6,10 @@
 
 #include <objbase.h>
 
-#include <cstdio>
 #include <cstring>
 #include <limits>
+#include <string>
+#include <string_view>
 
 namespace
 {
@@ -145,7 +146,7 @@ PYX_RESULT SetFloat(PYXVariant* pDest, float value)
 }
 
 /// A converted text that came out null leaves the destination as it was and is
-/// no failure: kept so, an empty text converts to an empty variant.
+/// no failure: hosts rely on an empty text to convert to an empty variant.
 PYX_RESULT SetWidened(PYXVariant* pDest, const char* text)
 {
     const PYXTaskWString wide = PYXStringToWString(text);
@@ -198,20 +199,16 @@ PYX_RESULT FromBool(PYXVariant* pDest, bool value, PYXVariantType type)
     }
 }
 
-template <class Number> PYX_RESULT SetNumberText(PYXVariant* pDest, const char* format, Number value)
+/// A number's text as one of the two text kinds. The wide form holds at most 255
+/// characters.
+PYX_RESULT SetNumberText(PYXVariant* pDest, const std::string& text, PYXVariantType type)
 {
-    constexpr size_t capacity = 400; // the largest double has 309 digits before its point
-    char text[capacity + 1] = {};
-    _snprintf(text, capacity, format, value);
-    return PYXVariantAssignString(pDest, text);
-}
-
-template <class Number> PYX_RESULT SetNumberText(PYXVariant* pDest, const wchar_t* format, Number value)
-{
-    constexpr size_t capacity = 255;
-    wchar_t text[capacity + 1] = {};
-    _snwprintf(text, capacity, format, value);
-    return PYXVariantAssignWString(pDest, text);
+    if (type == PYX_VARIANT_STRING)
+    {
+        return PYXVariantAssignString(pDest, text.c_str());
+    }
+    const std::string_view cut = std::string_view(text).substr(0, 255);
+    return PYXVariantAssignWString(pDest, std::wstring(cut.begin(), cut.end()).c_str());
 }
 
 PYX_RESULT FromInt64(PYXVariant* pDest, pyx_int64 value, PYXVariantType type)
@@ -225,9 +222,8 @@ PYX_RESULT FromInt64(PYXVariant* pDest, pyx_int64 value, PYXVariantType type)
     case PYX_VARIANT_FLOAT:
         return SetFloat(pDest, static_cast<float>(value));
     case PYX_VARIANT_STRING:
-        return SetNumberText(pDest, "%I64d", value);
     case PYX_VARIANT_WSTRING:
-        return SetNumberText(pDest, L"%I64d", value);
+        return SetNumberText(pDest, PYXFormatInt64(value), type);
     default:
         return PYX_INVALID_ARG;
     }
@@ -243,9 +239,8 @@ template <class Real> PYX_RESULT FromReal(PYXVariant* pDest, Real value, PYXVari
     case PYX_VARIANT_INT64:
         return SetInt64(pDest, Truncate(value));
     case PYX_VARIANT_STRING:
-        return SetNumberText(pDest, "%f", static_cast<double>(value));
     case PYX_VARIANT_WSTRING:
-        return SetNumberText(pDest, L"%f", static_cast<double>(value));
+        return SetNumberText(pDest, PYXFormatReal(static_cast<double>(value)), type);
     default:
         return PYX_INVALID_ARG;
     }
@@ -367,16 +362,17 @@ void PYXVariantClear(PYXVariant* pVariant)
     {
         return;
     }
-    if (pVariant->type == PYX_VARIANT_STRING || pVariant->type == PYX_VARIANT_WSTRING)
-    {
-        CoTaskMemFree(pVariant->stringValue);
-    }
-    else if (pVariant->type == PYX_VARIANT_INTERFACE && pVariant->interfaceValue)
-    {
-        pVariant->interfaceValue->Release();
-        pVariant->interfaceValue = nullptr;
-    }
+    const PYXVariant old = *pVariant;
     pVariant->type = PYX_VARIANT_EMPTY;
+    if (old.type == PYX_VARIANT_STRING || old.type == PYX_VARIANT_WSTRING)
+    {
+        CoTaskMemFree(old.stringValue);
+    }
+    else if (old.type == PYX_VARIANT_INTERFACE && old.interfaceValue)
+    {
+        pVariant->interfaceValue = nullptr; // before Release(): a destructor that gets back here finds nothing
+        old.interfaceValue->Release();
+    }
 }
 
 PYX_RESULT PYXVariantAssignString(PYXVariant* pVariant, const char* text)
@@ -445,21 +441,13 @@ PYX_RESULT PYXVariantChangeType(PYXVariant* pDest, const PYXVariant* pSource, PY
         return PYX_INVALID_POINTER;
     }
     const bool inPlace = !pSource || pSource == pDest;
-    if (inPlace && pDest->type == type)
+    const PYXVariant source = inPlace ? *pDest : *pSource;
+    if (source.type == type)
     {
-        return PYX_OK;
+        return inPlace ? PYX_OK : PYXVariantCopy(pDest, pSource);
     }
-    if (inPlace)
-    {
-        PYXVariantOwner old; // released after it has been read
-        *old.InOut() = *pDest;
-        PYXVariantInit(pDest);
-        return Convert(pDest, old.Get(), type);
-    }
-    if (pSource->type == type)
-    {
-        return PYXVariantCopy(pDest, pSource);
-    }
-    PYXVariantClear(pDest);
-    return Convert(pDest, *pSource, type);
+    PYXVariantOwner old; // released after the source was read: both may hold the same text
+    *old.InOut() = *pDest;
+    PYXVariantInit(pDest);
+    return Convert(pDest, source, type);
 }

@@ -69,7 +69,7 @@ struct PYXColor
 /// that the caller owns: a callee never clears an argument.
 /// Ownership: a string payload is a private copy from CoTaskMemAlloc, an
 /// interface payload holds one reference (a null interface is a legal value).
-/// A variant is not synchronised; it belongs to whoever holds it.
+/// Threads: one at a time; a variant has no lock of its own.
 struct PYXVariant
 {
     PYXVariantType type = PYX_VARIANT_EMPTY;
@@ -149,8 +149,9 @@ constexpr PYXVariant PYXVariantBorrowInterface(PYXInterface* p)
 /// Sets the tag to PYX_VARIANT_EMPTY without looking at the payload.
 void PYXVariantInit(PYXVariant* pVariant);
 
-/// Frees a string, releases an interface, and makes the variant empty. A null
-/// variant is ignored.
+/// Makes the variant empty, then frees its string or releases its interface: an
+/// object that gets back here while it ends finds nothing. A null variant is
+/// ignored.
 void PYXVariantClear(PYXVariant* pVariant);
 
 /// Stores a private copy of a text. The old payload is not released: callers
@@ -173,8 +174,9 @@ PYX_RESULT PYXVariantCopy(PYXVariant* pDest, const PYXVariant* pSource);
 PYX_RESULT PYXVariantCompare(const PYXVariant* pFirst, const PYXVariant* pSecond, bool* pEqual);
 
 /// Converts `*pSource` to `type` into `*pDest`; a null source converts the
-/// destination in place. Another destination is cleared first, unless the kinds
-/// are equal: then it must be empty, as for PYXVariantCopy.
+/// destination in place. What the destination held is released, after the source
+/// was read, unless the kinds are equal: then it must be empty, as for
+/// PYXVariantCopy.
 /// PYX_INVALID_ARG: the pair of kinds is not supported (the destination is
 /// empty), or the text could not be parsed (the destination has the new kind
 /// and the value that the failed parse left: zero, false or opaque black).

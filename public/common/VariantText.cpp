@@ -4,9 +4,15 @@
 
 #include <objbase.h>
 
+#include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
+#include <limits>
 #include <locale.h>
+#include <string_view>
 #include <utility>
 
 template <class Char>
@@ -59,7 +65,7 @@ namespace
 {
 
 /// Any answer of the scanner but 0 counts as success, the end-of-input answer -1
-/// included: kept so, partial texts convert.
+/// included: hosts rely on partial texts to convert.
 template <class... Fields> PYX_RESULT Scan(const char* text, const char* format, Fields*... fields)
 {
     if (!text || !*text)
@@ -67,6 +73,45 @@ template <class... Fields> PYX_RESULT Scan(const char* text, const char* format,
         return PYX_INVALID_ARG;
     }
     return sscanf(text, format, fields...) != 0 ? PYX_OK : PYX_INVALID_ARG;
+}
+
+/// What a scanner reads from a number beyond the range of its kind.
+template <class Real> Real OutOfRange(std::string_view number)
+{
+    const size_t exponent = number.find_first_of("eEpP");
+    const bool isSmall = exponent == std::string_view::npos ? number.front() == '0' || number.front() == '.'
+                                                            : number.substr(exponent + 1).starts_with('-');
+    return isSmall ? Real{} : std::numeric_limits<Real>::infinity();
+}
+
+/// Reads a real number as the scanner of the C locale does: blanks and a sign in
+/// front, hexadecimal behind 0x, whatever follows left alone.
+template <class Real> PYX_RESULT ScanReal(const char* text, Real* pValue)
+{
+    if (!text || !*text)
+    {
+        return PYX_INVALID_ARG;
+    }
+    std::string_view number(text);
+    number.remove_prefix(std::min(number.find_first_not_of(" \t\n\v\f\r"), number.size()));
+    if (number.empty())
+    {
+        return PYX_OK; // nothing but blanks is the end of the input, see Scan()
+    }
+    const bool isNegative = number.starts_with('-');
+    number.remove_prefix(isNegative || number.starts_with('+') ? 1 : 0);
+    const bool isHexadecimal = number.starts_with("0x") || number.starts_with("0X");
+    number.remove_prefix(isHexadecimal ? 2 : 0);
+    Real value{};
+    const auto format = isHexadecimal ? std::chars_format::hex : std::chars_format::general;
+    const std::errc error = std::from_chars(number.data(), number.data() + number.size(), value, format).ec;
+    if (number.starts_with('-') || error == std::errc::invalid_argument)
+    {
+        return PYX_INVALID_ARG;
+    }
+    value = error == std::errc::result_out_of_range ? OutOfRange<Real>(number) : value;
+    *pValue = isNegative ? -value : value;
+    return PYX_OK;
 }
 
 template <class... Values> std::string Format(const char* format, Values... values)
@@ -142,14 +187,14 @@ pyx_int64 PYXParseInt64(const char* text, PYX_RESULT* pError)
 double PYXParseDouble(const char* text, PYX_RESULT* pError)
 {
     double value = 0.0;
-    *pError = Scan(text, "%lf", &value);
+    *pError = ScanReal(text, &value);
     return value;
 }
 
 float PYXParseFloat(const char* text, PYX_RESULT* pError)
 {
     float value = 0.0F;
-    *pError = Scan(text, "%f", &value);
+    *pError = ScanReal(text, &value);
     return value;
 }
 
@@ -202,6 +247,22 @@ PYXColor PYXParseColor(const char* text, PYX_RESULT* pError)
     }
     const auto low = [](pyx_uint32 value) { return static_cast<pyx_uint8>(value & 0xFF); };
     return {low(r), low(g), low(b), low(a)};
+}
+
+std::string PYXFormatInt64(pyx_int64 value)
+{
+    return std::to_string(value);
+}
+
+std::string PYXFormatReal(double value)
+{
+    if (std::isnan(value))
+    {
+        return "nan"; // without the sign that some carry
+    }
+    char text[400]; // the largest has 309 digits before its point
+    const std::to_chars_result end = std::to_chars(text, std::end(text), value, std::chars_format::fixed, 6);
+    return {text, end.ptr};
 }
 
 std::string PYXFormatRect(const PYXRect& rect)

@@ -47,6 +47,9 @@ bool PYXParseBool(const char* text, PYX_RESULT* pError);
 
 /// Decimal, or hexadecimal behind a lower-case 0x.
 pyx_int64 PYXParseInt64(const char* text, PYX_RESULT* pError);
+
+/// Whatever locale a host sets, the decimal point is a point. "inf", "-inf" and
+/// "nan" are values too; what is too large or too small becomes infinity or zero.
 double PYXParseDouble(const char* text, PYX_RESULT* pError);
 float PYXParseFloat(const char* text, PYX_RESULT* pError);
 PYXRect PYXParseRect(const char* text, PYX_RESULT* pError);
@@ -59,7 +62,10 @@ PYXRate PYXParseRate(const char* text, PYX_RESULT* pError);
 /// "r,g,b,a", each number cut to its low 8 bits; opaque black on failure.
 PYXColor PYXParseColor(const char* text, PYX_RESULT* pError);
 
-/// Formatting: numbers with commas between them.
+/// Formatting: numbers with commas between them, real ones with six decimals and
+/// a point whatever the locale, or as "inf", "-inf" and "nan".
+std::string PYXFormatInt64(pyx_int64 value);
+std::string PYXFormatReal(double value);
 std::string PYXFormatRect(const PYXRect& rect);
 std::string PYXFormatPair(pyx_int32 first, pyx_int32 second);
 std::string PYXFormatRate(const PYXRate& rate);
