@@ -117,6 +117,37 @@ TEST_F(InterfacesOfTheModuleTest, AnswerTheirIdentifiersOnly)
     EXPECT_EQ(m_spComponent->Release(), 1u);
 }
 
+/// Calls an object's operation by its place alone, as a host built elsewhere does.
+template <class Result, class... Args> Result CallSlot(PYXInterface* pObject, int slot, Args... args)
+{
+    const auto table = *reinterpret_cast<Result (***)(void*, Args...)>(pObject);
+    return table[slot](pObject, args...);
+}
+
+TEST_F(InterfacesOfTheModuleTest, DescriptionsAndHooksLieInTheirSlots)
+{
+    Create();
+    const auto spInput = Input(0);
+    for (PYXInterface* pObject :
+         {static_cast<PYXInterface*>(m_spComponent.Get()), static_cast<PYXInterface*>(spInput.Get())})
+    {
+        const PYXPropertyInfo* pFirst = nullptr;
+        const PYXPropertyInfo* pByName = nullptr;
+        EXPECT_EQ((CallSlot<PYX_RESULT, pyx_size, const PYXPropertyInfo**>(pObject, 15, 0, &pFirst)), PYX_OK);
+        EXPECT_EQ((CallSlot<PYX_RESULT, const wchar_t*, const PYXPropertyInfo**>(pObject, 14, pFirst->name, &pByName)),
+                  PYX_OK);
+        EXPECT_EQ(pByName, pFirst);
+    }
+    EXPECT_EQ((CallSlot<pyx_uint32>(spInput.Get(), 19)), 2u); // GetRefCount: the component's and this test's
+    Calls();
+    CallSlot<void, const wchar_t*>(m_spComponent.Get(), 32, L"TempPath"); // OnPropertyChanged
+    EXPECT_EQ(Calls(), "Init 0 0 0");
+    FaultyCall<"GetProperty", 0, PYX_RESULT(void*, const wchar_t*, PYXVariant*)> get(spInput.Get(), 4);
+    m_faults.Fail("GetProperty", 0, PYX_OK);
+    CallSlot<void, const wchar_t*>(spInput.Get(), 18, L"Enabled"); // OnPropertyChanged reads the switch
+    EXPECT_EQ(m_faults.calls, 1);
+}
+
 TEST_F(InterfacesOfTheModuleTest, HostOperationsAnswerConstants)
 {
     Create();

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
+#include <limits>
+
 namespace
 {
 
@@ -162,6 +165,118 @@ TEST_F(PropertyStorageExImplTest, CopiesWhatTheDestinationKnows)
     EXPECT_EQ(::Get(&dest, L"Duration"), "30");
     EXPECT_EQ(m_storage.CopyTo(&m_storage, true), PYX_OK);
     EXPECT_EQ(dest.log, "hook Duration hook Duration ");
+}
+
+TEST_F(PropertyStorageExImplTest, RefusesWhatLiesOutsideEitherBound)
+{
+    const struct
+    {
+        PYXVariantType type;
+        const wchar_t* lowest;
+        const wchar_t* highest;
+        std::vector<const wchar_t*> inside;
+        std::vector<const wchar_t*> outside;
+    } rows[] = {
+        {PYX_VARIANT_INT64, L"-5", L"5", {L"-5", L"5"}, {L"-6", L"6"}},
+        {PYX_VARIANT_DOUBLE, L"-0.5", L"1.5", {L"-0.5", L"1.5", L"nan"}, {L"-0.6", L"1.6", L"inf", L"-inf"}},
+        {PYX_VARIANT_FLOAT, L"-0.5", L"1.5", {L"-0.5", L"1.5", L"nan"}, {L"-0.6", L"1.6", L"inf", L"-inf"}},
+        {PYX_VARIANT_SIZE, L"2,3", L"8,9", {L"2,3", L"8,9"}, {L"1,3", L"2,2", L"9,9", L"8,10"}},
+        {PYX_VARIANT_RATE, L"2,3", L"8,9", {L"2,3", L"8,9"}, {L"1,3", L"2,2", L"9,9", L"8,10", L"4294967295,5"}},
+        {PYX_VARIANT_POINT, L"2,3", L"8,9", {L"0,0", L"99,99"}, {}}, // no order, no range
+    };
+    for (const auto& row : rows)
+    {
+        Storage storage;
+        storage.DeclareProperty({L"P", L"", row.type, Words(row.lowest), Words(row.lowest), Words(row.highest), 3});
+        const auto set = [&](const wchar_t* text) { return storage.SetProperty(L"P", Words(text)); };
+        for (const wchar_t* text : row.inside) { EXPECT_EQ(set(text), PYX_OK) << row.type << ' ' << Narrow(text); }
+        for (const wchar_t* text : row.outside)
+        {
+            EXPECT_EQ(set(text), PYX_OUT_OF_RANGE) << row.type << ' ' << Narrow(text);
+        }
+    }
+}
+
+TEST_F(PropertyStorageExImplTest, ChecksBothHalvesOfAFloatSize)
+{
+    const auto floats = [](float width, float height) {
+        return PYXVariant{.type = PYX_VARIANT_FLOAT_SIZE, .floatValues = {width, height}};
+    };
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    m_storage.DeclareProperty({L"P", L"", PYX_VARIANT_FLOAT_SIZE, floats(2, 3), floats(2, 3), floats(8, 9), 3});
+    for (const auto& [width, height] : {std::pair{2.0F, 3.0F}, {8.0F, 9.0F}, {nan, 9.0F}, {8.0F, nan}})
+    {
+        EXPECT_EQ(m_storage.SetProperty(L"P", floats(width, height)), PYX_OK) << width << ' ' << height;
+    }
+    for (const auto& [width, height] : {std::pair{1.5F, 3.0F}, {2.0F, 2.5F}, {8.5F, 9.0F}, {8.0F, 9.5F}, {nan, 9.5F}})
+    {
+        EXPECT_EQ(m_storage.SetProperty(L"P", floats(width, height)), PYX_OUT_OF_RANGE) << width << ' ' << height;
+    }
+    struct Open final : PYXPropertyInfo
+    {
+        Open() { type = PYX_VARIANT_FLOAT_SIZE; }
+    } open; // without bounds next to no width is left
+    EXPECT_TRUE(PYXIsInRange(floats(0, 1e38F), open));
+    EXPECT_FALSE(PYXIsInRange(floats(1, 1), open));
+    EXPECT_FALSE(PYXIsInRange(floats(0, -1), open));
+}
+
+TEST_F(PropertyStorageExImplTest, ValidatesAValueIntoItself)
+{
+    const struct
+    {
+        const wchar_t* name;
+        const wchar_t* text;
+        const char* validated;
+    } rows[] = {
+        {L"Duration", L"45", "45"}, {L"Color", L"Red", "7"}, {L"Fixed", L"true", "true"}, {L"Extra", L"none", "null"}};
+    m_storage.DeclareProperty({L"Extra", L"", PYX_VARIANT_INTERFACE, c_null, c_null, c_null, 3});
+    for (const auto& row : rows)
+    {
+        PYXVariantOwner value;
+        EXPECT_EQ(PYXVariantAssignWString(value.Out(), row.text), PYX_OK);
+        EXPECT_EQ(m_storage.ValidateProperty(row.name, value.Get(), value.InOut()), PYX_OK);
+        EXPECT_EQ(Text(value.Get()), row.validated);
+    }
+}
+
+/// Asks a storage for its own value while it ends, from another thread too.
+class Curious final : public PYXRefCounted<PYXInterface>
+{
+public:
+    Curious(Storage& storage, std::string* pSeen) : m_storage(storage), m_pSeen(pSeen) {}
+    PYX_RESULT QueryInterface(const PYXGuid&, void**) override { return PYX_NO_INTERFACE; }
+
+    ~Curious() override
+    {
+        const auto look = [this] { return ::Get(&m_storage, L"Extra"); };
+        *m_pSeen += look() + ' ' + std::async(std::launch::async, look).get() + ' ';
+    }
+
+private:
+    Storage& m_storage;
+    std::string* const m_pSeen;
+};
+
+TEST_F(PropertyStorageExImplTest, AnInterfaceThatIsGivenUpEndsWithoutTheLock)
+{
+    std::string seen;
+    m_storage.DeclareProperty({L"Extra", L"", PYX_VARIANT_INTERFACE, c_null, c_null, c_null, 3});
+    const auto set = [&] {
+        const PYXInterfacePtr<PYXInterface> spValue(new Curious(m_storage, &seen));
+        EXPECT_EQ(m_storage.SetProperty(L"Extra", PYXVariantBorrowInterface(spValue.Get())), PYX_OK);
+        EXPECT_EQ(spValue->Acquire(), 3u); // the storage holds one
+        spValue->Release();
+    };
+    set();
+    EXPECT_EQ(Get(L"Extra"), "object");
+    set();
+    EXPECT_EQ(seen, "object object "); // the first has been replaced by the second
+    EXPECT_EQ(m_storage.Clear(), PYX_OK);
+    EXPECT_EQ(seen, "object object null null ");
+    set();
+    EXPECT_EQ(m_storage.SetProperty(L"Extra", Number(5)), PYX_OK); // anything else is no interface
+    EXPECT_EQ(seen, "object object null null null null ");
 }
 
 TEST_F(PropertyStorageExImplTest, FallbacksStandInForWhatDoesNotConvert)

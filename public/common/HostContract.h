@@ -58,7 +58,7 @@ protected:
     ~PYXContext() = default;
 };
 
-/// Told of every change of a property. Not counted: whoever registers an
+/// Told of every change of a property. Not counted: the code that registers an
 /// observer removes it before it ends.
 class PYXPropertyStorageObserver
 {
@@ -102,9 +102,9 @@ protected:
 };
 
 /// Entries of the runtime library, by name. PYXInit may be called again on a
-/// library that is still loaded, after its last user has given it back. A version
-/// packs major, minor,
-/// sub-minor and build into 16 bits each, major highest.
+/// library that a host keeps loaded, after this module has given it back. A
+/// version packs major, minor, sub-minor and build into 16 bits each, major
+/// highest.
 #define PYX_INIT_ENTRY "PYXInit"
 #define PYX_QUERY_VERSION_ENTRY "PYXQueryVersion"
 using PYXInitFunction = PYX_RESULT (*)(pyx_uint64 version, PYXFactory** ppFactory);

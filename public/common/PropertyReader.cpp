@@ -1,5 +1,7 @@
 #include "common/PropertyReader.h"
 
+#include <utility>
+
 namespace
 {
 
@@ -7,14 +9,10 @@ namespace
 PYX_RESULT ReadAs(PYXPropertyStorage* pStorage, const wchar_t* name, PYXVariantType type, PYXVariantOwner* pConverted)
 {
     PYXVariantOwner value;
-    const PYX_RESULT result = pStorage->GetProperty(name, value.Out());
-    if (result != PYX_OK)
-    {
-        return result;
-    }
+    RETURN_ON_ERROR(pStorage->GetProperty(name, value.Out()));
     if (value.Get().type == type)
     {
-        *pConverted = static_cast<PYXVariantOwner&&>(value);
+        *pConverted = std::move(value);
     }
     else if (PYXVariantChangeType(pConverted->Out(), &value.Get(), type) != PYX_OK)
     {

@@ -1,64 +1,6 @@
 #pragma once
 
-#include "common/CriticalSection.h"
-#include "common/PropertyStorage.h"
-
-#include <functional>
-#include <map>
-#include <memory>
-#include <string>
-#include <string_view>
-#include <vector>
-
-/// What an owner declares of one property, in the order in which a host's
-/// developer reads it. Plain data, so that a class can keep its properties as a
-/// constant table. The texts and the table are static.
-struct PYXPropertyDeclaration
-{
-    const wchar_t* name;
-    const wchar_t* desc;
-    PYXVariantType type;
-    PYXVariant defaultValue;
-    PYXVariant minValue;
-    PYXVariant maxValue;
-    pyx_uint32 accessType;
-    pyx_uint32 contentType = 0;
-    const PYXEnumDescriptionEntry* pEnumDescription = nullptr;
-};
-
-/// Description of one property together with its current value.
-/// Table: destructor, OnValueChanged.
-/// Lifetime: owned by one storage. `value` is guarded by the storage's lock.
-class PYXPropertyInfoImpl : public PYXPropertyInfo
-{
-public:
-    /// Converts the declared default, minimum and maximum to the declared kind.
-    /// What does not convert is replaced by the kind's own fallback; the current
-    /// value becomes the default.
-    explicit PYXPropertyInfoImpl(const PYXPropertyDeclaration& declaration);
-    PYXPropertyInfoImpl(const PYXPropertyInfoImpl&) = delete;
-    PYXPropertyInfoImpl& operator=(const PYXPropertyInfoImpl&) = delete;
-    ~PYXPropertyInfoImpl() override;
-
-    /// Called without a lock after each change of the current value.
-    virtual void OnValueChanged()
-    {
-    }
-
-    PYXVariantOwner value;
-
-private:
-    std::wstring m_name;
-    std::wstring m_desc;
-};
-
-/// Converts a value to a declared kind into the empty `*pDest`. With an
-/// enumeration table an integer must be a listed number or a listed name, exact
-/// to the letter case; an interface kind turns anything else into a null
-/// interface.
-/// PYX_INVALID_POINTER: null output. PYX_INVALID_ARG: not convertible, not listed.
-PYX_RESULT CastVariantToPYXProperty(PYXVariant* pDest, const PYXVariant* pValue, PYXVariantType type,
-                                    pyx_uint32 contentType, const PYXEnumDescriptionEntry* pEnumDescription);
+#include "common/PropertyTable.h"
 
 /// The property store that components and inputs derive from: a fixed set of
 /// declared properties in name order (16-bit units), their values converted to
@@ -66,10 +8,9 @@ PYX_RESULT CastVariantToPYXProperty(PYXVariant* pDest, const PYXVariant* pValue,
 ///
 /// `Interface` is what the deriving class publishes; OnPropertyChanged takes the
 /// first slot after it.
-/// Threads: any thread may call any operation. Values are guarded by the
-/// storage's lock, the observer list by a lock of its own, always taken second.
-/// Hooks and observers are called with neither held, so they may call back; the
-/// destination of AddTo and CopyTo, and an interface value that is given up, are
+/// It only leads from the interface's slots to the table that does the work.
+/// Threads: any thread may call any operation. Hooks and observers are called
+/// without a lock, so they may call back; the destination of AddTo and CopyTo is
 /// called with the storage's lock held.
 /// Lifetime: properties are declared by the owner's constructor only.
 template <class Interface> class PYXPropertyStorageExImpl : public Interface
@@ -80,55 +21,128 @@ public:
     PYXPropertyStorageExImpl& operator=(const PYXPropertyStorageExImpl&) = delete;
 
     /// Answers both property-storage interfaces.
-    PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override;
+    PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override
+    {
+        if (id == PYXPropertyStorage::c_id || id == PYXPropertyStorageEx::c_id)
+        {
+            *out = static_cast<Interface*>(this);
+            this->Acquire();
+            return PYX_OK;
+        }
+        return PYX_NO_INTERFACE;
+    }
 
     /// Validates, stores and announces a value; an equal value announces nothing.
     /// PYX_NOT_FOUND: never declared. PYX_ACCESS_DENIED: not writable.
     /// PYX_OUT_OF_RANGE, PYX_INVALID_ARG: refused, nothing has changed.
-    PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override;
+    PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override
+    {
+        RETURN_ON_ERROR(PYXPropertyTable::CheckWritable(*this, name));
+        PYXVariantOwner validated;
+        RETURN_ON_ERROR(this->ValidateProperty(name, value, validated.Out()));
+        bool changed = false;
+        RETURN_ON_ERROR(m_table.Store(name, &validated, &changed));
+        if (changed)
+        {
+            this->OnPropertyChanged(name);
+            m_table.NotifyObservers(name);
+        }
+        return PYX_OK;
+    }
 
     /// PYX_ACCESS_DENIED: not readable. `*pValue` is untouched on failure, but for
     /// PYX_OUT_OF_MEMORY: then it is a text kind without a text.
-    PYX_RESULT GetProperty(const wchar_t* name, PYXVariant* pValue) override;
-    bool HasProperty(const wchar_t* name) override;
-    pyx_size GetPropertyCount() override;
-    PYX_RESULT GetPropertyAt(pyx_size index, wchar_t* name, pyx_size nameSize, PYXVariant* pValue) override;
-    PYX_RESULT Clear() override;
+    PYX_RESULT GetProperty(const wchar_t* name, PYXVariant* pValue) override
+    {
+        return m_table.GetValue(*this, name, pValue);
+    }
+
+    bool HasProperty(const wchar_t* name) override
+    {
+        const PYXPropertyInfo* pParamInfo = nullptr;
+        return this->GetPropertyInfo(name, &pParamInfo) == PYX_OK;
+    }
+
+    pyx_size GetPropertyCount() override
+    {
+        return m_table.GetCount();
+    }
+
+    PYX_RESULT GetPropertyAt(pyx_size index, wchar_t* name, pyx_size nameSize, PYXVariant* pValue) override
+    {
+        return m_table.GetValueAt(index, name, nameSize, pValue);
+    }
+
+    PYX_RESULT Clear() override
+    {
+        m_table.Reset();
+        return PYX_OK;
+    }
 
     /// A value that the destination cannot convert is skipped silently, any
     /// other failure stops. `deep` is accepted and ignored. The destination is
     /// called with this storage's lock held.
-    PYX_RESULT AddTo(PYXPropertyStorage* pDest, bool overwrite, bool deep) override;
-    PYX_RESULT CopyTo(PYXPropertyStorage* pDest, bool deep) override;
-    void AddObserver(PYXPropertyStorageObserver* pObserver) override;
-    void RemoveObserver(PYXPropertyStorageObserver* pObserver) override;
-    pyx_size GetPropertiesInfoCount() override;
-    PYX_RESULT GetPropertyInfo(const wchar_t* name, const PYXPropertyInfo** ppParamInfo) override;
-    PYX_RESULT GetPropertyInfo(pyx_size szInd, const PYXPropertyInfo** ppParamInfo) override;
-    PYX_RESULT ValidateProperty(const wchar_t* name, PYXVariant value, PYXVariant* pOutValidated) override;
+    PYX_RESULT AddTo(PYXPropertyStorage* pDest, bool overwrite, [[maybe_unused]] bool deep) override
+    {
+        return m_table.AddTo(*this, pDest, overwrite);
+    }
+
+    PYX_RESULT CopyTo(PYXPropertyStorage* pDest, bool deep) override
+    {
+        return PYXPropertyTable::CopyTo(*this, pDest, deep);
+    }
+
+    void AddObserver(PYXPropertyStorageObserver* pObserver) override
+    {
+        m_table.AddObserver(pObserver);
+    }
+
+    void RemoveObserver(PYXPropertyStorageObserver* pObserver) override
+    {
+        m_table.RemoveObserver(pObserver);
+    }
+
+    pyx_size GetPropertiesInfoCount() override
+    {
+        return m_table.GetCount();
+    }
+
+    PYX_RESULT GetPropertyInfo(const wchar_t* name, const PYXPropertyInfo** ppParamInfo) override
+    {
+        return m_table.GetInfo(name, ppParamInfo);
+    }
+
+    PYX_RESULT GetPropertyInfo(pyx_size szInd, const PYXPropertyInfo** ppParamInfo) override
+    {
+        return m_table.GetInfo(szInd, ppParamInfo);
+    }
+
+    PYX_RESULT ValidateProperty(const wchar_t* name, PYXVariant value, PYXVariant* pOutValidated) override
+    {
+        return PYXPropertyTable::Validate(*this, name, value, pOutValidated);
+    }
 
     /// Called without a lock after a value was stored, before the observers.
-    virtual void OnPropertyChanged(const wchar_t* name);
+    virtual void OnPropertyChanged([[maybe_unused]] const wchar_t* name)
+    {
+    }
 
 protected:
     ~PYXPropertyStorageExImpl() = default;
 
     /// Adds one property; each name is declared once.
-    void DeclareProperty(const PYXPropertyDeclaration& declaration);
+    void DeclareProperty(const PYXPropertyDeclaration& declaration)
+    {
+        m_table.Declare(declaration);
+    }
 
     /// The current value of a property of a wide text, empty for anything else.
     /// Takes no task memory, so that an owner cannot miss its own new value.
-    std::wstring ReadText(const wchar_t* name);
+    std::wstring ReadText(const wchar_t* name)
+    {
+        return m_table.GetText(name);
+    }
 
 private:
-    PYXPropertyInfoImpl* Find(const wchar_t* name) const;
-    PYXPropertyInfoImpl* FindAt(pyx_size index) const;
-    bool StoreValue(PYXPropertyInfoImpl* pInfo, PYXVariantOwner* pValidated);
-    void NotifyObservers(const wchar_t* name);
-
-    std::map<std::wstring, std::unique_ptr<PYXPropertyInfoImpl>, std::less<>> m_PropertiesInfo;
-    PYXCriticalSection m_sync; // guards the current values
-
-    std::vector<PYXPropertyStorageObserver*> m_observers; // guarded by m_observersSync, no duplicates
-    PYXCriticalSection m_observersSync;
+    PYXPropertyTable m_table;
 };

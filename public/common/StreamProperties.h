@@ -1,7 +1,7 @@
 #pragma once
 
+#include "common/PropertyDeclaration.h"
 #include "common/PropertyNames.h"
-#include "common/PropertyStorageExImpl.h"
 
 #include <span>
 

@@ -1,0 +1,219 @@
+#include "common/PropertyTable.h"
+
+#include "common/HostContract.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <utility>
+
+namespace
+{
+
+constexpr const PYXTraceSource& c_traceSource = c_propertyTraceSource;
+
+} // namespace
+
+void PYXPropertyTable::Declare(const PYXPropertyDeclaration& declaration)
+{
+    m_PropertiesInfo.emplace(declaration.name, std::make_unique<PYXPropertyInfoImpl>(declaration));
+}
+
+PYX_RESULT PYXPropertyTable::GetInfo(const wchar_t* name, const PYXPropertyInfo** ppParamInfo) const
+{
+    FAIL_IF_NULL_AT(258, name);
+    FAIL_IF_NULL_AT(259, ppParamInfo);
+    const PYXPropertyInfo* const pInfo = Find(name);
+    if (!pInfo)
+    {
+        return PYX_NOT_FOUND;
+    }
+    *ppParamInfo = pInfo;
+    return PYX_OK;
+}
+
+PYX_RESULT PYXPropertyTable::GetInfo(pyx_size szInd, const PYXPropertyInfo** ppParamInfo) const
+{
+    FAIL_IF_NULL_AT(243, ppParamInfo);
+    FAIL_IF_NOT_AT(244, szInd < m_PropertiesInfo.size(), PYX_INVALID_ARG, L"szInd < m_PropertiesInfo.size()");
+    *ppParamInfo = FindAt(szInd);
+    return PYX_OK;
+}
+
+pyx_size PYXPropertyTable::GetCount() const
+{
+    return m_PropertiesInfo.size();
+}
+
+PYX_RESULT PYXPropertyTable::GetValue(PYXPropertyStorageEx& storage, const wchar_t* name, PYXVariant* pValue)
+{
+    FAIL_IF_NULL_AT(186, name);
+    FAIL_IF_NULL_AT(187, pValue);
+    const PYXPropertyInfo* pParamInfo = nullptr;
+    RETURN_ON_ERROR(storage.GetPropertyInfo(name, &pParamInfo));
+    if ((pParamInfo->accessType & PYX_PROPERTY_ACCESS_READ) == 0)
+    {
+        return PYX_ACCESS_DENIED;
+    }
+    const PYXPropertyInfoImpl* const pInfo = Find(name);
+    if (!pInfo)
+    {
+        return PYX_NOT_FOUND;
+    }
+    PYXLock lock(&m_sync);
+    return PYXVariantCopy(pValue, &pInfo->value.Get());
+}
+
+PYX_RESULT PYXPropertyTable::GetValueAt(pyx_size index, wchar_t* name, pyx_size nameSize, PYXVariant* pValue)
+{
+    FAIL_IF_NULL_AT(217, name);
+    FAIL_IF_NULL_AT(218, pValue);
+    FAIL_IF_NOT_AT(219, nameSize != 0, PYX_INVALID_ARG, L"nameSize != 0");
+    FAIL_IF_NOT_AT(220, index < m_PropertiesInfo.size(), PYX_INVALID_ARG, L"index < m_PropertiesInfo.size()");
+    const PYXPropertyInfoImpl* const pInfo = FindAt(index);
+    const std::wstring_view text = std::wstring_view(pInfo->name).substr(0, nameSize - 1);
+    name[text.copy(name, text.size())] = L'\0';
+    PYXLock lock(&m_sync);
+    return PYXVariantCopy(pValue, &pInfo->value.Get());
+}
+
+std::wstring PYXPropertyTable::GetText(const wchar_t* name)
+{
+    PYXLock lock(&m_sync);
+    const PYXPropertyInfoImpl* const pInfo = Find(name);
+    const bool isText = pInfo && pInfo->value.Get().type == PYX_VARIANT_WSTRING && pInfo->value.Get().wstringValue;
+    return isText ? pInfo->value.Get().wstringValue : L"";
+}
+
+PYX_RESULT PYXPropertyTable::CheckWritable(PYXPropertyStorageEx& storage, const wchar_t* name)
+{
+    FAIL_IF_NULL_AT(168, name);
+    const PYXPropertyInfo* pParamInfo = nullptr;
+    RETURN_ON_ERROR(storage.GetPropertyInfo(name, &pParamInfo));
+    return (pParamInfo->accessType & PYX_PROPERTY_ACCESS_WRITE) != 0 ? PYX_OK : PYX_ACCESS_DENIED;
+}
+
+PYX_RESULT PYXPropertyTable::Validate(PYXPropertyStorageEx& storage, const wchar_t* name, const PYXVariant& value,
+                                      PYXVariant* pOutValidated)
+{
+    FAIL_IF_NULL_AT(273, name);
+    FAIL_IF_NULL_AT(274, pOutValidated);
+    const PYXPropertyInfo* pParamInfo = nullptr;
+    PASS_ON_FAILURE_AT(279, storage.GetPropertyInfo(name, &pParamInfo), L"Property=%s", name);
+    PASS_ON_FAILURE_AT(280,
+                       CastVariantToPYXProperty(pOutValidated, &value, pParamInfo->type, pParamInfo->contentType,
+                                                pParamInfo->pEnumDescription),
+                       L"Property=%s", name);
+    return PYXIsInRange(*pOutValidated, *pParamInfo) ? PYX_OK : PYX_OUT_OF_RANGE;
+}
+
+PYX_RESULT PYXPropertyTable::Store(const wchar_t* name, PYXVariantOwner* pValidated, bool* pChanged)
+{
+    PYXPropertyInfoImpl* const pInfo = Find(name);
+    if (!pInfo)
+    {
+        return PYX_NOT_FOUND;
+    }
+    {
+        PYXLock lock(&m_sync);
+        bool equal = false;
+        *pChanged = PYXVariantCompare(&pInfo->value.Get(), &pValidated->Get(), &equal) != PYX_OK || !equal;
+        if (*pChanged)
+        {
+            std::swap(pInfo->value, *pValidated);
+        }
+    }
+    if (*pChanged)
+    {
+        PYXVariantClear(pValidated->InOut()); // without the lock: releasing an interface calls a stranger
+        pInfo->OnValueChanged();
+    }
+    return PYX_OK;
+}
+
+void PYXPropertyTable::Reset()
+{
+    std::vector<PYXVariantOwner> old(m_PropertiesInfo.size()); // released without the lock
+    PYXLock lock(&m_sync);
+    auto pOld = old.begin();
+    for (const auto& [name, pInfo] : m_PropertiesInfo)
+    {
+        std::swap(*pOld++, pInfo->value);
+        PYXVariantCopy(pInfo->value.Out(), &pInfo->defaultValue);
+    }
+}
+
+PYX_RESULT PYXPropertyTable::AddTo(PYXPropertyStorage& storage, PYXPropertyStorage* pDest, bool overwrite)
+{
+    FAIL_IF_NULL_AT(130, pDest);
+    if (pDest == &storage)
+    {
+        return PYX_OK;
+    }
+    PYXLock lock(&m_sync); // the destination is called under it, so that it gets one moment's values
+    for (const auto& [name, pInfo] : m_PropertiesInfo)
+    {
+        if (!overwrite && pDest->HasProperty(name.c_str()))
+        {
+            continue;
+        }
+        const PYX_RESULT result = pDest->SetProperty(name.c_str(), pInfo->value.Get());
+        if (result != PYX_INVALID_ARG)
+        {
+            PASS_ON_FAILURE_AT(145, result, L"AddTo() - failed to copy property=%s", name.c_str());
+        }
+    }
+    return PYX_OK;
+}
+
+PYX_RESULT PYXPropertyTable::CopyTo(PYXPropertyStorage& storage, PYXPropertyStorage* pDest, bool deep)
+{
+    FAIL_IF_NULL_AT(155, pDest);
+    if (pDest == &storage)
+    {
+        return PYX_OK;
+    }
+    pDest->Clear();
+    return storage.AddTo(pDest, true, deep);
+}
+
+void PYXPropertyTable::AddObserver(PYXPropertyStorageObserver* pObserver)
+{
+    PYXLock lock(&m_sync);
+    PYXLock observersLock(&m_observersSync);
+    if (pObserver && std::find(m_observers.begin(), m_observers.end(), pObserver) == m_observers.end())
+    {
+        m_observers.push_back(pObserver);
+    }
+}
+
+void PYXPropertyTable::RemoveObserver(PYXPropertyStorageObserver* pObserver)
+{
+    PYXLock lock(&m_sync);
+    PYXLock observersLock(&m_observersSync);
+    std::erase(m_observers, pObserver);
+}
+
+void PYXPropertyTable::NotifyObservers(const wchar_t* name)
+{
+    std::vector<PYXPropertyStorageObserver*> observers;
+    {
+        PYXLock lock(&m_observersSync);
+        observers = m_observers; // observers may register others while we call them
+    }
+    for (PYXPropertyStorageObserver* pObserver : observers)
+    {
+        pObserver->OnPropertyChanged(name);
+    }
+}
+
+PYXPropertyInfoImpl* PYXPropertyTable::Find(const wchar_t* name) const
+{
+    const auto found = m_PropertiesInfo.find(std::wstring_view(name));
+    return found == m_PropertiesInfo.end() ? nullptr : found->second.get();
+}
+
+PYXPropertyInfoImpl* PYXPropertyTable::FindAt(pyx_size index) const
+{
+    return std::next(m_PropertiesInfo.begin(), static_cast<std::ptrdiff_t>(index))->second.get();
+}
