@@ -3,6 +3,7 @@
 
 #include "support/Companions.h"
 #include "support/Faults.h"
+#include "support/Hooks.h"
 
 #include <gtest/gtest.h>
 
@@ -69,15 +70,15 @@ TEST(CriticalSectionTest, TriesAsOftenAsItIsTold)
     PYXLock lock(&section);
     EXPECT_TRUE(section.Lock(0)); // recursive
     section.Unlock();
-    std::thread([&] {
-        const auto wait = [&](pyx_uint32 tries) {
-            const DWORD begin = GetTickCount();
+    FaultyCall<"Sleep", 0, void(DWORD)> sleep(GetModuleHandleW(nullptr));
+    for (const pyx_uint32 tries : {0U, 1U, 3U})
+    {
+        std::thread([&] {
+            FaultPlan::Get().Fail("Sleep", 0, PYX_OK);
             EXPECT_FALSE(section.Lock(tries));
-            return GetTickCount() - begin;
-        };
-        EXPECT_LT(wait(0), 15u);
-        EXPECT_GE(wait(60), 45u); // the clock's tick is coarse
-    }).join();
+            EXPECT_EQ(FaultPlan::Get().calls, static_cast<int>(tries));
+        }).join();
+    }
     EXPECT_FALSE(PYXLock(nullptr).IsLocked());
 }
 
