@@ -53,8 +53,6 @@ Subject::Subject(Storage storage, pyx_int64 seconds)
     Require(m_spComponent->GetInput(1, m_spAudio.Out()) == PYX_OK, "the audio input");
 }
 
-void Subject::RequireAllTaken() const { Require(m_failures == PYX_OK, "a packet was refused"); }
-
 void Subject::Keep(pyx_int64 seconds) { Set(m_spComponent.Get(), PYX_PROPERTY_DURATION, PYXVariantFromInt64(seconds)); }
 
 void Subject::Terminate() { Require(m_spComponent->Terminate() == PYX_OK, "Terminate"); }

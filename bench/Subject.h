@@ -2,6 +2,7 @@
 
 #include "bench/NullMuxer.h"
 #include "bench/PacketSource.h"
+#include "bench/Require.h"
 
 #include "common/Component.h"
 #include "common/InterfacePtr.h"
@@ -38,7 +39,7 @@ public:
     }
 
     /// Ends the run if any packet was refused so far.
-    void RequireAllTaken() const;
+    void RequireAllTaken() const { Require(m_failures == PYX_OK, "a packet was refused"); }
 
     /// Changes how many seconds are kept.
     void Keep(pyx_int64 seconds);
