@@ -3,11 +3,21 @@
 #include <windows.h>
 
 #include <cstdio>
+#include <cwchar>
+#include <iterator>
 
 namespace
 {
 
-constexpr const wchar_t* c_partEnding = L".part";
+/// A name in the same folder, so that the file can be renamed. It is not made of the path's own name, which may be as
+/// long as a name can be. The leading dot hides it where that is the custom.
+std::wstring PartPath(const std::wstring& path, pyx_uint32 number)
+{
+    const std::size_t folder = path.find_last_of(L"/\\") + 1; // 0: the path is a mere name
+    wchar_t name[64];
+    swprintf(name, std::size(name), L".pyx-%lx-%llx-%x.part", GetCurrentProcessId(), GetTickCount64(), number);
+    return path.substr(0, folder) + name;
+}
 
 std::wstring GetSystemText(DWORD error)
 {
@@ -33,9 +43,17 @@ bool OutputFile::Create(const std::wstring& path)
     Discard();
     m_errorText.clear();
     m_path = path;
-    m_partPath = path + c_partEnding;
-    m_handle = CreateFileW(m_partPath.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
-                           FILE_ATTRIBUTE_NORMAL, nullptr);
+    constexpr pyx_uint32 maxTries = 100;
+    for (pyx_uint32 number = 0; number < maxTries; ++number)
+    {
+        m_partPath = PartPath(path, number);
+        m_handle = CreateFileW(m_partPath.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
+                               FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (m_handle != INVALID_HANDLE_VALUE || GetLastError() != ERROR_FILE_EXISTS)
+        {
+            break;
+        }
+    }
     if (!Check(m_handle != INVALID_HANDLE_VALUE))
     {
         m_handle = nullptr;

@@ -6,11 +6,12 @@
 
 /// A file that appears under its name only when it is complete.
 ///
-///     Create "clip.mp4.part" -> Write, Seek ... -> Commit: renamed to "clip.mp4", replacing an older one
-///                                               `- Discard, or the end of the object: deleted
+///     Create: a new file in the same folder, with a name that nobody has
+///          -> Write, Seek ... -> Commit: renamed to "clip.mp4", replacing an older one
+///                             `- Discard, or the end of the object: deleted
 ///
-/// While it is written, others can read it but neither write nor delete it, so
-/// two writers of one name do not mix: the second is refused.
+/// While it is written, others can read it but neither write nor delete it. Of
+/// two writers of one name, the last one to commit stays.
 /// After a failure GetErrorText says why. Threads: one at a time.
 class OutputFile
 {
@@ -20,7 +21,7 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
     ~OutputFile();
 
-    /// Opens the file under its working name; its folder must exist.
+    /// Makes the file under its working name; its folder must exist.
     bool Create(const std::wstring& path);
 
     /// Writes all bytes at the current position, or fails.

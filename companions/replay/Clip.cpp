@@ -1,8 +1,10 @@
 #include "replay/Clip.h"
 
+#include "common/Handles.h"
 #include "media/FFmpeg.h"
+#include "replay/Completed.h"
 #include "replay/Text.h"
-#include "replay/Win32Handle.h"
+#include "replay/WriteTest.h"
 
 #include <algorithm>
 
@@ -52,10 +54,10 @@ private:
 
 std::optional<ClipFile::Identity> ClipFile::Identify(const std::wstring& path)
 {
-    const Win32Handle file(CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                       OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    const PYXFileHandle file(CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                         nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     BY_HANDLE_FILE_INFORMATION info;
-    if (!IsOpen(file) || !GetFileInformationByHandle(file.get(), &info))
+    if (!file || !GetFileInformationByHandle(file.Get(), &info))
     {
         return std::nullopt;
     }
@@ -78,16 +80,12 @@ Outcome ClipFile::Prepare(const std::wstring& path, const std::wstring& input)
                 "cannot write " + PathForUser(path) +
                     ((attributes & FILE_ATTRIBUTE_DIRECTORY) ? ": it is a directory" : ": it is read-only")};
     }
-    const std::wstring probe = path + L"." + std::to_wstring(GetCurrentProcessId()) + L".probe";
-    const Win32Handle file(
-        CreateFileW(probe.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
-    const DWORD error = GetLastError();
-    if (!IsOpen(file))
+    if (const DWORD error = TryToWriteIn(DirectoryOf(path)); error != ERROR_SUCCESS)
     {
         return {ExitCode::CannotWrite,
-                "cannot write " + PathForUser(path) + ": its directory " +
-                    (error == ERROR_PATH_NOT_FOUND ? "does not exist"
-                                                   : "refuses new files (error " + std::to_string(error) + ")")};
+                "cannot write " + PathForUser(path) + ": " +
+                    (error == ERROR_PATH_NOT_FOUND ? "its directory does not exist"
+                                                   : "its directory takes no new files: " + SystemReason(error))};
     }
     return {};
 }
@@ -121,5 +119,6 @@ Outcome ClipFile::ReadBack(ClipContents* pContents) const
     {
         return NotPlayable(m_path, "it has no key picture");
     }
+    ListCompleted(m_path);
     return {};
 }

@@ -32,7 +32,8 @@ public:
     /// Whether a clip was written since Prepare().
     bool IsNew() const;
 
-    /// Reads the clip from start to end. A failure: it is not playable.
+    /// Reads the clip from start to end, and lists it as completed. A failure:
+    /// it is not playable.
     Outcome ReadBack(ClipContents* pContents) const;
 
 private:

@@ -1,7 +1,7 @@
 #include "replay/Interrupt.h"
 
+#include "common/Handles.h"
 #include "common/Types.h"
-#include "replay/Win32Handle.h"
 
 #include <atomic>
 #include <chrono>
@@ -41,10 +41,10 @@ void Take(const std::string& request)
 /// end stays in `*pPartial`. False: the file is gone.
 bool TakeNewLines(const std::wstring& path, pyx_uint64* pOffset, std::string* pPartial)
 {
-    const Win32Handle file(CreateFileW(path.c_str(), GENERIC_READ,
-                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                       FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (const DWORD error = GetLastError(); !IsOpen(file))
+    const PYXFileHandle file(CreateFileW(path.c_str(), GENERIC_READ,
+                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                         FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (const DWORD error = GetLastError(); !file)
     {
         return error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND;
     }
@@ -52,8 +52,8 @@ bool TakeNewLines(const std::wstring& path, pyx_uint64* pOffset, std::string* pP
     offset.QuadPart = static_cast<LONGLONG>(*pOffset);
     char bytes[256];
     DWORD size = 0;
-    if (SetFilePointerEx(file.get(), offset, nullptr, FILE_BEGIN) &&
-        ReadFile(file.get(), bytes, sizeof(bytes), &size, nullptr))
+    if (SetFilePointerEx(file.Get(), offset, nullptr, FILE_BEGIN) &&
+        ReadFile(file.Get(), bytes, sizeof(bytes), &size, nullptr))
     {
         *pOffset += size;
         pPartial->append(bytes, size);

@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <sstream>
+#include <utility>
 #include <vector>
 #include <windows.h>
 
@@ -39,6 +40,10 @@ std::vector<std::string> ReversedArguments()
 
 std::wstring FullPath(const std::wstring& path)
 {
+    if (path.starts_with(L"\\\\?\\")) // is full, and is not to lose dots and spaces that its name ends with
+    {
+        return path;
+    }
     std::wstring result(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
     result.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(result.size()),
                                    result.empty() ? nullptr : result.data(), nullptr));
@@ -76,6 +81,8 @@ struct Arguments
     std::string saveAt;
     std::string progress = "auto";
     std::string control;
+    std::string completed;
+    std::vector<std::pair<std::string, std::string>> shownPaths;
     bool unixPaths = false;
 };
 
@@ -129,6 +136,8 @@ void DeclareTalking(CLI::App* pApp, Arguments* pArguments, Options* pOptions)
     // For the script that starts us on Linux.
     pApp->add_flag("--unix-paths", pArguments->unixPaths)->group("");
     pApp->add_option("--control", pArguments->control)->group("");
+    pApp->add_option("--completed", pArguments->completed)->group("");
+    pApp->add_option("--show-as", pArguments->shownPaths)->group("");
 }
 
 void Declare(CLI::App* pApp, Arguments* pArguments, Options* pOptions)
@@ -216,9 +225,14 @@ Outcome TakeOutput(const std::string& path, Options* pOptions)
 /// Options that were not given keep what `*pOptions` had.
 Outcome Take(const CLI::App& app, const Arguments& arguments, Options* pOptions)
 {
+    pOptions->completed = ToWide(arguments.completed);
     ShowUnixPaths(arguments.unixPaths);
-    pOptions->input = c_standardInput;
-    if (arguments.input != ToUtf8(c_standardInput))
+    for (const auto& [path, shown] : arguments.shownPaths)
+    {
+        ShowPathAs(ToWide(path), shown);
+    }
+    pOptions->input = ToWide(arguments.input);
+    if (pOptions->input != c_standardInput)
     {
         RETURN_ON_FAILURE(TakePath("INPUT", arguments.input, &pOptions->input));
     }

@@ -40,11 +40,9 @@ struct Options
     bool quiet = false; ///< nothing but warnings and failures on standard error, no table
     bool json = false;
     ProgressStyle progress = ProgressStyle::None;
-    std::wstring control; ///< file that requests are read from (ControlFile), or empty
+    std::wstring control;   ///< file that requests are read from (ControlFile), or empty
+    std::wstring completed; ///< file that completed files are listed in (ListCompletedIn), or empty
 };
-
-/// Options::input when the media comes through standard input.
-inline constexpr const wchar_t* c_standardInput = L"-";
 
 /// Reads the process's command line. `*pText` is the text to print instead of
 /// running when help or the version was asked for, else empty.

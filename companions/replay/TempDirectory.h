@@ -1,7 +1,7 @@
 #pragma once
 
+#include "common/Handles.h"
 #include "replay/Outcome.h"
-#include "replay/Win32Handle.h"
 
 /// A directory of this program's own for the component's temporary files.
 ///
@@ -9,12 +9,13 @@
 /// never given one that somebody else uses: a new one is made inside the one
 /// that the user names, and goes with this object.
 ///
-///     DIR\pyx-replay-<number>.lock   open while the program lives, gone with it however it ends
+///     DIR\pyx-replay-<number>.lock   held while the program lives
 ///     DIR\pyx-replay-<number>\       the component's
 ///
-/// A program that was killed leaves its directory behind, without the lock. The
-/// next one that uses the same DIR removes it: only files named as the
-/// component names them, and the directory only when nothing else is in it.
+/// A program that was killed leaves both behind, and nobody holds the lock. The
+/// next one that uses the same DIR removes them: the directory of a free lock
+/// that has our text in it, there only files named as the component names them,
+/// and the directory only when nothing else is in it.
 class TempDirectory
 {
 public:
@@ -36,6 +37,8 @@ public:
     }
 
 private:
-    Win32Handle m_lock;
-    std::wstring m_path;
+    bool Take(const std::wstring& path);
+
+    PYXFileHandle m_lock;
+    std::wstring m_path; // empty until there is a directory
 };

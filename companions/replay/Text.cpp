@@ -3,11 +3,57 @@
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
+#include <utility>
+#include <vector>
+#include <windows.h>
 
 namespace
 {
 
 bool g_showUnixPaths = false;
+
+struct ShownPath
+{
+    std::wstring path;
+    std::string shown;
+};
+
+std::vector<ShownPath> g_shownPaths;
+
+struct ReasonRow
+{
+    PYX_RESULT result;
+    const char* reason;
+};
+
+constexpr ReasonRow c_reasons[] = {
+    {PYX_FAIL, "it could not be done"},
+    {PYX_UNEXPECTED, "not possible in this state"},
+    {PYX_ACCESS_DENIED, "access denied"},
+    {PYX_INVALID_ARG, "invalid value"},
+    {PYX_OUT_OF_RANGE, "the value is out of range"},
+    {PYX_OUT_OF_MEMORY, "out of memory"},
+    {PYX_INVALID_POINTER, "nothing was given"},
+    {PYX_NO_INTERFACE, "not supported"},
+    {PYX_NOT_IMPLEMENTED, "not supported"},
+    {PYX_NOT_FOUND, "not known"},
+    {PYX_NOT_INITIALIZED, "not initialised"},
+    {PYX_FILE_NOT_OPEN, "a file is not open"},
+    {PYX_EOF, "the end was reached"},
+};
+
+/// "\\?\unix\a" and "Z:\a" without what stands before "\a"; other paths whole.
+std::string_view WithoutDrive(std::string_view path)
+{
+    for (const std::string_view drive : {"\\\\?\\unix", "Z:", "z:"})
+    {
+        if (path.starts_with(drive) && path.size() > drive.size())
+        {
+            return path.substr(drive.size());
+        }
+    }
+    return path;
+}
 
 template <class... Args> std::string Format(const char* format, Args... args)
 {
@@ -23,15 +69,54 @@ void ShowUnixPaths(bool show)
     g_showUnixPaths = show;
 }
 
+void ShowPathAs(std::wstring path, std::string shown)
+{
+    g_shownPaths.push_back({std::move(path), std::move(shown)});
+}
+
 std::string PathForUser(std::wstring_view path)
 {
-    std::string text = ToUtf8(path);
-    if (g_showUnixPaths && text.size() > 2 && (text[0] == 'Z' || text[0] == 'z') && text[1] == ':')
+    if (path == c_standardInput)
     {
-        text.erase(0, 2);
+        return "standard input";
+    }
+    for (const ShownPath& entry : g_shownPaths)
+    {
+        if (path.starts_with(entry.path))
+        {
+            return entry.shown + ToUtf8(path.substr(entry.path.size()));
+        }
+    }
+    return SystemPath(path);
+}
+
+std::string SystemPath(std::wstring_view path)
+{
+    const std::string whole = ToUtf8(path);
+    std::string text(g_showUnixPaths ? WithoutDrive(whole) : std::string_view(whole));
+    if (text.size() < whole.size())
+    {
         std::replace(text.begin(), text.end(), '\\', '/');
     }
     return text;
+}
+
+std::string SystemReason(unsigned long error)
+{
+    wchar_t text[512] = {};
+    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0,
+                                        text, static_cast<DWORD>(std::size(text)), nullptr);
+    const std::wstring_view whole(text, length);
+    const std::size_t last = whole.find_last_not_of(L".\r\n ");
+    return last == std::wstring_view::npos ? "system error " + std::to_string(error)
+                                           : ToUtf8(whole.substr(0, last + 1));
+}
+
+std::string ResultReason(PYX_RESULT result)
+{
+    const auto row = std::find_if(std::begin(c_reasons), std::end(c_reasons),
+                                  [result](const ReasonRow& candidate) { return candidate.result == result; });
+    return row == std::end(c_reasons) ? "result " + std::to_string(result) : row->reason;
 }
 
 std::string FormatBytes(pyx_uint64 bytes)

@@ -6,10 +6,27 @@
 #include <string>
 #include <string_view>
 
-/// A path as the user knows it. On request of the command line paths are shown
-/// as the system below sees them: "Z:\tmp\a.mp4" becomes "/tmp/a.mp4".
+/// The path that stands for standard input.
+inline constexpr std::wstring_view c_standardInput = L"-";
+
+/// A path as the user knows it, and "standard input" for "-". On request of the
+/// command line paths are shown as the system below sees them:
+/// "\\?\unix\tmp\a.mp4" and "Z:\tmp\a.mp4" become "/tmp/a.mp4".
 std::string PathForUser(std::wstring_view path);
 void ShowUnixPaths(bool show);
+
+/// As PathForUser, but the file's real name whatever ShowPathAs says.
+std::string SystemPath(std::wstring_view path);
+
+/// Paths that begin with `path` are shown with `shown` in its place, from now
+/// on. For files that are reached by another name than the user's.
+void ShowPathAs(std::wstring path, std::string shown);
+
+/// The system's words for a GetLastError code: "Access denied".
+std::string SystemReason(unsigned long error);
+
+/// What a component's answer means: "out of memory".
+std::string ResultReason(PYX_RESULT result);
 
 /// "1.5 kB", "12.0 MB"; decimal units.
 std::string FormatBytes(pyx_uint64 bytes);

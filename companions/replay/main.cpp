@@ -1,5 +1,6 @@
 // The sample host: plays a media file into the replay buffer and saves the last seconds.
 
+#include "replay/Completed.h"
 #include "replay/Interrupt.h"
 #include "replay/Replay.h"
 #include "replay/Text.h"
@@ -20,15 +21,15 @@ void SetUpConsole()
     _setmode(_fileno(stderr), _O_BINARY);
 }
 
-/// The runtime library reads the level when the module loads it. What a failed
-/// write-out warns of packet by packet is nothing for a user; who wants it sets
-/// the level himself.
+/// The runtime library reads the level when the module loads it. A user is told
+/// once what went wrong, in words of this program; what the components trace,
+/// maybe packet by packet, is for who asks for it.
 void SetTraceLevel(bool verbose)
 {
     constexpr const char* variable = "PYX_TRACE";
     if (verbose || !std::getenv(variable))
     {
-        _putenv_s(variable, verbose ? "info" : "error");
+        _putenv_s(variable, verbose ? "info" : "none");
     }
 }
 
@@ -44,6 +45,7 @@ int End(Outcome outcome, const std::string& report)
     {
         std::fprintf(stderr, "replay: %s\n", outcome.Text().c_str());
     }
+    ListCompleted(L"");
     return static_cast<int>(outcome.Code());
 }
 
@@ -54,9 +56,11 @@ int main()
     SetUpConsole();
     Options options;
     std::string text;
-    if (const Outcome outcome = ReadCommandLine(&options, &text); !outcome.IsOk())
+    const Outcome understood = ReadCommandLine(&options, &text);
+    ListCompletedIn(options.completed);
+    if (!understood.IsOk())
     {
-        return End(outcome, options.json ? ReportAsJson(Report(), outcome) : "");
+        return End(understood, options.json ? ReportAsJson(Report(), understood) : "");
     }
     if (!text.empty())
     {

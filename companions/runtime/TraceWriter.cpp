@@ -17,6 +17,7 @@ struct LevelRow
 };
 
 constexpr LevelRow c_levels[] = {
+    {PYX_TRACE_ERROR - 1, L"none", L""}, // no record is as important
     {PYX_TRACE_ERROR, L"error", L"ERROR"},
     {PYX_TRACE_WARNING, L"warning", L"WARNING"},
     {PYX_TRACE_INFO, L"info", L"INFO"},

@@ -26,6 +26,6 @@ private:
     std::atomic<pyx_int32> m_level{PYX_TRACE_WARNING};
 };
 
-/// The level that the environment variable PYX_TRACE names: error, warning or
-/// info. Warning when it is missing or names nothing known.
+/// The level that the environment variable PYX_TRACE names: none, error, warning
+/// or info. Warning when it is missing or names nothing known.
 pyx_int32 ReadTraceLevel();

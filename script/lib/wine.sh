@@ -3,8 +3,13 @@
 #   run_wine PROGRAM ARG...   runs a Windows program in this project's own prefix: quiet, without a display
 #   start_wine                brings the prefix and its services up ahead of a run, so that no program pays for it.
 #                             They go by themselves half a minute after the last program: another run may be using them
-#   to_windows PATH           an absolute Linux path as programs under Wine see it
-# shellcheck shell=bash
+#   find_wineserver           sets `wineserver` to the process that serves this prefix; start_wine has been called
+#   to_windows PATH           an absolute Linux path as programs under Wine see it, character by character: for drive
+#                             letters Wine takes a name of other capitals for the same, and not every character
+#
+# Files have the rights that the services' umask leaves, whoever's program makes them, so theirs leaves the owner's only.
+# Who wants others to read a file says so when it is complete.
+# shellcheck shell=bash disable=SC2030,SC2031,SC2034 # `wineserver` is for those who source this file
 
 # Started directly: Debian's wrapper first prints a hint about 32-bit support, which nothing here needs.
 WINE=/usr/lib/wine/wine64
@@ -39,18 +44,31 @@ start_wine()
     make_wine_prefix
     # Fails when one runs already, and that one serves as well. What starts the services gives them its output to keep
     # open, so it must not be a program that somebody waits for.
-    if "$WINESERVER" -p30 </dev/null >/dev/null 2>&1; then
-        "$WINE" wineboot </dev/null >/dev/null 2>&1
+    if (umask 077; exec "$WINESERVER" -p30 </dev/null >/dev/null 2>&1); then
+        (umask 077; exec "$WINE" wineboot </dev/null >/dev/null 2>&1)
     fi
 }
 
 run_wine()
 {
     make_wine_prefix
-    "$WINE" "$@"
+    (umask 077; exec "$WINE" "$@") # starts the services if they are gone
+}
+
+find_wineserver()
+{
+    local process name
+    for process in /proc/[0-9]*; do
+        { read -r name <"$process/comm"; } 2>/dev/null || continue
+        if [[ $name == wineserver* ]] && grep -qszxF "WINEPREFIX=$WINEPREFIX" "$process/environ"; then
+            wineserver=${process#/proc/}
+            return
+        fi
+    done
+    return 1
 }
 
 to_windows()
 {
-    printf 'Z:%s\n' "${1//\//\\}"
+    printf '%s\n' "\\\\?\\unix${1//\//\\}"
 }

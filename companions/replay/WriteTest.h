@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+/// Whether new files can be made and filled in a directory: tries it with a file
+/// of 64 kB that is gone when the call returns. The answer is 0 or the system's
+/// error code. A component's answer is the same for a full disk and for a
+/// missing right; this tells them apart.
+unsigned long TryToWriteIn(const std::wstring& directory);
+
+/// What a path has before its last name: "C:\a\b.mp4" -> "C:\a".
+std::wstring DirectoryOf(const std::wstring& path);

@@ -1,0 +1,151 @@
+#!/usr/bin/env python3
+"""What only script/replay can break: names that Windows has no equal for, other people's files, rights, and what is left
+when a run is stopped in a rude way. Each case has a directory of its own."""
+
+import json
+import os
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+REPLAY, PROGRAM = sys.argv[1:]
+ENVIRONMENT = dict(os.environ, PYX_REPLAY_PROGRAM=PROGRAM)
+CASES = []
+
+
+def case(function):
+    CASES.append(function)
+    return function
+
+
+def check(condition, message):
+    if not condition:
+        raise AssertionError(message)
+
+
+def expect(wanted, found, what):
+    check(wanted == found, f"{what}: {found!r} instead of {wanted!r}")
+
+
+def start(folder, *arguments, **options):
+    return subprocess.Popen([REPLAY, *map(os.fsencode, arguments)], cwd=folder, env=ENVIRONMENT, stdin=subprocess.DEVNULL,
+                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
+
+
+def run(folder, code, *arguments, **options):
+    process = start(folder, *arguments, **options)
+    out, error = process.communicate(timeout=60)
+    expect(code, process.returncode, f"exit code with {arguments}, {error.decode()!r}")
+    return out.decode(), error.decode()
+
+
+def tree(folder):
+    return sorted(os.path.relpath(os.path.join(root, name), os.fsencode(folder))
+                  for root, folders, files in os.walk(os.fsencode(folder)) for name in folders + files)
+
+
+@case
+def capitals_tell_names_apart(folder, video):
+    (folder / "clip.mp4").write_text("another")
+    (folder / "Out").mkdir()
+    run(folder, 0, video, "-o", "CLIP.mp4")
+    run(folder, 5, video, "-o", "out/clip.mp4")
+    expect("another", (folder / "clip.mp4").read_text(), "clip.mp4 beside CLIP.mp4")
+    expect([b"CLIP.mp4", b"Out", b"clip.mp4"], tree(folder), "files")
+
+
+@case
+def any_name_can_be_read_written_and_shown(folder, video):
+    for name in ('12:30 "x" a?*|<>', "dots. ..", "back\\slash", b"not utf-8 \xff"):
+        parent = Path(os.fsdecode(os.path.join(os.fsencode(folder), os.fsencode(name))))
+        parent.mkdir()
+        source, clip = parent / (parent.name + ".mkv"), parent / (parent.name + ".mp4")
+        os.link(video, source)
+        out, _ = run(folder, 0, source, "-o", clip, "--temp", parent)
+        expect(sorted([os.fsencode(clip.name), os.fsencode(source.name)]), tree(parent), "files")
+        check("\ufffd" in out or str(clip) in out, f"the table has another name: {out}")
+
+
+@case
+def a_clip_follows_the_umask_and_spares_others_files(folder, video):
+    theirs = [folder / "clip.mp4.part", folder / "pyx-replay-77" / "Temp3.RBA"]
+    theirs[1].parent.mkdir()
+    for file in theirs:
+        file.write_text("theirs")
+    for umask, rights in {0o077: 0o600, 0o027: 0o640, 0o002: 0o664}.items():
+        run(folder, 0, video, "-o", "clip.mp4", "--temp", folder, umask=umask)
+        expect(rights, (folder / "clip.mp4").stat().st_mode & 0o777, "rights")
+    expect(["theirs"] * 2, [file.read_text() for file in theirs], "files of others")
+    expect([b"clip.mp4", b"clip.mp4.part", b"pyx-replay-77", b"pyx-replay-77/Temp3.RBA"], tree(folder), "files")
+
+
+@case
+def a_stopped_run_saves_and_leaves_nothing(folder, video):
+    for number, code in {signal.SIGTERM: 0, signal.SIGHUP: 0, signal.SIGINT: 0, signal.SIGKILL: -9}.items():
+        temp, clip = folder / "temp", folder / f"{number.name}.mp4"
+        temp.mkdir(exist_ok=True)
+        process = start(folder, video, "-o", clip, "--temp", temp, "--duration", "2", "--realtime")
+        wait_for(lambda: list(temp.glob("*/*/Temp3.RBV")), "three groups")
+        expect([0o700], [path.stat().st_mode & 0o777 for path in temp.iterdir()], "rights of the temporary directory")
+        process.send_signal(number)
+        process.wait(timeout=60)
+        expect(code, process.returncode, f"exit code after {number.name}")
+        wait_for(lambda: not list(temp.iterdir()), f"an empty temporary directory after {number.name}")
+        check(clip.exists(), f"no clip after {number.name}")
+
+
+@case
+def a_lost_program_ends_the_run_and_leaves_nothing(folder, video):
+    process = start(folder, video, "-o", "clip.mp4", "--temp", folder, "--realtime", "--json")
+    wait_for(lambda: list(folder.glob("*/*/Temp1.RBV")), "a group")
+    for program in Path("/proc").glob("[0-9]*"): # not Wine's services: other tests use those
+        try:
+            arguments = (program / "cmdline").read_bytes()
+        except OSError: # has ended
+            continue
+        if b"replay.exe" in arguments and folder.name.encode() in arguments:
+            os.kill(int(program.name), signal.SIGKILL)
+    out, _ = process.communicate(timeout=60)
+    expect(1, process.returncode, "exit code")
+    expect(1, json.loads(out)["error"]["code"], "code in the report")
+    expect([], tree(folder), "files")
+
+
+@case
+def failures_are_one_line_and_one_object(folder, video):
+    for code, arguments in ((2, ["--nonsense"]), (2, [video, "--duration", ""]), (2, [video, "-o", "a \"b\\.avi"]),
+                            (5, [video, "--temp", "missing"]), (4, ["missing.mp4"])):
+        out, error = run(folder, code, *arguments, "--json")
+        expect(1, len(error.splitlines()), f"lines of {error!r}")
+        expect({"code": code, "text": error.removeprefix("replay: ").strip()}, json.loads(out)["error"], "report")
+
+
+def wait_for(condition, what):
+    end = time.monotonic() + 60
+    while not condition():
+        check(time.monotonic() < end, f"not seen within a minute: {what}")
+        time.sleep(0.05)
+
+
+def main():
+    with tempfile.TemporaryDirectory(prefix="pyx-command-") as root:
+        video = Path(root) / "video.mkv"
+        subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=160x120:rate=10:duration=30", "-c:v",
+                        "libx264", "-preset", "ultrafast", "-g", "10", video], check=True)
+        failed = 0
+        for function in CASES:
+            folder = Path(root) / function.__name__
+            folder.mkdir()
+            try:
+                function(folder, video)
+                print(f"ok      {function.__name__}")
+            except (AssertionError, subprocess.TimeoutExpired) as error:
+                failed += 1
+                print(f"FAILED  {function.__name__}: {error}")
+        sys.exit(failed > 0)
+
+
+main()
