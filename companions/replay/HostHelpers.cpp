@@ -1,12 +1,11 @@
 #include "replay/HostHelpers.h"
 
 #include "replay/Text.h"
-#include "replay/Win32Handle.h"
+#include "replay/WriteTest.h"
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
-#include <vector>
 
 namespace
 {
@@ -76,30 +75,8 @@ std::string ReasonOf(PYX_RESULT result)
     return row == std::end(c_reasons) ? "result " + std::to_string(result) : row->text;
 }
 
-std::string SystemReason(unsigned long error)
-{
-    wchar_t text[512];
-    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0,
-                                        text, 512, nullptr);
-    std::wstring reason(text, length);
-    reason.resize(reason.find_last_not_of(L" .\r\n") + 1);
-    return reason.empty() ? "system error " + std::to_string(error) : ToUtf8(reason);
-}
-
 std::string WhyUnwritable(const std::wstring& directory)
 {
-    const std::wstring path = directory + L"\\pyx-probe-" + std::to_wstring(GetCurrentProcessId());
-    const Win32Handle file(
-        CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
-    const DWORD openError = GetLastError();
-    if (!IsOpen(file))
-    {
-        return SystemReason(openError);
-    }
-    const std::vector<char> bytes(1 << 20, 1); // a nearly full disk still takes a few
-    DWORD written = 0;
-    const BOOL succeeded = WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-    const DWORD error = GetLastError();
-    const bool complete = succeeded && written == bytes.size();
-    return complete ? "" : SystemReason(succeeded ? ERROR_DISK_FULL : error);
+    const unsigned long error = TryToWriteIn(directory);
+    return error == 0 ? "" : SystemReason(error);
 }

@@ -27,10 +27,6 @@ Outcome OutOfMemory();
 /// is none of the framework's.
 std::string ReasonOf(PYX_RESULT result);
 
-/// The system's words for an error of its own (GetLastError), without the line
-/// end.
-std::string SystemReason(unsigned long error);
-
 /// Why a file in this directory could not be written, as the system answers an
 /// attempt; empty when it lets one be written now. A component's result does not
 /// tell: a full disk is a failure like others to it.

@@ -3,6 +3,7 @@
 #include "media/ClipProperties.h"
 #include "media/DisplayMatrix.h"
 #include "media/Utf8.h"
+#include "replay/HostHelpers.h"
 
 extern "C"
 {
@@ -23,8 +24,7 @@ Outcome Offer(PYXPropertyStorage* pStorage, const wchar_t* name, const PYXVarian
     const bool canGoOn =
         result == PYX_OK || result == PYX_NOT_FOUND || result == PYX_OUT_OF_RANGE || result == PYX_INVALID_ARG;
     return canGoOn ? Outcome()
-                   : Outcome(ExitCode::Failed,
-                             "property " + ToUtf8(name) + " was refused (result " + std::to_string(result) + ")");
+                   : Outcome(ExitCode::Failed, "property " + ToUtf8(name) + " was refused: " + ReasonOf(result));
 }
 
 struct NumberRow

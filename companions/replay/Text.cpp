@@ -20,28 +20,6 @@ struct ShownPath
 
 std::vector<ShownPath> g_shownPaths;
 
-struct ReasonRow
-{
-    PYX_RESULT result;
-    const char* reason;
-};
-
-constexpr ReasonRow c_reasons[] = {
-    {PYX_FAIL, "it could not be done"},
-    {PYX_UNEXPECTED, "not possible in this state"},
-    {PYX_ACCESS_DENIED, "access denied"},
-    {PYX_INVALID_ARG, "invalid value"},
-    {PYX_OUT_OF_RANGE, "the value is out of range"},
-    {PYX_OUT_OF_MEMORY, "out of memory"},
-    {PYX_INVALID_POINTER, "nothing was given"},
-    {PYX_NO_INTERFACE, "not supported"},
-    {PYX_NOT_IMPLEMENTED, "not supported"},
-    {PYX_NOT_FOUND, "not known"},
-    {PYX_NOT_INITIALIZED, "not initialised"},
-    {PYX_FILE_NOT_OPEN, "a file is not open"},
-    {PYX_EOF, "the end was reached"},
-};
-
 /// "\\?\unix\a" and "Z:\a" without what stands before "\a"; other paths whole.
 std::string_view WithoutDrive(std::string_view path)
 {
@@ -110,13 +88,6 @@ std::string SystemReason(unsigned long error)
     const std::size_t last = whole.find_last_not_of(L".\r\n ");
     return last == std::wstring_view::npos ? "system error " + std::to_string(error)
                                            : ToUtf8(whole.substr(0, last + 1));
-}
-
-std::string ResultReason(PYX_RESULT result)
-{
-    const auto row = std::find_if(std::begin(c_reasons), std::end(c_reasons),
-                                  [result](const ReasonRow& candidate) { return candidate.result == result; });
-    return row == std::end(c_reasons) ? "result " + std::to_string(result) : row->reason;
 }
 
 std::string FormatBytes(pyx_uint64 bytes)

@@ -25,9 +25,6 @@ void ShowPathAs(std::wstring path, std::string shown);
 /// The system's words for a GetLastError code: "Access denied".
 std::string SystemReason(unsigned long error);
 
-/// What a component's answer means: "out of memory".
-std::string ResultReason(PYX_RESULT result);
-
 /// "1.5 kB", "12.0 MB"; decimal units.
 std::string FormatBytes(pyx_uint64 bytes);
 

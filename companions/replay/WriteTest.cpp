@@ -15,7 +15,7 @@ unsigned long TryToWriteIn(const std::wstring& directory)
     {
         return error;
     }
-    const std::vector<char> bytes(64 * 1024);
+    const std::vector<char> bytes(1024 * 1024); // a nearly full disk still takes a few
     DWORD written = 0;
     const bool succeeded = WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     const DWORD writeError = GetLastError();

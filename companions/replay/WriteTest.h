@@ -3,7 +3,7 @@
 #include <string>
 
 /// Whether new files can be made and filled in a directory: tries it with a file
-/// of 64 kB that is gone when the call returns. The answer is 0 or the system's
+/// of 1 MB that is gone when the call returns. The answer is 0 or the system's
 /// error code. A component's answer is the same for a full disk and for a
 /// missing right; this tells them apart.
 unsigned long TryToWriteIn(const std::wstring& directory);

@@ -11,7 +11,7 @@ import tempfile
 import time
 from pathlib import Path
 
-REPLAY, PROGRAM = sys.argv[1:]
+REPLAY, PROGRAM = sys.argv[1:3]
 ENVIRONMENT = dict(os.environ, PYX_REPLAY_PROGRAM=PROGRAM)
 CASES = []
 
@@ -91,8 +91,8 @@ def a_stopped_run_saves_and_leaves_nothing(folder, video):
         wait_for(lambda: list(temp.glob("*/*/Temp3.RBV")), "three groups")
         expect([0o700], [path.stat().st_mode & 0o777 for path in temp.iterdir()], "rights of the temporary directory")
         process.send_signal(number)
-        process.wait(timeout=60)
-        expect(code, process.returncode, f"exit code after {number.name}")
+        _, error = process.communicate(timeout=60)
+        expect(code, process.returncode, f"exit code after {number.name}, {error.decode()!r}")
         wait_for(lambda: not list(temp.iterdir()), f"an empty temporary directory after {number.name}")
         check(clip.exists(), f"no clip after {number.name}")
 
