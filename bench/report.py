@@ -124,7 +124,8 @@ def table(title, head, rows):
     widths = [max(len(row[i]) for row in cells) for i in range(len(head))]
     print(f"\n{title}")
     for index, row in enumerate(cells):
-        print("  " + "  ".join(cell.ljust(w) if i == 0 else cell.rjust(w) for i, (cell, w) in enumerate(zip(row, widths))))
+        line = "  ".join(cell.ljust(w) if i == 0 else cell.rjust(w) for i, (cell, w) in enumerate(zip(row, widths)))
+        print(f"  {line}".rstrip())
         if index == 0:
             print("  " + "  ".join("-" * width for width in widths))
 
@@ -240,7 +241,7 @@ def print_cost(results):
         rows.append([label, *(f"{module} us, {ratio} its floor" for module, _, ratio in cells),
                      f"{percent(load)}, its floor {percent(least)}"])
     markdown(["1080p60 at 50 Mbit/s", "per video packet", "per audio packet", "of one processor"], rows)
-    print(f"\n{results.context['machine']}.", "The machine was busy: numbers waver." if results.context["is_busy"] else "")
+    print(f"\n{results.context['machine']}" + (". It was busy: the numbers waver." if results.context["is_busy"] else "."))
 
 
 def print_growth(results):
