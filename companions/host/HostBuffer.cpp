@@ -1,69 +1,16 @@
 #include "host/HostBuffer.h"
 
+#include "host/KeptNames.h"
+
 #include <algorithm>
 #include <cwchar>
 #include <limits>
 #include <new>
 #include <utility>
 
-namespace
-{
-
-/// The property names of the process, each kept once and for ever: packets have
-/// a handful of different ones. A list that only grows at its head, so looking
-/// up takes no lock.
-class KeptNames
-{
-public:
-    /// The kept copy of `name`, or null when there is no memory for a new one.
-    static const wchar_t* Keep(const wchar_t* name)
-    {
-        const Node* pHead = s_pHead.load(std::memory_order_acquire);
-        if (const Node* pKnown = Find(pHead, name))
-        {
-            return pKnown->text;
-        }
-        // Two threads may keep the same new name twice: names are compared by their text, so that does no harm.
-        const std::size_t length = std::wcslen(name) + 1;
-        void* pBlock = ::operator new(sizeof(Node) + length * sizeof(wchar_t), std::nothrow);
-        if (!pBlock)
-        {
-            return nullptr;
-        }
-        auto* text = reinterpret_cast<wchar_t*>(static_cast<std::byte*>(pBlock) + sizeof(Node));
-        std::wmemcpy(text, name, length);
-        Node* pNode = new (pBlock) Node{text, pHead};
-        while (!s_pHead.compare_exchange_weak(pNode->pNext, pNode, std::memory_order_release))
-        {
-        }
-        return text;
-    }
-
-private:
-    struct Node
-    {
-        const wchar_t* text;
-        const Node* pNext;
-    };
-
-    static const Node* Find(const Node* pNode, const wchar_t* name)
-    {
-        // A copy between two buffers passes the kept name itself.
-        while (pNode && pNode->text != name && std::wcscmp(pNode->text, name) != 0)
-        {
-            pNode = pNode->pNext;
-        }
-        return pNode;
-    }
-
-    static inline std::atomic<const Node*> s_pHead{nullptr};
-};
-
-} // namespace
-
 PYXInterfacePtr<HostBuffer> HostBuffer::Create(pyx_size size)
 {
-    static_assert(sizeof(HostBuffer) == 64, "what every cached packet costs");
+    static_assert(sizeof(HostBuffer) == 72, "what every cached packet costs");
     return PYXInterfacePtr<HostBuffer>(new (ByteCount{size}) HostBuffer(size));
 }
 
@@ -88,21 +35,6 @@ void HostBuffer::operator delete(void* p, ByteCount) noexcept
 void HostBuffer::operator delete(void* p) noexcept
 {
     ::operator delete(p);
-}
-
-pyx_uint32 HostBuffer::Acquire()
-{
-    return m_count.Increment();
-}
-
-pyx_uint32 HostBuffer::Release()
-{
-    const pyx_uint32 count = m_count.Decrement();
-    if (count == 0)
-    {
-        delete this;
-    }
-    return count;
 }
 
 PYX_RESULT HostBuffer::QueryInterface(const PYXGuid& id, void** out)
@@ -148,7 +80,7 @@ PYX_RESULT HostBuffer::SetProperty(const wchar_t* name, PYXVariant value)
         pProperty->value = std::move(copy);
         return PYX_OK;
     }
-    const wchar_t* keptName = KeptNames::Keep(name);
+    const wchar_t* keptName = KeepName(name);
     if (!keptName)
     {
         return PYX_OUT_OF_MEMORY;

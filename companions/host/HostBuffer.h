@@ -24,7 +24,7 @@
 /// works on the buffer at the moment. A packet travels from one owner to the
 /// next and is not worked on by two at once, so it has no lock.
 /// Lifetime: by its reference count, from Create() on.
-class HostBuffer final : public PYXBuffer, private HostObject
+class HostBuffer final : public PYXRefCounted<PYXBuffer>, private HostObject
 {
 public:
     /// A buffer of `size` bytes (0 is allowed, the bytes are not initialised)
@@ -32,8 +32,6 @@ public:
     static PYXInterfacePtr<HostBuffer> Create(pyx_size size);
 
     // PYXInterface
-    pyx_uint32 Acquire() override;
-    pyx_uint32 Release() override;
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override;
 
     // PYXPropertyStorage, without descriptions: any name can be set, and the
@@ -84,7 +82,7 @@ private:
     };
 
     explicit HostBuffer(pyx_size size);
-    ~HostBuffer() = default;
+    ~HostBuffer() override = default;
 
     // Makes room for the bytes behind the object; null when there is none.
     static void* operator new(std::size_t objectSize, ByteCount bytes) noexcept;
@@ -93,7 +91,6 @@ private:
 
     Property* Find(const wchar_t* name);
 
-    PYXReferenceCount m_count;
     pyx_size m_size;
     pyx_int64 m_pts = 0;
     pyx_int64 m_duration = 0;

@@ -9,21 +9,6 @@ PYXInterfacePtr<HostContext> HostContext::Create()
     return PYXInterfacePtr<HostContext>(new (std::nothrow) HostContext);
 }
 
-pyx_uint32 HostContext::Acquire()
-{
-    return m_count.Increment();
-}
-
-pyx_uint32 HostContext::Release()
-{
-    const pyx_uint32 count = m_count.Decrement();
-    if (count == 0)
-    {
-        delete this;
-    }
-    return count;
-}
-
 PYX_RESULT HostContext::QueryInterface(const PYXGuid& id, void** out)
 {
     if (!out)

@@ -10,14 +10,12 @@
 /// A component keeps the context while it lives, and so do the objects it makes,
 /// so a host gives its own reference back whenever it likes.
 /// Threads: any thread may call any operation.
-class HostContext final : public PYXContext, private HostObject
+class HostContext final : public PYXRefCounted<PYXContext>, private HostObject
 {
 public:
     /// Null when there is no memory for it.
     static PYXInterfacePtr<HostContext> Create();
 
-    pyx_uint32 Acquire() override;
-    pyx_uint32 Release() override;
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override;
 
     /// PYX_NOT_IMPLEMENTED: memory other than the host's.
@@ -26,7 +24,5 @@ public:
 
 private:
     HostContext() = default;
-    ~HostContext() = default;
-
-    PYXReferenceCount m_count;
+    ~HostContext() override = default;
 };
