@@ -2,7 +2,7 @@
 
 #include <utility>
 
-LiveOrder::LiveOrder(MediaReader* pVideo, MediaReader* pAudio)
+LiveOrder::LiveOrder(PacketSource* pVideo, PacketSource* pAudio)
 {
     m_video.pReader = pVideo;
     m_audio.pReader = pAudio;

@@ -22,7 +22,7 @@ class LiveOrder
 {
 public:
     /// Both readers are borrowed; without audio `pAudio` is null.
-    LiveOrder(MediaReader* pVideo, MediaReader* pAudio);
+    LiveOrder(PacketSource* pVideo, PacketSource* pAudio);
 
     /// End also when the input broke; then BrokenText() is not empty.
     ReadResult Next(MediaPacket* pPacket);
@@ -53,7 +53,7 @@ public:
 private:
     struct Lane
     {
-        MediaReader* pReader = nullptr;
+        PacketSource* pReader = nullptr;
         MediaPacket packet;
         bool waiting = false; // `packet` is read and not handed out
         bool ended = false;

@@ -3,6 +3,7 @@
 #include "replay/Text.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <string_view>
@@ -104,6 +105,7 @@ Outcome MediaReader::OpenStream(std::unique_ptr<MediaReader> pReader, AVStream* 
     MediaReader& reader = *pReader;
     reader.m_pStream = pStream;
     reader.m_pCodec = FindCodec(pStream->codecpar->codec_id);
+    reader.m_jumps = (reader.File().iformat->flags & AVFMT_TS_DISCONT) != 0;
     reader.m_stream.Choose(pStream);
     RETURN_ON_FAILURE(reader.StartFilter());
 
@@ -119,18 +121,23 @@ Outcome MediaReader::OpenStream(std::unique_ptr<MediaReader> pReader, AVStream* 
         return {};
     }
     reader.FindMissingSize(*reader.m_pFirst);
-    reader.m_orders = reader.TellsDecodeTimesOnly() && reader.m_parser.Open(reader.Parameters());
+    const bool hasParser = reader.IsReordered() && reader.m_parser.Open(reader.Parameters());
+    reader.m_orders = hasParser && reader.TellsDecodeTimesOnly();
+    reader.m_fillsIn = hasParser && reader.m_jumps;
     *ppReader = std::move(pReader);
     return {};
 }
 
 bool MediaReader::TellsDecodeTimesOnly() const
 {
-    const AVCodecID codec = m_pCodec->id;
-    const bool isReordered = codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC;
     const bool hasNone = std::find(std::begin(c_withDecodeTimesOnly), std::end(c_withDecodeTimesOnly),
                                    std::string_view(File().iformat->name)) != std::end(c_withDecodeTimesOnly);
-    return isReordered && (hasNone || m_pFirst->pts == AV_NOPTS_VALUE);
+    return hasNone || m_pFirst->pts == AV_NOPTS_VALUE;
+}
+
+bool MediaReader::IsReordered() const
+{
+    return m_pCodec->id == AV_CODEC_ID_H264 || m_pCodec->id == AV_CODEC_ID_HEVC;
 }
 
 Outcome MediaReader::StartFilter()
@@ -265,8 +272,43 @@ ReadResult MediaReader::ReadPacket(MediaPacket* pPacket)
     pPacket->duration = isEven ? ToTicks(1, {rate.den, rate.num}) : ToTicks(packet.duration, unit);
     pPacket->key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
     pPacket->video = m_pCodec->frameTypeName != nullptr;
+    if (m_fillsIn && !m_orders)
+    {
+        FillInTime(pPacket);
+    }
     m_nextTime = pPacket->pts + pPacket->duration;
+    GoOnAfterJump(packet.dts != AV_NOPTS_VALUE ? ToTicks(packet.dts, unit) : pPacket->pts, pPacket);
     return ReadResult::Packet;
+}
+
+/// Broadcasts may leave the times of some pictures out.
+void MediaReader::FillInTime(MediaPacket* pPacket)
+{
+    const PictureTimes::Place place = m_parser.Parse(*pPacket->pPacket).place;
+    if (pPacket->pPacket->pts != AV_NOPTS_VALUE)
+    {
+        m_missing.Learn(place, pPacket->pts);
+        return;
+    }
+    pPacket->pts = m_missing.Guess(place).value_or(pPacket->pts);
+}
+
+void MediaReader::GoOnAfterJump(pyx_int64 decodeTime, MediaPacket* pPacket)
+{
+    constexpr pyx_int64 tolerance = PYX_TICKS_PER_SECOND;
+    if (m_jumps && m_nextDecode != INT64_MIN && decodeTime + m_shift < m_nextDecode - tolerance)
+    {
+        const pyx_int64 own = m_nextDecode - decodeTime;
+        if (m_joints == m_pShifts->size())
+        {
+            m_pShifts->push_back(own);
+        }
+        // Streams end and begin together at a joint; when they do not, each goes on by itself.
+        const pyx_int64 common = (*m_pShifts)[m_joints++];
+        m_shift = std::abs(common - own) < tolerance ? common : own;
+    }
+    m_nextDecode = std::max(m_nextDecode, decodeTime + m_shift + pPacket->duration);
+    pPacket->pts += m_shift;
 }
 
 ReadResult MediaReader::ReadFiltered(AVPacket* pPacket)

@@ -1,11 +1,14 @@
 #pragma once
 
 #include "replay/Codecs.h"
+#include "replay/MissingTimes.h"
 #include "replay/PictureParser.h"
 #include "replay/PictureTimes.h"
 #include "replay/StreamReader.h"
 
+#include <memory>
 #include <span>
+#include <vector>
 
 /// One packet as an encoder would hand it out. Times are in ticks.
 struct MediaPacket
@@ -22,11 +25,25 @@ struct MediaPacket
     }
 };
 
+/// Where packets come from, one stream in decode order.
+class PacketSource
+{
+public:
+    /// The next packet that holds any bytes.
+    virtual ReadResult Next(MediaPacket* pPacket) = 0;
+
+    /// After ReadResult::Broken: what is wrong, FFmpeg's words.
+    virtual const std::string& BrokenText() const = 0;
+
+protected:
+    ~PacketSource() = default;
+};
+
 /// Reads one stream of a media file, in decode order.
 ///
 /// Each stream is read through an opening of the file of its own: however badly
 /// a file is interleaved, neither stream waits for the other in memory.
-class MediaReader
+class MediaReader final : public PacketSource
 {
 public:
     /// Opens the first video stream. Null and a success: the file has none, or
@@ -40,8 +57,15 @@ public:
     static Outcome OpenAudio(const std::wstring& path, int track, std::unique_ptr<MediaReader>* ppReader,
                              std::string* pLeftOut);
 
-    /// The next packet that holds any bytes.
-    ReadResult Next(MediaPacket* pPacket);
+    /// The times of recordings that were joined jump back at each joint. They are
+    /// moved to go on there, for both readers of a file by the same time when they
+    /// are told of each other before the first packet is read.
+    void StayTogetherWith(const MediaReader& other)
+    {
+        m_pShifts = other.m_pShifts;
+    }
+
+    ReadResult Next(MediaPacket* pPacket) override;
 
     const CodecRow& Codec() const
     {
@@ -87,8 +111,7 @@ public:
         return m_stream.Damages() + m_refused;
     }
 
-    /// After ReadResult::Broken: what is wrong, FFmpeg's words.
-    const std::string& BrokenText() const
+    const std::string& BrokenText() const override
     {
         return m_brokenText;
     }
@@ -101,13 +124,16 @@ private:
     Outcome FindAudio(int track, AVStream** ppStream) const;
     Outcome StartFilter();
     Outcome CannotRead(const std::string& why) const;
+    bool IsReordered() const;
     bool TellsDecodeTimesOnly() const;
+    void FillInTime(MediaPacket* pPacket);
     void TakeNewExtraData(AVPacket* pPacket);
     void FindMissingSize(const AVPacket& first);
     ReadResult ReadFiltered(AVPacket* pPacket);
     ReadResult ReadPacket(MediaPacket* pPacket);
     ReadResult ReadInOrderShown(MediaPacket* pPacket);
     void AddToOrder(MediaPacket packet);
+    void GoOnAfterJump(pyx_int64 decodeTime, MediaPacket* pPacket);
     ReadResult Fail(const std::string& text);
 
     std::string m_pathForUser;
@@ -117,13 +143,22 @@ private:
     FilterPtr m_pFilter;
     PacketPtr m_pFirst;       // read while opening, not handed out yet
     pyx_int64 m_nextTime = 0; // of a packet whose file does not tell
-    unsigned m_refused = 0;   // packets that the filter could not read
-    std::string m_trouble;    // why it refused the last one; empty: it did not
+    std::shared_ptr<std::vector<pyx_int64>> m_pShifts = std::make_shared<std::vector<pyx_int64>>(); // one per joint
+    std::size_t m_joints = 0;                                                                       // met so far
+    pyx_int64 m_shift = 0;              // since the last of them
+    pyx_int64 m_nextDecode = INT64_MIN; // when the next packet would be decoded, moved
+    unsigned m_refused = 0;             // packets that the filter could not read
+    std::string m_trouble;              // why it refused the last one; empty: it did not
     std::string m_brokenText;
+
+    // Of a file whose times jump.
+    bool m_jumps = false;
+    bool m_fillsIn = false; // times of pictures that have none
+    MissingTimes m_missing;
 
     // Of a file that tells decode times only.
     bool m_orders = false;
-    PictureParser m_parser;
+    PictureParser m_parser; // also of a file whose times jump
     PictureTimes m_times;
     std::deque<MediaPacket> m_waiting;     // until their times are known
     ReadResult m_end = ReadResult::Packet; // what came after them

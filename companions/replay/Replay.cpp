@@ -135,7 +135,12 @@ Outcome Replay::OpenAudio()
     {
         Warn(leftOut);
     }
-    return m_pAudio ? CheckContainer(m_options.output, *m_pAudio) : Outcome();
+    if (!m_pAudio)
+    {
+        return {};
+    }
+    m_pAudio->StayTogetherWith(*m_pVideo);
+    return CheckContainer(m_options.output, *m_pAudio);
 }
 
 Outcome Replay::Feed(Session* pSession)

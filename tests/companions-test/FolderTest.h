@@ -1,0 +1,58 @@
+#pragma once
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+/// An empty folder in which files of ours lie beside those of somebody else; it is
+/// listed as "a b b/c".
+class FolderTest : public testing::Test
+{
+protected:
+    FolderTest()
+    {
+        fs::remove_all(m_folder);
+        fs::create_directories(m_folder);
+    }
+
+    ~FolderTest() override
+    {
+        std::error_code ignored;
+        fs::remove_all(m_folder, ignored);
+    }
+
+    fs::path Put(const fs::path& name, const char* content = "theirs") const
+    {
+        const fs::path path = m_folder / name;
+        fs::create_directories(path.parent_path());
+        std::ofstream(path, std::ios::binary) << content;
+        return path;
+    }
+
+    static std::string Read(const fs::path& path)
+    {
+        std::ifstream file(path, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+
+    std::string List() const
+    {
+        std::vector<std::string> names;
+        for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_folder))
+        {
+            names.push_back(entry.path().lexically_relative(m_folder).generic_string());
+        }
+        std::sort(names.begin(), names.end());
+        std::string list;
+        for (const std::string& name : names) { list += (list.empty() ? "" : " ") + name; }
+        return list;
+    }
+
+    fs::path m_folder = fs::temp_directory_path() / "pyx-folder-test";
+};
