@@ -6,7 +6,9 @@
 
 #include <objbase.h>
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -201,18 +203,20 @@ PYX_RESULT FromBool(PYXVariant* pDest, bool value, PYXVariantType type)
 
 /// A number's text as one of the two text kinds. The wide form holds at most 255
 /// characters.
-PYX_RESULT SetNumberText(PYXVariant* pDest, const std::string& text, PYXVariantType type)
+PYX_RESULT SetNumberText(PYXVariant* pDest, const char* text, PYXVariantType type)
 {
     if (type == PYX_VARIANT_STRING)
     {
-        return PYXVariantAssignString(pDest, text.c_str());
+        return PYXVariantAssignString(pDest, text);
     }
-    const std::string_view cut = std::string_view(text).substr(0, 255);
-    return PYXVariantAssignWString(pDest, std::wstring(cut.begin(), cut.end()).c_str());
+    wchar_t wide[256] = {};
+    std::copy_n(text, std::min(strlen(text), std::size(wide) - 1), wide);
+    return PYXVariantAssignWString(pDest, wide);
 }
 
 PYX_RESULT FromInt64(PYXVariant* pDest, pyx_int64 value, PYXVariantType type)
 {
+    PYXNumberText text;
     switch (type)
     {
     case PYX_VARIANT_BOOL:
@@ -223,7 +227,7 @@ PYX_RESULT FromInt64(PYXVariant* pDest, pyx_int64 value, PYXVariantType type)
         return SetFloat(pDest, static_cast<float>(value));
     case PYX_VARIANT_STRING:
     case PYX_VARIANT_WSTRING:
-        return SetNumberText(pDest, PYXFormatInt64(value), type);
+        return SetNumberText(pDest, PYXFormatInt64(value, &text), type);
     default:
         return PYX_INVALID_ARG;
     }
@@ -232,6 +236,7 @@ PYX_RESULT FromInt64(PYXVariant* pDest, pyx_int64 value, PYXVariantType type)
 /// A double or a single; one does not convert to the other.
 template <class Real> PYX_RESULT FromReal(PYXVariant* pDest, Real value, PYXVariantType type)
 {
+    PYXNumberText text;
     switch (type)
     {
     case PYX_VARIANT_BOOL:
@@ -240,7 +245,7 @@ template <class Real> PYX_RESULT FromReal(PYXVariant* pDest, Real value, PYXVari
         return SetInt64(pDest, Truncate(value));
     case PYX_VARIANT_STRING:
     case PYX_VARIANT_WSTRING:
-        return SetNumberText(pDest, PYXFormatReal(static_cast<double>(value)), type);
+        return SetNumberText(pDest, PYXFormatReal(static_cast<double>(value), &text), type);
     default:
         return PYX_INVALID_ARG;
     }

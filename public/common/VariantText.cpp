@@ -9,7 +9,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
 #include <limits>
 #include <locale.h>
 #include <string_view>
@@ -249,20 +248,18 @@ PYXColor PYXParseColor(const char* text, PYX_RESULT* pError)
     return {low(r), low(g), low(b), low(a)};
 }
 
-std::string PYXFormatInt64(pyx_int64 value)
+const char* PYXFormatInt64(pyx_int64 value, PYXNumberText* pText)
 {
-    return std::to_string(value);
+    *std::to_chars(pText->data(), pText->data() + pText->size() - 1, value).ptr = '\0';
+    return pText->data();
 }
 
-std::string PYXFormatReal(double value)
+const char* PYXFormatReal(double value, PYXNumberText* pText)
 {
-    if (std::isnan(value))
-    {
-        return "nan"; // without the sign that some carry
-    }
-    char text[400]; // the largest has 309 digits before its point
-    const std::to_chars_result end = std::to_chars(text, std::end(text), value, std::chars_format::fixed, 6);
-    return {text, end.ptr};
+    const double shown = std::isnan(value) ? std::abs(value) : value; // some carry a sign
+    char* const pEnd = pText->data() + pText->size() - 1;
+    *std::to_chars(pText->data(), pEnd, shown, std::chars_format::fixed, 6).ptr = '\0';
+    return pText->data();
 }
 
 std::string PYXFormatRect(const PYXRect& rect)

@@ -2,6 +2,7 @@
 
 #include "common/Variant.h"
 
+#include <array>
 #include <cstddef>
 #include <string>
 
@@ -62,10 +63,17 @@ PYXRate PYXParseRate(const char* text, PYX_RESULT* pError);
 /// "r,g,b,a", each number cut to its low 8 bits; opaque black on failure.
 PYXColor PYXParseColor(const char* text, PYX_RESULT* pError);
 
-/// Formatting: numbers with commas between them, real ones with six decimals and
-/// a point whatever the locale, or as "inf", "-inf" and "nan".
-std::string PYXFormatInt64(pyx_int64 value);
-std::string PYXFormatReal(double value);
+/// The longest text of one number and its terminator: the largest double has 309
+/// digits before its point.
+using PYXNumberText = std::array<char, 400>;
+
+/// Formatting of one number into `*pText`, whose terminated text is the result.
+/// A real one has six decimals and a point whatever the locale, or is "inf",
+/// "-inf" or "nan".
+const char* PYXFormatInt64(pyx_int64 value, PYXNumberText* pText);
+const char* PYXFormatReal(double value, PYXNumberText* pText);
+
+/// Formatting: numbers with commas between them.
 std::string PYXFormatRect(const PYXRect& rect);
 std::string PYXFormatPair(pyx_int32 first, pyx_int32 second);
 std::string PYXFormatRate(const PYXRate& rate);
