@@ -1,7 +1,8 @@
 #include "support/RingBufferTest.h"
 
+#include <algorithm>
 #include <iostream>
-#include <numeric>
+#include <vector>
 
 namespace
 {
