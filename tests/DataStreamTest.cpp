@@ -79,7 +79,7 @@ protected:
     static std::string Traces() { return Companions::Get().Take(&Companions::traces); }
 
     const bool m_isMemory = GetParam().isMemory;
-    TempDirectory m_temp;
+    TestDirectory m_temp;
     const std::filesystem::path m_path = m_temp.path / "Stream";
     std::unique_ptr<PYXDataStreamImpl> m_pStream;
 };

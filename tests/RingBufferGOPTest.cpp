@@ -39,7 +39,7 @@ protected:
 
     static std::string Traces() { return Companions::Get().Take(&Companions::traces); }
 
-    TempDirectory m_temp;
+    TestDirectory m_temp;
     const PYXInterfacePtr<HostContext> m_spContext = HostContext::Create();
     std::unique_ptr<PYXRingBufferGOP> m_pGOP;
 };

@@ -114,7 +114,7 @@ TEST_F(RingBufferImplTest, MakesItsDirectoryNewAndTakesItAway)
     Set(L"TempPath", (m_temp.path / "." / "a" / "b").c_str()); // the parents are missing
     EXPECT_EQ(Files(), "a");
     Feed("V1K V2K");
-    EXPECT_EQ(TempDirectory::List(m_temp.path / "a" / "b"), "Temp1.RBV Temp2.RBV");
+    EXPECT_EQ(TestDirectory::List(m_temp.path / "a" / "b"), "Temp1.RBV Temp2.RBV");
 }
 
 TEST_F(RingBufferImplTest, PassesMuxerFailuresOn)

@@ -8,9 +8,10 @@ namespace
 
 using OutputFileTest = FolderTest;
 
-TEST_F(OutputFileTest, AFileTakesItsNameWhenItIsCompleteAndCanBeReadBackWhileItIsWritten)
+TEST_F(OutputFileTest, AFileTakesItsNameWhenItIsCompleteAndNobodyElsesFileIsTouched)
 {
     const fs::path clip = Put("clip.mp4", "older");
+    Put("clip.mp4.part");
     OutputFile file;
     ASSERT_TRUE(file.Create(clip.wstring()));
     const pyx_uint8 bytes[] = {'n', 'e', 'w', 'e', 'r'};
@@ -24,8 +25,9 @@ TEST_F(OutputFileTest, AFileTakesItsNameWhenItIsCompleteAndCanBeReadBackWhileItI
     EXPECT_EQ(file.GetSize(), 5);
 
     ASSERT_TRUE(file.Commit());
-    EXPECT_EQ(List(), "clip.mp4");
+    EXPECT_EQ(List(), "clip.mp4 clip.mp4.part");
     EXPECT_EQ(Read(clip), "newer");
+    EXPECT_EQ(Read(m_folder / "clip.mp4.part"), "theirs");
 }
 
 TEST_F(OutputFileTest, WhatIsGivenUpLeavesNothingAndFailuresSayWhy)

@@ -10,7 +10,7 @@ std::string Get(PYXPropertyStorage* pStorage, const wchar_t* name)
     return result == PYX_OK ? Text(value.Get()) : "error " + std::to_string(result);
 }
 
-std::string TempDirectory::List(const std::filesystem::path& directory)
+std::string TestDirectory::List(const std::filesystem::path& directory)
 {
     std::error_code error; // the directory may go while it is read, when it is another host's
     std::filesystem::directory_iterator entry(directory, error);

@@ -18,12 +18,12 @@
 std::string Get(PYXPropertyStorage* pStorage, const wchar_t* name);
 
 /// A path that a test may use; nothing exists there at its begin and end.
-struct TempDirectory
+struct TestDirectory
 {
-    TempDirectory() { std::filesystem::remove_all(path); }
-    TempDirectory(const TempDirectory&) = delete;
-    TempDirectory& operator=(const TempDirectory&) = delete;
-    ~TempDirectory()
+    TestDirectory() { std::filesystem::remove_all(path); }
+    TestDirectory(const TestDirectory&) = delete;
+    TestDirectory& operator=(const TestDirectory&) = delete;
+    ~TestDirectory()
     {
         std::error_code error;
         std::filesystem::remove_all(path, error);
@@ -89,7 +89,7 @@ protected:
 
     FaultPlan& m_faults = FaultPlan::Get();
     Companions& m_companions = Companions::Get();
-    TempDirectory m_temp;
+    TestDirectory m_temp;
     std::unique_ptr<LoadedModule> m_pModule = std::make_unique<LoadedModule>();
     PYXInterfacePtr<HostContext> m_spContext = HostContext::Create();
     PYXInterfacePtr<PYXComponentEx> m_spComponent;
