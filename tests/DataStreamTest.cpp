@@ -188,7 +188,7 @@ TEST_P(DataStreamTest, KeepsItsBytesHoweverOftenItMoves)
     std::string all;
     for (size_t i = 0; i < 40; ++i)
     {
-        const std::string part(997 * (i % 5 + 1), static_cast<char>('a' + i % 26));
+        const std::string part(1024 * (i % 5 + 1), static_cast<char>('a' + i % 26));
         EXPECT_EQ(Write(part), PYX_OK);
         all += part;
     }
