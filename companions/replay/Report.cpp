@@ -47,7 +47,7 @@ std::string ReportAsTable(const Report& report)
 {
     const ClipContents clip = report.clip.value_or(ClipContents());
     return Row("In", Packets(report.in.videoPackets, report.in.audioPackets, report.in.bytes)) +
-           Row("Kept", std::to_string(clip.groups) + (clip.groups == 1 ? " GOP, " : " GOPs, ") +
+           Row("Kept", std::to_string(clip.groups) + (clip.groups == 1 ? " group, " : " groups, ") +
                            FormatSeconds(clip.seconds, 2) + " s") +
            Row("Covers", Covers(report)) + Row("Written", Packets(clip.videoPackets, clip.audioPackets, clip.bytes)) +
            Row("Output", report.clip ? PathForUser(report.output) : "none") +
