@@ -73,21 +73,7 @@ Outcome ClipFile::Prepare(const std::wstring& path, const std::wstring& input)
     {
         return {ExitCode::BadUsage, "the output would replace the input " + PathForUser(input)};
     }
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)))
-    {
-        return {ExitCode::CannotWrite,
-                "cannot write " + PathForUser(path) +
-                    ((attributes & FILE_ATTRIBUTE_DIRECTORY) ? ": it is a directory" : ": it is read-only")};
-    }
-    if (const DWORD error = TryToWriteIn(DirectoryOf(path)); error != ERROR_SUCCESS)
-    {
-        return {ExitCode::CannotWrite,
-                "cannot write " + PathForUser(path) + ": " +
-                    (error == ERROR_PATH_NOT_FOUND ? "its directory does not exist"
-                                                   : "its directory takes no new files: " + SystemReason(error))};
-    }
-    return {};
+    return CheckWritable(path);
 }
 
 bool ClipFile::IsNew() const

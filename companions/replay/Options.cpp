@@ -11,6 +11,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <span>
 #include <sstream>
 #include <utility>
 #include <vector>
@@ -22,6 +23,7 @@ namespace
 {
 
 constexpr std::array c_containers = {".mp4", ".mov", ".mkv"};
+constexpr std::array c_pages = {".html", ".htm"};
 
 /// The arguments without the program's name, last one first, as the parser
 /// wants them.
@@ -57,11 +59,10 @@ std::string SystemTempDirectory()
     return ToUtf8(path);
 }
 
-bool EndsInContainer(std::string path)
+bool EndsInOneOf(std::span<const char* const> endings, std::string path)
 {
     std::transform(path.begin(), path.end(), path.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; });
-    return std::any_of(c_containers.begin(), c_containers.end(),
-                       [&path](const char* ending) { return path.ends_with(ending); });
+    return std::any_of(endings.begin(), endings.end(), [&path](const char* ending) { return path.ends_with(ending); });
 }
 
 ProgressStyle StyleForStandardError()
@@ -217,9 +218,18 @@ Outcome TakePath(const char* option, const std::string& path, std::wstring* pFul
 Outcome TakeOutput(const std::string& path, Options* pOptions)
 {
     RETURN_ON_FAILURE(TakePath("--output", path, &pOptions->output));
-    return EndsInContainer(path) ? Outcome()
-                                 : Outcome(ExitCode::BadUsage, "the output must end in .mp4, .mov or .mkv: " +
-                                                                   PathForUser(pOptions->output));
+    return EndsInOneOf(c_containers, path) ? Outcome()
+                                           : Outcome(ExitCode::BadUsage, "the output must end in .mp4, .mov or .mkv: " +
+                                                                             PathForUser(pOptions->output));
+}
+
+/// Its ending keeps it apart from the input and the clip, which it would replace.
+Outcome TakeReport(const std::string& path, Options* pOptions)
+{
+    RETURN_ON_FAILURE(TakePath("--report", path, &pOptions->report));
+    return EndsInOneOf(c_pages, path)
+               ? Outcome()
+               : Outcome(ExitCode::BadUsage, "the report must end in .html: " + PathForUser(pOptions->report));
 }
 
 /// Options that were not given keep what `*pOptions` had.
@@ -239,8 +249,7 @@ Outcome Take(const CLI::App& app, const Arguments& arguments, Options* pOptions)
     RETURN_ON_FAILURE(TakeOutput(arguments.output, pOptions));
     RETURN_ON_FAILURE(
         TakePath("--temp", app.count("--temp") > 0 ? arguments.temp : SystemTempDirectory(), &pOptions->temp));
-    RETURN_ON_FAILURE(app.count("--report") > 0 ? TakePath("--report", arguments.report, &pOptions->report)
-                                                : Outcome());
+    RETURN_ON_FAILURE(app.count("--report") > 0 ? TakeReport(arguments.report, pOptions) : Outcome());
     RETURN_ON_FAILURE(TakeDuration(arguments.duration, pOptions));
     RETURN_ON_FAILURE(app.count("--audio") > 0 ? TakeAudio(arguments.audio, pOptions) : Outcome());
     RETURN_ON_FAILURE(app.count("--save-at") > 0 ? TakeSaveTimes(arguments.saveAt, pOptions) : Outcome());

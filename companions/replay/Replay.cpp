@@ -78,7 +78,7 @@ Outcome Replay::Run()
 
     Outcome outcome;
     {
-        Session session(nullptr);
+        Session session(m_pObserver);
         RETURN_ON_FAILURE(session.Open(m_options, m_options.output, scratch.Path(), *m_pVideo, m_pAudio.get()));
         RETURN_ON_FAILURE(scratch.Check());
         m_fed = true;
@@ -240,6 +240,10 @@ Outcome Replay::Finish(Session* pSession)
     RETURN_ON_FAILURE(m_clip.ReadBack(&contents));
     m_report.clip = contents;
     m_report.stretch = std::move(saved.stretch);
+    if (m_pObserver)
+    {
+        m_pObserver->OnSaved(m_report.stretch);
+    }
     WarnOfMissing();
     return {};
 }

@@ -10,7 +10,8 @@
 class Replay
 {
 public:
-    explicit Replay(const Options& options) : m_options(options)
+    /// The observer is borrowed and may be null.
+    Replay(const Options& options, SessionObserver* pObserver) : m_options(options), m_pObserver(pObserver)
     {
     }
 
@@ -40,6 +41,7 @@ private:
     void WarnOfMissing();
 
     const Options& m_options;
+    SessionObserver* const m_pObserver;
     std::unique_ptr<MediaReader> m_pVideo;
     std::unique_ptr<MediaReader> m_pAudio; // null without audio
     ClipFile m_clip;

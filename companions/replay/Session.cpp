@@ -109,10 +109,8 @@ Outcome Session::Submit(const MediaPacket& packet)
     {
         RETURN_ON_FAILURE(PrepareGroup(packet));
     }
-    const auto start = std::chrono::steady_clock::now();
     const PYX_RESULT result = packet.video ? SubmitVideo(packet.Bytes(), packet.pts, packet.duration, packet.key)
                                            : SubmitAudio(packet.Bytes(), packet.pts, packet.duration);
-    const auto taken = std::chrono::steady_clock::now() - start;
     if (!packet.video && !m_ram && result == PYX_FILE_NOT_OPEN)
     {
         ++m_intake.lateAudio; // that packet is lost, the session goes on
@@ -122,7 +120,8 @@ Outcome Session::Submit(const MediaPacket& packet)
     Note(packet);
     if (m_pObserver)
     {
-        m_pObserver->OnSubmitted({packet.video, packet.key, packet.pts, packet.duration, packet.Bytes().size(), taken});
+        m_pObserver->OnSubmitted(
+            {packet.video, packet.key, packet.pts, packet.duration, packet.Bytes().size(), m_taken});
     }
     return {};
 }
@@ -139,6 +138,14 @@ Outcome Session::Stored(PYX_RESULT result) const
                        : Outcome(ExitCode::CannotWrite, text + " in " + PathForUser(m_scratch) + ": " + why);
 }
 
+PYX_RESULT Session::SubmitTimed(PYXInput* pInput, PYXBuffer* pBuffer)
+{
+    const auto start = std::chrono::steady_clock::now();
+    const PYX_RESULT result = pInput->SubmitInput(pBuffer);
+    m_taken = std::chrono::steady_clock::now() - start;
+    return result;
+}
+
 PYX_RESULT Session::SubmitVideo(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration, bool key)
 {
     const PYXInterfacePtr<HostBuffer> spBuffer = MakeBuffer(bytes);
@@ -149,7 +156,7 @@ PYX_RESULT Session::SubmitVideo(std::span<const pyx_uint8> bytes, pyx_int64 pts,
     spBuffer->SetPts(pts);
     spBuffer->SetDuration(duration);
     spBuffer->SetProperty(m_pVideoCodec->frameTypeName, PYXVariantFromInt64(key ? 0 : m_pVideoCodec->regularFrameType));
-    return m_spVideo->SubmitInput(spBuffer.Get());
+    return SubmitTimed(m_spVideo.Get(), spBuffer.Get());
 }
 
 PYX_RESULT Session::SubmitAudio(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration)
@@ -161,7 +168,7 @@ PYX_RESULT Session::SubmitAudio(std::span<const pyx_uint8> bytes, pyx_int64 pts,
     }
     spBuffer->SetPts(pts);
     spBuffer->SetDuration(duration);
-    return m_spAudio->SubmitInput(spBuffer.Get());
+    return SubmitTimed(m_spAudio.Get(), spBuffer.Get());
 }
 
 /// Before a start packet, which closes the group before it and trims.

@@ -76,6 +76,7 @@ private:
     Outcome FindInput(pyx_int64 streamType, PYXInterfacePtr<PYXInput>* pspInput);
     Outcome KeepSeconds(pyx_int64 seconds);
     Outcome Stored(PYX_RESULT result) const;
+    PYX_RESULT SubmitTimed(PYXInput* pInput, PYXBuffer* pBuffer);
     PYX_RESULT SubmitVideo(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration, bool key);
     PYX_RESULT SubmitAudio(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration);
     Outcome PrepareGroup(const MediaPacket& packet);
@@ -102,8 +103,9 @@ private:
     std::wstring m_scratch;
     bool m_ram = false;
     bool m_exact = false;
-    pyx_int64 m_asked = 0;   // seconds
-    pyx_int64 m_seconds = 0; // the component's "Duration" now
+    pyx_int64 m_asked = 0;              // seconds
+    pyx_int64 m_seconds = 0;            // the component's "Duration" now
+    std::chrono::nanoseconds m_taken{}; // by the last SubmitInput
     KeptGroups m_groups;
     Intake m_intake;
 };

@@ -1,6 +1,7 @@
 #include "replay/WriteTest.h"
 
 #include "common/Handles.h"
+#include "replay/Text.h"
 
 #include <vector>
 
@@ -26,4 +27,23 @@ std::wstring DirectoryOf(const std::wstring& path)
 {
     const std::size_t separator = path.find_last_of(L"\\/");
     return separator == std::wstring::npos ? L"." : path.substr(0, separator);
+}
+
+Outcome CheckWritable(const std::wstring& path)
+{
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)))
+    {
+        return {ExitCode::CannotWrite,
+                "cannot write " + PathForUser(path) +
+                    ((attributes & FILE_ATTRIBUTE_DIRECTORY) ? ": it is a directory" : ": it is read-only")};
+    }
+    if (const DWORD error = TryToWriteIn(DirectoryOf(path)); error != ERROR_SUCCESS)
+    {
+        return {ExitCode::CannotWrite,
+                "cannot write " + PathForUser(path) + ": " +
+                    (error == ERROR_PATH_NOT_FOUND ? "its directory does not exist"
+                                                   : "its directory takes no new files: " + SystemReason(error))};
+    }
+    return {};
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "replay/Outcome.h"
+
 #include <string>
 
 /// Whether new files can be made and filled in a directory: tries it with a file
@@ -10,3 +12,7 @@ unsigned long TryToWriteIn(const std::wstring& directory);
 
 /// What a path has before its last name: "C:\a\b.mp4" -> "C:\a".
 std::wstring DirectoryOf(const std::wstring& path);
+
+/// Finds out, before hours of work go into a file, that it cannot be written
+/// there. CannotWrite: why.
+Outcome CheckWritable(const std::wstring& path);

@@ -3,7 +3,9 @@
 #include "replay/Completed.h"
 #include "replay/Interrupt.h"
 #include "replay/Replay.h"
+#include "replay/ReportPage.h"
 #include "replay/Text.h"
+#include "replay/WriteTest.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -49,6 +51,19 @@ int End(Outcome outcome, const std::string& report)
     return static_cast<int>(outcome.Code());
 }
 
+/// Runs, and writes the page of the run if one was asked for and anything went in.
+Outcome RunWithPage(const Options& options, Replay* pReplay, const Timeline& timeline)
+{
+    RETURN_ON_FAILURE(options.report.empty() ? Outcome() : CheckWritable(options.report));
+    Outcome outcome = pReplay->Run();
+    if (!options.report.empty() && pReplay->HasReport())
+    {
+        const Outcome written = WriteReportPage(options, pReplay->Result(), outcome, timeline);
+        outcome = outcome.IsOk() ? written : outcome;
+    }
+    return outcome;
+}
+
 } // namespace
 
 int main()
@@ -72,8 +87,9 @@ int main()
     CatchInterrupt();
     const ControlFile control(options.control);
 
-    Replay replay(options);
-    const Outcome outcome = replay.Run();
+    Timeline timeline;
+    Replay replay(options, &timeline);
+    const Outcome outcome = RunWithPage(options, &replay, timeline);
     const bool showTable = replay.HasReport() && !options.quiet;
     const std::string table = showTable ? ReportAsTable(replay.Result()) : "";
     return End(outcome, options.json ? ReportAsJson(replay.Result(), outcome) : table);

@@ -12,6 +12,7 @@ PACKAGES_RUN=(wine64)
 PACKAGES_MEDIA=(ffmpeg)                          # test videos, and the judge of what was written
 PACKAGES_SOURCE=(dpkg-dev make gcc libc6-dev)    # unpacking source packages and building FFmpeg's libraries
 PACKAGES_TEST=(googletest clang lld python3)     # the second compiler is the binary contract's
+PACKAGES_PAGE=(chromium)                         # opens the sample host's page of a run
 PYX_LLVM=19                                      # both releases of Debian have it, and others format differently
 PACKAGES_LINT=("clang-format-$PYX_LLVM" "clang-tidy-$PYX_LLVM" cppcheck)
 

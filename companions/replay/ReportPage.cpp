@@ -1,0 +1,249 @@
+#include "replay/ReportPage.h"
+
+#include "muxer/OutputFile.h"
+#include "replay/Completed.h"
+#include "replay/Text.h"
+
+#include <algorithm>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <vector>
+#include <windows.h>
+
+namespace
+{
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::string_view c_placeForRun = "@RUN@";
+
+/// The resource that report.rc makes of report.html.
+std::string_view Template()
+{
+    const HRSRC resource = FindResourceW(nullptr, L"REPORT_PAGE", RT_RCDATA);
+    const HGLOBAL loaded = resource ? LoadResource(nullptr, resource) : nullptr; // stays loaded as the program does
+    const void* pData = loaded ? LockResource(loaded) : nullptr;
+    return pData ? std::string_view(static_cast<const char*>(pData), SizeofResource(nullptr, resource))
+                 : std::string_view();
+}
+
+/// A name as part of an address.
+std::string EncodeForUrl(const std::string& text)
+{
+    constexpr const char* hex = "0123456789ABCDEF";
+    constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
+    std::string url;
+    for (const char c : text)
+    {
+        const auto byte = static_cast<unsigned char>(c);
+        url += plain.find(c) != plain.npos ? std::string(1, c) : std::string{'%', hex[byte >> 4], hex[byte & 15]};
+    }
+    return url;
+}
+
+/// The names that a path is made of.
+std::vector<std::string> NamesOf(const std::string& path)
+{
+    const char* separators = path.starts_with('/') ? "/" : "\\/"; // a name on Linux may hold a backslash
+    std::vector<std::string> names;
+    std::size_t start = 0;
+    for (std::size_t end = 0; end != path.npos; start = end + 1)
+    {
+        end = path.find_first_of(separators, start);
+        names.push_back(path.substr(start, end - start));
+    }
+    return names;
+}
+
+/// Where the page finds the clip, by full paths. It is relative, so that both
+/// can be moved together.
+std::string UrlOf(const std::string& clip, const std::string& page)
+{
+    const std::vector<std::string> to = NamesOf(clip);
+    const std::vector<std::string> from = NamesOf(page);
+    const auto [clipOnly, pageOnly] = std::mismatch(to.begin(), to.end() - 1, from.begin(), from.end() - 1);
+    const bool otherDrive = clipOnly == to.begin();
+    std::vector<std::string> parts = {"file://", to.front()};
+    if (!otherDrive)
+    {
+        parts.assign(static_cast<std::size_t>(from.end() - 1 - pageOnly), "..");
+    }
+    std::transform(clipOnly + (otherDrive ? 1 : 0), to.end(), std::back_inserter(parts), EncodeForUrl);
+    std::string url = parts.front();
+    std::for_each(parts.begin() + 1, parts.end(), [&url](const std::string& part) { url.append("/").append(part); });
+    return url;
+}
+
+/// The run's numbers as the page reads them: times in seconds from the input's
+/// first picture, costs in microseconds.
+class RunAsJson
+{
+public:
+    RunAsJson(const Timeline& timeline, pyx_int64 origin) : m_timeline(timeline), m_origin(origin)
+    {
+    }
+
+    Json TimelineAsJson(const Options& options) const
+    {
+        Json json = {{"from", Time(m_timeline.All().start)},
+                     {"to", Time(m_timeline.All().end)},
+                     {"duration", options.duration},
+                     {"storage", options.ram ? "memory" : "temporary files"},
+                     {"bytesOutside", m_timeline.BytesOutside()},
+                     {"groups", Json::array()},
+                     {"audio", Json::array()},
+                     {"saves", Json::array()}};
+        json["rate"] = {{"from", Time(m_timeline.RateStart())},
+                        {"step", Seconds(m_timeline.RateStep())},
+                        {"bytes", m_timeline.Rate()}};
+        std::ranges::transform(m_timeline.Groups(), std::back_inserter(json["groups"]),
+                               [this](const TimelineGroup& group) { return GroupAsJson(group); });
+        std::ranges::transform(m_timeline.Audio(), std::back_inserter(json["audio"]), [this](const TimelineSpan& span) {
+            return Json::array({Time(span.start), Time(span.end)});
+        });
+        std::ranges::transform(m_timeline.Saves(), std::back_inserter(json["saves"]),
+                               [this](const TimelineSave& save) { return Json{{"at", Time(save.at)}}; });
+        return json;
+    }
+
+    Json ClipAsJson(const TimelineSave& save, const std::wstring& clip, const std::wstring& page) const
+    {
+        const std::string path = PathForUser(clip);
+        return {{"name", NamesOf(path).back()},
+                {"url", UrlOf(path, PathForUser(page))},
+                {"from", Time(save.covered.start)},
+                {"to", Time(save.covered.end)}};
+    }
+
+    Json SubmitAsJson() const
+    {
+        SubmitTimes all;
+        Json kinds = Json::array({nullptr});
+        for (const auto& [kind, name] :
+             {std::pair(PacketKind::Start, "group starts"), std::pair(PacketKind::Regular, "other video"),
+              std::pair(PacketKind::Audio, "audio")})
+        {
+            all.Add(m_timeline.Times(kind));
+            kinds.push_back(TimesAsJson(m_timeline.Times(kind), name));
+        }
+        kinds.front() = TimesAsJson(all, "all");
+        Json buckets = Json::array();
+        for (pyx_int64 from = 0, to = 0; from <= all.Longest(); from = to)
+        {
+            to = from +
+                 std::max<pyx_int64>(1, static_cast<pyx_int64>(std::bit_floor(static_cast<pyx_uint64>(from))) / 4);
+            if (const pyx_uint64 calls = all.CountBetween(from, to); calls > 0)
+            {
+                buckets.push_back({{"from", Micros(from)}, {"to", Micros(to)}, {"calls", calls}});
+            }
+        }
+        return {{"kinds", kinds}, {"buckets", buckets}};
+    }
+
+private:
+    static double Seconds(pyx_int64 ticks)
+    {
+        return static_cast<double>(ticks) / PYX_TICKS_PER_SECOND;
+    }
+
+    static double Micros(pyx_int64 ticks)
+    {
+        return static_cast<double>(ticks) * 1e6 / PYX_TICKS_PER_SECOND;
+    }
+
+    double Time(pyx_int64 pts) const
+    {
+        return Seconds(pts - m_origin);
+    }
+
+    Json GroupAsJson(const TimelineGroup& group) const
+    {
+        constexpr const char* fates[] = {"kept", "dropped", "written", "cut"};
+        return {{"start", Time(group.start)},
+                {"end", Time(group.end)},
+                {"groups", group.groups},
+                {"pictures", group.pictures},
+                {"audioPackets", group.audioPackets},
+                {"bytes", group.bytes},
+                {"fate", fates[static_cast<std::size_t>(group.fate)]},
+                {"clip", group.clip},
+                {"cutAt", Time(group.cutAt)},
+                {"heldFrom", Time(group.heldFrom)},
+                {"heldBytes", group.heldBytes},
+                {"peakBytes", group.peakBytes}};
+    }
+
+    static Json TimesAsJson(const SubmitTimes& times, const char* name)
+    {
+        return {{"name", name},
+                {"calls", times.Count()},
+                {"p50", Micros(times.Percentile(50))},
+                {"p99", Micros(times.Percentile(99))},
+                {"longest", Micros(times.Longest())}};
+    }
+
+    const Timeline& m_timeline;
+    const pyx_int64 m_origin;
+};
+
+/// So that no text in it can end the page's element, or start a comment in it.
+std::string AsElementText(const Json& json)
+{
+    std::string text = json.dump(-1, ' ', true, Json::error_handler_t::replace); // ASCII only
+    for (std::size_t at = text.find('<'); at != std::string::npos; at = text.find('<', at))
+    {
+        text.replace(at, 1, "\\u003c");
+    }
+    return text;
+}
+
+std::string RunAsText(const Options& options, const Report& report, const Outcome& run, const Timeline& timeline)
+{
+    const RunAsJson asJson(timeline, report.origin);
+    const std::string input = PathForUser(options.input);
+    Json json = {{"summary", Json::parse(ReportAsJson(report, run))},
+                 {"input", {{"name", NamesOf(input).back()}, {"path", input}}},
+                 {"clips", Json::array()},
+                 {"timeline", asJson.TimelineAsJson(options)},
+                 {"submit", asJson.SubmitAsJson()}};
+    if (report.clip && !timeline.Saves().empty())
+    {
+        json["clips"].push_back(asJson.ClipAsJson(timeline.Saves().front(), report.output, options.report));
+    }
+    return AsElementText(json);
+}
+
+/// The bytes in a file of that name; empty, or the system's reason.
+std::wstring WriteFileOf(std::initializer_list<std::string_view> parts, const std::wstring& path)
+{
+    OutputFile file;
+    const bool written = file.Create(path) &&
+                         std::ranges::all_of(parts,
+                                             [&file](std::string_view part) {
+                                                 return file.Write(reinterpret_cast<const pyx_uint8*>(part.data()),
+                                                                   static_cast<pyx_uint32>(part.size()));
+                                             }) &&
+                         file.Commit();
+    return written ? std::wstring() : file.GetErrorText();
+}
+
+} // namespace
+
+Outcome WriteReportPage(const Options& options, const Report& report, const Outcome& run, const Timeline& timeline)
+{
+    const std::string_view page = Template();
+    const std::size_t place = page.find(c_placeForRun);
+    if (place == std::string_view::npos)
+    {
+        return {ExitCode::Failed, "this program has no report page in it"};
+    }
+    const std::string text = RunAsText(options, report, run, timeline);
+    const std::wstring why =
+        WriteFileOf({page.substr(0, place), text, page.substr(place + c_placeForRun.size())}, options.report);
+    if (!why.empty())
+    {
+        return {ExitCode::CannotWrite, "cannot write " + PathForUser(options.report) + ": " + ToUtf8(why)};
+    }
+    ListCompleted(options.report);
+    return {};
+}
