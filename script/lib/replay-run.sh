@@ -10,6 +10,7 @@
 #   private/replay.lock    held as long as this script or the program lives
 #   private/control        requests for the program, a line each
 #   private/completed      the files that the program has completed, and its own end
+#   private/status         its exit code
 #
 # The program gets `control` as this process's open file: when this process is gone, so is that name, and the program
 # saves and ends. It runs in a session of its own, so that no signal of a terminal reaches it, nor Wine.
@@ -69,10 +70,10 @@ open_output()
 close_output()
 {
     exec 3<&- 4>&- 5>&-
-    [[ ${#cats[@]} -eq 0 ]] || wait "${cats[@]}"
+    [[ ${#cats[@]} -eq 0 ]] || wait "${cats[@]}" || true # a terminal that is gone takes nothing
 }
 
-# Prints the program's process number, and when it has ended its exit code.
+# Prints the program's process number, and ends its output with the program.
 keep_program()
 {
     local result=0
@@ -80,8 +81,8 @@ keep_program()
     (umask 077; exec setsid "$WINE" "$@") <&3 >&4 2>&5 &
     echo $!
     wait $! || result=$?
+    echo "$result" >"$private/status"
     [[ -e /proc/$$/fd/$control ]] || remove_private # nobody is left to do it
-    echo "$result"
 }
 
 # Whether this terminal's keys are meant for us: we have one and are in its foreground.
@@ -106,18 +107,21 @@ take_all_completed()
     done
 }
 
-# Waits a moment for what happens: a key, or the program's end, which sets `status`.
+# Waits a moment, for a key or the program's end. A read that a signal meets may lose what it has read, so the keeper's
+# output has nothing to be read but its end.
 wait_a_moment()
 {
-    local key=''
-    if has_keys && IFS= read -rsn 1 -t 0.2 -u "$keys" key && [[ $key == [sS] ]]; then
-        request save
+    local key='' seconds=0.5
+    if has_keys; then
+        seconds=0.05
+        if IFS= read -rsn 1 -t 0.2 -u "$keys" key && [[ $key == [sS] ]]; then
+            request save
+        fi
     fi
-    local seconds=0.5
-    [[ -z $keys ]] || seconds=0.05
-    read -r -t "$seconds" -u "$ended" status || [[ -e /proc/$keeper ]] || read -r -u "$ended" status || status=1
-    [[ -n $status ]]
+    read -r -t "$seconds" -u "$ended" || true
 }
+
+has_ended() { [[ -s $private/status || ! -e /proc/$keeper ]]; }
 
 run_program()
 {
@@ -132,7 +136,8 @@ run_program()
     exec {ended}< <(keep_program "$@")
     keeper=$!
     read -r -u "$ended" process
-    until wait_a_moment; do
+    until has_ended; do
+        wait_a_moment
         take_all_completed
         if [[ -n $wineserver && ! -e /proc/$wineserver/exe ]]; then
             lost_wine=1
@@ -141,5 +146,6 @@ run_program()
     done
     close_output
     take_all_completed
+    status=$(cat "$private/status" 2>/dev/null) || status=1
     trap - INT TERM HUP USR1
 }
