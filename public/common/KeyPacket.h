@@ -11,7 +11,8 @@
 ///     "HevcOutputDataType"   0, 1          everything else
 ///     "Av1OutputFrameType"   0             everything else
 ///
-/// The first of these that can be read decides.
+/// The first of these that can be read decides. A value that is no number reads as
+/// 0, as everywhere, and so marks a key packet.
 /// Threads: any, as far as the packet allows it.
 
 /// Stores in `*pIsKey` whether a video packet is a key packet.

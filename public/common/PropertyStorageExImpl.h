@@ -10,8 +10,8 @@
 /// first slot after it.
 /// It only leads from the interface's slots to the table that does the work.
 /// Threads: any thread may call any operation. Hooks and observers are called
-/// without a lock, so they may call back; the destination of AddTo and CopyTo is
-/// called with the storage's lock held.
+/// without the storage's lock, so they may call back; the destination of AddTo and
+/// CopyTo is called with it held.
 /// Lifetime: properties are declared by the owner's constructor only.
 template <class Interface> class PYXPropertyStorageExImpl : public Interface
 {

@@ -18,8 +18,8 @@ public:
     RuntimeRecord(const RuntimeRecord&) = delete;
     RuntimeRecord& operator=(const RuntimeRecord&) = delete;
 
-    /// At the end of this module. Not counted, a handle stays with the process:
-    /// only references that are left give the library back.
+    /// At unload one more reference is given back, and the library is freed only
+    /// when none is left by that. Otherwise its handle stays with the process.
     ~RuntimeRecord()
     {
         if (m_referenceCount != 1)

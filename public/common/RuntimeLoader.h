@@ -7,13 +7,16 @@
 ///
 /// A host may hold the library too. While it does, the trace object stays known
 /// after the last reference from here; it is forgotten when the library has gone.
+/// Loading the library anew asks it again. A host that frees the library and loads
+/// it again while no reference is held here does so unnoticed.
 /// Threads: any. One lock guards the record; the library is loaded, asked for
 /// its objects and freed with it held. Nothing here traces.
 
 /// Takes one reference, loading the library first if need be.
 /// PYX_FAIL: the library or an entry is missing; other codes are the library's.
 /// No reference is taken then. After a failure past the loading the handle is
-/// kept, and later calls succeed without a factory and without a trace object.
+/// kept until the count drops to 0 again: until then calls succeed without a
+/// factory and without a trace object.
 PYX_RESULT LoadRuntime();
 
 /// Gives one reference back; the last one frees the library. Does nothing while

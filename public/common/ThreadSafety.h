@@ -11,12 +11,8 @@
 /// On a member: its lock.
 #define PYX_GUARDED_BY(lock) PYX_THREAD_ATTRIBUTE(guarded_by(lock))
 
-/// On a member that is a pointer: the lock of what it points to.
-#define PYX_PT_GUARDED_BY(lock) PYX_THREAD_ATTRIBUTE(pt_guarded_by(lock))
-
-/// On a function: the locks that its caller holds, or does not hold.
+/// On a function: the locks that its caller holds.
 #define PYX_REQUIRES(...) PYX_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
-#define PYX_EXCLUDES(...) PYX_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
 
 /// On a function: the locks that it takes, takes when it answers `success`, gives back.
 #define PYX_ACQUIRE(...) PYX_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))

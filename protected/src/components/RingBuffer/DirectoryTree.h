@@ -12,5 +12,5 @@
 bool RemoveTree(const std::wstring& path);
 
 /// Creates a directory and those of its parents that are missing, cutting the
-/// path at backslashes. True when the directory exists afterwards.
+/// path at backslashes. True when something of that name exists afterwards.
 bool CreatePath(const std::wstring& path);

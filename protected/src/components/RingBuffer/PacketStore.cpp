@@ -1,8 +1,9 @@
 #include "PacketStore.h"
 
+#include "RingBufferTrace.h"
+
 #include "common/DataStreamFile.h"
 #include "common/DataStreamMemory.h"
-#include "common/Trace.h"
 
 #include <windows.h>
 
@@ -12,8 +13,7 @@
 namespace
 {
 
-/// The group's own source: hosts match on it.
-constexpr PYXTraceSource c_traceSource{L"components/RingBuffer/RingBufferGOP", L"PYXRingBufferGOP"};
+constexpr const PYXTraceSource& c_traceSource = c_groupTraceSource;
 
 std::unique_ptr<PYXDataStreamImpl> CreateStream(bool inRam)
 {
@@ -27,10 +27,7 @@ std::unique_ptr<PYXDataStreamImpl> CreateStream(bool inRam)
 /// All of a packet but its bytes.
 PYX_RESULT CopyDescription(PYXBuffer* pFrom, PYXBuffer* pTo)
 {
-    if (const PYX_RESULT result = pFrom->CopyTo(pTo, true); result != PYX_OK)
-    {
-        return result;
-    }
+    RETURN_ON_ERROR(pFrom->CopyTo(pTo, true));
     pTo->SetPts(pFrom->GetPts());
     pTo->SetDuration(pFrom->GetDuration());
     return PYX_OK;

@@ -25,12 +25,13 @@ struct PYXPacketStoreTexts
 ///     Temp7.RBV    [ start packet ][ packet      ][ packet     ]
 ///
 /// Threads: not locked; the group calls it under its own lock or its owner's.
-/// Lifetime: part of one group. Ends with its file, if it ever held a packet.
+/// Lifetime: part of one group. Deletes its file at its end if a packet was ever
+/// stored.
 class PYXPacketStore
 {
 public:
-    /// `pContext` is borrowed and outlives the store; without one there is no Add
-    /// and no Read. `fileName` is not used in memory, and empty without a temporary
+    /// `pContext` is borrowed and outlives the store; Add and Read
+    /// need one. `fileName` is not used in memory, and empty without a temporary
     /// directory. `texts` are static. Opens nothing.
     PYXPacketStore(PYXContext* pContext, bool inRam, std::wstring fileName, const PYXPacketStoreTexts& texts);
     PYXPacketStore(const PYXPacketStore&) = delete;

@@ -61,7 +61,7 @@ std::unique_ptr<PYXRingBufferGOP> PYXRingBufferCache::CreateGOP() const
 {
     try
     {
-        return std::make_unique<PYXRingBufferGOP>(m_pContext, m_tempPath, m_inRam);
+        return std::make_unique<PYXRingBufferGOP>(m_pContext, m_tempPath, m_bufferInRam);
     }
     catch (const std::bad_alloc&)
     {

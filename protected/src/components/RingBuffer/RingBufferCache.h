@@ -12,6 +12,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <utility>
 
 /// What a ring buffer keeps: the last seconds of its packets, in groups of
 /// pictures.
@@ -21,7 +22,7 @@
 ///
 /// Threads: the cache is its own lock, and the lock of the whole ring buffer. It
 /// is recursive, and taken before the lock of a group and of a property storage.
-/// Whoever calls an operation holds it; the context and packets are called under it.
+/// The caller of an operation holds it; the context and packets are called under it.
 /// Lifetime: shared by the component and every input that it ever created. A host
 /// may keep an input longer than the component, which closes the cache when it
 /// ends: from then on the cache is empty, and its inputs refuse what they are given.
@@ -36,8 +37,8 @@ public:
     /// no packet can be stored.
     explicit PYXRingBufferCache(PYXContext* pContext);
 
-    /// False once the component has ended. Needs no lock, but to rely on the answer
-    /// hold it.
+    /// False once the component has ended. Without the lock the answer may be outdated
+    /// at once.
     bool IsOpen() const
     {
         return m_isOpen;
@@ -46,7 +47,8 @@ public:
     /// Empties the cache for good. There is no intake after this.
     void Close() PYX_REQUIRES(this);
 
-    // Intake, while the cache is open.
+    // Intake, while the cache is open. The standard library's out-of-memory exception
+    // may escape from it; the cache is whole then.
 
     /// Closes the active group into the list, opens a new one with this packet,
     /// places waiting audio and trims. PYX_INVALID_ARG: null packet.
@@ -59,20 +61,17 @@ public:
     /// answer PYX_OK. PYX_INVALID_ARG: null packet.
     PYX_RESULT AddVideoRegularPacket(PYXBuffer* pPacket) PYX_REQUIRES(this);
 
-    /// Queues an audio packet, acquired, and places what waits.
+    /// Queues an audio packet, acquired, and gives what waits to the groups that cover
+    /// it. Before the first group, and when the active one refuses it, audio waits, and
+    /// the answer is PYX_OK. What is older than the oldest group is dropped; what an
+    /// older group refuses is lost, and the answer is the group's.
     PYX_RESULT AddAudioPacket(PYXBuffer* pPacket) PYX_REQUIRES(this);
-
-    /// Gives waiting audio to the groups that cover it. Before the first group, and
-    /// when the active one refuses it, it waits, and the answer is PYX_OK. What is
-    /// older than the oldest group is dropped; what an older group refuses is lost,
-    /// and the answer is the group's.
-    PYX_RESULT AddAudioPacketsToGOP() PYX_REQUIRES(this);
 
     /// Drops the oldest groups as long as what remains is still longer than the
     /// duration. The active group stays, unless the duration is 0 or less.
     PYX_RESULT TrimGOPs() PYX_REQUIRES(this);
 
-    /// Ends all groups and releases the audio that waits.
+    /// Destroys all groups and releases the audio that waits.
     void ClearGOPs() PYX_REQUIRES(this);
 
     // What new groups are made with, and how much is kept.
@@ -102,7 +101,7 @@ public:
 
     void SetInRam(bool inRam) PYX_REQUIRES(this)
     {
-        m_inRam = inRam;
+        m_bufferInRam = inRam;
     }
 
     // For the write-out.
@@ -123,6 +122,7 @@ public:
     const GOPList& CompleteGOPs() PYX_REQUIRES(this);
 
 private:
+    PYX_RESULT AddAudioPacketsToGOP() PYX_REQUIRES(this);
     PYX_RESULT CloseActiveGOP() PYX_REQUIRES(this);
     std::unique_ptr<PYXRingBufferGOP> CreateGOP() const PYX_REQUIRES(this);
     bool AddAudioToActiveGOP(PYXBuffer* pPacket) PYX_REQUIRES(this);
@@ -132,7 +132,7 @@ private:
     std::atomic<bool> m_isOpen = true;                             // changed under the lock
     pyx_int64 m_duration PYX_GUARDED_BY(this) = c_defaultDuration; // seconds
     std::wstring m_tempPath PYX_GUARDED_BY(this);
-    bool m_inRam PYX_GUARDED_BY(this) = false;
+    bool m_bufferInRam PYX_GUARDED_BY(this) = false;
 
     /// Waits for a group, in order of arrival.
     std::deque<PYXInterfacePtr<PYXBuffer>> m_pendingAudio PYX_GUARDED_BY(this);

@@ -1,11 +1,11 @@
 #include "RingBufferGOP.h"
 
-#include "common/Trace.h"
+#include "RingBufferTrace.h"
 
 namespace
 {
 
-constexpr PYXTraceSource c_traceSource{L"components/RingBuffer/RingBufferGOP", L"PYXRingBufferGOP"};
+constexpr const PYXTraceSource& c_traceSource = c_groupTraceSource;
 
 constexpr PYXPacketStoreTexts c_videoTexts{
     L"AddVideoPacket() - Failed to open the temporary file %s.",

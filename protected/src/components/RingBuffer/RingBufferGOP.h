@@ -13,8 +13,7 @@
 /// time span.
 ///
 /// Threads: every operation but Open and Close takes the group's own lock; the
-/// cache's lock is always taken first. Open and Close are called under one of
-/// them.
+/// cache's lock is always taken first, and is what guards Open and Close.
 /// Lifetime: owned by exactly one of the active slot and the group list. The
 /// temporary files end with the group.
 class PYXRingBufferGOP : public PYXCriticalSection

@@ -176,7 +176,8 @@ pyx_int32 PYXRingBufferImpl::GetInputCount()
 PYX_RESULT PYXRingBufferImpl::GetInput(pyx_int32 index, PYXInput** ppInput)
 {
     FAIL_IF_NOT(index >= 0 && index < GetInputCount(), PYX_INVALID_ARG, L"Invalid index");
-    FAIL_IF_NOT(ppInput != nullptr, PYX_INVALID_ARG, L"ppOutput = NULL"); // hosts match it, though the name is another
+    // Hosts match this text although the argument is ppInput.
+    FAIL_IF_NOT(ppInput != nullptr, PYX_INVALID_ARG, L"ppOutput = NULL");
     PYXLock lock(m_pCache.get());
     FAIL_IF_NOT(index < GetInputCount(), PYX_INVALID_ARG, L"Invalid index"); // a stream was switched off meanwhile
     PYXInterfacePtr<PYXRingBufferInput> spInput = m_InputStreams[static_cast<size_t>(index)];
@@ -246,7 +247,7 @@ void PYXRingBufferImpl::OnStreamSwitched(const wchar_t* switchName, pyx_int64 st
     const bool exists = found != m_InputStreams.end();
     if (exists && !enabled)
     {
-        // Released after erase(), so that its end sees a consistent list.
+        // Released after erase(), so that its destructor sees a consistent list.
         const PYXInterfacePtr<PYXRingBufferInput> spRemoved = std::move(*found);
         m_InputStreams.erase(found);
         --m_inputCount;

@@ -23,15 +23,13 @@
 ///     inputs --packets--> cache --Terminate--> muxer
 ///
 /// Threads: any thread may call any operation. The cache's lock is the component's:
-/// recursive, held by Init, Terminate, GetInput, the reaction to a property, intake
-/// and write-out, the muxer and the context being called under it. SetProperty calls
-/// the muxer without it. Components are created and destroyed by one thread at a
-/// time; their inputs may be fed meanwhile.
-/// Locks: a property storage's lock may be taken under the cache's. CopyTo and AddTo
-/// call their destination under the source's lock, so copying this component's
-/// properties, or an input's, to one of its inputs takes the two in the other
-/// order: not while other threads set properties.
-/// Lifetime: created with count 0, ended by its last Release.
+/// recursive, held by Init, Terminate, GetInput, the reaction to a property, an
+/// input's SetProperty, intake and write-out, the muxer and the context being called
+/// under it. The component's SetProperty calls the muxer without it. Components are created and destroyed by one thread
+/// at a time; their inputs may be fed meanwhile. Locks: a property storage's lock may be taken under the cache's.
+/// CopyTo and AddTo call their destination under the source's lock, so copying this component's properties, or an
+/// input's, to one of its inputs takes the two in the other order: not while other threads set properties. Lifetime:
+/// created with count 0, ended by its last Release.
 class PYXRingBufferImpl final
     : public PYXRefCountedInFront<PYXReservedOperations<PYXPropertyStorageExImpl<PYXComponentEx>>>
 {
@@ -72,7 +70,7 @@ public:
     /// Takes no lock: may be outdated at once while a stream is switched.
     pyx_int32 GetInputCount() override;
 
-    /// PYX_INVALID_ARG: index out of range, null output.
+    /// PYX_INVALID_ARG: index out of range, null output; `*ppInput` is untouched then.
     PYX_RESULT GetInput(pyx_int32 index, PYXInput** ppInput) override;
 
     /// Reacts to a stored property with the lock held: a new temporary directory
@@ -88,7 +86,7 @@ private:
     void AddInput(pyx_int64 streamType) PYX_REQUIRES(*m_pCache);
     void TerminateAtEnd() noexcept;
 
-    // They end in the opposite order.
+    // Destroyed in reverse order: the muxer first, the context last.
     const PYXInterfacePtr<PYXContext> m_spContext;
     const std::shared_ptr<PYXRingBufferCache> m_pCache;
 

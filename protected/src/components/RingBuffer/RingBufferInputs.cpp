@@ -8,6 +8,7 @@
 #include "common/StreamProperties.h"
 
 #include <cwchar>
+#include <optional>
 #include <utility>
 
 namespace

@@ -29,7 +29,8 @@ public:
 
     /// Forwards the value to the muxer's first input of the same stream type,
     /// then stores it here. What the muxer took and this input refuses stays set
-    /// on the muxer.
+    /// on the muxer. Holds the cache's lock to the end: the muxer and observers are
+    /// called under it.
     PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override;
 
     /// Null ends the stream: PYX_EOF. A disabled input drops its packets and
@@ -72,7 +73,7 @@ private:
     PYX_RESULT StorePacket(PYXBuffer* pBuffer) override;
 };
 
-/// Leaves it to the packets' time stamps where they go.
+/// The cache places audio by time stamp.
 class PYXRingBufferAudioInput final : public PYXRingBufferInput
 {
 public:
