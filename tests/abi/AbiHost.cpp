@@ -7,6 +7,7 @@
 
 #define FROM_RING_BUFFER " components/RingBuffer/RingBufferImpl PYXRingBufferImpl "
 
+/// A table of which each operation answers its own slot's number.
 template <class Int, Int... Slots> struct NumberedTable
 {
     static constexpr Int (*c_slots[])(const void*) = {[](const void*) { return Slots; }...};
@@ -18,6 +19,13 @@ template <class... Methods> int FindSlots(Methods... methods)
 {
     const void* pObject = __make_integer_seq<NumberedTable, int, 40>::c_slots;
     return (Record(__builtin_bit_cast(int (*)(const void*), methods)(&pObject)) + ...);
+}
+
+/// Calls an operation behind the published ones, which the headers do not name.
+template <class Result, class... Args> Result CallSlot(void* pObject, int slot, Args... args)
+{
+    void** const pTable = *static_cast<void***>(pObject);
+    return reinterpret_cast<Result (*)(void*, Args...)>(pTable[slot])(pObject, args...);
 }
 
 void CheckSlotNumbers()
@@ -43,10 +51,12 @@ template <class Key> PYX_RESULT Describe(PYXPropertyStorageEx* p, Key key)
 {
     const PYXPropertyInfo* pInfo = nullptr;
     const PYX_RESULT result = p->GetPropertyInfo(key, &pInfo);
-    pInfo ? Record(pInfo->name, "|", pInfo->desc, "|", pInfo->type, "|", pInfo->contentType, "|", pInfo->defaultValue,
-                   "|", pInfo->minValue, "|", pInfo->maxValue, "|", pInfo->accessType, "|",
-                   pInfo->pEnumDescription ? pInfo->pEnumDescription[1].name : L"none")
-          : 0;
+    if (pInfo)
+    {
+        const auto* pEnum = pInfo->pEnumDescription;
+        Record(pInfo->name, "|", pInfo->desc, "|", pInfo->type, "|", pInfo->contentType, "|", pInfo->defaultValue, "|",
+               pInfo->minValue, "|", pInfo->maxValue, "|", pInfo->accessType, "|", pEnum ? pEnum[1].name : L"none");
+    }
     return result;
 }
 
@@ -54,7 +64,9 @@ template <class Key> PYX_RESULT Describe(PYXPropertyStorageEx* p, Key key)
 bool Has(PYXInterface* p, const PYXGuid& id)
 {
     void* pOut = nullptr;
-    return p->QueryInterface(id, &pOut) == PYX_OK && pOut == p && p->Release();
+    if (p->QueryInterface(id, &pOut) != PYX_OK) { return false; }
+    p->Release();
+    return pOut == p;
 }
 
 /// Checks a storage by its integer property g_property, which is number `index` in name order.
@@ -109,6 +121,8 @@ void CheckComponent(PYXComponentEx* p, PYXInput** ppVideo, PYXInput** ppAudio)
     EXPECT(p->GetInputCount(), 2);
     EXPECT(p->GetInput(0, ppVideo), PYX_OK);
     EXPECT(p->GetInput(1, ppAudio), PYX_OK);
+    EXPECT((CallSlot<void>(p, 32, L"BufferInRamEnabled"), p->GetInputCount()), 2,
+           "muxer.Init(0,0,0)"); // OnPropertyChanged
     EXPECT(p->GetInput(2, ppAudio), PYX_INVALID_ARG, "trace 0" FROM_RING_BUFFER "'Assertion failed:Invalid index'");
 }
 
@@ -121,6 +135,10 @@ void CheckInputs(PYXInput* pVideo, PYXInput* pAudio)
     CheckStorage(pAudio, 2, 6, 11, "muxer.audio.BitRate=2:45 changed(BitRate)", "muxer.audio.BitRate=11:46", "Bit",
                  "2:100000", description);
     EXPECT(Has(pVideo, PYXInput::c_id), true);
+    CallSlot<void>(pVideo, 18, L"Enabled"); // OnPropertyChanged
+    EXPECT(pVideo->Acquire(), 3);
+    EXPECT(CallSlot<pyx_uint32>(pVideo, 19), 3); // GetRefCount
+    EXPECT(pVideo->Release(), 2);
     EXPECT(Describe(pVideo, L"StreamType"), PYX_OK, "StreamType|Stream Type|2|0|2:1|0:0|0:0|3|Video");
     const auto size = PYXVariantFromSize(640, 480);
     EXPECT(pVideo->SetProperty(L"VideoFrameSize", size), PYX_OK, "muxer.video.VideoFrameSize=5:640x480");
@@ -150,14 +168,14 @@ void CheckPackets(PYXComponentEx* p, PYXInput* pVideo, PYXInput* pAudio)
     EXPECT(p->SetProperty(L"Path", PYXVariantBorrowWString(L"clip.mp4")), PYX_OK, "muxer.Path=11:clip.mp4");
     EXPECT(p->GetProperty(L"Path", &g_value), PYX_OK, "11:clip.mp4");
     EXPECT(Submit(pVideo, "one", 70'000'000'000, 200, 0), PYX_OK);
-    EXPECT(Submit(pAudio, "sound", 70'000'000'100, 300, -1), PYX_OK);
+    EXPECT(Submit(pAudio, "audio", 70'000'000'100, 300, -1), PYX_OK);
     EXPECT(Submit(pVideo, "three", 70'000'000'400, 200, 2), PYX_OK);
     EXPECT(Submit(pVideo, "four four", 75'000'000'000, 6'000'000'000, 1), PYX_OK);
     EXPECT(Submit(pVideo, "no kind", 75'000'000'200, 200, -1), PYX_NOT_FOUND,
            "trace 0" FROM_RING_BUFFER "'PYX_ERROR 11 : not found: SubmitInput() unable to get video frame type'");
     EXPECT(pVideo->SubmitInput(nullptr), PYX_EOF);
     EXPECT(p->Terminate(), PYX_OK,
-           "muxer.video(0+200 2:0 4 one) muxer.audio(100+300 2:-1 6 sound) muxer.video(400+200 2:2 6 three) "
+           "muxer.video(0+200 2:0 4 one) muxer.audio(100+300 2:-1 6 audio) muxer.video(400+200 2:2 6 three) "
            "trace 1" FROM_RING_BUFFER "'WriteBuffer() failed to submit video frame %d.' with 1 "
            "muxer.video(5000000000+6000000000 2:1 10 four four) muxer.video(end) muxer.audio(end)");
 }

@@ -23,6 +23,12 @@ struct Text
     char text[4096];
     pyx_size length;
 
+    void Clear()
+    {
+        length = 0;
+        text[0] = 0;
+    }
+
     template <class... Parts> void Join(const Parts&... parts) { (Append(parts), ...); }
 
     template <class Unit> void Append(const Unit* part)
@@ -32,8 +38,11 @@ struct Text
 
     void Append(pyx_int64 number)
     {
-        const char unit[] = {"9876543210123456789"[number % 10 + 9], 0};
-        number / 10 ? Append(number / 10) : Append(number < 0 ? "-" : "");
+        const pyx_int64 front = number / 10;
+        const pyx_int64 digit = number % 10;
+        if (number < 0) { Append("-"); }
+        if (front != 0) { Append(front < 0 ? -front : front); }
+        const char unit[] = {static_cast<char>('0' + (digit < 0 ? -digit : digit)), 0};
         Append(unit);
     }
 
@@ -41,9 +50,21 @@ struct Text
     void Append(const PYXVariant& value)
     {
         Join(value.type, ":");
-        value.type == PYX_VARIANT_WSTRING ? Append(value.wstringValue)
-        : value.type == PYX_VARIANT_SIZE  ? Join(value.sizeValue.width, "x", value.sizeValue.height)
-                                          : Append(value.type == PYX_VARIANT_BOOL ? value.boolValue : value.int64Value);
+        switch (value.type)
+        {
+        case PYX_VARIANT_WSTRING:
+            Append(value.wstringValue);
+            break;
+        case PYX_VARIANT_SIZE:
+            Join(value.sizeValue.width, "x", value.sizeValue.height);
+            break;
+        case PYX_VARIANT_BOOL:
+            Append(value.boolValue);
+            break;
+        default:
+            Append(value.int64Value);
+            break;
+        }
     }
 };
 
@@ -61,7 +82,7 @@ template <class... Parts> int Record(const Parts&... parts)
 template <class... Parts> void Print(const Parts&... parts)
 {
     static Text s_line;
-    s_line.length = 0;
+    s_line.Clear();
     s_line.Join(parts..., "\r\n");
     WriteFile(GetStdHandle(~10u), s_line.text, static_cast<pyx_uint32>(s_line.length), nullptr, nullptr);
 }
@@ -72,20 +93,30 @@ template <class Unit, class Other> bool IsEqual(const Unit* left, const Other* r
 }
 
 /// EXPECT(expression, answer[, calls that it causes on the objects of this program and the value that it gives out])
-#define EXPECT(expression, ...) (g_step = #expression, Check(static_cast<pyx_int64>(expression), __VA_ARGS__))
+#define EXPECT(expression, ...)                                                                                        \
+    do {                                                                                                               \
+        g_step = #expression;                                                                                          \
+        Check(static_cast<pyx_int64>(expression), __VA_ARGS__);                                                        \
+    } while (false)
+
+/// Puts the value that a call gave out at the end of the record, and frees its text.
+inline void RecordValue()
+{
+    if (g_value.type != PYX_VARIANT_EMPTY) { Record(g_value); }
+    if (g_value.type == PYX_VARIANT_WSTRING) { CoTaskMemFree(g_value.wstringValue); }
+    g_value = {};
+}
 
 inline void Check(pyx_int64 answer, pyx_int64 expected, const char* calls = "")
 {
-    g_value.type != PYX_VARIANT_EMPTY ? Record(g_value) : 0;
-    CoTaskMemFree(g_value.type == PYX_VARIANT_WSTRING ? g_value.wstringValue : nullptr);
-    g_value = {};
+    RecordValue();
     if (answer != expected || !IsEqual(g_calls.text, calls))
     {
         ++g_failures;
         Print("FAILED ", g_step, "\r\n  answered ", answer, ", caused \"", g_calls.text, "\"\r\n  expected ", expected,
               ", \"", calls, "\"");
     }
-    g_calls.text[g_calls.length = 0] = 0;
+    g_calls.Clear();
 }
 
 /// A wrong slot is often given arguments that it cannot bear, so a crash names the call that it happened in.
