@@ -3,10 +3,11 @@
 #   build_preset PRESET [TARGET...]   installs what building needs, configures when that is due, and builds the targets, or
 #                                     else everything, which includes the tests, to build/PRESET; programs and modules
 #                                     lie in build/PRESET/bin
+#   build_bench                       the same for the benchmarks, which need a library of their own, to build/bench
 #   build_folder FOLDER PRESET ENTRY... -- [TARGET...]   the last two steps, for another folder below build/ and with
 #                                     these cache entries (NAME:TYPE=VALUE)
 #
-# Both write nothing and say nothing when all is built, so that a checkout that is built may be read-only.
+# All write nothing and say nothing when all is built, so that a checkout that is built may be read-only.
 # shellcheck shell=bash disable=SC2164 # errexit is set by those who source this file
 
 # FOLDER ENTRY...: whether it is configured so, and from this checkout rather than one that this is a copy of.
@@ -69,4 +70,13 @@ build_preset()
     fi
     ffmpeg=$("$PYX_ROOT/script/lib/ffmpeg.sh")
     build_folder "$folder" "$preset" "PYX_FFMPEG_ROOT:PATH=$ffmpeg" "PYX_TESTS:BOOL=$tests" -- "$@"
+}
+
+build_bench()
+{
+    local source
+    need_packages "${PACKAGES_BUILD[@]}"
+    source=$("$PYX_ROOT/script/lib/benchmark.sh")
+    build_folder "$PYX_ROOT/build/bench" release PYX_BENCH:BOOL=ON "PYX_BENCHMARK_SOURCE:PATH=$source" \
+        PYX_COMPANIONS:BOOL=OFF PYX_TESTS:BOOL=OFF -- pyx-bench
 }
