@@ -1,0 +1,25 @@
+# What script/package puts into its archive, by `cmake --install build/release --component package --prefix FOLDER`.
+# Folders have the names that they have in the checkout, so that the documents' links lead somewhere.
+
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME package)
+
+install(FILES $<TARGET_FILE:ring-buffer> DESTINATION bin)
+install(FILES README.md CHANGELOG.md DESTINATION .)
+install(DIRECTORY docs DESTINATION .)
+
+# The boundary: interfaces, variants, the smart pointer, the host contract, and what they include.
+set(headers Component.h HostContract.h Interface.h InterfacePtr.h Platform.h PropertyNames.h PropertyStorage.h RefCounted.h
+    Types.h Variant.h)
+list(TRANSFORM headers PREPEND public/common/)
+install(FILES ${headers} DESTINATION public/common)
+
+# The host's objects as an example, with the functions on variants that they call.
+install(DIRECTORY companions/host DESTINATION companions PATTERN CMakeLists.txt EXCLUDE)
+install(FILES public/common/Variant.cpp public/common/VariantText.cpp public/common/VariantText.h
+        DESTINATION public/common)
+
+include(CMakePackageConfigHelpers)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/pyx-ring-buffer-config-version.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES cmake/pyx-ring-buffer-config.cmake ${PROJECT_BINARY_DIR}/pyx-ring-buffer-config-version.cmake
+        DESTINATION lib/cmake/pyx-ring-buffer)
