@@ -77,6 +77,6 @@ std::string ReasonOf(PYX_RESULT result)
 
 std::string WhyUnwritable(const std::wstring& directory)
 {
-    const unsigned long error = TryToWriteIn(directory);
+    const unsigned long error = TryToWriteIn(directory, 1024 * 1024);
     return error == 0 ? "" : SystemReason(error);
 }

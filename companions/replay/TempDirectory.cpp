@@ -126,7 +126,7 @@ Outcome CheckParent(const std::wstring& parent)
     {
         return {ExitCode::CannotWrite, "the temporary directory " + PathForUser(parent) + " is no directory"};
     }
-    const DWORD error = TryToWriteIn(parent);
+    const DWORD error = TryToWriteIn(parent, 1);
     return error == ERROR_SUCCESS ? Outcome() : CannotWrite(parent, error);
 }
 

@@ -5,7 +5,7 @@
 
 #include <vector>
 
-unsigned long TryToWriteIn(const std::wstring& directory)
+unsigned long TryToWriteIn(const std::wstring& directory, std::size_t size)
 {
     const std::wstring path = directory + L"\\.pyx-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
                               std::to_wstring(GetTickCount64()) + L".probe";
@@ -16,7 +16,7 @@ unsigned long TryToWriteIn(const std::wstring& directory)
     {
         return error;
     }
-    const std::vector<char> bytes(1024 * 1024); // a nearly full disk still takes a few
+    const std::vector<char> bytes(size);
     DWORD written = 0;
     const bool succeeded = WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     const DWORD writeError = GetLastError();
@@ -38,7 +38,7 @@ Outcome CheckWritable(const std::wstring& path)
                 "cannot write " + PathForUser(path) +
                     ((attributes & FILE_ATTRIBUTE_DIRECTORY) ? ": it is a directory" : ": it is read-only")};
     }
-    if (const DWORD error = TryToWriteIn(DirectoryOf(path)); error != ERROR_SUCCESS)
+    if (const DWORD error = TryToWriteIn(DirectoryOf(path), 1); error != ERROR_SUCCESS)
     {
         return {ExitCode::CannotWrite,
                 "cannot write " + PathForUser(path) + ": " +

@@ -5,10 +5,11 @@
 #include <string>
 
 /// Whether new files can be made and filled in a directory: tries it with a file
-/// of 1 MB that is gone when the call returns. The answer is 0 or the system's
-/// error code. A component's answer is the same for a full disk and for a
-/// missing right; this tells them apart.
-unsigned long TryToWriteIn(const std::wstring& directory);
+/// of `size` bytes that is gone when the call returns. The answer is 0 or the
+/// system's error code. A component's answer is the same for a full disk and for
+/// a missing right; this tells them apart, with a file of some size because a
+/// nearly full disk still takes a few bytes.
+unsigned long TryToWriteIn(const std::wstring& directory, std::size_t size);
 
 /// What a path has before its last name: "C:\a\b.mp4" -> "C:\a".
 std::wstring DirectoryOf(const std::wstring& path);
