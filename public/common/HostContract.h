@@ -8,6 +8,8 @@
 /// entries. A team with other host headers changes this one file.
 ///
 /// Binary contract throughout: slots in the order of declaration.
+/// The module calls what is here: the brackets say from which thread, and what it
+/// holds meanwhile.
 
 /// Memory type of PYXContext::AllocBuffer.
 enum PYX_MEMORY_TYPE : pyx_int32
@@ -17,6 +19,8 @@ enum PYX_MEMORY_TYPE : pyx_int32
 
 /// Time-stamped data with properties. Times are in 100 ns ticks.
 /// Slots 0 to 12 are those of PYXPropertyStorage.
+/// [called by one thread at a time: whoever has it in hand. Audio that waits for its
+/// group is called later too, from whichever thread feeds the component]
 class PYXData : public PYXPropertyStorage
 {
 public:
@@ -31,7 +35,7 @@ protected:
     ~PYXData() = default;
 };
 
-/// Data with bytes of a fixed size.
+/// Data with bytes of a fixed size. [called like PYXData]
 class PYXBuffer : public PYXData
 {
 public:
@@ -52,6 +56,7 @@ public:
 
     /// Slot 3. A new buffer of `size` bytes, acquired for the caller; never null
     /// on PYX_OK.
+    /// [called from any thread that feeds or terminates, the component's lock held]
     virtual PYX_RESULT AllocBuffer(PYX_MEMORY_TYPE type, pyx_size size, PYXBuffer** ppOut) = 0;
 
 protected:
@@ -63,7 +68,10 @@ protected:
 class PYXPropertyStorageObserver
 {
 public:
-    virtual void OnPropertyChanged(const wchar_t* name) = 0; // 0
+    /// Slot 0.
+    /// [called from the thread that set it, without the storage's lock; the component's
+    /// lock is held when the storage is an input]
+    virtual void OnPropertyChanged(const wchar_t* name) = 0;
 
 protected:
     ~PYXPropertyStorageObserver() = default;
@@ -79,10 +87,12 @@ class PYXTrace
 {
 public:
     /// Slot 0. With `pArgs` null, `format` is the text as it stands.
+    /// [called from any thread, the component's lock held or not]
     virtual void TraceW(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope,
                         const wchar_t* format, va_list* pArgs) = 0;
 
     /// Slot 1. A text that names the code; static.
+    /// [called from any thread, the component's lock held or not]
     virtual const wchar_t* GetResultText(PYX_RESULT code) = 0;
 
 protected:
@@ -90,7 +100,8 @@ protected:
 };
 
 /// Factory of the runtime library; what it hands out lives as long as the
-/// library.
+/// library. [called by the first object of this module that can trace, while it loads
+/// the library: one thread at a time]
 class PYXFactory
 {
 public:
@@ -104,7 +115,7 @@ protected:
 /// Entries of the runtime library, by name. PYXInit may be called again on a
 /// library that a host keeps loaded, after this module has given it back. A
 /// version packs major, minor, sub-minor and build into 16 bits each, major
-/// highest.
+/// highest. [called like PYXFactory]
 #define PYX_INIT_ENTRY "PYXInit"
 #define PYX_QUERY_VERSION_ENTRY "PYXQueryVersion"
 using PYXInitFunction = PYX_RESULT (*)(pyx_uint64 version, PYXFactory** ppFactory);
