@@ -67,19 +67,27 @@ TEST(TraceTest, RecordsOfManyThreadsAllArriveWhileNobodyHoldsTheLibrary)
 TEST(CriticalSectionTest, TriesAsOftenAsItIsTold)
 {
     PYXCriticalSection section;
-    PYXLock lock(&section);
-    EXPECT_TRUE(section.Lock(0)); // recursive
-    section.Unlock();
-    FaultyCall<"Sleep", 0, void(DWORD)> sleep(GetModuleHandleW(nullptr));
+    EXPECT_TRUE(section.Lock(0) && section.Lock(0)); // recursive
+    EXPECT_TRUE(section.Unlock() && section.Unlock());
+    EXPECT_FALSE(PYXLock(nullptr).IsLocked());
+
+    // The holder waits without the C++ library, whose threads sleep too.
+    const HANDLE events[] = {CreateEventW(nullptr, 1, 0, nullptr), CreateEventW(nullptr, 1, 0, nullptr)};
+    std::thread holder([&] {
+        PYXLock lock(&section);
+        SignalObjectAndWait(events[0], events[1], INFINITE, 0);
+    });
+    WaitForSingleObject(events[0], INFINITE);
     for (const pyx_uint32 tries : {0U, 1U, 3U})
     {
-        std::thread([&] {
-            FaultPlan::Get().Fail("Sleep", 0, PYX_OK);
-            EXPECT_FALSE(section.Lock(tries));
-            EXPECT_EQ(FaultPlan::Get().calls, static_cast<int>(tries));
-        }).join();
+        FaultyCall<"Sleep", 0, void(DWORD)> sleep(GetModuleHandleW(nullptr));
+        FaultPlan::Get().Fail("Sleep", 0, PYX_OK);
+        EXPECT_FALSE(section.Lock(tries));
+        EXPECT_EQ(FaultPlan::Get().calls, static_cast<int>(tries));
     }
-    EXPECT_FALSE(PYXLock(nullptr).IsLocked());
+    SetEvent(events[1]);
+    holder.join();
+    for (const HANDLE event : events) { CloseHandle(event); }
 }
 
 } // namespace
