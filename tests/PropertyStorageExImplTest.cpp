@@ -228,9 +228,13 @@ TEST_F(PropertyStorageExImplTest, ValidatesAValueIntoItself)
         const wchar_t* name;
         const wchar_t* text;
         const char* validated;
-    } rows[] = {
-        {L"Duration", L"45", "45"}, {L"Color", L"Red", "7"}, {L"Fixed", L"true", "true"}, {L"Extra", L"none", "null"}};
+    } rows[] = {{L"Duration", L"45", "45"},
+                {L"Color", L"Red", "7"},
+                {L"Fixed", L"true", "true"},
+                {L"Extra", L"none", "null"},
+                {L"Note", L"a text", "a text"}};
     m_storage.DeclareProperty({L"Extra", L"", PYX_VARIANT_INTERFACE, c_null, c_null, c_null, 3});
+    m_storage.DeclareProperty({L"Note", L"", PYX_VARIANT_WSTRING, {}, {}, {}, 3});
     for (const auto& row : rows)
     {
         PYXVariantOwner value;

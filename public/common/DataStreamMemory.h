@@ -18,7 +18,7 @@
 class PYXDataStreamMemoryImpl : public PYXDataStreamImpl
 {
 public:
-    /// How far a stream reserves address space ahead, in bytes: more than 16
+    /// How far a stream reserves address space ahead, in bytes: some 20
     /// seconds of 50 Mbit/s, and hundreds of groups with two streams each take
     /// less than a thousandth of a process's addresses.
     static constexpr pyx_uint64 c_reserveAhead = 128ULL << 20;

@@ -129,8 +129,8 @@ public:
                                                                     const PYXPropertyInfo** ppParamInfo) = 0);
 
     /// Slot 16. Converts a value to the declared kind and checks its range;
-    /// stores nothing. `*pOutValidated` is cleared by the caller, after
-    /// PYX_OUT_OF_RANGE too.
+    /// stores nothing. `*pOutValidated` is empty, or the value itself; the caller
+    /// clears it afterwards, after PYX_OUT_OF_RANGE too.
     /// [any thread, also while a clip is written]
     virtual PYX_RESULT ValidateProperty(const wchar_t* name, PYXVariant value, PYXVariant* pOutValidated) = 0;
 

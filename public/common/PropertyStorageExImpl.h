@@ -8,7 +8,7 @@
 ///
 /// `Interface` is what the deriving class publishes; OnPropertyChanged takes the
 /// first slot after it.
-/// It only leads from the interface's slots to the table that does the work.
+/// Forwards each slot to PYXPropertyTable, which does the work.
 /// Threads: any thread may call any operation. Hooks and observers are called
 /// without the storage's lock, so they may call back; the destination of AddTo and
 /// CopyTo is called with it held.

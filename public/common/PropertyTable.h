@@ -12,8 +12,7 @@
 /// The properties of one object, in name order (16-bit units): descriptions,
 /// current values, observers.
 ///
-/// The object's own table is in front of it: what an operation asks of the object
-/// by a virtual call comes in as `storage`.
+/// `storage` is the object that owns the table; virtual calls go through it.
 /// Threads: any thread may call any operation. m_sync guards the current values,
 /// m_observersSync, always taken second, the observer list. Hooks and observers
 /// are called with neither held, so they may call back; so is an interface value
@@ -72,9 +71,11 @@ private:
     PYXPropertyInfoImpl* Find(const wchar_t* name) const;
     PYXPropertyInfoImpl* FindAt(pyx_size index) const;
 
-    // Fixed once the object is constructed; the values in it are guarded by m_sync.
-    std::map<std::wstring, std::unique_ptr<PYXPropertyInfoImpl>, std::less<>> m_PropertiesInfo;
     PYXCriticalSection m_sync;
     PYXCriticalSection m_observersSync;
     std::vector<PYXPropertyStorageObserver*> m_observers PYX_GUARDED_BY(m_observersSync); // no duplicates
+
+    // Fixed once the object is constructed; the values in it are guarded by m_sync. Destroyed first: an interface value
+    // that ends may call back.
+    std::map<std::wstring, std::unique_ptr<PYXPropertyInfoImpl>, std::less<>> m_PropertiesInfo;
 };

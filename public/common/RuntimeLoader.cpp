@@ -10,7 +10,7 @@ namespace
 constexpr pyx_uint64 c_runtimeVersion = 0x0001000400240000; // 1.4.36.0
 constexpr const wchar_t* c_runtimeFile = L"pyxrt64.dll";
 
-/// The one record of the process.
+/// The one record of this module.
 class RuntimeRecord
 {
 public:
@@ -59,7 +59,7 @@ public:
     }
 
 private:
-    /// From the first failure past the loading on the handle stays: the next call succeeds without a factory.
+    /// A failure after the load keeps the handle: the next call succeeds without a factory.
     PYX_RESULT LoadObjects() PYX_REQUIRES(m_sync)
     {
         m_module = PYXModuleHandle(PYXLoadModule(c_runtimeFile));
@@ -79,7 +79,9 @@ private:
         {
             return PYX_FAIL;
         }
-        m_pFactory->GetTrace(&m_pTrace);
+        PYXTrace* pTrace = nullptr;
+        m_pFactory->GetTrace(&pTrace);
+        m_pTrace = pTrace ? pTrace : m_pTrace;
         m_pFactory->GetDebug(&m_pDebug);
         m_traceModule = m_module.Get();
         return PYX_OK;

@@ -10,7 +10,7 @@
 /// Loading the library anew asks it again. A host that frees the library and loads
 /// it again while no reference is held here does so unnoticed.
 /// Threads: any. One lock guards the record; the library is loaded, asked for
-/// its objects and freed with it held. Nothing here traces.
+/// its objects and freed with it held, so not from a DllMain. Nothing here traces.
 
 /// Takes one reference, loading the library first if need be.
 /// PYX_FAIL: the library or an entry is missing; other codes are the library's.

@@ -22,7 +22,7 @@ std::wstring FormatTextList(const wchar_t* format, va_list args)
     return text;
 }
 
-/// The trace object, and the library that it lies in held while it is used. Null
+/// The trace object, together with a reference to the library that it lies in. Null
 /// without a library.
 class TraceObject
 {

@@ -12,6 +12,7 @@
 #include <limits>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace
 {
@@ -354,6 +355,27 @@ PYX_RESULT Convert(PYXVariant* pDest, const PYXVariant& source, PYXVariantType t
     }
 }
 
+/// Whether both refer to one text or interface, which the destination then owns
+/// already: a host may validate a value into itself.
+bool HoldsTheSame(const PYXVariant& dest, const PYXVariant& source)
+{
+    if (dest.type != source.type)
+    {
+        return false;
+    }
+    switch (source.type)
+    {
+    case PYX_VARIANT_STRING:
+        return source.stringValue && dest.stringValue == source.stringValue;
+    case PYX_VARIANT_WSTRING:
+        return source.wstringValue && dest.wstringValue == source.wstringValue;
+    case PYX_VARIANT_INTERFACE:
+        return dest.interfaceValue == source.interfaceValue;
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
 void PYXVariantInit(PYXVariant* pVariant)
@@ -449,10 +471,9 @@ PYX_RESULT PYXVariantChangeType(PYXVariant* pDest, const PYXVariant* pSource, PY
     const PYXVariant source = inPlace ? *pDest : *pSource;
     if (source.type == type)
     {
-        return inPlace ? PYX_OK : PYXVariantCopy(pDest, pSource);
+        return inPlace || HoldsTheSame(*pDest, source) ? PYX_OK : PYXVariantCopy(pDest, pSource);
     }
     PYXVariantOwner old; // released after the source was read: both may hold the same text
-    *old.InOut() = *pDest;
-    PYXVariantInit(pDest);
+    *old.InOut() = std::exchange(*pDest, PYXVariant{});
     return Convert(pDest, source, type);
 }

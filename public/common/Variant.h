@@ -75,7 +75,7 @@ struct PYXVariant
     PYXVariantType type = PYX_VARIANT_EMPTY;
     union {
         pyx_uint64 raw[2] = {0, 0};
-        pyx_uint8 boolValue; ///< 0 or 1; read with != 0, for others write it too
+        pyx_uint8 boolValue; ///< 0 or 1; read with != 0: other modules may write another non-zero byte
         pyx_int64 int64Value;
         double doubleValue;
         PYXRect rectValue;

@@ -74,13 +74,33 @@ template <class... Fields> PYX_RESULT Scan(const char* text, const char* format,
     return sscanf(text, format, fields...) != 0 ? PYX_OK : PYX_INVALID_ARG;
 }
 
-/// What a scanner reads from a number beyond the range of its kind.
-template <class Real> Real OutOfRange(std::string_view number)
+/// How many places the first digit of a number that is not 0 stands before the
+/// point; 0 or less behind it. `digits` has no exponent.
+pyx_int64 LeadingPlaces(std::string_view digits)
 {
-    const size_t exponent = number.find_first_of("eEpP");
-    const bool isSmall = exponent == std::string_view::npos ? number.front() == '0' || number.front() == '.'
-                                                            : number.substr(exponent + 1).starts_with('-');
-    return isSmall ? Real{} : std::numeric_limits<Real>::infinity();
+    const size_t point = std::min(digits.find('.'), digits.size());
+    const size_t first = std::min(digits.find_first_not_of("0."), digits.size());
+    return static_cast<pyx_int64>(point) - static_cast<pyx_int64>(first) + (first > point ? 1 : 0);
+}
+
+/// What a scanner reads from a number beyond the range of its kind, `number` being
+/// its digits and exponent: zero when it is too small, infinity when too large.
+template <class Real> Real OutOfRange(std::string_view number, bool isHexadecimal)
+{
+    const size_t mark = std::min(number.find_first_of(isHexadecimal ? "pP" : "eE"), number.size());
+    std::string_view exponentText = number.substr(std::min(mark + 1, number.size()));
+    const bool isNegative = exponentText.starts_with('-');
+    exponentText.remove_prefix(isNegative || exponentText.starts_with('+') ? 1 : 0);
+    pyx_int64 exponent = 0;
+    constexpr pyx_int64 highest = 1LL << 40; // of an exponent that fits no number either
+    if (std::from_chars(exponentText.data(), exponentText.data() + exponentText.size(), exponent).ec ==
+        std::errc::result_out_of_range)
+    {
+        exponent = highest;
+    }
+    exponent = std::min(exponent, highest) * (isNegative ? -1 : 1);
+    const pyx_int64 places = LeadingPlaces(number.substr(0, mark)) * (isHexadecimal ? 4 : 1);
+    return places + exponent > 0 ? std::numeric_limits<Real>::infinity() : Real{};
 }
 
 /// Reads a real number as the scanner of the C locale does: blanks and a sign in
@@ -103,12 +123,15 @@ template <class Real> PYX_RESULT ScanReal(const char* text, Real* pValue)
     number.remove_prefix(isHexadecimal ? 2 : 0);
     Real value{};
     const auto format = isHexadecimal ? std::chars_format::hex : std::chars_format::general;
-    const std::errc error = std::from_chars(number.data(), number.data() + number.size(), value, format).ec;
+    const auto [pEnd, error] = std::from_chars(number.data(), number.data() + number.size(), value, format);
     if (number.starts_with('-') || error == std::errc::invalid_argument)
     {
         return PYX_INVALID_ARG;
     }
-    value = error == std::errc::result_out_of_range ? OutOfRange<Real>(number) : value;
+    if (error == std::errc::result_out_of_range)
+    {
+        value = OutOfRange<Real>({number.data(), pEnd}, isHexadecimal);
+    }
     *pValue = isNegative ? -value : value;
     return PYX_OK;
 }
