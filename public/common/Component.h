@@ -55,7 +55,7 @@ public:
     virtual PYX_RESULT HostOperation22() = 0;
     virtual PYX_RESULT HostOperation23() = 0;
     /// Slot 24. The context given at creation, borrowed; the component holds it.
-    /// [any thread; takes no lock]
+    /// [any thread, also while a clip is written]
     virtual PYXContext* GetContext() = 0;
     virtual PYX_RESULT HostOperation25() = 0;
     virtual PYX_RESULT HostOperation26() = 0;
@@ -74,11 +74,11 @@ public:
     static constexpr PYXGuid c_id{0xfda792af, 0x8712, 0x44df, {0x8e, 0xa0, 0xdf, 0xfa, 0xad, 0x2c, 0x80, 0x93}};
 
     /// Slot 28. May be outdated at once while another thread switches a stream.
-    /// [any thread; takes no lock]
+    /// [any thread, also while a clip is written]
     virtual pyx_int32 GetInputCount() = 0;
     virtual pyx_int32 HostOperation29() = 0;
     /// Slot 30. `*ppInput` is acquired for the caller. PYX_INVALID_ARG: index out of
-    /// range, null output.
+    /// range.
     /// [any thread; not while Terminate writes a clip: waits for it]
     virtual PYX_RESULT GetInput(pyx_int32 index, PYXInput** ppInput) = 0;
     virtual PYX_RESULT HostOperation31() = 0;
