@@ -18,6 +18,10 @@ ReadResult LiveOrder::Next(MediaPacket* pPacket)
     Fill(&m_audio);
     Lane* pLane = Choose();
     const bool pastVideo = pLane == &m_audio && m_video.ended && pLane->arrival >= m_video.end;
+    if (m_stalled && m_brokenText.empty())
+    {
+        m_brokenText = "its streams do not come together";
+    }
     if (!pLane->waiting || pastVideo)
     {
         return End(pLane);
@@ -49,6 +53,13 @@ void LiveOrder::Fill(Lane* pLane)
         pLane->waiting = true;
         pLane->arrival = std::max(pLane->arrival, pLane->packet.pts);
         pLane->end = std::max(pLane->end, pLane->packet.pts + pLane->packet.duration);
+        return;
+    }
+    if (result == ReadResult::NotYet)
+    {
+        // Only while the other stream has packets: else this would pass for the end.
+        const Lane& other = pLane == &m_video ? m_audio : m_video;
+        m_stalled = !other.pReader || other.ended;
         return;
     }
     pLane->ended = true;

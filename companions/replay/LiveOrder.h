@@ -16,6 +16,8 @@
 ///     arrival        0 3 3 3 6 6 6      arrival     0 1 2 3 4 5 6
 ///     merged         v0 a0 a1 a2 v3 v1 v2 a3 a4 a5 v6 v4 v5 a6
 ///
+/// In a pipe a stream can have a pause; then the other goes on without it.
+///
 /// The video is handed out whole. Audio ends with it: with the first packet that
 /// begins when the last picture has ended.
 class LiveOrder
@@ -70,6 +72,7 @@ private:
     Lane m_audio;
     bool m_started = false;
     bool m_finished = false;
+    bool m_stalled = false; // one stream waits for another that nobody reads
     pyx_int64 m_firstArrival = 0;
     pyx_int64 m_arrival = 0;
     std::string m_brokenText;

@@ -58,12 +58,19 @@ Outcome MediaReader::OpenVideo(const std::wstring& path, std::unique_ptr<MediaRe
     return OpenStream(std::move(pReader), streams[0], ppReader);
 }
 
-Outcome MediaReader::OpenAudio(const std::wstring& path, int track, std::unique_ptr<MediaReader>* ppReader,
-                               std::string* pLeftOut)
+Outcome MediaReader::OpenAudio(const std::wstring& path, int track, const MediaReader& video,
+                               std::unique_ptr<MediaReader>* ppReader, std::string* pLeftOut)
 {
     std::unique_ptr<MediaReader> pReader(new MediaReader);
     pReader->m_pathForUser = PathForUser(path);
-    RETURN_ON_FAILURE(pReader->m_stream.Open(path));
+    if (video.m_stream.IsPipe())
+    {
+        pReader->m_stream.Share(video.m_stream);
+    }
+    else
+    {
+        RETURN_ON_FAILURE(pReader->m_stream.Open(path));
+    }
     AVStream* pStream = nullptr;
     RETURN_ON_FAILURE(pReader->FindAudio(track, &pStream));
     if (!pStream)
@@ -116,8 +123,14 @@ Outcome MediaReader::OpenStream(std::unique_ptr<MediaReader> pReader, AVStream* 
     {
         return reader.CannotRead(reader.m_brokenText);
     }
-    if (result != ReadResult::Packet)
+    if (result == ReadResult::End)
     {
+        return {};
+    }
+    if (result == ReadResult::NotYet) // it will come through the pipe later
+    {
+        reader.m_pFirst.reset();
+        *ppReader = std::move(pReader);
         return {};
     }
     reader.FindMissingSize(*reader.m_pFirst);
@@ -216,6 +229,7 @@ unsigned MediaReader::OtherStreams() const
 
 ReadResult MediaReader::Next(MediaPacket* pPacket)
 {
+    m_stream.PassOverOthers();
     return m_orders ? ReadInOrderShown(pPacket) : ReadPacket(pPacket);
 }
 
@@ -225,7 +239,12 @@ ReadResult MediaReader::ReadInOrderShown(MediaPacket* pPacket)
     while (!m_times.IsReady() && m_end == ReadResult::Packet)
     {
         MediaPacket packet;
-        m_end = ReadPacket(&packet);
+        const ReadResult result = ReadPacket(&packet);
+        if (result == ReadResult::NotYet)
+        {
+            return result;
+        }
+        m_end = result;
         if (m_end == ReadResult::Packet)
         {
             AddToOrder(std::move(packet));
@@ -339,6 +358,10 @@ ReadResult MediaReader::ReadFiltered(AVPacket* pPacket)
         if (result == ReadResult::Broken)
         {
             return Fail(m_stream.BrokenText());
+        }
+        if (result == ReadResult::NotYet)
+        {
+            return result;
         }
         // A null packet tells the filter that there are no more.
         error = av_bsf_send_packet(m_pFilter.get(), result == ReadResult::End ? nullptr : pPacket);

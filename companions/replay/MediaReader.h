@@ -53,9 +53,10 @@ public:
     /// Opens an audio stream: `track` is its number among the audio streams,
     /// counted from 1, or 0 for the one that is flagged as default, else the first.
     /// Null and a success: there is none, it has no packets, or its codec is not
-    /// taken; then `*pLeftOut` says so. BadUsage: no such track.
-    static Outcome OpenAudio(const std::wstring& path, int track, std::unique_ptr<MediaReader>* ppReader,
-                             std::string* pLeftOut);
+    /// taken; then `*pLeftOut` says so. BadUsage: no such track. A pipe is read
+    /// through the opening that `video` has.
+    static Outcome OpenAudio(const std::wstring& path, int track, const MediaReader& video,
+                             std::unique_ptr<MediaReader>* ppReader, std::string* pLeftOut);
 
     /// The times of recordings that were joined jump back at each joint. They are
     /// moved to go on there, for both readers of a file by the same time when they
@@ -65,6 +66,7 @@ public:
         m_pShifts = other.m_pShifts;
     }
 
+    /// The next packet that holds any bytes. Only when all readers are open.
     ReadResult Next(MediaPacket* pPacket) override;
 
     const CodecRow& Codec() const

@@ -63,34 +63,34 @@ Outcome CheckContainer(const std::wstring& output, const MediaReader& reader)
     return {};
 }
 
+/// "clip.mp4" and 2 make "clip-2.mp4".
+std::wstring Numbered(const std::wstring& path, unsigned number)
+{
+    const std::size_t ending = path.find_last_of(L'.');
+    return path.substr(0, ending) + L"-" + std::to_wstring(number) + path.substr(ending);
+}
+
 } // namespace
 
 Outcome Replay::Run()
 {
     const Clock::time_point start = Clock::now();
     m_report.exact = m_options.exact;
-    m_report.output = m_options.output;
     RETURN_ON_FAILURE(OpenInput());
-    RETURN_ON_FAILURE(m_clip.Prepare(m_options.output, m_options.input));
-    TempDirectory scratch;
-    RETURN_ON_FAILURE(scratch.Make(m_options.temp));
-    Say("temporary files in " + PathForUser(scratch.Path()));
-
+    RETURN_ON_FAILURE(ClipFile().Prepare(m_options.output, m_options.input)); // before hours of video are read
     Outcome outcome;
     {
-        Session session(m_pObserver);
-        RETURN_ON_FAILURE(session.Open(m_options, m_options.output, scratch.Path(), *m_pVideo, m_pAudio.get()));
-        RETURN_ON_FAILURE(scratch.Check());
+        Recorder recorder(m_options, *m_pVideo, m_pAudio.get(), m_pObserver, [this](::Take* pTake) { Take(pTake); });
+        RETURN_ON_FAILURE(recorder.Open());
         m_fed = true;
-        outcome = Feed(&session);
-        if (Outcome finished = Finish(&session); outcome.IsOk())
+        outcome = Feed(&recorder);
+        recorder.Finish(m_options.output);
+        m_report.in = recorder.TakenIn();
+        if (m_saves > 0)
         {
-            outcome = std::move(finished);
+            m_report.longestSubmit = {recorder.LongestSubmitWhileSaving(), recorder.LongestSubmitOtherwise()};
         }
-        else if (m_report.clip)
-        {
-            outcome = {outcome.Code(), outcome.Text() + "; what was read until then is saved"};
-        }
+        outcome = Conclude(std::move(outcome));
     }
     if (HostObject::Alive() != 0)
     {
@@ -130,10 +130,15 @@ Outcome Replay::OpenAudio()
         return {};
     }
     std::string leftOut;
-    RETURN_ON_FAILURE(MediaReader::OpenAudio(m_options.input, m_options.audio.track, &m_pAudio, &leftOut));
+    RETURN_ON_FAILURE(MediaReader::OpenAudio(m_options.input, m_options.audio.track, *m_pVideo, &m_pAudio, &leftOut));
     if (!leftOut.empty())
     {
         Warn(leftOut);
+    }
+    if (m_pAudio && (m_pAudio->Parameters().ch_layout.nb_channels <= 0 || m_pAudio->Parameters().sample_rate <= 0))
+    {
+        Warn("the audio is left out: the beginning of the input does not tell its channels and sample rate");
+        m_pAudio.reset();
     }
     if (!m_pAudio)
     {
@@ -143,7 +148,7 @@ Outcome Replay::OpenAudio()
     return CheckContainer(m_options.output, *m_pAudio);
 }
 
-Outcome Replay::Feed(Session* pSession)
+Outcome Replay::Feed(Recorder* pRecorder)
 {
     LiveOrder order(m_pVideo.get(), m_pAudio.get());
     Progress progress(m_options.progress, m_pVideo->FileDuration());
@@ -152,24 +157,87 @@ Outcome Replay::Feed(Session* pSession)
     while (!IsInterrupted() && order.Next(&packet) == ReadResult::Packet)
     {
         pace.WaitFor(order.Elapsed());
-        if (packet.video && pSession->TakenIn().videoPackets == 0)
+        if (packet.video && pRecorder->TakenIn().videoPackets == 0)
         {
             m_report.origin = packet.pts;
         }
-        if (Outcome outcome = pSession->Submit(packet); !outcome.IsOk())
+        if (IsSaveDue(order.Elapsed()))
         {
-            return outcome;
+            progress.Clear();
+            BeginSave(pRecorder);
         }
-        progress.Show(order.Elapsed(), pSession->TakenIn().bytes);
+        RETURN_ON_FAILURE(pRecorder->Submit(std::move(packet)));
+        progress.Show(order.Elapsed(), pRecorder->TakenIn().bytes);
     }
     progress.Clear();
-    WarnOfLosses(order, pSession->TakenIn());
+    WarnOfLosses(order, pRecorder->TakenIn());
     if (const std::string why = WhyBroken(order); !why.empty())
     {
         return {ExitCode::BadInput,
                 PathForUser(m_options.input) + " is broken after " + FormatTime(order.Elapsed()) + ": " + why};
     }
     return {};
+}
+
+bool Replay::IsSaveDue(pyx_int64 elapsed)
+{
+    bool due = TakeSaveRequest();
+    for (; m_nextSaveAt < m_options.saveAt.size() && m_options.saveAt[m_nextSaveAt] <= elapsed; ++m_nextSaveAt)
+    {
+        due = true;
+    }
+    return due;
+}
+
+/// A save that fails does not end the recording.
+void Replay::BeginSave(Recorder* pRecorder)
+{
+    const std::wstring output = Numbered(m_options.output, m_saves + 1);
+    bool begun = false;
+    Outcome outcome = pRecorder->Save(output, &begun);
+    if (!outcome.IsOk())
+    {
+        Warn("no clip is saved, recording goes on: " + outcome.Text());
+        const bool lost = outcome.Code() != ExitCode::NothingKept; // else there was nothing to lose
+        m_failedSave = lost && m_failedSave.IsOk() ? std::move(outcome) : m_failedSave;
+    }
+    else if (!begun)
+    {
+        Warn("a clip that was asked for before is not begun yet and serves this request too");
+    }
+    m_saves += begun ? 1 : 0;
+}
+
+/// A clip is written, or has failed.
+void Replay::Take(::Take* pTake)
+{
+    for (const std::string& warning : pTake->saved.warnings)
+    {
+        Warn(warning);
+    }
+    if (!pTake->outcome.IsOk())
+    {
+        Warn("the clip " + PathForUser(pTake->output) + " is not saved: " + pTake->outcome.Text());
+        m_failedSave = m_failedSave.IsOk() ? pTake->outcome : m_failedSave;
+        return;
+    }
+    Say("saved " + PathForUser(pTake->output) + " in " + FormatSeconds(pTake->secondsTaken, 2) + " s");
+    WarnOfMissing(pTake->saved.stretch);
+    if (m_pObserver)
+    {
+        m_pObserver->OnSaved(pTake->saved.stretch);
+    }
+    m_report.clips.push_back({pTake->output, pTake->contents, std::move(pTake->saved.stretch)});
+}
+
+/// How the run ends: with what stopped the feeding, else with a clip that failed.
+Outcome Replay::Conclude(Outcome fed) const
+{
+    if (fed.IsOk())
+    {
+        return m_failedSave;
+    }
+    return m_report.clips.empty() ? fed : Outcome(fed.Code(), fed.Text() + "; what was read until then is saved");
 }
 
 std::string Replay::WhyBroken(const LiveOrder& order) const
@@ -208,44 +276,15 @@ void Replay::WarnOfLosses(const LiveOrder& order, const Intake& intake)
     }
 }
 
-void Replay::WarnOfMissing()
+void Replay::WarnOfMissing(const SavedStretch& stretch)
 {
-    const pyx_int64 missing = m_report.stretch.newest - m_report.stretch.to;
+    const pyx_int64 missing = stretch.newest - stretch.to;
     if (missing > PYX_TICKS_PER_SECOND)
     {
         Warn("the newest " + FormatSeconds(static_cast<double>(missing) / PYX_TICKS_PER_SECOND, 1) +
              " s are not in the clip: --exact cuts it " + std::to_string(m_options.duration) +
              " s after its first picture");
     }
-}
-
-Outcome Replay::Finish(Session* pSession)
-{
-    const Clock::time_point start = Clock::now();
-    Saved saved;
-    const Outcome written = pSession->Save(&saved);
-    m_report.in = pSession->TakenIn();
-    RETURN_ON_FAILURE(written);
-    Say("write-out took " + FormatSeconds(std::chrono::duration<double>(Clock::now() - start).count(), 2) + " s");
-    for (const std::string& warning : saved.warnings)
-    {
-        Warn(warning);
-    }
-    if (!m_clip.IsNew())
-    {
-        return {ExitCode::NothingKept, "no group of pictures was kept, so there is no clip: a group starts with a key "
-                                       "picture, and the input has none"};
-    }
-    ClipContents contents;
-    RETURN_ON_FAILURE(m_clip.ReadBack(&contents));
-    m_report.clip = contents;
-    m_report.stretch = std::move(saved.stretch);
-    if (m_pObserver)
-    {
-        m_pObserver->OnSaved(m_report.stretch);
-    }
-    WarnOfMissing();
-    return {};
 }
 
 void Replay::Warn(const std::string& text)

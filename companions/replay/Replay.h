@@ -2,11 +2,11 @@
 
 #include "replay/LiveOrder.h"
 #include "replay/Progress.h"
+#include "replay/Recorder.h"
 #include "replay/Report.h"
-#include "replay/TempDirectory.h"
 
 /// One run of the program: opens the input, feeds the replay buffer, saves and
-/// checks the clip.
+/// checks the clips: one at the end, and one whenever it is asked for meanwhile.
 class Replay
 {
 public:
@@ -32,19 +32,24 @@ public:
 private:
     Outcome OpenInput();
     Outcome OpenAudio();
-    Outcome Feed(Session* pSession);
-    Outcome Finish(Session* pSession);
+    Outcome Feed(Recorder* pRecorder);
+    bool IsSaveDue(pyx_int64 elapsed);
+    void BeginSave(Recorder* pRecorder);
+    void Take(::Take* pTake);
+    Outcome Conclude(Outcome fed) const;
     void Say(const std::string& text) const;
     void Warn(const std::string& text);
     std::string WhyBroken(const LiveOrder& order) const;
     void WarnOfLosses(const LiveOrder& order, const Intake& intake);
-    void WarnOfMissing();
+    void WarnOfMissing(const SavedStretch& stretch);
 
     const Options& m_options;
     SessionObserver* const m_pObserver;
     std::unique_ptr<MediaReader> m_pVideo;
     std::unique_ptr<MediaReader> m_pAudio; // null without audio
-    ClipFile m_clip;
+    std::size_t m_nextSaveAt = 0;          // in the option's list
+    unsigned m_saves = 0;                  // numbers given to clips
+    Outcome m_failedSave;                  // the first of them
     bool m_fed = false;
     Report m_report;
 };

@@ -26,63 +26,97 @@ double Seconds(pyx_int64 ticks)
     return static_cast<double>(ticks) / PYX_TICKS_PER_SECOND;
 }
 
-std::string Covers(const Report& report)
+std::string Covers(const ReportedClip& clip, pyx_int64 origin)
 {
-    if (!report.clip)
+    const SavedStretch& stretch = clip.stretch;
+    const pyx_int64 missing = stretch.newest - stretch.to;
+    return FormatSeconds(Seconds(stretch.from - origin), 2) + " s to " +
+           FormatSeconds(Seconds(stretch.to - origin), 2) + " s of the input" +
+           (missing > 0 ? ", without the newest " + FormatSeconds(Seconds(missing), 2) + " s" : "");
+}
+
+double Milliseconds(std::chrono::nanoseconds time)
+{
+    return std::chrono::duration<double, std::milli>(time).count();
+}
+
+/// A clip's part of the JSON object.
+nlohmann::ordered_json ClipAsJson(const ReportedClip& clip, pyx_int64 origin)
+{
+    return {
+        {"gopsKept", clip.contents.groups},
+        {"secondsKept", clip.contents.seconds},
+        {"coveredFrom", Seconds(clip.stretch.from - origin)},
+        {"coveredTo", Seconds(clip.stretch.to - origin)},
+        {"missingNewest", Seconds(clip.stretch.newest - clip.stretch.to)},
+        {"packetsWritten", clip.contents.videoPackets + clip.contents.audioPackets},
+        {"videoPacketsWritten", clip.contents.videoPackets},
+        {"audioPacketsWritten", clip.contents.audioPackets},
+        {"bytesWritten", clip.contents.bytes},
+        {"output", PathForUser(clip.output)},
+    };
+}
+
+nlohmann::ordered_json NoClipAsJson()
+{
+    nlohmann::ordered_json json = ClipAsJson(ReportedClip(), 0);
+    for (const char* name : {"coveredFrom", "coveredTo", "missingNewest", "output"})
     {
-        return "nothing";
+        json[name] = nullptr;
     }
-    const SavedStretch& stretch = report.stretch;
-    const std::string missing =
-        stretch.newest > stretch.to
-            ? ", without the newest " + FormatSeconds(Seconds(stretch.newest - stretch.to), 2) + " s"
-            : "";
-    return FormatSeconds(Seconds(stretch.from - report.origin), 2) + " s to " +
-           FormatSeconds(Seconds(stretch.to - report.origin), 2) + " s of the input" + missing;
+    return json;
 }
 
 } // namespace
 
 std::string ReportAsTable(const Report& report)
 {
-    const ClipContents clip = report.clip.value_or(ClipContents());
-    return Row("In", Packets(report.in.videoPackets, report.in.audioPackets, report.in.bytes)) +
-           Row("Kept", std::to_string(clip.groups) + (clip.groups == 1 ? " group, " : " groups, ") +
-                           FormatSeconds(clip.seconds, 2) + " s") +
-           Row("Covers", Covers(report)) + Row("Written", Packets(clip.videoPackets, clip.audioPackets, clip.bytes)) +
-           Row("Output", report.clip ? PathForUser(report.output) : "none") +
-           Row("Taken", FormatSeconds(report.secondsTaken, 2) + " s");
+    std::string table = Row("In", Packets(report.in.videoPackets, report.in.audioPackets, report.in.bytes));
+    for (const ReportedClip& clip : report.clips)
+    {
+        const ClipContents& contents = clip.contents;
+        table += Row("Kept", std::to_string(contents.groups) + (contents.groups == 1 ? " group, " : " groups, ") +
+                                 FormatSeconds(contents.seconds, 2) + " s") +
+                 Row("Covers", Covers(clip, report.origin)) +
+                 Row("Written", Packets(contents.videoPackets, contents.audioPackets, contents.bytes)) +
+                 Row("Output", PathForUser(clip.output));
+    }
+    if (report.clips.empty())
+    {
+        table += Row("Output", "none");
+    }
+    if (report.longestSubmit)
+    {
+        table += Row("Longest", "SubmitInput " + FormatSeconds(Milliseconds(report.longestSubmit->whileSaving), 3) +
+                                    " ms while a clip was saved, " +
+                                    FormatSeconds(Milliseconds(report.longestSubmit->otherwise), 3) + " ms otherwise");
+    }
+    return table + Row("Taken", FormatSeconds(report.secondsTaken, 2) + " s");
 }
 
 std::string ReportAsJson(const Report& report, const Outcome& run)
 {
-    const ClipContents clip = report.clip.value_or(ClipContents());
     nlohmann::ordered_json json = {
         {"packetsIn", report.in.videoPackets + report.in.audioPackets},
         {"videoPacketsIn", report.in.videoPackets},
         {"audioPacketsIn", report.in.audioPackets},
         {"bytesIn", report.in.bytes},
-        {"gopsKept", clip.groups},
-        {"secondsKept", clip.seconds},
         {"mode", report.exact ? "exact" : "whole"},
-        {"coveredFrom", nullptr},
-        {"coveredTo", nullptr},
-        {"missingNewest", nullptr},
-        {"packetsWritten", clip.videoPackets + clip.audioPackets},
-        {"videoPacketsWritten", clip.videoPackets},
-        {"audioPacketsWritten", clip.audioPackets},
-        {"bytesWritten", clip.bytes},
-        {"output", nullptr},
-        {"secondsTaken", report.secondsTaken},
-        {"warnings", report.warnings},
     };
-    if (report.clip)
+    json.update(report.clips.empty() ? NoClipAsJson() : ClipAsJson(report.clips.back(), report.origin));
+    json["clips"] = nlohmann::ordered_json::array();
+    for (const ReportedClip& clip : report.clips)
     {
-        json["coveredFrom"] = Seconds(report.stretch.from - report.origin);
-        json["coveredTo"] = Seconds(report.stretch.to - report.origin);
-        json["missingNewest"] = Seconds(report.stretch.newest - report.stretch.to);
-        json["output"] = PathForUser(report.output);
+        json["clips"].push_back(ClipAsJson(clip, report.origin));
     }
+    json["longestSubmitMs"] = nullptr;
+    if (report.longestSubmit)
+    {
+        json["longestSubmitMs"] = {{"whileSaving", Milliseconds(report.longestSubmit->whileSaving)},
+                                   {"otherwise", Milliseconds(report.longestSubmit->otherwise)}};
+    }
+    json["secondsTaken"] = report.secondsTaken;
+    json["warnings"] = report.warnings;
     if (!run.IsOk())
     {
         json["error"] = {{"code", static_cast<int>(run.Code())}, {"text", run.Text()}};

@@ -3,16 +3,31 @@
 #include "replay/Clip.h"
 #include "replay/Session.h"
 
+/// A clip that was written.
+struct ReportedClip
+{
+    std::wstring output;
+    ClipContents contents;
+    SavedStretch stretch; ///< of the input, that the clip covers
+};
+
+/// How long SubmitInput took at most. What the machine does besides counts in
+/// both, so one tells little without the other.
+struct LongestSubmit
+{
+    std::chrono::nanoseconds whileSaving; ///< while a clip was asked for or written
+    std::chrono::nanoseconds otherwise;
+};
+
 /// What a run did, for its last lines.
 struct Report
 {
     Intake in;
-    std::optional<ClipContents> clip; ///< none when no clip was written
-    SavedStretch stretch;             ///< of the input, that the clip covers
-    pyx_int64 origin = 0;             ///< time stamp of the input's first picture, from which users count
+    std::vector<ReportedClip> clips;            ///< in the order of their saves
+    std::optional<LongestSubmit> longestSubmit; ///< none when all clips were saved at the end
+    pyx_int64 origin = 0;                       ///< time stamp of the input's first picture, from which users count
     bool exact = false;
     std::vector<std::string> warnings;
-    std::wstring output;
     double secondsTaken = 0;
 };
 

@@ -101,8 +101,9 @@ public:
         std::ranges::transform(m_timeline.Audio(), std::back_inserter(json["audio"]), [this](const TimelineSpan& span) {
             return Json::array({Time(span.start), Time(span.end)});
         });
-        std::ranges::transform(m_timeline.Saves(), std::back_inserter(json["saves"]),
-                               [this](const TimelineSave& save) { return Json{{"at", Time(save.at)}}; });
+        std::ranges::transform(m_timeline.Saves(), std::back_inserter(json["saves"]), [this](const TimelineSave& save) {
+            return Json{{"at", Time(save.at)}};
+        });
         return json;
     }
 
@@ -206,9 +207,9 @@ std::string RunAsText(const Options& options, const Report& report, const Outcom
                  {"clips", Json::array()},
                  {"timeline", asJson.TimelineAsJson(options)},
                  {"submit", asJson.SubmitAsJson()}};
-    if (report.clip && !timeline.Saves().empty())
+    for (std::size_t i = 0; i < std::min(report.clips.size(), timeline.Saves().size()); ++i) // the timeline saw each
     {
-        json["clips"].push_back(asJson.ClipAsJson(timeline.Saves().front(), report.output, options.report));
+        json["clips"].push_back(asJson.ClipAsJson(timeline.Saves()[i], report.clips[i].output, options.report));
     }
     return AsElementText(json);
 }

@@ -30,10 +30,9 @@ constexpr pyx_uint8 c_oneByte[] = {0};
 
 } // namespace
 
-Outcome Session::Open(const Options& options, const std::wstring& output, const std::wstring& scratch,
-                      const MediaReader& video, const MediaReader* pAudio)
+Outcome Session::Open(const Options& options, const std::wstring& scratch, const MediaReader& video,
+                      const MediaReader* pAudio)
 {
-    m_output = output;
     m_scratch = scratch;
     m_ram = options.ram;
     m_exact = options.exact;
@@ -67,7 +66,6 @@ Outcome Session::SetUp()
         SetAll(m_spComponent.Get(), {
                                         {PYX_PROPERTY_BUFFER_IN_RAM_ENABLED, PYXVariantFromBool(m_ram)},
                                         {PYX_PROPERTY_TEMP_PATH, PYXVariantBorrowWString(m_scratch.c_str())},
-                                        {PYX_PROPERTY_PATH, PYXVariantBorrowWString(m_output.c_str())},
                                     }));
     RETURN_ON_FAILURE(KeepSeconds(m_asked));
     if (const PYX_RESULT result = m_spComponent->Init(0, 0, 0); result != PYX_OK)
@@ -216,19 +214,19 @@ void Session::Note(const MediaPacket& packet)
     }
 }
 
-Outcome Session::Save(Saved* pSaved)
+Outcome Session::Close(const std::wstring& output, Saved* pSaved)
 {
-    const Outcome prepared = m_groups.All().empty() ? Outcome() : Prepare(pSaved);
+    m_output = output;
+    RETURN_ON_FAILURE(SetAll(m_spComponent.Get(), {{PYX_PROPERTY_PATH, PYXVariantBorrowWString(m_output.c_str())}}));
+    if (const Outcome prepared = m_groups.All().empty() ? Outcome() : Prepare(pSaved); !prepared.IsOk())
+    {
+        pSaved->warnings.push_back(prepared.Text()); // it may be written all the same
+    }
     // The end of a stream is answered with PYX_EOF, which is a success.
     m_spVideo->SubmitInput(nullptr);
     if (m_spAudio)
     {
         m_spAudio->SubmitInput(nullptr);
-    }
-    RETURN_ON_FAILURE(Write(pSaved)); // what could not be prepared may be written all the same
-    if (!prepared.IsOk())
-    {
-        pSaved->warnings.push_back(prepared.Text());
     }
     return {};
 }

@@ -30,16 +30,20 @@ struct Saved
 ///
 ///     Open:    load the module, make the component, set it up, describe the streams
 ///     Submit:  hand over one packet
-///     Save:    end the streams and terminate, which writes the clip
+///     Close:   name the clip, end the streams
+///     Write:   terminate, which writes the clip
 ///
 /// A component is told to keep whole groups of the last `Duration` seconds, and
 /// writes `Duration` seconds from the first of them on. That cuts off the newest
 /// pictures, so unless the exact length is asked for, the session raises
 /// `Duration` for the write-out: then nothing is cut.
 ///
-/// Threads: one at a time. Sessions are opened and ended by the same thread; any
-/// other may Save() while that one feeds another session. A host with an encoder
-/// thread per stream calls each input from its own thread.
+/// While a component writes its clip, packets would have to wait. A host that goes
+/// on meanwhile has two sessions and hands over from one to the other: see Recorder.
+///
+/// Threads: all calls come from one thread, which also ends the session; only
+/// Write() may be called by another, while that one feeds another session. A host
+/// with an encoder thread per stream calls each input from its own thread.
 class Session
 {
 public:
@@ -54,17 +58,33 @@ public:
     /// `scratch` is a directory of this session's own: the component removes
     /// everything in it. Without audio `pAudio` is null. Both readers are used
     /// during the call only.
-    Outcome Open(const Options& options, const std::wstring& output, const std::wstring& scratch,
-                 const MediaReader& video, const MediaReader* pAudio);
+    Outcome Open(const Options& options, const std::wstring& scratch, const MediaReader& video,
+                 const MediaReader* pAudio);
 
     /// A failure means that the component stored the packet not or not wholly;
     /// what it holds up to there is whole, so the caller stops and saves.
     Outcome Submit(const MediaPacket& packet);
 
-    /// Once, as the last call. A success without groups in `*pSaved` means that
-    /// nothing was kept and no clip was written. After a failure the component
-    /// holds nothing any more.
-    Outcome Save(Saved* pSaved);
+    /// The end of the packets: makes what is kept fit to be written, and tells
+    /// what that is. No groups in `*pSaved`: nothing is kept, and Write() will
+    /// succeed and write nothing.
+    Outcome Close(const std::wstring& output, Saved* pSaved);
+
+    /// Once, after Close(). What is lost on the way is added to `*pSaved`. The
+    /// component holds nothing any more, even after a failure.
+    Outcome Write(Saved* pSaved);
+
+    /// How long the component took for the packet submitted last.
+    std::chrono::nanoseconds LastSubmit() const
+    {
+        return m_taken;
+    }
+
+    /// False before the first key picture.
+    bool HoldsPictures() const
+    {
+        return !m_groups.All().empty();
+    }
 
     const Intake& TakenIn() const
     {
@@ -86,7 +106,6 @@ private:
     void Describe(Saved* pSaved) const;
     Outcome CloseOnlyGroup();
     Outcome LeaveAudioOut();
-    Outcome Write(Saved* pSaved);
     std::string WhyNotWritten(PYX_RESULT result) const;
 
     SessionObserver* const m_pObserver;

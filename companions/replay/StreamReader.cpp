@@ -1,11 +1,5 @@
 #include "replay/StreamReader.h"
 
-#include "replay/Codecs.h"
-#include "replay/Text.h"
-
-#include <filesystem>
-#include <span>
-
 namespace
 {
 
@@ -20,30 +14,34 @@ bool IsDamaged(const AVPacket& packet)
 
 } // namespace
 
-Outcome StreamReader::Open(const std::wstring& path)
+StreamReader::~StreamReader()
 {
-    const std::string forUser = "cannot read " + PathForUser(path) + ": ";
-    std::error_code ignored;
-    if (std::filesystem::is_directory(path, ignored))
+    if (m_pDemuxer)
     {
-        return {ExitCode::BadInput, forUser + "it is a directory"};
+        m_pDemuxer->Leave(m_index);
     }
-    const int error = OpenMediaFile(ToUtf8(path), &m_pFile);
-    if (error == AVERROR_INVALIDDATA)
-    {
-        return {ExitCode::BadInput,
-                forUser + "it is damaged, or of none of the kinds that are read: " + SupportedContainers()};
-    }
-    return error < 0 ? Outcome(ExitCode::BadInput, forUser + FFmpegErrorText(error)) : Outcome();
 }
 
-void StreamReader::Choose(AVStream* pChosen)
+Outcome StreamReader::Open(const std::wstring& path)
 {
-    m_index = pChosen->index;
-    for (AVStream* pStream : std::span(m_pFile->streams, m_pFile->nb_streams))
-    {
-        pStream->discard = pStream == pChosen ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-    }
+    m_pDemuxer = std::make_shared<Demuxer>();
+    return m_pDemuxer->Open(path);
+}
+
+void StreamReader::Share(const StreamReader& other)
+{
+    m_pDemuxer = other.m_pDemuxer;
+}
+
+void StreamReader::Choose(AVStream* pStream)
+{
+    m_index = pStream->index;
+    m_pDemuxer->Choose(*pStream);
+}
+
+void StreamReader::PassOverOthers()
+{
+    m_pDemuxer->PassOverOthers();
 }
 
 ReadResult StreamReader::Read(AVPacket* pPacket)
@@ -67,7 +65,11 @@ ReadResult StreamReader::Fill()
     for (int damages = 0;;)
     {
         PacketPtr pPacket(av_packet_alloc());
-        const int error = pPacket ? ReadFromFile(pPacket.get()) : AVERROR(ENOMEM);
+        const int error = pPacket ? m_pDemuxer->Read(m_index, pPacket.get()) : AVERROR(ENOMEM);
+        if (error == Demuxer::c_notYet)
+        {
+            return ReadResult::NotYet;
+        }
         const bool isCut = error >= 0 && IsDamaged(*pPacket);
         if (error >= 0)
         {
@@ -93,20 +95,6 @@ ReadResult StreamReader::Fill()
             m_brokenText = m_trouble;
             m_ready.clear();
             return ReadResult::Broken;
-        }
-    }
-}
-
-int StreamReader::ReadFromFile(AVPacket* pPacket)
-{
-    for (;;)
-    {
-        av_packet_unref(pPacket);
-        const int error = av_read_frame(m_pFile.get(), pPacket);
-        if (error < 0 || pPacket->stream_index == m_index)
-        {
-            // A file that ends before its index says so is no clean end either.
-            return error == AVERROR_EOF && m_pFile->pb && m_pFile->pb->error < 0 ? m_pFile->pb->error : error;
         }
     }
 }

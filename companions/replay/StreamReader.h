@@ -1,13 +1,13 @@
 #pragma once
 
-#include "media/FFmpeg.h"
-#include "replay/Outcome.h"
+#include "replay/Demuxer.h"
 
-#include <deque>
+#include <memory>
 
 enum class ReadResult
 {
     Packet,
+    NotYet, ///< of a pipe: this stream has a pause while the other goes on
     End,
     Broken, ///< the file cannot be read further
 };
@@ -22,17 +22,31 @@ enum class ReadResult
 class StreamReader
 {
 public:
+    StreamReader() = default;
+    StreamReader(const StreamReader&) = delete;
+    StreamReader& operator=(const StreamReader&) = delete;
+    ~StreamReader();
+
     /// BadInput: no file of a supported kind.
     Outcome Open(const std::wstring& path);
 
+    /// Instead: reads another stream of the same opening, as a pipe needs it.
+    void Share(const StreamReader& other);
+
     AVFormatContext& File() const
     {
-        return *m_pFile;
+        return m_pDemuxer->File();
+    }
+
+    bool IsPipe() const
+    {
+        return m_pDemuxer->IsPipe();
     }
 
     /// Chooses the stream; it belongs to the file. The packets of all others are
-    /// passed over.
+    /// passed over, of a pipe from the first PassOverOthers() on.
     void Choose(AVStream* pStream);
+    void PassOverOthers();
 
     /// The next packet of the stream.
     ReadResult Read(AVPacket* pPacket);
@@ -50,10 +64,9 @@ public:
     }
 
 private:
-    int ReadFromFile(AVPacket* pPacket);
     ReadResult Fill();
 
-    FFmpegPtr<AVFormatContext> m_pFile;
+    std::shared_ptr<Demuxer> m_pDemuxer;
     int m_index = -1;              // of the stream
     std::deque<PacketPtr> m_ready; // damaged ones first, then a whole one
     std::string m_trouble;         // what was met since the last whole packet; empty: nothing

@@ -102,6 +102,19 @@ def check_clip(replay, folder, name, ending, *options):
     check_start(clip)
 
 
+def check_hand_over(replay, folder):
+    """Clips saved from a pipe while it is read follow each other without a missing or doubled picture. The audio that
+    ends in between must not end the pictures."""
+    video, clip = folder / "audio-ends.mkv", folder / "live.mp4"
+    with video.open("rb") as pipe:
+        cat = subprocess.Popen(["cat"], stdin=pipe, stdout=subprocess.PIPE)
+        command = [*replay, "-", "-o", clip, "--duration", 60, "--save-at", "3,11", "--temp", folder, "--json"]
+        ended = subprocess.run([str(part) for part in command], stdin=cat.stdout, capture_output=True, text=True)
+    check(ended.returncode == 0, f"recording a pipe ended with {ended.returncode}:\n{ended.stderr}")
+    clips = [folder / f"live{number}.mp4" for number in ("-1", "-2", "")]
+    check(sum((frames(part) for part in clips), []) == frames(video), "the clips do not meet")
+
+
 def check_failures(replay, folder):
     clip = folder / "failed.mp4"
     told = json.loads(run(*replay, folder / "none.mkv", "-o", clip, "--temp", folder, "--json", expected=4).stdout)
@@ -123,6 +136,7 @@ def main():
         check_clip(replay, folder, "steady", "mp4", "--exact")
         check_clip(replay, folder, "one-key", "mp4")
         check_clip(replay, folder, "audio-ends", "mkv")
+        check_hand_over(replay, folder)
         check_failures(replay, folder)
 
 
