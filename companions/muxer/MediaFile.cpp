@@ -35,7 +35,7 @@ constexpr FormatRow c_formats[] = {
 constexpr int c_ioBufferSize = 256 * 1024;
 
 /// Ticks per second of the film's own clock, which delays the start of a
-/// stream: finer than the usual milliseconds, so that sound starts where it was.
+/// stream: finer than the usual milliseconds, so that audio starts where it was.
 constexpr pyx_int64 c_movieTimescale = 90000;
 
 /// Ticks since 1970 as "2026-05-04T12:34:56.500000Z".

@@ -223,7 +223,7 @@ PYX_RESULT MuxSession::EndStream(Stream& stream)
 {
     if (!m_spFile)
     {
-        // Sound that waited for a picture in vain is a clip of its own.
+        // Audio that waited for a picture in vain is a clip of its own.
         return m_video.IsExpected() || m_audio.waiting.empty() ? PYX_OK : Open();
     }
     stream.times.End();

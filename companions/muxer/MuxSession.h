@@ -29,7 +29,7 @@ enum class StreamKind
 ///                          `---------- a failure ------------+--> failed --last end mark--> idle, no file
 ///
 /// The header is written at the first video packet, which says how the video is
-/// coded; sound that comes earlier is kept until then. Every input that is
+/// coded; audio that comes earlier is kept until then. Every input that is
 /// offered and has not ended by then takes part, whether or not its packets come.
 /// Without any packet there is no clip and no failure.
 ///
