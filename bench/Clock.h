@@ -2,9 +2,10 @@
 
 #include "common/Types.h"
 
+#include <intrin.h>
+
 #include <algorithm>
 #include <chrono>
-#include <intrin.h>
 #include <thread>
 
 /// Time by the processor's own counter, which costs a tenth of what the

@@ -1,15 +1,15 @@
 #include "bench/Floors.h"
 
 #include "bench/Require.h"
-
 #include "common/InterfacePtr.h"
 
-#include <algorithm>
-#include <cstring>
+#include <windows.h>
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
-#include <windows.h>
+
+#include <algorithm>
+#include <cstring>
 
 namespace
 {

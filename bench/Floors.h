@@ -1,7 +1,6 @@
 #pragma once
 
 #include "bench/PacketSource.h"
-
 #include "common/HostContract.h"
 
 #include <cstddef>

@@ -3,11 +3,11 @@
 #include "bench/Subject.h"
 #include "bench/Suite.h"
 
+#include <windows.h>
+#include <psapi.h>
+
 #include <cmath>
 #include <vector>
-#include <windows.h>
-
-#include <psapi.h>
 
 // Memory that a cache takes from the process. In a process of its own, so that
 // nothing freed before is used again, which would hide it.

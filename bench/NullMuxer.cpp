@@ -5,7 +5,6 @@
 #include "bench/NullMuxer.h"
 
 #include "bench/Clock.h"
-
 #include "common/Component.h"
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"

@@ -1,7 +1,6 @@
 #include "bench/Measure.h"
 #include "bench/Subject.h"
 #include "bench/Suite.h"
-
 #include "support/Hooks.h"
 
 #include <string>

@@ -4,10 +4,11 @@
 #include "bench/Subject.h"
 #include "bench/Suite.h"
 
+#include <windows.h>
+
 #include <algorithm>
 #include <utility>
 #include <vector>
-#include <windows.h>
 
 // What a host feels: packets come when an encoder would give them, both storage
 // modes and their floors take each, and every call is timed alone.

@@ -1,7 +1,6 @@
 #include "bench/PacketSource.h"
 
 #include "bench/Require.h"
-
 #include "common/KeyPacket.h"
 #include "common/StreamProperties.h"
 

@@ -2,7 +2,6 @@
 
 #include "bench/Directory.h"
 #include "bench/Require.h"
-
 #include "common/PropertyNames.h"
 
 #include <windows.h>

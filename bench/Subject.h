@@ -3,7 +3,6 @@
 #include "bench/NullMuxer.h"
 #include "bench/PacketSource.h"
 #include "bench/Require.h"
-
 #include "common/Component.h"
 #include "common/InterfacePtr.h"
 #include "host/HostContext.h"

@@ -1,6 +1,5 @@
 #include "common/DataStreamFile.h"
 #include "common/DataStreamMemory.h"
-
 #include "support/RingBufferTest.h"
 
 namespace

@@ -1,12 +1,11 @@
+#include "common/DataStream.h"
 #include "support/RingBufferTest.h"
 
-#include "common/DataStream.h"
+#include <objbase.h>
 
 #include <cstddef>
 #include <cstring>
 #include <set>
-
-#include <objbase.h>
 
 namespace
 {

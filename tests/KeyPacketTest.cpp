@@ -1,8 +1,6 @@
 #include "common/KeyPacket.h"
-
 #include "common/PropertyNames.h"
 #include "common/StreamProperties.h"
-
 #include "host/HostBuffer.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,4 @@
 #include "common/PropertyStorageExImpl.h"
-
 #include "support/Companions.h"
 #include "support/RingBufferTest.h"
 

@@ -1,5 +1,4 @@
 #include "RingBufferGOP.h"
-
 #include "support/RingBufferTest.h"
 
 namespace

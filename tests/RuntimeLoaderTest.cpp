@@ -1,5 +1,4 @@
 #include "common/Handles.h"
-
 #include "support/RingBufferTest.h"
 
 namespace

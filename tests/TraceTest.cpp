@@ -1,16 +1,15 @@
-#include "common/Trace.h"
 #include "common/CriticalSection.h"
-
+#include "common/Trace.h"
 #include "support/Companions.h"
 #include "support/Faults.h"
 #include "support/Hooks.h"
 
 #include <gtest/gtest.h>
 
+#include <windows.h>
+
 #include <thread>
 #include <vector>
-
-#include <windows.h>
 
 namespace
 {

@@ -1,14 +1,13 @@
 #include "common/Variant.h"
-
-#include "support/Companions.h"
-
 #include "host/HostContext.h"
+#include "support/Companions.h"
 
 #include <gtest/gtest.h>
 
+#include <locale.h>
+
 #include <cmath>
 #include <limits>
-#include <locale.h>
 
 namespace
 {

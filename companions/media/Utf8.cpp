@@ -1,7 +1,8 @@
 #include "media/Utf8.h"
 
-#include <cstddef>
 #include <windows.h>
+
+#include <cstddef>
 
 std::string ToUtf8(std::wstring_view text)
 {

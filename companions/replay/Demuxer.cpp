@@ -5,11 +5,12 @@
 #include "replay/Options.h"
 #include "replay/Text.h"
 
+#include <windows.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <span>
 #include <utility>
-#include <windows.h>
 
 namespace
 {

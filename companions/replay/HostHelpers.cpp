@@ -77,6 +77,6 @@ std::string ReasonOf(PYX_RESULT result)
 
 std::string WhyUnwritable(const std::wstring& directory)
 {
-    const unsigned long error = TryToWriteIn(directory, 1024 * 1024);
+    const unsigned long error = TryToWriteIn(directory, std::size_t{1} << 20);
     return error == 0 ? "" : SystemReason(error);
 }

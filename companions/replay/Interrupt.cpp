@@ -3,10 +3,11 @@
 #include "common/Handles.h"
 #include "common/Types.h"
 
+#include <windows.h>
+
 #include <atomic>
 #include <chrono>
 #include <utility>
-#include <windows.h>
 
 namespace
 {

@@ -4,8 +4,9 @@
 #include "common/InterfacePtr.h"
 #include "replay/Outcome.h"
 
-#include <memory>
 #include <windows.h>
+
+#include <memory>
 
 /// A component module, loaded by its file name from the folder of the program.
 ///

@@ -3,11 +3,15 @@
 #include "replay/Codecs.h"
 #include "replay/Text.h"
 
+#include <CLI/CLI.hpp>
+
+#include <windows.h>
+#include <io.h>
+#include <shellapi.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <CLI/CLI.hpp>
-#include <io.h>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -15,9 +19,6 @@
 #include <sstream>
 #include <utility>
 #include <vector>
-#include <windows.h>
-
-#include <shellapi.h>
 
 namespace
 {

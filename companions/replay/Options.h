@@ -1,8 +1,7 @@
 #pragma once
 
-#include "replay/Outcome.h"
-
 #include "common/Types.h"
+#include "replay/Outcome.h"
 
 #include <string>
 #include <vector>

@@ -2,8 +2,9 @@
 
 #include "replay/Text.h"
 
-#include <cstdio>
 #include <nlohmann/json.hpp>
+
+#include <cstdio>
 
 namespace
 {

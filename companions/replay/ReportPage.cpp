@@ -4,11 +4,13 @@
 #include "replay/Completed.h"
 #include "replay/Text.h"
 
+#include <nlohmann/json.hpp>
+
+#include <windows.h>
+
 #include <algorithm>
 #include <iterator>
-#include <nlohmann/json.hpp>
 #include <vector>
-#include <windows.h>
 
 namespace
 {
@@ -101,9 +103,8 @@ public:
         std::ranges::transform(m_timeline.Audio(), std::back_inserter(json["audio"]), [this](const TimelineSpan& span) {
             return Json::array({Time(span.start), Time(span.end)});
         });
-        std::ranges::transform(m_timeline.Saves(), std::back_inserter(json["saves"]), [this](const TimelineSave& save) {
-            return Json{{"at", Time(save.at)}};
-        });
+        std::ranges::transform(m_timeline.Saves(), std::back_inserter(json["saves"]),
+                               [this](const TimelineSave& save) { return Json{{"at", Time(save.at)}}; });
         return json;
     }
 

@@ -1,11 +1,12 @@
 #include "replay/Text.h"
 
+#include <windows.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
 #include <utility>
 #include <vector>
-#include <windows.h>
 
 namespace
 {

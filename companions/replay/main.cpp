@@ -7,10 +7,11 @@
 #include "replay/Text.h"
 #include "replay/WriteTest.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <io.h>
+
+#include <cstdio>
+#include <cstdlib>
 
 namespace
 {

@@ -5,9 +5,8 @@
 /// This build of the library serves development: it shows traces and offers
 /// nothing else.
 
-#include "runtime/TraceWriter.h"
-
 #include "common/Platform.h"
+#include "runtime/TraceWriter.h"
 
 namespace
 {

@@ -2,10 +2,11 @@
 
 #include "common/Trace.h"
 
-#include <cstdio>
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
+
+#include <cstdio>
 
 namespace
 {

@@ -3,7 +3,6 @@
 #include "common/VariantText.h"
 
 #include <windows.h>
-
 #include <objbase.h>
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "common/VariantText.h"
 
 #include <windows.h>
-
+#include <locale.h>
 #include <objbase.h>
 
 #include <algorithm>
@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
-#include <locale.h>
 #include <string_view>
 #include <utility>
 

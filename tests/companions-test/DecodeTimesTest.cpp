@@ -1,7 +1,8 @@
 #include "muxer/DecodeTimes.h"
 
-#include <algorithm>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 #include <random>
 
 namespace

@@ -1,6 +1,7 @@
 #include "muxer/LeadingPictures.h"
 
 #include <gtest/gtest.h>
+
 #include <vector>
 
 namespace

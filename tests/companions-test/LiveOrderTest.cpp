@@ -1,6 +1,7 @@
 #include "replay/LiveOrder.h"
 
 #include <gtest/gtest.h>
+
 #include <vector>
 
 namespace

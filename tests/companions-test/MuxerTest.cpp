@@ -6,10 +6,11 @@
 #include "media/DisplayMatrix.h"
 #include "muxer/MuxerImpl.h"
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <iterator>
 
 namespace

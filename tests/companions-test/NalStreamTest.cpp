@@ -1,6 +1,7 @@
 #include "media/NalStream.h"
 
 #include <gtest/gtest.h>
+
 #include <random>
 #include <vector>
 

@@ -1,5 +1,5 @@
-#include "muxer/OutputFile.h"
 #include "companions-test/FolderTest.h"
+#include "muxer/OutputFile.h"
 
 #include <cstdio>
 

@@ -1,7 +1,8 @@
 #include "replay/PictureTimes.h"
 
-#include <algorithm>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 #include <random>
 
 namespace

@@ -1,5 +1,5 @@
-#include "replay/TempDirectory.h"
 #include "companions-test/FolderTest.h"
+#include "replay/TempDirectory.h"
 
 namespace
 {

@@ -1,6 +1,7 @@
 #include "replay/Timeline.h"
 
 #include <gtest/gtest.h>
+
 #include <numeric>
 
 namespace

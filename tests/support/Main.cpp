@@ -6,13 +6,13 @@
 
 #include <gtest/gtest.h>
 
+#include <malloc.h>
 #include <objbase.h>
 #include <winternl.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <malloc.h>
 #include <string_view>
 #include <thread>
 

@@ -1,9 +1,8 @@
 #include "PacketStore.h"
 
-#include "RingBufferTrace.h"
-
 #include "common/DataStreamFile.h"
 #include "common/DataStreamMemory.h"
+#include "RingBufferTrace.h"
 
 #include <windows.h>
 

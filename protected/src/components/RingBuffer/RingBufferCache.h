@@ -1,11 +1,10 @@
 #pragma once
 
-#include "RingBufferGOP.h"
-
 #include "common/CriticalSection.h"
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"
 #include "common/ThreadSafety.h"
+#include "RingBufferGOP.h"
 
 #include <atomic>
 #include <deque>

@@ -1,12 +1,11 @@
 #include "RingBufferImpl.h"
 
-#include "DirectoryTree.h"
-#include "RingBufferTrace.h"
-#include "RingBufferWriteOut.h"
-
 #include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
 #include "common/StreamProperties.h"
+#include "DirectoryTree.h"
+#include "RingBufferTrace.h"
+#include "RingBufferWriteOut.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,9 +1,5 @@
 #pragma once
 
-#include "RingBufferCache.h"
-#include "RingBufferInputs.h"
-#include "RingBufferMuxer.h"
-
 #include "common/Component.h"
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"
@@ -11,6 +7,9 @@
 #include "common/RefCounted.h"
 #include "common/RuntimeLoader.h"
 #include "common/ThreadSafety.h"
+#include "RingBufferCache.h"
+#include "RingBufferInputs.h"
+#include "RingBufferMuxer.h"
 
 #include <atomic>
 #include <memory>

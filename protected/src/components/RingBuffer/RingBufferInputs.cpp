@@ -1,11 +1,10 @@
 #include "RingBufferInputs.h"
 
-#include "RingBufferTrace.h"
-
 #include "common/KeyPacket.h"
 #include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
 #include "common/StreamProperties.h"
+#include "RingBufferTrace.h"
 
 #include <cwchar>
 #include <optional>

@@ -1,14 +1,13 @@
 #pragma once
 
-#include "RingBufferCache.h"
-#include "RingBufferMuxer.h"
-
 #include "common/Component.h"
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"
 #include "common/PropertyStorageExImpl.h"
 #include "common/RefCounted.h"
 #include "common/RuntimeLoader.h"
+#include "RingBufferCache.h"
+#include "RingBufferMuxer.h"
 
 #include <atomic>
 #include <memory>

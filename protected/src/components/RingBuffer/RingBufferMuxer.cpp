@@ -1,10 +1,9 @@
 #include "RingBufferMuxer.h"
 
-#include "RingBufferTrace.h"
-
 #include "common/MuxerLoader.h"
 #include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
+#include "RingBufferTrace.h"
 
 namespace
 {

@@ -1,9 +1,8 @@
 #include "RingBufferWriteOut.h"
 
-#include "RingBufferTrace.h"
-
 #include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
+#include "RingBufferTrace.h"
 
 #include <utility>
 

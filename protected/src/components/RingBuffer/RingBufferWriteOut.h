@@ -1,8 +1,7 @@
 #pragma once
 
-#include "RingBufferCache.h"
-
 #include "common/Component.h"
+#include "RingBufferCache.h"
 
 /// Pushes every packet of the cache, oldest group first, into the muxer, with times
 /// that start at zero and nothing at or past the duration, then ends both streams
