@@ -231,7 +231,7 @@ void Replay::Take(::Take* pTake)
 }
 
 /// How the run ends: with what stopped the feeding, else with a clip that failed.
-Outcome Replay::Conclude(Outcome fed) const
+Outcome Replay::Conclude(const Outcome& fed) const
 {
     if (fed.IsOk())
     {

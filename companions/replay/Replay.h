@@ -36,7 +36,7 @@ private:
     bool IsSaveDue(pyx_int64 elapsed);
     void BeginSave(Recorder* pRecorder);
     void Take(::Take* pTake);
-    Outcome Conclude(Outcome fed) const;
+    Outcome Conclude(const Outcome& fed) const;
     void Say(const std::string& text) const;
     void Warn(const std::string& text);
     std::string WhyBroken(const LiveOrder& order) const;

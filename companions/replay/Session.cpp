@@ -258,7 +258,7 @@ void Session::Describe(Saved* pSaved) const
     stretch.hasAudio = static_cast<std::size_t>(silent) < groups.size();
     if (m_spAudio && !stretch.hasAudio)
     {
-        pSaved->warnings.push_back("the input has no audio in the stretch that was kept, so the clip has none");
+        pSaved->warnings.emplace_back("the input has no audio in the stretch that was kept, so the clip has none");
     }
     else if (m_spAudio && silent > 0)
     {

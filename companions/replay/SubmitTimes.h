@@ -37,7 +37,7 @@ public:
 
 private:
     static constexpr unsigned c_exactBits = 6; // below 2^6 ticks each time has a step of its own
-    static constexpr unsigned c_stepsPerDoubling = 1U << (c_exactBits - 1);
+    static constexpr std::size_t c_stepsPerDoubling = std::size_t{1} << (c_exactBits - 1);
 
     static std::size_t StepOf(pyx_int64 ticks);
     static pyx_int64 LastOf(std::size_t step);

@@ -143,6 +143,8 @@ bool PYXDataStreamMemoryImpl::GrowInPlace(pyx_uint64 size)
         return true;
     }
     void* const pEnd = m_pMemory.get() + m_uiAllocatedSize;
+    // Committed pages go with their range.
+    // cppcheck-suppress leakReturnValNotUsed
     if (!VirtualAlloc(pEnd, size - m_uiAllocatedSize, MEM_COMMIT, PAGE_READWRITE))
     {
         return false;
@@ -158,6 +160,7 @@ bool PYXDataStreamMemoryImpl::Move(pyx_uint64 size)
     Block block = range != 0 ? Allocate(range, MEM_RESERVE) : nullptr;
     if (block)
     {
+        // cppcheck-suppress leakReturnValNotUsed
         if (!VirtualAlloc(block.get(), size, MEM_COMMIT, PAGE_READWRITE))
         {
             return false;

@@ -25,7 +25,9 @@ struct FaultPlan
 
     PYX_RESULT Check(std::string_view name)
     {
-        if (!name.starts_with(watched) || (++calls != nth && (nth >= 0 || calls < -nth))) { return PYX_OK; }
+        if (!name.starts_with(watched)) { return PYX_OK; }
+        ++calls;
+        if (calls != nth && (nth >= 0 || calls < -nth)) { return PYX_OK; }
         failed = name;
         return code;
     }
