@@ -1,4 +1,4 @@
-# What script/package puts into its archive, by `cmake --install build/release --component package --prefix FOLDER`.
+# What script/package puts into its archive: `cmake --install build/release --component package --prefix FOLDER`.
 # Folders have the names that they have in the checkout, so that the documents' links lead somewhere.
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME package)
