@@ -111,7 +111,7 @@ Results CallElsewhere(std::span<const Step> steps, const std::string& where)
     });
     if (results.wait_for(30s) != std::future_status::ready)
     {
-        std::cerr << where << " has left a lock held" << std::endl;
+        std::cerr << where << " has left a lock held\n";
         TerminateProcess(GetCurrentProcess(), 1);
     }
     return results.get();

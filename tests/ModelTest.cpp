@@ -144,14 +144,14 @@ Session MakeSession(unsigned seed)
                                       : pick(kind < 90 ? s_properties : s_calls) + (below(3) ? "" : pick(s_faults)));
         now += kind < 40 ? static_cast<int>(below(2)) : kind == 75 ? 3600 : kind == 76 ? -3600 : 0;
     }
-    session.push_back("new:VA");
+    session.emplace_back("new:VA");
     return session;
 }
 
 TEST_F(ModelTest, RandomSessionsGoAsInTheModel)
 {
     SetUnhandledExceptionFilter([](EXCEPTION_POINTERS*) -> LONG {
-        std::cout << "crashed:" << s_running << std::endl;
+        std::cout << "crashed:" << s_running << '\n' << std::flush;
         return EXCEPTION_EXECUTE_HANDLER;
     });
     const char* const only = getenv("PYX_TEST_SEED");

@@ -142,7 +142,7 @@ TEST_P(SoakTest, EachHourOfADayLeavesBehindWhatTheSecondDid)
         Calls();
         Traces();
         const Holdings saved(m_temp.path);
-        std::cout << "hour " << hour << ": " << full << "\n  saved: " << saved << std::endl;
+        std::cout << "hour " << hour << ": " << full << "\n  saved: " << saved << '\n' << std::flush;
         pFull = hour <= 2 ? std::make_unique<Holdings>(full) : std::move(pFull);
         pSaved = hour <= 2 ? std::make_unique<Holdings>(saved) : std::move(pSaved);
         ASSERT_TRUE(full.IsLike(*pFull) && saved.IsLike(*pSaved)) << "hour 2: " << *pFull << "\n  saved: " << *pSaved;

@@ -125,7 +125,7 @@ TEST_F(ThreadsTest, EncodersAndControlsAtOnceLeaveEveryClipInOrder)
     for (const auto& thread : threads)
     {
         if (thread.wait_for(30s) == std::future_status::ready) { continue; }
-        std::cerr << "deadlock" << std::endl;
+        std::cerr << "deadlock\n";
         TerminateProcess(GetCurrentProcess(), 1);
     }
     EXPECT_EQ(m_wrong, "");
