@@ -51,10 +51,10 @@ TEST(TraceTest, RecordsOfManyThreadsAllArriveWhileNobodyHoldsTheLibrary)
 {
     Companions::Get() = {};
     FaultPlan::Get().Fail("none", 0, PYX_OK); // several threads ask the plan: it must not count
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i)
+    std::vector<std::thread> threads(8);
+    for (std::thread& thread : threads)
     {
-        threads.emplace_back([] {
+        thread = std::thread([] {
             for (int j = 0; j < 25; ++j) { CheckPositive(0); }
         });
     }

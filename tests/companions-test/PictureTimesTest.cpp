@@ -37,6 +37,7 @@ TEST(PictureTimesTest, ALongStreamIsHandedOutWhileItIsReadAndEachTimeIsGivenOnce
 {
     std::mt19937 random(1);
     std::vector<PictureTimes::Place> places;
+    places.reserve(5000);
     for (pyx_int64 i = 0; i < 5000; ++i) { places.push_back({i / 300, i % 300}); }
     for (std::size_t i = 0; i + 16 < places.size(); i += 20) // as deep as a decoder can reorder
     {
