@@ -2,7 +2,7 @@
 
 #include "common/Types.h"
 
-#include <intrin.h>
+#include <windows.h>
 
 #include <algorithm>
 #include <chrono>
@@ -12,7 +12,7 @@
 /// system's costs under Wine and does not count 100 ns at a time: packets are
 /// timed one by one. The counter runs at a fixed rate on every processor of the
 /// last decade.
-inline pyx_uint64 ReadTicks() { return __rdtsc(); }
+inline pyx_uint64 ReadTicks() { return ReadTimeStampCounter(); }
 
 /// The counter's rate, found once against the system's clock.
 inline double TicksPerMicrosecond()

@@ -38,6 +38,7 @@ void CommittedRange::Append(const void* pData, pyx_size size)
     const pyx_size needed = (m_used + size + c_page - 1) / c_page * c_page;
     if (needed > m_committed)
     {
+        // cppcheck-suppress leakReturnValNotUsed ; committed pages go with their range
         Require(VirtualAlloc(m_pMemory + m_committed, needed - m_committed, MEM_COMMIT, PAGE_READWRITE) != nullptr,
                 "memory for a group");
         m_committed = needed;

@@ -89,6 +89,7 @@ template <class... Parts> void Print(const Parts&... parts)
 
 template <class Unit, class Other> bool IsEqual(const Unit* left, const Other* right)
 {
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse): the texts that are compared are plain ASCII
     return *left == *right && (!*left || IsEqual(left + 1, right + 1));
 }
 
