@@ -90,7 +90,7 @@ Outcome Replay::Run()
         {
             m_report.longestSubmit = {recorder.LongestSubmitWhileSaving(), recorder.LongestSubmitOtherwise()};
         }
-        outcome = Conclude(std::move(outcome));
+        outcome = Conclude(outcome);
     }
     if (HostObject::Alive() != 0)
     {
