@@ -134,6 +134,7 @@ TEST_P(RingBufferGOPTest, AFailedAddLeavesTheRecords)
     FaultyCall<"AllocBuffer", 0, PYX_RESULT(void*, int, pyx_size, void*)> alloc(m_spContext.Get(), 3);
     FaultyCall<"CopyTo", 0, PYX_RESULT(void*, void*, bool)> copy(spPacket.Get(), 10);
     Add("V1");
+    Add("A1");
     for (const char* call : {"AllocBuffer", "CopyTo"})
     {
         FaultPlan::Get().Fail(call, 1, 77);
@@ -143,6 +144,13 @@ TEST_P(RingBufferGOPTest, AFailedAddLeavesTheRecords)
     }
     EXPECT_EQ(m_pGOP->GetVideoPacketCount(), 1u);
     EXPECT_EQ(Read('V', 0), "V1");
+    for (const auto read : {&PYXRingBufferGOP::GetVideoPacket, &PYXRingBufferGOP::GetAudioPacket})
+    {
+        PYXBuffer* pBuffer = spPacket.Get();
+        FaultPlan::Get().Fail("AllocBuffer", 1, 79);
+        EXPECT_EQ((m_pGOP.get()->*read)(0, &pBuffer), 79);
+        EXPECT_EQ(pBuffer, nullptr);
+    }
     EXPECT_TRUE(Traces().starts_with("E RingBufferGOP PYX_ERROR 77 : code 77: WritePacket() - Buffer allocation "
                                      "failed.\nE RingBufferGOP PYX_ERROR 77 : code 77: AddVideoPacket() - Failed to "
                                      "write the buffer information to temporary file.\nE RingBufferGOP PYX_ERROR 78 "

@@ -166,6 +166,10 @@ TEST(VariantTest, ComparesKindThenValue)
     EXPECT_STREQ(compare(points[0], PYXVariant{points[0]}), "equal");
     EXPECT_STREQ(compare(points[1], points[1]), "equal"); // the same object
     EXPECT_STREQ(compare(points[1], PYXVariant{points[1]}), "different");
+    PYXVariant vectors[] = {Zero(PYX_VARIANT_FLOAT_VECTOR4D), Zero(PYX_VARIANT_FLOAT_VECTOR4D), PYXVariant{}};
+    EXPECT_STREQ(compare(vectors[0], vectors[1]), "equal");
+    vectors[1].floatValues[3] = 1;
+    EXPECT_STREQ(compare(vectors[0], vectors[1]), "different");
     EXPECT_STREQ(compare(V(DOUBLE, double, 0.0), V(DOUBLE, double, -0.0)), "equal");
     EXPECT_STREQ(compare(V(INT64, int64, 1), V(DOUBLE, double, 1)), "different");
     EXPECT_STREQ(compare(S("a"), S("A")), "different");
@@ -190,7 +194,17 @@ TEST(VariantTest, OwnsTextsAndCountsInterfaces)
     EXPECT_EQ(PYXVariantCopy(copy.Out(), &noText), PYX_INVALID_POINTER);
     const PYXVariant unknown = Zero(18);
     EXPECT_EQ(PYXVariantCopy(copy.Out(), &unknown), PYX_INVALID_ARG);
+    EXPECT_EQ(PYXVariantCopy(nullptr, &lent), PYX_INVALID_POINTER);
+    EXPECT_EQ(PYXVariantCopy(copy.Out(), nullptr), PYX_INVALID_POINTER);
+    const PYXVariant other = S("32");
     EXPECT_EQ(PYXVariantAssignString(copy.Out(), "31"), PYX_OK);
+    const PYXVariant same = copy.Get();
+    EXPECT_EQ(PYXVariantChangeType(copy.InOut(), &same, PYX_VARIANT_STRING), PYX_OK);
+    EXPECT_EQ(copy.Get().stringValue, same.stringValue); // a new copy would leave the old one to nobody
+    PYXVariant borrower = other;
+    EXPECT_EQ(PYXVariantChangeType(&borrower, &same, PYX_VARIANT_STRING), PYX_OK);
+    EXPECT_STREQ(borrower.stringValue, "31");
+    PYXVariantClear(&borrower);
     EXPECT_EQ(PYXVariantChangeType(copy.InOut(), nullptr, PYX_VARIANT_INT64), PYX_OK);
     EXPECT_EQ(Text(copy.Get()), "31");
 }

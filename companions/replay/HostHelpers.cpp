@@ -1,7 +1,6 @@
 #include "replay/HostHelpers.h"
 
 #include "replay/Text.h"
-#include "replay/WriteTest.h"
 
 #include <algorithm>
 #include <cstring>
@@ -73,10 +72,4 @@ std::string ReasonOf(PYX_RESULT result)
     const auto row = std::find_if(std::begin(c_reasons), std::end(c_reasons),
                                   [result](const ReasonRow& candidate) { return candidate.result == result; });
     return row == std::end(c_reasons) ? "result " + std::to_string(result) : row->text;
-}
-
-std::string WhyUnwritable(const std::wstring& directory)
-{
-    const unsigned long error = TryToWriteIn(directory, std::size_t{1} << 20);
-    return error == 0 ? "" : SystemReason(error);
 }

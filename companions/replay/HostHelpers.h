@@ -26,8 +26,3 @@ Outcome OutOfMemory();
 /// What a component's result means, in words for a user; a number only when it
 /// is none of the framework's.
 std::string ReasonOf(PYX_RESULT result);
-
-/// Why a file in this directory could not be written, as the system answers an
-/// attempt; empty when it lets one be written now. A component's result does not
-/// tell: a full disk is a failure like others to it.
-std::string WhyUnwritable(const std::wstring& directory);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <numeric>
 
 namespace
 {
@@ -38,7 +39,7 @@ pyx_int64 KeptGroups::SecondsNeeded(pyx_int64 asked, pyx_int64 pts, pyx_int64 du
 
 void KeptGroups::Start(pyx_int64 pts, pyx_int64 duration)
 {
-    m_groups.push_back({pts, pts, duration, pts + duration, false});
+    m_groups.push_back({pts, pts, duration, pts + duration, 0, false});
 }
 
 void KeptGroups::AddPicture(pyx_int64 pts, pyx_int64 duration)
@@ -63,6 +64,14 @@ void KeptGroups::AddAudio(pyx_int64 pts)
     }
 }
 
+void KeptGroups::AddBytes(pyx_uint64 bytes)
+{
+    if (!m_groups.empty())
+    {
+        m_groups.back().bytes += bytes;
+    }
+}
+
 std::vector<KeptGroup> KeptGroups::Trim(pyx_int64 seconds)
 {
     std::vector<KeptGroup> dropped;
@@ -83,4 +92,10 @@ std::vector<KeptGroup> KeptGroups::Trim(pyx_int64 seconds)
 pyx_int64 KeptGroups::End() const
 {
     return m_groups.back().end;
+}
+
+pyx_uint64 KeptGroups::Bytes() const
+{
+    return std::accumulate(m_groups.begin(), m_groups.end(), pyx_uint64{0},
+                           [](pyx_uint64 sum, const KeptGroup& group) { return sum + group.bytes; });
 }

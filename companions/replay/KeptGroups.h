@@ -12,6 +12,7 @@ struct KeptGroup
     pyx_int64 lastPts = 0;      ///< of the picture submitted last, which with B-frames is not the one shown last
     pyx_int64 lastDuration = 0; ///< of that picture
     pyx_int64 end = 0;          ///< when the picture shown last ends
+    pyx_uint64 bytes = 0;       ///< submitted from its key picture on to the next one, audio with them
     bool hasAudio = false;
 
     /// The group's length as the component counts it.
@@ -52,12 +53,18 @@ public:
 
     void AddAudio(pyx_int64 pts);
 
+    /// Of a packet just added; before the first group nothing is counted.
+    void AddBytes(pyx_uint64 bytes);
+
     /// Forgets and returns the groups that the component drops, told to keep so
     /// many seconds, when a group has just started.
     std::vector<KeptGroup> Trim(pyx_int64 seconds);
 
     /// When the newest picture ends; only while there is a group.
     pyx_int64 End() const;
+
+    /// Of all groups.
+    pyx_uint64 Bytes() const;
 
 private:
     std::deque<KeptGroup> m_groups;

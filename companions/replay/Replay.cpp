@@ -217,8 +217,7 @@ void Replay::Take(::Take* pTake)
     }
     if (!pTake->outcome.IsOk())
     {
-        Warn("the clip " + PathForUser(pTake->output) + " is not saved: " + pTake->outcome.Text());
-        m_failedSave = m_failedSave.IsOk() ? pTake->outcome : m_failedSave;
+        TakeFailure(*pTake);
         return;
     }
     Say("saved " + PathForUser(pTake->output) + " in " + FormatSeconds(pTake->secondsTaken, 2) + " s");
@@ -230,12 +229,28 @@ void Replay::Take(::Take* pTake)
     m_report.clips.push_back({pTake->output, pTake->contents, std::move(pTake->saved.stretch)});
 }
 
+/// A save on the way is told of at once. The clip at the end is the run's own, and so is its failure.
+void Replay::TakeFailure(const ::Take& take)
+{
+    if (take.output == m_options.output)
+    {
+        m_lastSave = take.outcome;
+        return;
+    }
+    WarnOfFailure(take.output, take.outcome);
+    m_failedSave = m_failedSave.IsOk() ? take.outcome : m_failedSave;
+}
+
 /// How the run ends: with what stopped the feeding, else with a clip that failed.
-Outcome Replay::Conclude(const Outcome& fed) const
+Outcome Replay::Conclude(const Outcome& fed)
 {
     if (fed.IsOk())
     {
-        return m_failedSave;
+        return m_lastSave.IsOk() ? m_failedSave : m_lastSave;
+    }
+    if (!m_lastSave.IsOk())
+    {
+        WarnOfFailure(m_options.output, m_lastSave);
     }
     return m_report.clips.empty() ? fed : Outcome(fed.Code(), fed.Text() + "; what was read until then is saved");
 }
@@ -285,6 +300,11 @@ void Replay::WarnOfMissing(const SavedStretch& stretch)
              " s are not in the clip: --exact cuts it " + std::to_string(m_options.duration) +
              " s after its first picture");
     }
+}
+
+void Replay::WarnOfFailure(const std::wstring& output, const Outcome& outcome)
+{
+    Warn("the clip " + PathForUser(output) + " is not saved: " + outcome.Text());
 }
 
 void Replay::Warn(const std::string& text)

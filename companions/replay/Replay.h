@@ -36,8 +36,10 @@ private:
     bool IsSaveDue(pyx_int64 elapsed);
     void BeginSave(Recorder* pRecorder);
     void Take(::Take* pTake);
-    Outcome Conclude(const Outcome& fed) const;
+    void TakeFailure(const ::Take& take);
+    Outcome Conclude(const Outcome& fed);
     void Say(const std::string& text) const;
+    void WarnOfFailure(const std::wstring& output, const Outcome& outcome);
     void Warn(const std::string& text);
     std::string WhyBroken(const LiveOrder& order) const;
     void WarnOfLosses(const LiveOrder& order, const Intake& intake);
@@ -49,7 +51,8 @@ private:
     std::unique_ptr<MediaReader> m_pAudio; // null without audio
     std::size_t m_nextSaveAt = 0;          // in the option's list
     unsigned m_saves = 0;                  // numbers given to clips
-    Outcome m_failedSave;                  // the first of them
+    Outcome m_failedSave;                  // the first of the numbered ones
+    Outcome m_lastSave;                    // of the clip at the end
     bool m_fed = false;
     Report m_report;
 };

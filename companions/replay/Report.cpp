@@ -4,7 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 namespace
 {
@@ -129,5 +131,8 @@ std::string ReportAsJson(const Report& report, const Outcome& run)
 Outcome PrintReport(const std::string& text)
 {
     const bool written = std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
-    return written ? Outcome() : Outcome(ExitCode::CannotWrite, "the report could not be written to standard output");
+    return written
+               ? Outcome()
+               : Outcome(ExitCode::CannotWrite,
+                         std::string("the report could not be written to standard output: ") + std::strerror(errno));
 }

@@ -7,6 +7,7 @@
 #include "replay/HostHelpers.h"
 #include "replay/StreamDetails.h"
 #include "replay/Text.h"
+#include "replay/WriteTest.h"
 
 #include <algorithm>
 #include <limits>
@@ -130,7 +131,7 @@ Outcome Session::Stored(PYX_RESULT result) const
     {
         return {};
     }
-    const std::string why = m_ram ? "" : WhyUnwritable(m_scratch);
+    const std::string why = m_ram ? "" : WhyUnwritable(m_scratch, 0);
     const std::string text = "a packet could not be stored";
     return why.empty() ? Outcome(ExitCode::Failed, text + ": " + ReasonOf(result))
                        : Outcome(ExitCode::CannotWrite, text + " in " + PathForUser(m_scratch) + ": " + why);
@@ -195,16 +196,19 @@ void Session::Note(const MediaPacket& packet)
     {
         ++m_intake.audioPackets;
         m_groups.AddAudio(packet.pts);
+        m_groups.AddBytes(packet.Bytes().size());
         return;
     }
     ++m_intake.videoPackets;
     if (!packet.key)
     {
         m_groups.AddPicture(packet.pts, packet.duration);
+        m_groups.AddBytes(packet.Bytes().size());
         return;
     }
     ++m_intake.groups;
     m_groups.Start(packet.pts, packet.duration);
+    m_groups.AddBytes(packet.Bytes().size());
     for (const KeptGroup& dropped : m_groups.Trim(m_seconds))
     {
         if (m_pObserver)
@@ -293,7 +297,8 @@ Outcome Session::Write(Saved* pSaved)
     // In file mode it may be an audio file that cannot be read. After a failure the cache is still there.
     if (result != PYX_OK && m_spAudio && !m_ram && LeaveAudioOut().IsOk() && m_spComponent->Terminate() == PYX_OK)
     {
-        pSaved->warnings.push_back("the clip could not be written with its audio and has none (" + ReasonOf(result) +
+        const std::string why = WhyNotWritten(result);
+        pSaved->warnings.push_back("the clip could not be written with its audio and has none (" + why +
                                    "); --ram keeps packets where no file can be missing");
         pSaved->stretch.hasAudio = false;
         result = PYX_OK;
@@ -311,6 +316,8 @@ Outcome Session::Write(Saved* pSaved)
 
 std::string Session::WhyNotWritten(PYX_RESULT result) const
 {
-    const std::string why = WhyUnwritable(m_output.substr(0, m_output.find_last_of(L"\\/")));
+    // The muxer has taken its unfinished file away again, so the room that it lacked is compared with what it had to
+    // write.
+    const std::string why = WhyUnwritable(DirectoryOf(m_output), m_groups.Bytes());
     return why.empty() ? ReasonOf(result) : why;
 }

@@ -23,6 +23,17 @@ unsigned long TryToWriteIn(const std::wstring& directory, std::size_t size)
     return succeeded && written == bytes.size() ? ERROR_SUCCESS : succeeded ? ERROR_DISK_FULL : writeError;
 }
 
+std::string WhyUnwritable(const std::wstring& directory, unsigned long long bytes)
+{
+    if (const unsigned long error = TryToWriteIn(directory, std::size_t{1} << 20); error != ERROR_SUCCESS)
+    {
+        return SystemReason(error);
+    }
+    ULARGE_INTEGER room;
+    const bool full = GetDiskFreeSpaceExW(directory.c_str(), &room, nullptr, nullptr) && room.QuadPart < bytes;
+    return full ? SystemReason(ERROR_DISK_FULL) : "";
+}
+
 std::wstring DirectoryOf(const std::wstring& path)
 {
     const std::size_t separator = path.find_last_of(L"\\/");

@@ -11,6 +11,10 @@
 /// nearly full disk still takes a few bytes.
 unsigned long TryToWriteIn(const std::wstring& directory, std::size_t size);
 
+/// Why a file in this directory could not be written, as the system answers an
+/// attempt; empty when one of so many bytes can be written now.
+std::string WhyUnwritable(const std::wstring& directory, unsigned long long bytes);
+
 /// What a path has before its last name: "C:\a\b.mp4" -> "C:\a".
 std::wstring DirectoryOf(const std::wstring& path);
 
