@@ -156,14 +156,17 @@ TEST_F(PropertyStorageExImplTest, CopiesWhatTheDestinationKnows)
     dest.DeclareProperty({L"Color", L"", PYX_VARIANT_RECT, c_none, c_none, c_none, 3}); // skipped: not convertible
     dest.DeclareProperty({L"Duration", L"", PYX_VARIANT_DOUBLE, Number(5), Number(-9), Number(99), 3});
     dest.SetProperty(L"Duration", Number(50));
+    dest.DeclareProperty({L"Other", L"", PYX_VARIANT_INT64, Number(1), Number(0), Number(9), 3});
+    dest.SetProperty(L"Other", Number(2));
     EXPECT_EQ(m_storage.AddTo(&dest, false, true), PYX_NOT_FOUND);
     EXPECT_EQ(::Get(&dest, L"Duration"), "50");
     EXPECT_TRUE(Outcome(m_storage.CopyTo(&dest, true))
                     .ends_with("\nE PropertyStorageExImpl:145 PYX_ERROR 11 : code 11: AddTo() - failed to copy "
                                "property=Fixed"));
     EXPECT_EQ(::Get(&dest, L"Duration"), "30");
+    EXPECT_EQ(::Get(&dest, L"Other"), "1"); // a copy begins with the defaults
     EXPECT_EQ(m_storage.CopyTo(&m_storage, true), PYX_OK);
-    EXPECT_EQ(dest.log, "hook Duration hook Duration ");
+    EXPECT_EQ(dest.log, "hook Duration hook Other hook Duration ");
 }
 
 TEST_F(PropertyStorageExImplTest, RefusesWhatLiesOutsideEitherBound)
