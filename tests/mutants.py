@@ -15,6 +15,7 @@ import argparse
 import os
 import random
 import re
+import shutil
 import subprocess
 import sys
 import time
@@ -76,6 +77,7 @@ def judge(copy, log):
 
 
 def prepare(copy, log):
+    shutil.rmtree(copy, ignore_errors=True)  # what was built there may hold the last run's last fault
     subprocess.run(f"mkdir -p '{copy}' && git ls-files -z | xargs -0 cp --parents -pft '{copy}'", shell=True, cwd=ROOT,
                    check=True)
     options = ["-DPYX_COMPANIONS=OFF", "-DCMAKE_C_COMPILER_LAUNCHER=ccache", "-DCMAKE_CXX_COMPILER_LAUNCHER=ccache"]
