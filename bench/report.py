@@ -196,11 +196,12 @@ def targets(results):
     own_bytes = results.median("Memory/files", "bytes_per_packet") - results.median("Memory/host-buffers", "bytes_per_packet")
     yield "file mode: records of at most 400 bytes per packet", f"{own_bytes:.0f} bytes", own_bytes <= 400
     fast = [name for name in results.cases("memory") if case_of(name)[2] == 50000]
-    worst = max(fast, key=lambda name: results.ratio(name, "module_us", "commit_us"))
-    yield ratio(f"memory mode: intake at most 1.3 x the commit floor (worst: {words(worst)})",
-                results.ratio(worst, "module_us", "commit_us"))
-    over = max(results.median(name, lambda row: row["module_us"] - row["commit_us"])
-               for name in results.cases("memory") if name not in fast)
+    slow = [name for name in results.cases("memory") if name not in fast]
+    for cases in (fast, slow):
+        worst = max(cases, key=lambda name: results.ratio(name, "module_us", "commit_us"))
+        yield ratio(f"memory mode: intake at most 1.3 x the commit floor (worst: {words(worst)})",
+                    results.ratio(worst, "module_us", "commit_us"))
+    over = max(results.median(name, lambda row: row["module_us"] - row["commit_us"]) for name in slow)
     yield "memory mode: small packets (1 Mbit/s) at most 2 us over the commit floor", f"{over:.2f} us", over <= 2.0
     for text, kilobits in (BY_LENGTH, BY_DURATION):
         yield ratio(f"memory mode: a byte's cost within 1.3 x {text}", results.spread("memory", per_byte, kilobits))
