@@ -64,6 +64,31 @@ TEST_P(RingBufferGOPTest, GivesBackWhatItWasGivenAsOftenAsAsked)
     EXPECT_EQ(m_pGOP->GetAudioPacketCount(), 1u);
 }
 
+/// Notes the sizes that a host's buffers are asked for with.
+class NotingContext final : public PYXRefCounted<PYXContext>
+{
+public:
+    PYX_RESULT QueryInterface(const PYXGuid&, void**) override { return PYX_NO_INTERFACE; }
+    PYX_RESULT AllocBuffer(PYX_MEMORY_TYPE type, pyx_size size, PYXBuffer** ppOut) override
+    {
+        sizes.push_back(size);
+        return m_spContext->AllocBuffer(type, size, ppOut);
+    }
+    std::vector<pyx_size> sizes;
+
+private:
+    const PYXInterfacePtr<HostContext> m_spContext = HostContext::Create();
+};
+
+TEST_P(RingBufferGOPTest, ARecordCostsTheHostOneByte)
+{
+    const PYXInterfacePtr<NotingContext> spContext(new NotingContext);
+    m_pGOP = std::make_unique<PYXRingBufferGOP>(spContext.Get(), m_temp.path.wstring(), GetParam());
+    Add("V1/100");
+    Read('V', 0);
+    EXPECT_EQ(spContext->sizes, (std::vector<pyx_size>{1, 100}));
+}
+
 TEST_P(RingBufferGOPTest, IsEmptyAtFirst)
 {
     EXPECT_EQ(m_temp.Files(), "");

@@ -73,19 +73,6 @@ TEST_F(RuntimeLoaderTest, AHostKeepsTheRuntimeAndItsTraceObject)
     EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), "4");
 }
 
-TEST_F(RuntimeLoaderTest, AnObjectThatFoundNoRuntimeDoesNotTraceIntoOneThatHasGone)
-{
-    m_faults.Fail("LoadLibraryExW", -1, 1);
-    Create();
-    const auto spFirst = m_spComponent;
-    m_faults = {};
-    Create();
-    EXPECT_NE(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
-    Destroy();
-    EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
-    EXPECT_EQ(spFirst->GetInput(9, nullptr), PYX_INVALID_ARG);
-}
-
 /// A call and its code; which of the calls by its name fails.
 struct Failure
 {

@@ -70,6 +70,15 @@ TEST(CriticalSectionTest, TriesAsOftenAsItIsTold)
     EXPECT_TRUE(section.Unlock() && section.Unlock());
     EXPECT_FALSE(PYXLock(nullptr).IsLocked());
 
+    struct Refusing : PYXCriticalSection
+    {
+        bool Lock(pyx_uint32) override { return false; }
+        bool Unlock() override { return isUnlocked = true; }
+        bool isUnlocked = false;
+    } refusing;
+    EXPECT_FALSE(PYXLock(&refusing).IsLocked());
+    EXPECT_FALSE(refusing.isUnlocked) << "what is not held is not given back";
+
     // The holder waits without the C++ library, whose threads sleep too.
     const HANDLE events[] = {CreateEventW(nullptr, 1, 0, nullptr), CreateEventW(nullptr, 1, 0, nullptr)};
     std::thread holder([&] {
