@@ -53,7 +53,15 @@ Outcome Demuxer::Open(const std::wstring& path)
     {
         return {ExitCode::BadInput, forUser + "it is a directory"};
     }
+    if (!isPipe && std::filesystem::is_regular_file(path, ignored) && std::filesystem::file_size(path, ignored) == 0)
+    {
+        return {ExitCode::BadInput, forUser + "it is empty"};
+    }
     const int error = isPipe ? OpenPipe() : OpenMediaFile(ToUtf8(path), &m_pFile);
+    if (isPipe && m_pPipe && m_pPipe->bytes_read == 0)
+    {
+        return {ExitCode::BadInput, forUser + "it is empty"};
+    }
     if (error == AVERROR_INVALIDDATA || (isPipe && error == AVERROR_EOF))
     {
         return {ExitCode::BadInput, forUser + "it is damaged, or of none of the kinds that are read: " +

@@ -170,6 +170,11 @@ Outcome Replay::Feed(Recorder* pRecorder)
         progress.Show(order.Elapsed(), pRecorder->TakenIn().bytes);
     }
     progress.Clear();
+    if (const std::size_t missed = m_options.saveAt.size() - m_nextSaveAt; missed > 0 && !IsInterrupted())
+    {
+        Warn(std::to_string(missed) + (missed == 1 ? " time" : " times") +
+             " of --save-at lie behind the end of the input");
+    }
     WarnOfLosses(order, pRecorder->TakenIn());
     if (const std::string why = WhyBroken(order); !why.empty())
     {

@@ -47,7 +47,8 @@ public:
     /// [any thread; not while Terminate writes a clip: waits for it]
     virtual PYX_RESULT ReInit(pyx_int32 width, pyx_int32 height) = 0;
     /// Slot 19. Ends the work: a component that keeps packets writes them out. On
-    /// failure it keeps them, and may be called again.
+    /// failure it keeps them, and may be called again. PYX_OK also with nothing to
+    /// write; a ring buffer without a completed group drops what it keeps.
     /// [any thread, initialised or not; SubmitInput waits while it runs]
     virtual PYX_RESULT Terminate() = 0;
     virtual PYX_RESULT HostOperation20() = 0;

@@ -55,13 +55,13 @@ PYX_RESULT PYXPropertyTable::GetValue(PYXPropertyStorageEx& storage, const wchar
     {
         return PYX_ACCESS_DENIED;
     }
-    const PYXPropertyInfoImpl* const pInfo = Find(name);
+    PYXPropertyInfoImpl* const pInfo = Find(name);
     if (!pInfo)
     {
         return PYX_NOT_FOUND;
     }
     PYXLock lock(&m_sync);
-    return PYXVariantCopy(pValue, &pInfo->value.Get());
+    return PYXVariantCopy(pValue, &ValueOf(*pInfo).Get());
 }
 
 PYX_RESULT PYXPropertyTable::GetValueAt(pyx_size index, wchar_t* name, pyx_size nameSize, PYXVariant* pValue)
@@ -70,19 +70,19 @@ PYX_RESULT PYXPropertyTable::GetValueAt(pyx_size index, wchar_t* name, pyx_size 
     FAIL_IF_NULL_AT(218, pValue);
     FAIL_IF_NOT_AT(219, nameSize != 0, PYX_INVALID_ARG, L"nameSize != 0");
     FAIL_IF_NOT_AT(220, index < m_PropertiesInfo.size(), PYX_INVALID_ARG, L"index < m_PropertiesInfo.size()");
-    const PYXPropertyInfoImpl* const pInfo = FindAt(index);
+    PYXPropertyInfoImpl* const pInfo = FindAt(index);
     const std::wstring_view text = std::wstring_view(pInfo->name).substr(0, nameSize - 1);
     name[text.copy(name, text.size())] = L'\0';
     PYXLock lock(&m_sync);
-    return PYXVariantCopy(pValue, &pInfo->value.Get());
+    return PYXVariantCopy(pValue, &ValueOf(*pInfo).Get());
 }
 
 std::wstring PYXPropertyTable::GetText(const wchar_t* name)
 {
     PYXLock lock(&m_sync);
-    const PYXPropertyInfoImpl* const pInfo = Find(name);
-    const bool isText = pInfo && pInfo->value.Get().type == PYX_VARIANT_WSTRING && pInfo->value.Get().wstringValue;
-    return isText ? pInfo->value.Get().wstringValue : L"";
+    PYXPropertyInfoImpl* const pInfo = Find(name);
+    const PYXVariant value = pInfo ? ValueOf(*pInfo).Get() : PYXVariant{}; // on loan while the lock is held
+    return value.type == PYX_VARIANT_WSTRING && value.wstringValue ? value.wstringValue : L"";
 }
 
 PYX_RESULT PYXPropertyTable::CheckWritable(PYXPropertyStorageEx& storage, const wchar_t* name)
@@ -117,10 +117,10 @@ PYX_RESULT PYXPropertyTable::Store(const wchar_t* name, PYXVariantOwner* pValida
     {
         PYXLock lock(&m_sync);
         bool equal = false;
-        *pChanged = PYXVariantCompare(&pInfo->value.Get(), &pValidated->Get(), &equal) != PYX_OK || !equal;
+        *pChanged = PYXVariantCompare(&ValueOf(*pInfo).Get(), &pValidated->Get(), &equal) != PYX_OK || !equal;
         if (*pChanged)
         {
-            std::swap(pInfo->value, *pValidated);
+            std::swap(ValueOf(*pInfo), *pValidated);
         }
     }
     if (*pChanged)
@@ -138,8 +138,8 @@ void PYXPropertyTable::Reset()
     auto pOld = old.begin();
     for (const auto& [name, pInfo] : m_PropertiesInfo)
     {
-        std::swap(*pOld++, pInfo->value);
-        PYXVariantCopy(pInfo->value.Out(), &pInfo->defaultValue);
+        std::swap(*pOld++, ValueOf(*pInfo));
+        PYXVariantCopy(ValueOf(*pInfo).Out(), &pInfo->defaultValue);
     }
 }
 
@@ -157,7 +157,7 @@ PYX_RESULT PYXPropertyTable::AddTo(PYXPropertyStorage& storage, PYXPropertyStora
         {
             continue;
         }
-        const PYX_RESULT result = pDest->SetProperty(name.c_str(), pInfo->value.Get());
+        const PYX_RESULT result = pDest->SetProperty(name.c_str(), ValueOf(*pInfo).Get());
         if (result != PYX_INVALID_ARG)
         {
             PASS_ON_FAILURE_AT(145, result, L"AddTo() - failed to copy property=%s", name.c_str());

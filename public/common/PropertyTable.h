@@ -68,6 +68,13 @@ public:
     void NotifyObservers(const wchar_t* name);
 
 private:
+    /// A property's current value. Every access goes this way, so that the compiler
+    /// can check the lock.
+    PYXVariantOwner& ValueOf(PYXPropertyInfoImpl& info) PYX_REQUIRES(m_sync)
+    {
+        return info.value;
+    }
+
     PYXPropertyInfoImpl* Find(const wchar_t* name) const;
     PYXPropertyInfoImpl* FindAt(pyx_size index) const;
 

@@ -68,6 +68,7 @@ build_preset()
         tests=ON
         need_packages "${PACKAGES_TEST[@]}"
     fi
+    is_configured "$folder" || need_folder "$PYX_ROOT/build" # before the libraries, which take minutes
     ffmpeg=$("$PYX_ROOT/script/lib/ffmpeg.sh")
     build_folder "$folder" "$preset" "PYX_FFMPEG_ROOT:PATH=$ffmpeg" "PYX_TESTS:BOOL=$tests" -- "$@"
 }

@@ -17,7 +17,8 @@ WINESERVER=/usr/lib/wine/wineserver
 
 export WINEPREFIX=$PYX_CACHE/wine
 export WINEDEBUG=${WINEDEBUG:--all}
-export WINEDLLOVERRIDES=mscoree,mshtml= # neither .NET nor a browser is to be offered for download
+# Neither .NET nor a browser is to be offered for download, and nothing to be entered into the user's menus.
+export WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe=d'
 unset DISPLAY WAYLAND_DISPLAY
 
 # The prefix is made under another name and moved when it is complete, once, whoever comes first.

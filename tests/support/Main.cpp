@@ -126,5 +126,6 @@ int main(int argc, char** argv)
     testing::UnitTest::GetInstance()->listeners().Append(new LeakListener);
     CountTaskMemory(GetModuleHandleW(nullptr));
     std::thread([] {}).join(); // the first thread opens handles that stay
+    OutputDebugStringA("");    // and so does the first message, which GoogleTest sends to debuggers too
     return RUN_ALL_TESTS();
 }
