@@ -1,8 +1,8 @@
 #include "bench/PacketSource.h"
 
 #include "bench/Require.h"
+#include "common/Component.h"
 #include "common/KeyPacket.h"
-#include "common/StreamProperties.h"
 
 #include <cstring>
 

@@ -1,6 +1,6 @@
+#include "common/Component.h"
 #include "common/KeyPacket.h"
 #include "common/PropertyNames.h"
-#include "common/StreamProperties.h"
 #include "host/HostBuffer.h"
 
 #include <gtest/gtest.h>

@@ -1,9 +1,10 @@
 #include "muxer/StreamDescription.h"
 
+#include "common/Component.h"
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"
+#include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
-#include "common/StreamProperties.h"
 #include "common/Trace.h"
 #include "media/NalStream.h"
 #include "media/Utf8.h"

@@ -1,6 +1,7 @@
 #include "replay/Codecs.h"
 
-#include "common/StreamProperties.h"
+#include "common/Component.h"
+#include "common/PropertyNames.h"
 
 #include <algorithm>
 #include <iterator>

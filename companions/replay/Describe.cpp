@@ -1,6 +1,6 @@
 #include "replay/Describe.h"
 
-#include "common/StreamProperties.h"
+#include "common/PropertyNames.h"
 #include "replay/HostHelpers.h"
 #include "replay/StreamDetails.h"
 

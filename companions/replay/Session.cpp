@@ -2,7 +2,6 @@
 
 #include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
-#include "common/StreamProperties.h"
 #include "replay/Describe.h"
 #include "replay/HostHelpers.h"
 #include "replay/StreamDetails.h"

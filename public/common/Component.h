@@ -9,6 +9,14 @@ class PYXData;
 inline constexpr pyx_int64 PYX_STREAM_TYPE_VIDEO = 1;
 inline constexpr pyx_int64 PYX_STREAM_TYPE_AUDIO = 2;
 
+/// Values of a video input's property "CodecID". The numbers 11 and 12 belong to
+/// no codec.
+inline constexpr pyx_int64 PYX_VIDEO_CODEC_H264 = 5;
+inline constexpr pyx_int64 PYX_VIDEO_CODEC_HEVC = 9;
+inline constexpr pyx_int64 PYX_VIDEO_CODEC_HEVC_MAIN10 = 10;
+inline constexpr pyx_int64 PYX_VIDEO_CODEC_AV1 = 13;
+inline constexpr pyx_int64 PYX_VIDEO_CODEC_AV1_12BIT = 14;
+
 /// One stream into a component: its description as properties, and its packets.
 ///
 /// Binary contract: slots in this order, after those of PYXPropertyStorageEx.

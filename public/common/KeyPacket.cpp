@@ -1,8 +1,8 @@
 #include "common/KeyPacket.h"
 
+#include "common/Component.h"
 #include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
-#include "common/StreamProperties.h"
 
 namespace
 {

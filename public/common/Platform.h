@@ -20,8 +20,7 @@
     second
 #endif
 
-/// An attribute of the analysis of locks (see ThreadSafety.h), for compilers
-/// that know it.
+/// An attribute of the analysis of locks, for compilers that know it.
 #if defined(__clang__)
 #define PYX_THREAD_ATTRIBUTE(attribute) __attribute__((attribute))
 #else

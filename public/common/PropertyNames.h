@@ -26,7 +26,9 @@ inline constexpr const wchar_t* PYX_PROPERTY_AUDIO_CHANNEL_LAYOUT = L"AudioChann
 inline constexpr const wchar_t* PYX_PROPERTY_AUDIO_BLOCK_ALIGN = L"AudioBlockAlign";
 inline constexpr const wchar_t* PYX_PROPERTY_AUDIO_FRAME_SIZE = L"AudioFrameSize";
 
-/// Of a video packet: its kind, see KeyPacket.h.
+/// Of a video packet: its kind, each codec's under a name of its own. A packet
+/// that starts a group of pictures has 0, or 1 in the first two; every other
+/// value continues the group.
 inline constexpr const wchar_t* PYX_PROPERTY_OUTPUT_DATA_TYPE = L"OutputDataType";
 inline constexpr const wchar_t* PYX_PROPERTY_HEVC_OUTPUT_DATA_TYPE = L"HevcOutputDataType";
 inline constexpr const wchar_t* PYX_PROPERTY_AV1_OUTPUT_FRAME_TYPE = L"Av1OutputFrameType";
