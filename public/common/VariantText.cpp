@@ -5,12 +5,14 @@
 #include <objbase.h>
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <limits>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 template <class Char>
@@ -62,15 +64,79 @@ template class PYXTaskText<wchar_t>;
 namespace
 {
 
-/// Any answer of the scanner but 0 counts as success, the end-of-input answer -1
-/// included: hosts rely on partial texts to convert.
-template <class... Fields> PYX_RESULT Scan(const char* text, const char* format, Fields*... fields)
+constexpr std::string_view c_blanks = " \t\n\v\f\r";
+
+enum class Scanned
+{
+    Number,
+    Nothing, // what stands there is no number
+    End,     // nothing but blanks is left
+};
+
+/// The magnitude with its sign. One that does not fit is the largest that does; a sign turns an unsigned one around.
+template <class Number> Number Signed(pyx_uint64 magnitude, bool isNegative)
+{
+    constexpr auto largest = static_cast<pyx_uint64>(std::numeric_limits<Number>::max());
+    magnitude = std::min(magnitude, largest + (std::is_signed_v<Number> && isNegative ? 1 : 0));
+    return static_cast<Number>(isNegative ? 0 - magnitude : magnitude);
+}
+
+/// Whether a second 0x is in front of the digits, which the scanner skips.
+bool HasHexPrefix(std::string_view text)
+{
+    return text.size() > 2 && (text.starts_with("0x") || text.starts_with("0X")) &&
+           std::isxdigit(static_cast<unsigned char>(text[2]));
+}
+
+/// Takes a whole number off the text as the C library's scanner does: blanks and a sign in front, then as many digits
+/// as there are. That scanner itself crashes in some C libraries when there is no memory.
+template <class Number> Scanned ScanNumber(std::string_view* pText, int base, Number* pNumber)
+{
+    std::string_view text = *pText;
+    text.remove_prefix(std::min(text.find_first_not_of(c_blanks), text.size()));
+    if (text.empty())
+    {
+        return Scanned::End;
+    }
+    const bool isNegative = text.starts_with('-');
+    text.remove_prefix(isNegative || text.starts_with('+') ? 1 : 0);
+    text.remove_prefix(base == 16 && HasHexPrefix(text) ? 2 : 0);
+    pyx_uint64 magnitude = std::numeric_limits<pyx_uint64>::max(); // stays when there are too many digits
+    const auto [pEnd, error] = std::from_chars(text.data(), text.data() + text.size(), magnitude, base);
+    if (error == std::errc::invalid_argument)
+    {
+        return Scanned::Nothing;
+    }
+    *pNumber = Signed<Number>(magnitude, isNegative);
+    text.remove_prefix(static_cast<size_t>(pEnd - text.data()));
+    *pText = text;
+    return Scanned::Number;
+}
+
+/// Scans numbers with a separator between them, up to the first that is not there. Only a text that begins with no
+/// number fails: hosts rely on partial texts, and on blanks, to convert.
+template <class... Fields> PYX_RESULT ScanList(const char* text, char separator, Fields*... fields)
 {
     if (!text || !*text)
     {
         return PYX_INVALID_ARG;
     }
-    return sscanf(text, format, fields...) != 0 ? PYX_OK : PYX_INVALID_ARG;
+    std::string_view rest(text);
+    bool isFirst = true;
+    PYX_RESULT result = PYX_OK;
+    const auto scan = [&](auto* pField) {
+        if (!std::exchange(isFirst, false))
+        {
+            const bool follows = rest.starts_with(separator);
+            rest.remove_prefix(follows ? 1 : 0);
+            return follows && ScanNumber(&rest, 10, pField) == Scanned::Number;
+        }
+        const Scanned scanned = ScanNumber(&rest, 10, pField);
+        result = scanned == Scanned::Nothing ? PYX_INVALID_ARG : PYX_OK;
+        return scanned == Scanned::Number;
+    };
+    static_cast<void>((scan(fields) && ...));
+    return result;
 }
 
 /// How many places the first digit of a number that is not 0 stands before the
@@ -111,10 +177,10 @@ template <class Real> PYX_RESULT ScanReal(const char* text, Real* pValue)
         return PYX_INVALID_ARG;
     }
     std::string_view number(text);
-    number.remove_prefix(std::min(number.find_first_not_of(" \t\n\v\f\r"), number.size()));
+    number.remove_prefix(std::min(number.find_first_not_of(c_blanks), number.size()));
     if (number.empty())
     {
-        return PYX_OK; // nothing but blanks is the end of the input, see Scan()
+        return PYX_OK; // nothing but blanks is the end of the input, see ScanList()
     }
     const bool isNegative = number.starts_with('-');
     number.remove_prefix(isNegative || number.starts_with('+') ? 1 : 0);
@@ -199,9 +265,16 @@ bool PYXParseBool(const char* text, PYX_RESULT* pError)
 
 pyx_int64 PYXParseInt64(const char* text, PYX_RESULT* pError)
 {
+    if (text && strlen(text) >= 3 && text[0] == '0' && text[1] == 'x')
+    {
+        pyx_uint64 bits = 0;
+        std::string_view digits(text + 2);
+        const Scanned scanned = ScanNumber(&digits, 16, &bits);
+        *pError = scanned == Scanned::Nothing ? PYX_INVALID_ARG : PYX_OK;
+        return static_cast<pyx_int64>(bits);
+    }
     pyx_int64 value = 0;
-    const bool hexadecimal = text && strlen(text) >= 3 && text[0] == '0' && text[1] == 'x';
-    *pError = Scan(text, hexadecimal ? "0x%I64x" : "%I64d", &value);
+    *pError = ScanList(text, ',', &value);
     return value;
 }
 
@@ -222,7 +295,7 @@ float PYXParseFloat(const char* text, PYX_RESULT* pError)
 PYXRect PYXParseRect(const char* text, PYX_RESULT* pError)
 {
     PYXRect rect{};
-    *pError = Scan(text, "%d,%d,%d,%d", &rect.left, &rect.top, &rect.right, &rect.bottom);
+    *pError = ScanList(text, ',', &rect.left, &rect.top, &rect.right, &rect.bottom);
     return rect;
 }
 
@@ -232,11 +305,11 @@ PYXSize PYXParseSize(const char* text, PYX_RESULT* pError)
     *pError = PYX_INVALID_ARG;
     if (text && strchr(text, ','))
     {
-        *pError = Scan(text, "%d,%d", &size.width, &size.height);
+        *pError = ScanList(text, ',', &size.width, &size.height);
     }
     else if (text && strchr(text, 'x'))
     {
-        *pError = Scan(text, "%dx%d", &size.width, &size.height);
+        *pError = ScanList(text, 'x', &size.width, &size.height);
     }
     return size;
 }
@@ -244,14 +317,14 @@ PYXSize PYXParseSize(const char* text, PYX_RESULT* pError)
 PYXPoint PYXParsePoint(const char* text, PYX_RESULT* pError)
 {
     PYXPoint point{};
-    *pError = Scan(text, "%d,%d", &point.x, &point.y);
+    *pError = ScanList(text, ',', &point.x, &point.y);
     return point;
 }
 
 PYXRate PYXParseRate(const char* text, PYX_RESULT* pError)
 {
     PYXRate rate{};
-    *pError = Scan(text, "%u,%u", &rate.numerator, &rate.denominator);
+    *pError = ScanList(text, ',', &rate.numerator, &rate.denominator);
     return rate;
 }
 
@@ -261,7 +334,7 @@ PYXColor PYXParseColor(const char* text, PYX_RESULT* pError)
     pyx_uint32 g = 0;
     pyx_uint32 b = 0;
     pyx_uint32 a = 0;
-    *pError = Scan(text, "%u,%u,%u,%u", &r, &g, &b, &a);
+    *pError = ScanList(text, ',', &r, &g, &b, &a);
     if (*pError != PYX_OK)
     {
         return {0, 0, 0, 255};
