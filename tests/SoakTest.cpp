@@ -13,13 +13,13 @@ constexpr pyx_int64 c_audioRate = 16000;
 constexpr pyx_int64 c_samplesPerPacket = 1024;
 constexpr pyx_int64 c_firstSecond = 1'000'000; ///< all times of a day have as many digits
 
-constexpr size_t c_moreDigits = 1024; ///< bytes that the names of later files may take more
+constexpr size_t c_heapNoise = 1 << 20; ///< bytes that the system may keep in heaps for small blocks to come
 
 /// What the process holds on behalf of a recorder.
 struct Holdings
 {
     explicit Holdings(const std::filesystem::path& directory)
-        : handles(CountHandles()), hostObjects(HostObject::Alive()),
+        : handles(CountHandles()), hostObjects(HostObject::Alive()), blocks(CountRuntimeBlocks()),
           files(std::distance(std::filesystem::directory_iterator(directory), {}))
     {
         std::vector<void*> heapRegions;
@@ -31,22 +31,22 @@ struct Holdings
     bool IsLike(const Holdings& other) const
     {
         return handles == other.handles && hostObjects == other.hostObjects && files == other.files &&
-               heapBlocks == other.heapBlocks && heapBytes <= other.heapBytes + c_moreDigits &&
+               blocks == other.blocks && heapBytes <= other.heapBytes + c_heapNoise &&
                virtualBytes == other.virtualBytes;
     }
 
     friend std::ostream& operator<<(std::ostream& out, const Holdings& all)
     {
         return out << all.handles << " handles, " << all.files << " files, " << all.hostObjects << " host objects, "
-                   << all.heapBlocks << " blocks of " << all.heapBytes << " bytes in heaps, " << all.virtualBytes
+                   << all.blocks << " blocks, " << all.heapBytes << " bytes in heaps, " << all.virtualBytes
                    << " bytes outside";
     }
 
     int handles;
     pyx_int64 hostObjects;
+    pyx_int64 blocks; ///< of the C runtime's heap
     std::ptrdiff_t files;
-    size_t heapBlocks = 0; ///< in use, of all heaps
-    size_t heapBytes = 0;
+    size_t heapBytes = 0;    ///< in use, of all heaps
     size_t virtualBytes = 0; ///< private memory, reserved or committed, outside the heaps
 
 private:
@@ -58,7 +58,6 @@ private:
             for (PROCESS_HEAP_ENTRY entry{}; HeapWalk(heaps[i], &entry);)
             {
                 const bool isUsed = (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0;
-                heapBlocks += isUsed ? 1 : 0;
                 heapBytes += isUsed ? entry.cbData : 0;
                 MEMORY_BASIC_INFORMATION memory{};
                 VirtualQuery(entry.lpData, &memory, sizeof(memory));

@@ -195,7 +195,7 @@ Outcome TakeAudio(const std::string& text, Options* pOptions)
 
 Outcome TakeSaveTimes(const std::string& text, Options* pOptions)
 {
-    constexpr double highest = 1e9; // seconds; as ticks far inside 64 bits
+    constexpr double highest = 1e9;       // seconds; as ticks far inside 64 bits
     std::istringstream parts(text + ','); // so that nothing after the last comma is a part, too
     for (std::string part; std::getline(parts, part, ',');)
     {

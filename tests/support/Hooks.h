@@ -92,10 +92,14 @@ private:
     void* m_pOriginal;
 };
 
-/// Counts the task memory that a module takes and gives back from now on, and looks
-/// at each block of the C runtime's heap when the module frees it. Strings cross
-/// modules, so every module of a test program is counted.
-void CountTaskMemory(HMODULE module);
+/// Counts the task memory and the blocks of the C runtime's heap that a module takes
+/// and gives back from now on, and looks at each such block when the module frees
+/// it. Strings cross modules, so every module of a test program is counted.
+void CountMemory(HMODULE module);
+
+/// Blocks of the C runtime's heap that are not given back: exact, while a walk over
+/// the heaps also meets what the system keeps in them.
+long long CountRuntimeBlocks();
 
 /// Open handles of the process, counted one by one: Wine answers 0 to GetProcessHandleCount.
 int CountHandles();

@@ -22,15 +22,21 @@ namespace
 extern "C" ULONG NTAPI RtlGetNtGlobalFlags();
 
 std::atomic<long long> s_blocks;
+std::atomic<long long> s_runtimeBlocks;
 std::atomic<int> s_brokenBlocks;
 
 decltype(&CoTaskMemAlloc) s_pAlloc = nullptr; // what the imports were before they were replaced
 decltype(&CoTaskMemFree) s_pFree = nullptr;
 decltype(&free) s_pCFree = nullptr;
+decltype(&malloc) s_pMalloc = nullptr;
+decltype(&calloc) s_pCalloc = nullptr;
+decltype(&realloc) s_pRealloc = nullptr;
+decltype(&_strdup) s_pStrdup = nullptr;
 
 template <class Function> void Replace(HMODULE module, const char* name, Function* pReplacement, Function** ppOriginal)
 {
     void** const ppPlace = FindImport(module, name);
+    if (!ppPlace) { return; }
     *ppOriginal = *ppOriginal ? *ppOriginal : reinterpret_cast<Function*>(*ppPlace);
     WritePointer(ppPlace, reinterpret_cast<void*>(pReplacement));
 }
@@ -42,8 +48,20 @@ void CountedFree(void* p) { s_blocks -= p ? 1 : 0, s_pFree(p); }
 void CheckedFree(void* p)
 {
     s_brokenBlocks += p && !HeapValidate(reinterpret_cast<HANDLE>(_get_heap_handle()), 0, p) ? 1 : 0;
+    s_runtimeBlocks -= p ? 1 : 0;
     s_pCFree(p);
 }
+
+template <class T> T* Counted(T* p)
+{
+    s_runtimeBlocks += p ? 1 : 0;
+    return p;
+}
+
+void* CountedMalloc(std::size_t size) { return Counted(s_pMalloc(size)); }
+void* CountedCalloc(std::size_t count, std::size_t size) { return Counted(s_pCalloc(count, size)); }
+void* CountedRealloc(void* p, std::size_t size) { return p ? s_pRealloc(p, size) : Counted(s_pRealloc(p, size)); }
+char* CountedStrdup(const char* text) { return Counted(s_pStrdup(text)); }
 
 /// A crash ends the program at once, without a debugger or a dialog.
 LONG WINAPI EndAtCrash(EXCEPTION_POINTERS* pException)
@@ -112,11 +130,17 @@ int CountHandles()
     return count;
 }
 
-void CountTaskMemory(HMODULE module)
+long long CountRuntimeBlocks() { return s_runtimeBlocks; }
+
+void CountMemory(HMODULE module)
 {
     Replace(module, "CoTaskMemAlloc", &CountedAlloc, &s_pAlloc);
     Replace(module, "CoTaskMemFree", &CountedFree, &s_pFree);
     Replace(module, "free", &CheckedFree, &s_pCFree);
+    Replace(module, "malloc", &CountedMalloc, &s_pMalloc);
+    Replace(module, "calloc", &CountedCalloc, &s_pCalloc);
+    Replace(module, "realloc", &CountedRealloc, &s_pRealloc);
+    Replace(module, "_strdup", &CountedStrdup, &s_pStrdup);
 }
 
 int main(int argc, char** argv)
@@ -124,7 +148,7 @@ int main(int argc, char** argv)
     SetUnhandledExceptionFilter(&EndAtCrash);
     testing::InitGoogleTest(&argc, argv);
     testing::UnitTest::GetInstance()->listeners().Append(new LeakListener);
-    CountTaskMemory(GetModuleHandleW(nullptr));
+    CountMemory(GetModuleHandleW(nullptr));
     std::thread([] {}).join(); // the first thread opens handles that stay
     OutputDebugStringA("");    // and so does the first message, which GoogleTest sends to debuggers too
     return RUN_ALL_TESTS();

@@ -30,7 +30,7 @@ LoadedModule::LoadedModule()
       create(reinterpret_cast<PYXCreateComponentFunction>(
           reinterpret_cast<void (*)()>(GetProcAddress(handle, PYX_CREATE_COMPONENT_ENTRY))))
 {
-    CountTaskMemory(handle);
+    CountMemory(handle);
 }
 
 RingBufferTest::RingBufferTest()
