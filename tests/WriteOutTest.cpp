@@ -77,12 +77,14 @@ TEST_P(WriteOutTest, AFailureIsPassedOnAndTheNextAttemptWritesEverything)
         {"End V", "WriteBuffer() failed to submit empty video frame."},
         {"End A", "WriteBuffer() failed to submit empty audio frame."}};
     FaultyCall<"AllocBuffer", 0, PYX_RESULT(void*, int, pyx_size, void*)> alloc(m_spContext.Get(), 3);
+    const int handles = CountHandles();
     for (const auto& [call, text] : rows)
     {
         m_spComponent->Init(0, 0, 0);
         Feed(c_packets);
         m_faults.Fail(call, 1, 77);
         EXPECT_EQ(Terminate(), 77) << call;
+        if (call[0] == 'E') { EXPECT_EQ(CountHandles(), handles) << "files of groups that are written stay open"; }
         EXPECT_TRUE(Traces().ends_with(Failure(77, text))) << call;
         Written();
         EXPECT_EQ(Outcome(Terminate()), "0") << call;
