@@ -80,6 +80,7 @@ TEST(VariantTest, ConvertsExactly)
     EXPECT_EQ(Convert(V(INT64, int64, 1LL << 40), PYX_VARIANT_BOOL), "true");
     EXPECT_EQ(Convert(V(INT64, int64, 0), PYX_VARIANT_BOOL), "false");
     EXPECT_EQ(Convert(V(BOOL, bool, 1), PYX_VARIANT_DOUBLE), "1");
+    EXPECT_EQ(PYXVariantFromBool(true).boolValue, 1); // hosts of other compilers read the byte
 }
 
 /// A host that uses the same C runtime and speaks German.
