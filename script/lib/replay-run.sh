@@ -29,12 +29,14 @@ make_private()
     fi
     for left in "$temp"/pyx-replay-*/replay.lock; do
         if [[ -f $left && -O $left && ! -L ${left%/*} ]]; then
-            (flock -n 9 && rm -rf -- "${left%/*}") 9<"$left" || true # held: a run that lives
+            (flock -n 9 && rm -rf -- "${left%/*}") 2>/dev/null 9<"$left" || true # held: a run that lives
         fi
     done
     private=$(mktemp -d -- "$temp/pyx-replay-XXXXXXXX" 2>/dev/null) || return
-    exec {lock}>"$private/replay.lock"
+    # Under its name only when it is held: another run would take the directory for one that is left.
+    exec {lock}>"$private/new.lock"
     flock "$lock"
+    mv -- "$private/new.lock" "$private/replay.lock"
     : >"$private/completed"
     exec {control}>>"$private/control" {completed}<"$private/completed"
 }
