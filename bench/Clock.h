@@ -12,7 +12,10 @@
 /// system's costs under Wine and does not count 100 ns at a time: packets are
 /// timed one by one. The counter runs at a fixed rate on every processor of the
 /// last decade.
-inline pyx_uint64 ReadTicks() { return ReadTimeStampCounter(); }
+inline pyx_uint64 ReadTicks()
+{
+    return ReadTimeStampCounter();
+}
 
 /// The counter's rate, found once against the system's clock.
 inline double TicksPerMicrosecond()
@@ -43,4 +46,7 @@ inline pyx_uint64 EmptyMeasurement()
     return s_ticks;
 }
 
-inline double ToMicroseconds(pyx_uint64 ticks) { return static_cast<double>(ticks) / TicksPerMicrosecond(); }
+inline double ToMicroseconds(pyx_uint64 ticks)
+{
+    return static_cast<double>(ticks) / TicksPerMicrosecond();
+}

@@ -9,8 +9,14 @@ inline std::filesystem::path g_scratchDirectory;
 
 /// Folders in it: the one of the module and the one of the floors lie side by
 /// side.
-inline std::filesystem::path ModuleDirectory() { return g_scratchDirectory / "module"; }
-inline std::filesystem::path FloorDirectory() { return g_scratchDirectory / "floor"; }
+inline std::filesystem::path ModuleDirectory()
+{
+    return g_scratchDirectory / "module";
+}
+inline std::filesystem::path FloorDirectory()
+{
+    return g_scratchDirectory / "floor";
+}
 
 /// What lies in a directory.
 struct DirectoryContent

@@ -25,7 +25,10 @@ constexpr pyx_size c_reserved = 64 << 20; ///< more than the longest group's byt
 
 CommittedRange::~CommittedRange()
 {
-    if (m_pMemory) { VirtualFree(m_pMemory, 0, MEM_RELEASE); }
+    if (m_pMemory)
+    {
+        VirtualFree(m_pMemory, 0, MEM_RELEASE);
+    }
 }
 
 void CommittedRange::Append(const void* pData, pyx_size size)
@@ -60,29 +63,50 @@ FileFloor::FileFloor(std::filesystem::path directory, size_t keep) : m_directory
 
 FileFloor::~FileFloor()
 {
-    while (!m_groups.empty()) { DropOldest(); }
+    while (!m_groups.empty())
+    {
+        DropOldest();
+    }
     std::filesystem::remove(m_directory);
 }
 
 void FileFloor::Take(const Packet& packet)
 {
-    if (packet.kind == PacketKind::Audio) { return TakeAudio(packet); }
-    if (packet.kind == PacketKind::Start) { Begin(); }
+    if (packet.kind == PacketKind::Audio)
+    {
+        return TakeAudio(packet);
+    }
+    if (packet.kind == PacketKind::Start)
+    {
+        Begin();
+    }
     Append(&m_groups.back().video, packet);
-    while (m_groups.size() > m_keep) { DropOldest(); }
+    while (m_groups.size() > m_keep)
+    {
+        DropOldest();
+    }
 }
 
 void FileFloor::TakeAudio(const Packet& packet)
 {
     Group& group = m_groups.back();
-    if (group.audio.sizes.empty()) { Create(&group.audio); }
+    if (group.audio.sizes.empty())
+    {
+        Create(&group.audio);
+    }
     Append(&group.audio, packet);
-    if (group.video.sizes.size() == 1 && m_groups.size() > 1) { Close(&(m_groups.end() - 2)->audio); }
+    if (group.video.sizes.size() == 1 && m_groups.size() > 1)
+    {
+        Close(&(m_groups.end() - 2)->audio);
+    }
 }
 
 void FileFloor::Begin()
 {
-    if (!m_groups.empty()) { Close(&m_groups.back().video); }
+    if (!m_groups.empty())
+    {
+        Close(&m_groups.back().video);
+    }
     const std::filesystem::path name = m_directory / ("Temp" + std::to_string(++m_counter));
     m_groups.push_back({{name.wstring() + L".RBV", -1, {}}, {name.wstring() + L".RBA", -1, {}}});
     Create(&m_groups.back().video);
@@ -101,7 +125,10 @@ void FileFloor::DropOldest()
 size_t FileFloor::ReadBack(PYXContext* pContext)
 {
     size_t packets = 0;
-    for (Group& group : m_groups) { packets += ReadFile(&group.video, pContext) + ReadFile(&group.audio, pContext); }
+    for (Group& group : m_groups)
+    {
+        packets += ReadFile(&group.video, pContext) + ReadFile(&group.audio, pContext);
+    }
     return packets;
 }
 
@@ -112,7 +139,10 @@ size_t FileFloor::ReadFile(File* pFile, PYXContext* pContext)
         pFile->descriptor = _wsopen(pFile->name.c_str(), c_readFlags, _SH_DENYRW, c_permission);
         Require(pFile->descriptor != -1, "opening a file of the floor");
     }
-    else { _lseeki64(pFile->descriptor, 0, SEEK_SET); }
+    else
+    {
+        _lseeki64(pFile->descriptor, 0, SEEK_SET);
+    }
     for (const pyx_uint32 size : pFile->sizes)
     {
         PYXInterfacePtr<PYXBuffer> spBuffer;

@@ -46,18 +46,29 @@ template <class Store> class MemoryFloor
 {
 public:
     /// A start packet lets the oldest groups go beyond `keep`, its own included.
-    explicit MemoryFloor(size_t keep) : m_keep(keep) {}
+    explicit MemoryFloor(size_t keep) : m_keep(keep)
+    {
+    }
 
     void Take(const Packet& packet)
     {
-        if (packet.kind == PacketKind::Start) { m_groups.emplace_back(); }
+        if (packet.kind == PacketKind::Start)
+        {
+            m_groups.emplace_back();
+        }
         Group& group = m_groups.back();
         Store& store = packet.kind == PacketKind::Audio ? group.audio : group.video;
         store.Append(packet.pBuffer->GetNative(), packet.pBuffer->GetSize());
-        while (m_groups.size() > m_keep) { DropOldest(); }
+        while (m_groups.size() > m_keep)
+        {
+            DropOldest();
+        }
     }
 
-    void DropOldest() { m_groups.pop_front(); }
+    void DropOldest()
+    {
+        m_groups.pop_front();
+    }
 
 private:
     struct Group

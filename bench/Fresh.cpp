@@ -78,7 +78,10 @@ void MeasureCache(Counters* pCounters, Storage storage, int picturesPerGroup, in
     feed.pSubject = &subject;
     const AddressSpace before = AddressSpace::Read();
     const double workingSetBefore = WorkingSet();
-    while (feed.groups * feed.source.SecondsPerGroup() < minutes * 60) { feed.TakeGroup(); }
+    while (feed.groups * feed.source.SecondsPerGroup() < minutes * 60)
+    {
+        feed.TakeGroup();
+    }
     const AddressSpace full = AddressSpace::Read();
     (*pCounters)["working_set_bytes_per_minute"] = (WorkingSet() - workingSetBefore) / minutes;
     subject.RequireAllTaken();

@@ -42,7 +42,10 @@ void Measure(Counters* pCounters, const IntakeCase& what, PacketSource* pSource,
     for (size_t i = 0; i < GroupsKept(what.seconds, *pSource); ++i)
     {
         const auto group = pSource->NextGroup();
-        for (const Taker& taker : takers) { std::ranges::for_each(group, taker.take); }
+        for (const Taker& taker : takers)
+        {
+            std::ranges::for_each(group, taker.take);
+        }
     }
     for (int i = 0; i < what.measuredGroups; ++i)
     {

@@ -16,17 +16,29 @@
 class Samples
 {
 public:
-    void Add(pyx_uint64 ticks) { m_ticks.push_back(ticks); }
+    void Add(pyx_uint64 ticks)
+    {
+        m_ticks.push_back(ticks);
+    }
 
-    void Add(const Samples& others) { m_ticks.insert(m_ticks.end(), others.m_ticks.begin(), others.m_ticks.end()); }
+    void Add(const Samples& others)
+    {
+        m_ticks.insert(m_ticks.end(), others.m_ticks.begin(), others.m_ticks.end());
+    }
 
-    size_t Count() const { return m_ticks.size(); }
+    size_t Count() const
+    {
+        return m_ticks.size();
+    }
 
     /// Microseconds that a share of the samples (0 to 1) stays within; 0 without
     /// a sample.
     double Quantile(double share)
     {
-        if (m_ticks.empty()) { return 0.0; }
+        if (m_ticks.empty())
+        {
+            return 0.0;
+        }
         const auto index = static_cast<size_t>(share * static_cast<double>(m_ticks.size()));
         const auto it = m_ticks.begin() + static_cast<std::ptrdiff_t>(std::min(index, m_ticks.size() - 1));
         std::nth_element(m_ticks.begin(), it, m_ticks.end());
@@ -35,13 +47,19 @@ public:
 
     /// What counts where a mean would move when the machine stops for something
     /// else now and then.
-    double Median() { return Quantile(0.5); }
+    double Median()
+    {
+        return Quantile(0.5);
+    }
 
     /// Microseconds of all samples together.
     double Sum() const
     {
         double sum = 0;
-        for (const pyx_uint64 ticks : m_ticks) { sum += ToMicroseconds(ticks); }
+        for (const pyx_uint64 ticks : m_ticks)
+        {
+            sum += ToMicroseconds(ticks);
+        }
         return sum;
     }
 
@@ -54,9 +72,15 @@ private:
 class Cost
 {
 public:
-    void Add(PacketKind kind, pyx_uint64 ticks) { Of(kind).Add(ticks); }
+    void Add(PacketKind kind, pyx_uint64 ticks)
+    {
+        Of(kind).Add(ticks);
+    }
 
-    Samples& Of(PacketKind kind) { return m_samples[static_cast<size_t>(kind)]; }
+    Samples& Of(PacketKind kind)
+    {
+        return m_samples[static_cast<size_t>(kind)];
+    }
 
     double PerPacket(std::initializer_list<PacketKind> kinds)
     {
@@ -80,13 +104,22 @@ public:
     Samples Together(std::initializer_list<PacketKind> kinds) const
     {
         Samples together;
-        for (const PacketKind kind : kinds) { together.Add(m_samples[static_cast<size_t>(kind)]); }
+        for (const PacketKind kind : kinds)
+        {
+            together.Add(m_samples[static_cast<size_t>(kind)]);
+        }
         return together;
     }
 
-    double PerVideoPacket() { return PerPacket({PacketKind::Start, PacketKind::Regular}); }
+    double PerVideoPacket()
+    {
+        return PerPacket({PacketKind::Start, PacketKind::Regular});
+    }
 
-    double PerPacket() { return PerPacket({PacketKind::Start, PacketKind::Regular, PacketKind::Audio}); }
+    double PerPacket()
+    {
+        return PerPacket({PacketKind::Start, PacketKind::Regular, PacketKind::Audio});
+    }
 
 private:
     std::array<Samples, c_packetKinds> m_samples;
@@ -125,13 +158,19 @@ struct Taker
 /// none of them always finds the memory that another has warmed.
 template <class Range, class Call> void InTurns(size_t round, Range&& range, const Call& call)
 {
-    for (size_t i = 0; i < std::size(range); ++i) { call(range[(round + i) % std::size(range)]); }
+    for (size_t i = 0; i < std::size(range); ++i)
+    {
+        call(range[(round + i) % std::size(range)]);
+    }
 }
 
 /// Lets `taker` take one group's packets.
 template <class Taker> void TakeAll(std::span<const Packet> group, Taker* pTaker)
 {
-    for (const Packet& packet : group) { pTaker->Take(packet); }
+    for (const Packet& packet : group)
+    {
+        pTaker->Take(packet);
+    }
 }
 
 /// How many groups the module keeps, the one that is being filled included, when

@@ -33,7 +33,10 @@ public:
         return PYXPropertyStorageExImpl<Interface>::QueryInterface(id, out);
     }
 
-    PYX_RESULT SetProperty(const wchar_t*, PYXVariant) override { return PYX_OK; }
+    PYX_RESULT SetProperty(const wchar_t*, PYXVariant) override
+    {
+        return PYX_OK;
+    }
 };
 
 class NullInput final : public NullObject<PYXInput>
@@ -41,7 +44,10 @@ class NullInput final : public NullObject<PYXInput>
 public:
     explicit NullInput(std::span<const PYXPropertyDeclaration> properties)
     {
-        for (const PYXPropertyDeclaration& property : properties) { DeclareProperty(property); }
+        for (const PYXPropertyDeclaration& property : properties)
+        {
+            DeclareProperty(property);
+        }
     }
 
     PYX_RESULT SubmitInput(PYXData* pData) override
@@ -66,11 +72,26 @@ public:
     {
     }
 
-    PYX_RESULT Init(pyx_int32, pyx_int32, pyx_int32) override { return PYX_OK; }
-    PYX_RESULT ReInit(pyx_int32, pyx_int32) override { return PYX_OK; }
-    PYX_RESULT Terminate() override { return PYX_OK; }
-    PYXContext* GetContext() override { return m_pContext; }
-    pyx_int32 GetInputCount() override { return static_cast<pyx_int32>(m_inputs.size()); }
+    PYX_RESULT Init(pyx_int32, pyx_int32, pyx_int32) override
+    {
+        return PYX_OK;
+    }
+    PYX_RESULT ReInit(pyx_int32, pyx_int32) override
+    {
+        return PYX_OK;
+    }
+    PYX_RESULT Terminate() override
+    {
+        return PYX_OK;
+    }
+    PYXContext* GetContext() override
+    {
+        return m_pContext;
+    }
+    pyx_int32 GetInputCount() override
+    {
+        return static_cast<pyx_int32>(m_inputs.size());
+    }
 
     PYX_RESULT GetInput(pyx_int32 index, PYXInput** ppInput) override
     {
@@ -91,4 +112,7 @@ PYX_EXPORT PYX_RESULT PYXCreateComponentInt(PYXContext* pContext, const wchar_t*
     return PYX_OK;
 }
 
-PYX_EXPORT NullMuxerRecord* PYXNullMuxerRecord() { return &s_record; }
+PYX_EXPORT NullMuxerRecord* PYXNullMuxerRecord()
+{
+    return &s_record;
+}

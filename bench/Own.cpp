@@ -26,7 +26,9 @@ bool s_isWatching;
 class StopWatch
 {
 public:
-    explicit StopWatch(pyx_uint64* pTicks) : m_pTicks(pTicks), m_begin(ReadTicks()) {}
+    explicit StopWatch(pyx_uint64* pTicks) : m_pTicks(pTicks), m_begin(ReadTicks())
+    {
+    }
     StopWatch(const StopWatch&) = delete;
     StopWatch& operator=(const StopWatch&) = delete;
 
@@ -55,7 +57,10 @@ public:
 
     TimedCall(const TimedCall&) = delete;
     TimedCall& operator=(const TimedCall&) = delete;
-    ~TimedCall() { WritePointer(m_ppPlace, s_pOriginal); }
+    ~TimedCall()
+    {
+        WritePointer(m_ppPlace, s_pOriginal);
+    }
 
 private:
     static Result Call(Args... args)
@@ -97,7 +102,10 @@ void OwnPartOfIntake(Counters* pCounters, int groups)
 {
     PacketSource source(c_picturesPerGroup, c_kilobits);
     Subject subject(Storage::Files, c_seconds);
-    for (size_t i = 0; i < GroupsKept(c_seconds, source); ++i) { TakeAll(source.NextGroup(), &subject); }
+    for (size_t i = 0; i < GroupsKept(c_seconds, source); ++i)
+    {
+        TakeAll(source.NextGroup(), &subject);
+    }
     Cost own;
     Cost host;
     PYXBuffer* const pPacket = source.NextGroup().front().pBuffer;

@@ -24,7 +24,10 @@ void ReportQuantiles(Counters* pCounters, const std::string& name, Samples* pSam
 {
     constexpr std::pair<const char*, double> c_quantiles[] = {
         {"_p50_us", 0.5}, {"_p90_us", 0.9}, {"_p99_us", 0.99}, {"_p999_us", 0.999}, {"_max_us", 1.0}};
-    for (const auto& [suffix, share] : c_quantiles) { (*pCounters)[name + suffix] = pSamples->Quantile(share); }
+    for (const auto& [suffix, share] : c_quantiles)
+    {
+        (*pCounters)[name + suffix] = pSamples->Quantile(share);
+    }
 }
 
 /// Calls with video and with audio, and what part of one processor they take.
@@ -39,7 +42,10 @@ void Report(Counters* pCounters, const Taker& taker, double seconds)
 
 void WaitUntil(pyx_uint64 ticks)
 {
-    while (ReadTicks() < ticks) { Sleep(1); }
+    while (ReadTicks() < ticks)
+    {
+        Sleep(1);
+    }
 }
 
 void FeedAtPace(Counters* pCounters, int groups)
@@ -72,9 +78,15 @@ void FeedAtPace(Counters* pCounters, int groups)
     files.RequireAllTaken();
     memory.RequireAllTaken();
     files.Keep(1); // the rest need not be written out
-    for (const Taker& taker : takers) { Report(pCounters, taker, groups * source.SecondsPerGroup()); }
+    for (const Taker& taker : takers)
+    {
+        Report(pCounters, taker, groups * source.SecondsPerGroup());
+    }
 }
 
 } // namespace
 
-void RegisterPaced(const Effort& effort) { Register("Paced", 1, FeedAtPace, effort.quick ? 4 : 30); }
+void RegisterPaced(const Effort& effort)
+{
+    Register("Paced", 1, FeedAtPace, effort.quick ? 4 : 30);
+}

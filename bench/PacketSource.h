@@ -43,10 +43,16 @@ public:
     /// next call. Audio at a group's start comes after its first picture.
     std::span<const Packet> NextGroup();
 
-    double SecondsPerGroup() const { return static_cast<double>(m_picturesPerGroup) / c_picturesPerSecond; }
+    double SecondsPerGroup() const
+    {
+        return static_cast<double>(m_picturesPerGroup) / c_picturesPerSecond;
+    }
 
     /// Bytes of the largest group's packets, audio included.
-    pyx_size BytesPerGroup() const { return m_bytesPerGroup; }
+    pyx_size BytesPerGroup() const
+    {
+        return m_bytesPerGroup;
+    }
 
 private:
     PYXInterfacePtr<HostBuffer> MakePacket(PacketKind kind, double bytes, pyx_int64 duration);

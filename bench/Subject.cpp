@@ -52,6 +52,12 @@ Subject::Subject(Storage storage, pyx_int64 seconds)
     Require(m_spComponent->GetInput(1, m_spAudio.Out()) == PYX_OK, "the audio input");
 }
 
-void Subject::Keep(pyx_int64 seconds) { Set(m_spComponent.Get(), PYX_PROPERTY_DURATION, PYXVariantFromInt64(seconds)); }
+void Subject::Keep(pyx_int64 seconds)
+{
+    Set(m_spComponent.Get(), PYX_PROPERTY_DURATION, PYXVariantFromInt64(seconds));
+}
 
-void Subject::Terminate() { Require(m_spComponent->Terminate() == PYX_OK, "Terminate"); }
+void Subject::Terminate()
+{
+    Require(m_spComponent->Terminate() == PYX_OK, "Terminate");
+}

@@ -38,7 +38,10 @@ public:
     }
 
     /// Ends the run if any packet was refused so far.
-    void RequireAllTaken() const { Require(m_failures == PYX_OK, "a packet was refused"); }
+    void RequireAllTaken() const
+    {
+        Require(m_failures == PYX_OK, "a packet was refused");
+    }
 
     /// Changes how many seconds are kept.
     void Keep(pyx_int64 seconds);
@@ -46,7 +49,10 @@ public:
     /// Writes out and empties the cache.
     void Terminate();
 
-    PYXContext* Context() { return m_spContext.Get(); }
+    PYXContext* Context()
+    {
+        return m_spContext.Get();
+    }
 
 private:
     PYXInterfacePtr<HostContext> m_spContext = HostContext::Create();

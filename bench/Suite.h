@@ -9,7 +9,10 @@ struct Effort
 {
     bool quick = false;
 
-    int Repetitions() const { return quick ? 2 : 7; }
+    int Repetitions() const
+    {
+        return quick ? 2 : 7;
+    }
 };
 
 /// Results of one repetition by name, in microseconds or bytes as the names say.
@@ -21,7 +24,10 @@ template <class Measure, class... Args>
 void Register(const std::string& name, int repetitions, const Measure& measure, const Args&... args)
 {
     const auto run = [=](benchmark::State& state) {
-        for (auto _ : state) { measure(&state.counters, args...); }
+        for (auto _ : state)
+        {
+            measure(&state.counters, args...);
+        }
     };
     benchmark::RegisterBenchmark(name.c_str(), run)->Iterations(1)->Repetitions(repetitions);
 }

@@ -59,4 +59,7 @@ void WriteOutFiles(Counters* pCounters)
 
 } // namespace
 
-void RegisterWriteOut(const Effort& effort) { Register("WriteOut/files", effort.quick ? 4 : 20, WriteOutFiles); }
+void RegisterWriteOut(const Effort& effort)
+{
+    Register("WriteOut/files", effort.quick ? 4 : 20, WriteOutFiles);
+}

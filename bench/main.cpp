@@ -22,7 +22,10 @@ namespace
 class ProgressReporter final : public benchmark::BenchmarkReporter
 {
 public:
-    bool ReportContext(const Context&) override { return true; }
+    bool ReportContext(const Context&) override
+    {
+        return true;
+    }
 
     void ReportRuns(const std::vector<Run>& runs) override
     {
@@ -51,7 +54,10 @@ int main(int argc, char** argv)
     TicksPerMicrosecond();
     EmptyMeasurement();
 
-    if (fresh) { RegisterFresh(); }
+    if (fresh)
+    {
+        RegisterFresh();
+    }
     else
     {
         RegisterIntake(effort);

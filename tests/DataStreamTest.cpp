@@ -40,13 +40,25 @@ protected:
     {
         Companions::Get() = {};
         FaultPlan::Get() = {};
-        if (m_isMemory) { m_pStream = std::make_unique<PYXDataStreamMemoryImpl>(GetParam().ahead); }
-        else { m_pStream = std::make_unique<PYXDataStreamFileImpl>(); }
+        if (m_isMemory)
+        {
+            m_pStream = std::make_unique<PYXDataStreamMemoryImpl>(GetParam().ahead);
+        }
+        else
+        {
+            m_pStream = std::make_unique<PYXDataStreamFileImpl>();
+        }
         std::filesystem::create_directory(m_temp.path);
     }
 
-    PYX_RESULT Open(pyx_uint32 mode, pyx_uint32 share = 0) { return m_pStream->Open(m_path.c_str(), mode, share); }
-    PYX_RESULT Write(const std::string& bytes) { return m_pStream->Write(bytes.data(), bytes.size(), nullptr); }
+    PYX_RESULT Open(pyx_uint32 mode, pyx_uint32 share = 0)
+    {
+        return m_pStream->Open(m_path.c_str(), mode, share);
+    }
+    PYX_RESULT Write(const std::string& bytes)
+    {
+        return m_pStream->Write(bytes.data(), bytes.size(), nullptr);
+    }
 
     /// "result position" of a seek.
     std::string Seek(pyx_uint32 origin, pyx_int64 offset)
@@ -75,7 +87,10 @@ protected:
         return std::to_string(size) + '@' + std::to_string(position);
     }
 
-    static std::string Traces() { return Companions::Get().Take(&Companions::traces); }
+    static std::string Traces()
+    {
+        return Companions::Get().Take(&Companions::traces);
+    }
 
     const bool m_isMemory = GetParam().isMemory;
     TestDirectory m_temp;
@@ -199,7 +214,10 @@ TEST_P(MemoryStreamTest, TakesThePagesOfItsBytesAndGivesThemBack)
 {
     const std::string megabyte(1 << 20, 'x');
     const Addresses before;
-    for (int i = 0; i < 16; ++i) { EXPECT_EQ(Write(megabyte), PYX_OK); }
+    for (int i = 0; i < 16; ++i)
+    {
+        EXPECT_EQ(Write(megabyte), PYX_OK);
+    }
     const Addresses during;
     EXPECT_NEAR(static_cast<double>(during.committed - before.committed), 16.0 * (1 << 20), 256.0 * 1024);
     EXPECT_EQ(during.taken - before.taken > 64U << 20, GetParam().ahead > 64U << 20);

@@ -62,7 +62,10 @@ TEST_P(StreamDisasterTest, LineEndsAndEndsOfFileComeBackByteForByte)
 {
     const std::string name = "V0\r\n\n\r\x1a\x1a\r\n";
     const auto spBuffer = Packet{.key = true, .bytes = 50000}.Build();
-    for (size_t i = 0; i < 50000; ++i) { static_cast<char*>(spBuffer->GetNative())[i] = (name + '|')[i % 11]; }
+    for (size_t i = 0; i < 50000; ++i)
+    {
+        static_cast<char*>(spBuffer->GetNative())[i] = (name + '|')[i % 11];
+    }
     spBuffer->SetProperty(L"Name", PYXVariantBorrowWString(std::wstring(name.begin(), name.end()).c_str()));
     EXPECT_EQ(Input(0)->SubmitInput(spBuffer.Get()), PYX_OK);
     Feed("A0s V1s V2sK A2s");
@@ -75,7 +78,10 @@ class FileDisasterTest : public RingBufferTest
 protected:
     template <class Condition> static void Wait(Condition condition)
     {
-        for (int i = 0; i < 1000 && !condition(); ++i) { Sleep(10); }
+        for (int i = 0; i < 1000 && !condition(); ++i)
+        {
+            Sleep(10);
+        }
     }
 
     /// Starts with video alone, in a file system that disasters.sh has made.
@@ -100,7 +106,10 @@ protected:
 };
 
 #define SKIP_WITHOUT_FILE_SYSTEMS()                                                                                    \
-    if (!getenv("PYX_TEST_TINY")) { GTEST_SKIP() << "needs file systems of its own, see tests/disasters.sh"; }
+    if (!getenv("PYX_TEST_TINY"))                                                                                      \
+    {                                                                                                                  \
+        GTEST_SKIP() << "needs file systems of its own, see tests/disasters.sh";                                       \
+    }
 
 TEST_F(FileDisasterTest, AFullFileSystemRefusesPacketsAndKeepsWhatWasComplete)
 {

@@ -180,7 +180,10 @@ std::string FaultSweepTest::FailOnce(int nth)
     m_faults.Fail("", nth, c_code);
     auto next = steps.begin();
     PYX_RESULT result = PYX_OK;
-    while (next != steps.end() && result == PYX_OK && m_faults.failed.empty()) { result = (next++)->call(); }
+    while (next != steps.end() && result == PYX_OK && m_faults.failed.empty())
+    {
+        result = (next++)->call();
+    }
     std::string failed = std::exchange(m_faults, {}).failed;
     const std::string where = std::prev(next)->name + ", failing: " + failed;
     EXPECT_EQ(result, failed.empty() ? PYX_OK : Expected(std::prev(next)->name, failed)) << where;
@@ -193,7 +196,10 @@ std::string FaultSweepTest::FailOnce(int nth)
         EXPECT_EQ(written, c_clip) << where << ", though the host saw nothing but success";
     }
     CallElsewhere({&steps.back(), 1}, where); // it may have failed, so once more
-    if (failed == "Create") { EXPECT_EQ(m_spComponent->Init(0, 640, 480), PYX_NOT_INITIALIZED); }
+    if (failed == "Create")
+    {
+        EXPECT_EQ(m_spComponent->Init(0, 640, 480), PYX_NOT_INITIALIZED);
+    }
     else
     {
         Written();
@@ -238,8 +244,14 @@ std::string FaultSweepTest::RefuseMemoryOnce(int nth)
         {
             EXPECT_FALSE(m_faults.failed.empty()) << step.name;
         }
-        if (met.empty() && !m_faults.failed.empty()) { met = step.name + ' ' + outcome; }
-        if (!m_spComponent) { Create(); }
+        if (met.empty() && !m_faults.failed.empty())
+        {
+            met = step.name + ' ' + outcome;
+        }
+        if (!m_spComponent)
+        {
+            Create();
+        }
     }
     m_faults = {};
     EXPECT_EQ(Written().find('('), std::string::npos) << met << ": bytes without a record shift the packets behind";

@@ -6,7 +6,10 @@ namespace
 class InputTest : public RingBufferTest
 {
 protected:
-    InputTest() { Start(true); }
+    InputTest()
+    {
+        Start(true);
+    }
 
     PYX_RESULT SetInput(const wchar_t* name, pyx_int64 value)
     {
@@ -17,7 +20,10 @@ protected:
     PYX_RESULT Submit(pyx_int64 pts, const std::vector<std::pair<const wchar_t*, pyx_int64>>& types)
     {
         const auto spBuffer = Packet{.kind = 'A', .pts = pts}.Build(); // no frame type of its own
-        for (const auto& [name, value] : types) { spBuffer->SetProperty(name, PYXVariantFromInt64(value)); }
+        for (const auto& [name, value] : types)
+        {
+            spBuffer->SetProperty(name, PYXVariantFromInt64(value));
+        }
         return Input(0)->SubmitInput(spBuffer.Get());
     }
 };

@@ -161,7 +161,10 @@ TEST_F(InterfacesOfTheModuleTest, TheFileExportsItsEntryAndImportsTheSystemOnly)
 {
     const HMODULE module = m_pModule->handle;
     std::set<std::string> libraries;
-    for (const auto& [name, ppPlace] : Imports(module)) { libraries.insert(name.substr(0, name.find(' '))); }
+    for (const auto& [name, ppPlace] : Imports(module))
+    {
+        libraries.insert(name.substr(0, name.find(' ')));
+    }
     EXPECT_EQ(testing::PrintToString(libraries), R"({ "kernel32.dll", "msvcrt.dll", "ole32.dll" })");
     auto* const pBase = reinterpret_cast<char*>(module);
     const auto* pNt = reinterpret_cast<IMAGE_NT_HEADERS*>(pBase + reinterpret_cast<IMAGE_DOS_HEADER*>(pBase)->e_lfanew);

@@ -20,7 +20,10 @@ Session Split(const std::string& steps)
 std::string Join(const Session& session)
 {
     std::string text;
-    for (const std::string& step : session) { text += ' ' + step; }
+    for (const std::string& step : session)
+    {
+        text += ' ' + step;
+    }
     return text;
 }
 
@@ -70,20 +73,44 @@ protected:
             m_companions.calls.erase(0, m_companions.calls.find("Create")); // and forgets the runtime's
             return PYX_OK;
         }
-        if (step == "Files") { return Files() == "none" ? -1 : static_cast<int>(std::ranges::count(Files(), 'T')); }
-        if (step == "Init") { return m_spComponent->Init(1, 640, 480); }
-        if (step == "ReInit") { return m_spComponent->ReInit(320, 200); }
-        if (step == "Terminate") { return Terminate(); }
+        if (step == "Files")
+        {
+            return Files() == "none" ? -1 : static_cast<int>(std::ranges::count(Files(), 'T'));
+        }
+        if (step == "Init")
+        {
+            return m_spComponent->Init(1, 640, 480);
+        }
+        if (step == "ReInit")
+        {
+            return m_spComponent->ReInit(320, 200);
+        }
+        if (step == "Terminate")
+        {
+            return Terminate();
+        }
         if (step.starts_with("Get"))
         {
             return m_spComponent->GetInput(step[3] - '0', PYXInterfacePtr<PYXInput>().Out());
         }
-        if (step[0] != 'V' && step[0] != 'A') { return SetOn(m_spComponent.Get(), step); }
+        if (step[0] != 'V' && step[0] != 'A')
+        {
+            return SetOn(m_spComponent.Get(), step);
+        }
         int index = 0;
         const auto isOther = [&] { return ::Get(Input(index).Get(), L"StreamType") != (step[0] == 'V' ? "1" : "2"); };
-        while (index < m_spComponent->GetInputCount() && isOther()) { ++index; }
-        if (index == m_spComponent->GetInputCount()) { return Model::c_none; }
-        if (step[1] == '.') { return SetOn(Input(index).Get(), step.substr(2)); }
+        while (index < m_spComponent->GetInputCount() && isOther())
+        {
+            ++index;
+        }
+        if (index == m_spComponent->GetInputCount())
+        {
+            return Model::c_none;
+        }
+        if (step[1] == '.')
+        {
+            return SetOn(Input(index).Get(), step.substr(2));
+        }
         return Input(index)->SubmitInput(step[1] == '-' && step.size() == 2 ? nullptr
                                                                             : Packet::Parse(step).Build().Get());
     }
@@ -106,7 +133,10 @@ protected:
                 Session shorter = session;
                 shorter.erase(shorter.begin() + i, shorter.begin() + i + length);
                 const bool fails = !FindDifference(shorter).empty();
-                if (fails) { session = shorter; }
+                if (fails)
+                {
+                    session = shorter;
+                }
                 i += fails ? 0 : length;
             }
         }
@@ -133,7 +163,10 @@ Session MakeSession(unsigned seed)
     const auto pick = [&](const Session& from) { return from[below(from.size())]; };
     Session session = Split("new:VA EnableAudio=true TempPath=T Duration=4 BufferInRamEnabled=true");
     session.resize(5 - below(2));
-    if (below(3) == 0) { session.erase(session.begin() + 1 + static_cast<int>(below(3))); }
+    if (below(3) == 0)
+    {
+        session.erase(session.begin() + 1 + static_cast<int>(below(3)));
+    }
     for (pyx_int64 now = -3; session.size() < 70;)
     {
         const size_t kind = below(100);
@@ -159,7 +192,10 @@ TEST_F(ModelTest, RandomSessionsGoAsInTheModel)
     const unsigned count = only ? 1 : getenv("PYX_TEST_LONG") ? 6000 : 300;
     for (unsigned seed = first; seed < first + count; ++seed)
     {
-        if (FindDifference(MakeSession(seed)).empty()) { continue; }
+        if (FindDifference(MakeSession(seed)).empty())
+        {
+            continue;
+        }
         const Session shrunk = Shrink(MakeSession(seed));
         FAIL() << "PYX_TEST_SEED=" << seed << ", shrunk:" << Join(shrunk) << "\n  at " << FindDifference(shrunk);
     }

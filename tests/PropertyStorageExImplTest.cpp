@@ -14,15 +14,30 @@ constexpr PYXEnumDescriptionEntry c_colors[] = {{7, L"Red"}, {9, L"Green"}, {0, 
 constexpr PYXVariant c_null = PYXVariantBorrowInterface(nullptr); // converts to nothing
 constexpr PYXVariant c_none{};
 
-constexpr PYXVariant Number(pyx_int64 value) { return PYXVariantFromInt64(value); }
-constexpr PYXVariant Words(const wchar_t* text) { return PYXVariantBorrowWString(text); }
+constexpr PYXVariant Number(pyx_int64 value)
+{
+    return PYXVariantFromInt64(value);
+}
+constexpr PYXVariant Words(const wchar_t* text)
+{
+    return PYXVariantBorrowWString(text);
+}
 
 class Storage final : public PYXPropertyStorageExImpl<PYXPropertyStorageEx>
 {
 public:
-    pyx_uint32 Acquire() override { return 1; }
-    pyx_uint32 Release() override { return 1; }
-    void OnPropertyChanged(const wchar_t* name) override { log += "hook " + Narrow(name) + ' '; }
+    pyx_uint32 Acquire() override
+    {
+        return 1;
+    }
+    pyx_uint32 Release() override
+    {
+        return 1;
+    }
+    void OnPropertyChanged(const wchar_t* name) override
+    {
+        log += "hook " + Narrow(name) + ' ';
+    }
     using PYXPropertyStorageExImpl::DeclareProperty;
     std::string log;
 };
@@ -30,7 +45,10 @@ public:
 /// Names itself in the storage's log and calls back while it is told.
 struct Observer final : PYXPropertyStorageObserver
 {
-    Observer(Storage& owner, const char* title) : storage(owner), self(title) { storage.AddObserver(this); }
+    Observer(Storage& owner, const char* title) : storage(owner), self(title)
+    {
+        storage.AddObserver(this);
+    }
 
     void OnPropertyChanged(const wchar_t* name) override
     {
@@ -55,7 +73,10 @@ protected:
         m_storage.DeclareProperty({L"Hidden", L"", PYX_VARIANT_BOOL, c_none, c_none, c_none, 2});
     }
 
-    std::string Get(const wchar_t* name) { return ::Get(&m_storage, name); }
+    std::string Get(const wchar_t* name)
+    {
+        return ::Get(&m_storage, name);
+    }
     Storage m_storage;
 };
 
@@ -191,7 +212,10 @@ TEST_F(PropertyStorageExImplTest, RefusesWhatLiesOutsideEitherBound)
         Storage storage;
         storage.DeclareProperty({L"P", L"", row.type, Words(row.lowest), Words(row.lowest), Words(row.highest), 3});
         const auto set = [&](const wchar_t* text) { return storage.SetProperty(L"P", Words(text)); };
-        for (const wchar_t* text : row.inside) { EXPECT_EQ(set(text), PYX_OK) << row.type << ' ' << Narrow(text); }
+        for (const wchar_t* text : row.inside)
+        {
+            EXPECT_EQ(set(text), PYX_OK) << row.type << ' ' << Narrow(text);
+        }
         for (const wchar_t* text : row.outside)
         {
             EXPECT_EQ(set(text), PYX_OUT_OF_RANGE) << row.type << ' ' << Narrow(text);
@@ -216,7 +240,10 @@ TEST_F(PropertyStorageExImplTest, ChecksBothHalvesOfAFloatSize)
     }
     struct Open final : PYXPropertyInfo
     {
-        Open() { type = PYX_VARIANT_FLOAT_SIZE; }
+        Open()
+        {
+            type = PYX_VARIANT_FLOAT_SIZE;
+        }
     } open; // without bounds next to no width is left
     EXPECT_TRUE(PYXIsInRange(floats(0, 1e38F), open));
     EXPECT_FALSE(PYXIsInRange(floats(1, 1), open));
@@ -250,8 +277,13 @@ TEST_F(PropertyStorageExImplTest, ValidatesAValueIntoItself)
 class Curious final : public PYXRefCounted<PYXInterface>
 {
 public:
-    Curious(Storage& storage, std::string* pSeen) : m_storage(storage), m_pSeen(pSeen) {}
-    PYX_RESULT QueryInterface(const PYXGuid&, void**) override { return PYX_NO_INTERFACE; }
+    Curious(Storage& storage, std::string* pSeen) : m_storage(storage), m_pSeen(pSeen)
+    {
+    }
+    PYX_RESULT QueryInterface(const PYXGuid&, void**) override
+    {
+        return PYX_NO_INTERFACE;
+    }
 
     ~Curious() override
     {
@@ -291,7 +323,10 @@ TEST_F(PropertyStorageExImplTest, FallbacksStandInForWhatDoesNotConvert)
         std::string text;
         for (const char* value : {"0", "1.17549e-38", "3.40282e+38"})
         {
-            for (size_t i = 0; i < count; ++i) { (text += i ? "," : text.empty() ? "" : " ") += value; }
+            for (size_t i = 0; i < count; ++i)
+            {
+                (text += i ? "," : text.empty() ? "" : " ") += value;
+            }
         }
         return text;
     };

@@ -36,7 +36,10 @@ protected:
         return result == PYX_OK ? Packet::Describe(kind, spBuffer.Get(), &base) : "error " + std::to_string(result);
     }
 
-    static std::string Traces() { return Companions::Get().Take(&Companions::traces); }
+    static std::string Traces()
+    {
+        return Companions::Get().Take(&Companions::traces);
+    }
 
     TestDirectory m_temp;
     const PYXInterfacePtr<HostContext> m_spContext = HostContext::Create();
@@ -68,7 +71,10 @@ TEST_P(RingBufferGOPTest, GivesBackWhatItWasGivenAsOftenAsAsked)
 class NotingContext final : public PYXRefCounted<PYXContext>
 {
 public:
-    PYX_RESULT QueryInterface(const PYXGuid&, void**) override { return PYX_NO_INTERFACE; }
+    PYX_RESULT QueryInterface(const PYXGuid&, void**) override
+    {
+        return PYX_NO_INTERFACE;
+    }
     PYX_RESULT AllocBuffer(PYX_MEMORY_TYPE type, pyx_size size, PYXBuffer** ppOut) override
     {
         sizes.push_back(size);

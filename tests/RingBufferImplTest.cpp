@@ -21,7 +21,10 @@ std::string Describe(PYXPropertyStorageEx* pStorage)
              << Text(p->defaultValue) << " | " << Text(p->minValue) << " | " << Text(p->maxValue) << " | "
              << p->accessType << (p->pEnumDescription ? " |" : "");
         const PYXEnumDescriptionEntry* pRow = p->pEnumDescription;
-        for (; pRow && pRow->name; ++pRow) { text << ' ' << pRow->value << ' ' << Narrow(pRow->name); }
+        for (; pRow && pRow->name; ++pRow)
+        {
+            text << ' ' << pRow->value << ' ' << Narrow(pRow->name);
+        }
         text << (pRow && pRow->value ? " end -1\n" : "\n");
     }
     return text.str();

@@ -111,7 +111,10 @@ protected:
         }
     }
 
-    pyx_int64 AudioTime() const { return m_audioPackets * PYX_TICKS_PER_SECOND * c_samplesPerPacket / c_audioRate; }
+    pyx_int64 AudioTime() const
+    {
+        return m_audioPackets * PYX_TICKS_PER_SECOND * c_samplesPerPacket / c_audioRate;
+    }
 
     pyx_int64 m_pictures = c_firstSecond * c_picturesPerSecond;
     pyx_int64 m_audioPackets = c_firstSecond * c_audioRate / c_samplesPerPacket;

@@ -23,7 +23,10 @@ protected:
     /// Notes what should not have happened, and ends the test.
     void Expect(bool isRight, const std::string& what)
     {
-        if (!isRight && !m_stop.exchange(true)) { m_wrong = what; }
+        if (!isRight && !m_stop.exchange(true))
+        {
+            m_wrong = what;
+        }
     }
 
     /// One encoder: packets without a gap, never far from those of the other. A switched-off input still takes them.
@@ -32,9 +35,15 @@ protected:
         const int own = kind == 'V' ? 0 : 1;
         for (pyx_int64 i = 0; !m_stop; m_packets[own] = ++i)
         {
-            while (!m_stop && i > m_packets[1 - own] + 2) { std::this_thread::yield(); }
+            while (!m_stop && i > m_packets[1 - own] + 2)
+            {
+                std::this_thread::yield();
+            }
             const auto spNew = Input(own);
-            if (spNew && ::Get(spNew.Get(), L"StreamType") == std::to_string(own + 1)) { spInput = spNew; }
+            if (spNew && ::Get(spNew.Get(), L"StreamType") == std::to_string(own + 1))
+            {
+                spInput = spNew;
+            }
             const Packet packet{.kind = kind, .pts = i * c_step, .key = i % 10 == 0, .bytes = 100};
             const PYX_RESULT result = spInput->SubmitInput(packet.Build().Get());
             // The directory is gone between Terminate and Init; late audio may meet a file that is closed.
@@ -56,7 +65,10 @@ protected:
             const auto& [name, value] = c_settings[random() % std::size(c_settings)];
             Expect(Set(name, value) == PYX_OK && !Get(name).starts_with("error"), Narrow(name));
             const auto spInput = Input(static_cast<int>(random() % 3));
-            if (!spInput) { continue; }
+            if (!spInput)
+            {
+                continue;
+            }
             Expect(spInput->SetProperty(L"BitRate", PYXVariantFromInt64(1 + random() % 9)) == PYX_OK, "BitRate");
             const bool isAudio = ::Get(spInput.Get(), L"StreamType") == "2";
             const auto spPacket = isAudio ? tooOld.Build() : PYXInterfacePtr<HostBuffer>();
@@ -96,7 +108,10 @@ protected:
         {
             const pyx_int64 time = packet.ends_with('-') ? 0 : std::stoll(packet.substr(1));
             m_clips += packet == "A-" ? 1 : 0;
-            if (packet.ends_with('-')) { continue; }
+            if (packet.ends_with('-'))
+            {
+                continue;
+            }
             Expect(packet[0] == 'V' ? time == video + c_step : time > audio, packet + " in " + written);
             Expect(!packet.ends_with(')'), packet + " in " + written);
             (packet[0] == 'V' ? video : audio) = time;
@@ -118,13 +133,22 @@ TEST_F(ThreadsTest, EncodersAndControlsAtOnceLeaveEveryClipInOrder)
                                           [this, spInput = Input(1)] { Encode('A', spInput); }, [this] { Control(1); },
                                           [this] { Control(2); }, [this] { WriteClips(); }};
     std::vector<std::future<void>> threads;
-    for (const auto& job : jobs) { threads.push_back(std::async(std::launch::async, job)); }
+    for (const auto& job : jobs)
+    {
+        threads.push_back(std::async(std::launch::async, job));
+    }
     const auto end = std::chrono::steady_clock::now() + (std::getenv("PYX_TEST_LONG") ? 60s : 5s);
-    while (std::chrono::steady_clock::now() < end && !m_stop) { std::this_thread::sleep_for(10ms); }
+    while (std::chrono::steady_clock::now() < end && !m_stop)
+    {
+        std::this_thread::sleep_for(10ms);
+    }
     m_stop = true;
     for (const auto& thread : threads)
     {
-        if (thread.wait_for(30s) == std::future_status::ready) { continue; }
+        if (thread.wait_for(30s) == std::future_status::ready)
+        {
+            continue;
+        }
         std::cerr << "deadlock\n";
         TerminateProcess(GetCurrentProcess(), 1);
     }
@@ -162,7 +186,10 @@ TEST_F(ThreadsTest, AComponentEndsUnderItsEncodersAndEachPacketIsWrittenOrRefuse
         std::atomic<int> taken[2] = {};
         auto video = std::async(std::launch::async, FeedUntilRefused, spVideo.Get(), 'V', &taken[0]);
         auto audio = std::async(std::launch::async, FeedUntilRefused, spAudio.Get(), 'A', &taken[1]);
-        for (const int enough = 15 + random() % 20; taken[0] < enough || taken[1] < 1;) { std::this_thread::yield(); }
+        for (const int enough = 15 + random() % 20; taken[0] < enough || taken[1] < 1;)
+        {
+            std::this_thread::yield();
+        }
         Destroy();
         video.wait();
         audio.wait();

@@ -55,10 +55,16 @@ TEST(TraceTest, RecordsOfManyThreadsAllArriveWhileNobodyHoldsTheLibrary)
     for (std::thread& thread : threads)
     {
         thread = std::thread([] {
-            for (int j = 0; j < 25; ++j) { CheckPositive(0); }
+            for (int j = 0; j < 25; ++j)
+            {
+                CheckPositive(0);
+            }
         });
     }
-    for (std::thread& thread : threads) { thread.join(); }
+    for (std::thread& thread : threads)
+    {
+        thread.join();
+    }
     EXPECT_EQ(Split(Companions::Get().Take(&Companions::traces), '\n').size(), 200u);
     EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
 }
@@ -72,8 +78,14 @@ TEST(CriticalSectionTest, TriesAsOftenAsItIsTold)
 
     struct Refusing : PYXCriticalSection
     {
-        bool Lock(pyx_uint32) override { return false; }
-        bool Unlock() override { return isUnlocked = true; }
+        bool Lock(pyx_uint32) override
+        {
+            return false;
+        }
+        bool Unlock() override
+        {
+            return isUnlocked = true;
+        }
         bool isUnlocked = false;
     } refusing;
     EXPECT_FALSE(PYXLock(&refusing).IsLocked());
@@ -95,7 +107,10 @@ TEST(CriticalSectionTest, TriesAsOftenAsItIsTold)
     }
     SetEvent(events[1]);
     holder.join();
-    for (const HANDLE event : events) { CloseHandle(event); }
+    for (const HANDLE event : events)
+    {
+        CloseHandle(event);
+    }
 }
 
 } // namespace

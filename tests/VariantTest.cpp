@@ -14,10 +14,19 @@ namespace
 
 /// A value on loan: V(INT64, int64, 5).
 #define V(kind, member, ...)                                                                                           \
-    PYXVariant { .type = PYX_VARIANT_##kind, .member##Value = __VA_ARGS__ }
+    PYXVariant                                                                                                         \
+    {                                                                                                                  \
+        .type = PYX_VARIANT_##kind, .member##Value = __VA_ARGS__                                                       \
+    }
 
-PYXVariant Zero(pyx_uint32 type) { return {static_cast<PYXVariantType>(type), {}}; }
-PYXVariant S(const char* text) { return V(STRING, string, const_cast<char*>(text)); }
+PYXVariant Zero(pyx_uint32 type)
+{
+    return {static_cast<PYXVariantType>(type), {}};
+}
+PYXVariant S(const char* text)
+{
+    return V(STRING, string, const_cast<char*>(text));
+}
 
 /// What a conversion leaves: "text", "4 text" with a result, "-" when empty.
 std::string Convert(const PYXVariant& from, PYXVariantType to)
@@ -87,8 +96,14 @@ TEST(VariantTest, ConvertsExactly)
 class LocaleTest : public testing::Test
 {
 protected:
-    static void SetUpTestSuite() { setlocale(LC_ALL, "German"); } // the first call opens handles that stay
-    static void TearDownTestSuite() { setlocale(LC_ALL, "C"); }
+    static void SetUpTestSuite()
+    {
+        setlocale(LC_ALL, "German");
+    } // the first call opens handles that stay
+    static void TearDownTestSuite()
+    {
+        setlocale(LC_ALL, "C");
+    }
 };
 
 TEST_F(LocaleTest, TextsOfRealNumbersReadBackAllTheSame)
@@ -148,8 +163,14 @@ TEST(VariantTest, SupportsThesePairsOfKindsOnly)
         for (pyx_uint32 to = 0; to <= 17; ++to)
         {
             PYXVariant source = Zero(from);
-            if (from == PYX_VARIANT_STRING) { source = S("1"); }
-            if (from == PYX_VARIANT_WSTRING) { source = PYXVariantBorrowWString(L"1"); }
+            if (from == PYX_VARIANT_STRING)
+            {
+                source = S("1");
+            }
+            if (from == PYX_VARIANT_WSTRING)
+            {
+                source = PYXVariantBorrowWString(L"1");
+            }
             row += Convert(source, static_cast<PYXVariantType>(to)) == "4 -" ? '0' : '1';
         }
         EXPECT_EQ(row, expected[from]) << "from kind " << from;

@@ -84,7 +84,10 @@ TEST_P(WriteOutTest, AFailureIsPassedOnAndTheNextAttemptWritesEverything)
         Feed(c_packets);
         m_faults.Fail(call, 1, 77);
         EXPECT_EQ(Terminate(), 77) << call;
-        if (call[0] == 'E') { EXPECT_EQ(CountHandles(), handles) << "files of groups that are written stay open"; }
+        if (call[0] == 'E')
+        {
+            EXPECT_EQ(CountHandles(), handles) << "files of groups that are written stay open";
+        }
         EXPECT_TRUE(Traces().ends_with(Failure(77, text))) << call;
         Written();
         EXPECT_EQ(Outcome(Terminate()), "0") << call;

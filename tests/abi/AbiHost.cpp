@@ -64,7 +64,10 @@ template <class Key> PYX_RESULT Describe(PYXPropertyStorageEx* p, Key key)
 bool Has(PYXInterface* p, const PYXGuid& id)
 {
     void* pOut = nullptr;
-    if (p->QueryInterface(id, &pOut) != PYX_OK) { return false; }
+    if (p->QueryInterface(id, &pOut) != PYX_OK)
+    {
+        return false;
+    }
     p->Release();
     return pOut == p;
 }

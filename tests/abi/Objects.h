@@ -39,7 +39,10 @@ template <class Interface> struct Counted : Interface
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override
     {
         *out = nullptr;
-        if (!(id == Interface::c_id)) { return PYX_NO_INTERFACE; }
+        if (!(id == Interface::c_id))
+        {
+            return PYX_NO_INTERFACE;
+        }
         *out = this;
         Acquire();
         return PYX_OK;
@@ -65,14 +68,20 @@ struct Sink final : Storage<PYXPropertyStorage>
 {
     PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override
     {
-        if (IsEqual(name, g_property)) { Record("set ", value); }
+        if (IsEqual(name, g_property))
+        {
+            Record("set ", value);
+        }
         return PYX_OK;
     }
 
     bool HasProperty(const wchar_t* name) override
     {
         const bool hasIt = IsEqual(name, g_property);
-        if (hasIt) { Record("asked"); }
+        if (hasIt)
+        {
+            Record("asked");
+        }
         return hasIt;
     }
 
@@ -85,7 +94,10 @@ struct Sink final : Storage<PYXPropertyStorage>
 
 struct Observer final : PYXPropertyStorageObserver
 {
-    void OnPropertyChanged(const wchar_t* name) override { Record("changed(", name, ")"); }
+    void OnPropertyChanged(const wchar_t* name) override
+    {
+        Record("changed(", name, ")");
+    }
 };
 
 /// A packet. A negative frame type stands for none.
@@ -109,12 +121,30 @@ struct Packet final : Storage<PYXBuffer>
         return PYX_OK;
     }
 
-    void SetPts(pyx_int64 pts) override { m_pts = pts; }
-    pyx_int64 GetPts() override { return m_pts; }
-    void SetDuration(pyx_int64 duration) override { m_duration = duration; }
-    pyx_int64 GetDuration() override { return m_duration; }
-    pyx_size GetSize() override { return m_size; }
-    void* GetNative() override { return m_bytes; }
+    void SetPts(pyx_int64 pts) override
+    {
+        m_pts = pts;
+    }
+    pyx_int64 GetPts() override
+    {
+        return m_pts;
+    }
+    void SetDuration(pyx_int64 duration) override
+    {
+        m_duration = duration;
+    }
+    pyx_int64 GetDuration() override
+    {
+        return m_duration;
+    }
+    pyx_size GetSize() override
+    {
+        return m_size;
+    }
+    void* GetNative() override
+    {
+        return m_bytes;
+    }
 };
 
 /// Every packet there is. None is used twice, so what is done to one that has ended does no harm and is found out.
@@ -139,7 +169,9 @@ template <class Interface> struct MuxerStorage : Storage<Interface>
     const char* m_name;
     pyx_int64 m_streamType;
 
-    constexpr MuxerStorage(const char* name, pyx_int64 streamType) : m_name(name), m_streamType(streamType) {}
+    constexpr MuxerStorage(const char* name, pyx_int64 streamType) : m_name(name), m_streamType(streamType)
+    {
+    }
 
     PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override
     {
@@ -192,7 +224,10 @@ struct Muxer final : MuxerStorage<PYXComponentEx>
         return PYX_OK;
     }
 
-    pyx_int32 GetInputCount() override { return 2; }
+    pyx_int32 GetInputCount() override
+    {
+        return 2;
+    }
 
     PYX_RESULT GetInput(pyx_int32 index, PYXInput** ppInput) override
     {
@@ -221,10 +256,16 @@ struct TraceObject final : PYXTrace
                 va_list* pArgs) override
     {
         Record("trace ", level, " ", path, line > 0 ? " " : " without a line ", scope, " '", format, "'");
-        if (pArgs) { Record("with ", va_arg(*pArgs, int)); }
+        if (pArgs)
+        {
+            Record("with ", va_arg(*pArgs, int));
+        }
     }
 
-    const wchar_t* GetResultText(PYX_RESULT code) override { return code == PYX_NOT_FOUND ? L"not found" : L"unknown"; }
+    const wchar_t* GetResultText(PYX_RESULT code) override
+    {
+        return code == PYX_NOT_FOUND ? L"not found" : L"unknown";
+    }
 };
 
 struct Factory final : PYXFactory

@@ -29,19 +29,31 @@ struct Text
         text[0] = 0;
     }
 
-    template <class... Parts> void Join(const Parts&... parts) { (Append(parts), ...); }
+    template <class... Parts> void Join(const Parts&... parts)
+    {
+        (Append(parts), ...);
+    }
 
     template <class Unit> void Append(const Unit* part)
     {
-        for (; *part && length + 1 < sizeof(text); text[length] = 0) { text[length++] = static_cast<char>(*part++); }
+        for (; *part && length + 1 < sizeof(text); text[length] = 0)
+        {
+            text[length++] = static_cast<char>(*part++);
+        }
     }
 
     void Append(pyx_int64 number)
     {
         const pyx_int64 front = number / 10;
         const pyx_int64 digit = number % 10;
-        if (number < 0) { Append("-"); }
-        if (front != 0) { Append(front < 0 ? -front : front); }
+        if (number < 0)
+        {
+            Append("-");
+        }
+        if (front != 0)
+        {
+            Append(front < 0 ? -front : front);
+        }
         const char unit[] = {static_cast<char>('0' + (digit < 0 ? -digit : digit)), 0};
         Append(unit);
     }
@@ -95,7 +107,8 @@ template <class Unit, class Other> bool IsEqual(const Unit* left, const Other* r
 
 /// EXPECT(expression, answer[, calls that it causes on the objects of this program and the value that it gives out])
 #define EXPECT(expression, ...)                                                                                        \
-    do {                                                                                                               \
+    do                                                                                                                 \
+    {                                                                                                                  \
         g_step = #expression;                                                                                          \
         Check(static_cast<pyx_int64>(expression), __VA_ARGS__);                                                        \
     } while (false)
@@ -103,8 +116,14 @@ template <class Unit, class Other> bool IsEqual(const Unit* left, const Other* r
 /// Puts the value that a call gave out at the end of the record, and frees its text.
 inline void RecordValue()
 {
-    if (g_value.type != PYX_VARIANT_EMPTY) { Record(g_value); }
-    if (g_value.type == PYX_VARIANT_WSTRING) { CoTaskMemFree(g_value.wstringValue); }
+    if (g_value.type != PYX_VARIANT_EMPTY)
+    {
+        Record(g_value);
+    }
+    if (g_value.type == PYX_VARIANT_WSTRING)
+    {
+        CoTaskMemFree(g_value.wstringValue);
+    }
     g_value = {};
 }
 

@@ -17,11 +17,20 @@ Times Decode(const Times& presentation, std::size_t lookahead = DecodeTimes::c_l
     Times result;
     for (const pyx_int64 pts : presentation)
     {
-        if (!times.Add(pts)) { return {}; }
-        while (times.IsReady()) { result.push_back(times.Next()); }
+        if (!times.Add(pts))
+        {
+            return {};
+        }
+        while (times.IsReady())
+        {
+            result.push_back(times.Next());
+        }
     }
     times.End();
-    while (times.IsReady()) { result.push_back(times.Next()); }
+    while (times.IsReady())
+    {
+        result.push_back(times.Next());
+    }
     return result;
 }
 
@@ -61,7 +70,10 @@ TEST(DecodeTimesTest, DecodeTimesRiseAndAreNeverLateHoweverTheStreamReorders)
     {
         Times presentation;
         const std::size_t plain = random() % 200;
-        for (std::size_t i = 0; i < 400; ++i) { presentation.push_back(static_cast<pyx_int64>(i) * 1000); }
+        for (std::size_t i = 0; i < 400; ++i)
+        {
+            presentation.push_back(static_cast<pyx_int64>(i) * 1000);
+        }
         const std::size_t depth = random() % (DecodeTimes::c_deepestReordering + 1);
         for (std::size_t i = plain; i + depth < presentation.size(); i += depth + 1)
         {

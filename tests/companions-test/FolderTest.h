@@ -51,7 +51,10 @@ protected:
         }
         std::sort(names.begin(), names.end());
         std::string list;
-        for (const std::string& name : names) { list += (list.empty() ? "" : " ") + name; }
+        for (const std::string& name : names)
+        {
+            list += (list.empty() ? "" : " ") + name;
+        }
         return list;
     }
 

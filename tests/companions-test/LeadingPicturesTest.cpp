@@ -34,7 +34,10 @@ std::string Judge(AVCodecID codec, const std::vector<Picture>& pictures)
     return shown;
 }
 
-constexpr pyx_uint8 Hevc(int type) { return static_cast<pyx_uint8>(type << 1); }
+constexpr pyx_uint8 Hevc(int type)
+{
+    return static_cast<pyx_uint8>(type << 1);
+}
 
 TEST(LeadingPicturesTest, OnlyPicturesThatReferToWhatIsNotInTheClipAreLost)
 {

@@ -20,7 +20,10 @@ public:
 
     ReadResult Next(MediaPacket* pPacket) override
     {
-        if (m_next == m_places.size()) { return m_end; }
+        if (m_next == m_places.size())
+        {
+            return m_end;
+        }
         pPacket->video = m_video;
         pPacket->key = m_video && m_next == 0;
         pPacket->pts = m_places[m_next++] * c_step;

@@ -58,7 +58,10 @@ TEST(NalStreamTest, ForeignBytesAreReadWithinTheirBounds)
     for (int round = 0; round < 200000; ++round)
     {
         Data bytes(random() % 24);
-        for (pyx_uint8& byte : bytes) { byte = static_cast<pyx_uint8>(random() % 4 ? random() % 4 : random()); }
+        for (pyx_uint8& byte : bytes)
+        {
+            byte = static_cast<pyx_uint8>(random() % 4 ? random() % 4 : random());
+        }
         bytes.shrink_to_fit(); // the heap's check sees a read behind the end
         const bool isHevc = random() % 2 == 0;
         for (std::size_t lengthSize = 0; lengthSize <= 4; ++lengthSize)

@@ -18,10 +18,16 @@ Times Order(const std::vector<PictureTimes::Place>& places)
     for (std::size_t i = 0; i < places.size(); ++i)
     {
         times.Add(places[i], static_cast<pyx_int64>(i) * 10);
-        while (times.IsReady()) { result.push_back(times.Next()); }
+        while (times.IsReady())
+        {
+            result.push_back(times.Next());
+        }
     }
     times.End();
-    while (times.IsReady()) { result.push_back(times.Next()); }
+    while (times.IsReady())
+    {
+        result.push_back(times.Next());
+    }
     return result;
 }
 
@@ -38,7 +44,10 @@ TEST(PictureTimesTest, ALongStreamIsHandedOutWhileItIsReadAndEachTimeIsGivenOnce
     std::mt19937 random(1);
     std::vector<PictureTimes::Place> places;
     places.reserve(5000);
-    for (pyx_int64 i = 0; i < 5000; ++i) { places.push_back({i / 300, i % 300}); }
+    for (pyx_int64 i = 0; i < 5000; ++i)
+    {
+        places.push_back({i / 300, i % 300});
+    }
     for (std::size_t i = 0; i + 16 < places.size(); i += 20) // as deep as a decoder can reorder
     {
         const auto begin = places.begin() + static_cast<std::ptrdiff_t>(i);

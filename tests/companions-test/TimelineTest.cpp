@@ -39,13 +39,19 @@ protected:
         timeline.OnGroupDropped(group);
     }
 
-    static pyx_int64 Ticks(double seconds) { return static_cast<pyx_int64>(seconds * c_second); }
+    static pyx_int64 Ticks(double seconds)
+    {
+        return static_cast<pyx_int64>(seconds * c_second);
+    }
 
     /// A letter for each group: - dropped, k kept, w written, c cut.
     std::string Fates() const
     {
         std::string fates;
-        for (const TimelineGroup& group : timeline.Groups()) { fates += "k-wc"[static_cast<std::size_t>(group.fate)]; }
+        for (const TimelineGroup& group : timeline.Groups())
+        {
+            fates += "k-wc"[static_cast<std::size_t>(group.fate)];
+        }
         return fates;
     }
 
@@ -56,7 +62,10 @@ TEST_F(TimelineTest, FollowsTheCacheFromDroppingToTheCut)
 {
     for (int start = 0; start < 5; ++start)
     {
-        if (start >= 3) { Drop(start - 3); }
+        if (start >= 3)
+        {
+            Drop(start - 3);
+        }
         Group(start);
     }
     SavedStretch saved;
@@ -93,7 +102,10 @@ TEST_F(TimelineTest, ALongRunIsToldInFewEntriesThatAddUp)
     constexpr int length = 50'000;
     for (int start = 0; start < length; ++start)
     {
-        if (start >= 10) { Drop(start - 10); }
+        if (start >= 10)
+        {
+            Drop(start - 10);
+        }
         Video(start, true, 7);
         Audio(start, 1); // and silence for half a second
     }
@@ -117,7 +129,10 @@ TEST(SubmitTimesTest, RoundsPercentilesUpByAThirtySecondAndNoMore)
 {
     SubmitTimes times;
     EXPECT_EQ(times.Percentile(99), 0);
-    for (pyx_int64 ticks = 1; ticks <= 100'000; ++ticks) { times.Add(ticks); }
+    for (pyx_int64 ticks = 1; ticks <= 100'000; ++ticks)
+    {
+        times.Add(ticks);
+    }
     EXPECT_GE(times.Percentile(50), 50'000);
     EXPECT_LE(times.Percentile(50), 50'000 + 50'000 / 32);
     EXPECT_EQ(times.Percentile(100), 100'000) << "the longest is exact";

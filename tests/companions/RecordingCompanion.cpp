@@ -38,7 +38,10 @@ public:
 class Factory final : public PYXFactory
 {
 public:
-    PYX_RESULT GetDebug(void**) override { return PYX_OK; }
+    PYX_RESULT GetDebug(void**) override
+    {
+        return PYX_OK;
+    }
 
     PYX_RESULT GetTrace(PYXTrace** ppOut) override
     {

@@ -77,7 +77,10 @@ public:
 
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override
     {
-        if (id != PYXComponentEx::c_id || !Companions::Get().isComponentEx) { return PYX_NO_INTERFACE; }
+        if (id != PYXComponentEx::c_id || !Companions::Get().isComponentEx)
+        {
+            return PYX_NO_INTERFACE;
+        }
         *out = PYXInterfacePtr<PYXComponentEx>(this).Detach();
         return PYX_OK;
     }
@@ -103,10 +106,22 @@ public:
         return result;
     }
 
-    pyx_int32 GetInputCount() override { return static_cast<pyx_int32>(m_inputs.size()); }
-    PYXContext* GetContext() override { return m_spContext.Get(); }
-    PYX_RESULT ReInit(pyx_int32, pyx_int32) override { return PYX_NOT_IMPLEMENTED; }
-    PYX_RESULT Terminate() override { return PYX_NOT_IMPLEMENTED; }
+    pyx_int32 GetInputCount() override
+    {
+        return static_cast<pyx_int32>(m_inputs.size());
+    }
+    PYXContext* GetContext() override
+    {
+        return m_spContext.Get();
+    }
+    PYX_RESULT ReInit(pyx_int32, pyx_int32) override
+    {
+        return PYX_NOT_IMPLEMENTED;
+    }
+    PYX_RESULT Terminate() override
+    {
+        return PYX_NOT_IMPLEMENTED;
+    }
 
 private:
     PYXInterfacePtr<PYXContext> m_spContext;
@@ -137,7 +152,10 @@ std::vector<std::string> Split(const std::string& text, char separator)
 {
     std::vector<std::string> parts;
     std::istringstream stream(text);
-    for (std::string part; std::getline(stream, part, separator);) { parts.push_back(part); }
+    for (std::string part; std::getline(stream, part, separator);)
+    {
+        parts.push_back(part);
+    }
     return parts;
 }
 
@@ -149,10 +167,19 @@ std::string Narrow(const wchar_t* text)
 
 std::string Text(const PYXVariant& value)
 {
-    if (value.type == PYX_VARIANT_EMPTY) { return "-"; }
-    if (value.type == PYX_VARIANT_INTERFACE) { return value.interfaceValue ? "object" : "null"; }
+    if (value.type == PYX_VARIANT_EMPTY)
+    {
+        return "-";
+    }
+    if (value.type == PYX_VARIANT_INTERFACE)
+    {
+        return value.interfaceValue ? "object" : "null";
+    }
     std::ostringstream text;
-    if (value.type == PYX_VARIANT_DOUBLE) { return (text << value.doubleValue, text.str()); }
+    if (value.type == PYX_VARIANT_DOUBLE)
+    {
+        return (text << value.doubleValue, text.str());
+    }
     if (value.type >= PYX_VARIANT_FLOAT)
     {
         constexpr size_t counts[] = {1, 2, 2, 3, 4}; // of numbers, by kind

@@ -21,13 +21,22 @@ struct FaultPlan
     /// The `nth` call from now (1: the next) whose name begins with `name` fails
     /// with `code`, all others succeed; a negative `nth` fails all from there on. An
     /// empty name counts every call.
-    void Fail(const std::string& name, int nth, PYX_RESULT code) { *this = {name, nth, code, 0, ""}; }
+    void Fail(const std::string& name, int nth, PYX_RESULT code)
+    {
+        *this = {name, nth, code, 0, ""};
+    }
 
     PYX_RESULT Check(std::string_view name)
     {
-        if (!name.starts_with(watched)) { return PYX_OK; }
+        if (!name.starts_with(watched))
+        {
+            return PYX_OK;
+        }
         ++calls;
-        if (calls != nth && (nth >= 0 || calls < -nth)) { return PYX_OK; }
+        if (calls != nth && (nth >= 0 || calls < -nth))
+        {
+            return PYX_OK;
+        }
         failed = name;
         return code;
     }

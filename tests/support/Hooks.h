@@ -36,7 +36,10 @@ inline void** FindImport(HMODULE module, const std::string& function)
 {
     for (const auto& [name, ppPlace] : Imports(module))
     {
-        if (name.ends_with(' ' + function)) { return ppPlace; }
+        if (name.ends_with(' ' + function))
+        {
+            return ppPlace;
+        }
     }
     return nullptr;
 }
@@ -54,7 +57,10 @@ inline void WritePointer(void** ppPlace, void* p)
 
 template <std::size_t size> struct FixedText
 {
-    constexpr FixedText(const char (&text)[size]) { std::copy_n(text, size, value); }
+    constexpr FixedText(const char (&text)[size])
+    {
+        std::copy_n(text, size, value);
+    }
     char value[size];
 };
 
@@ -66,11 +72,18 @@ template <FixedText name, int failed, class Function> class FaultyCall;
 template <FixedText name, int failed, class Result, class... Args> class FaultyCall<name, failed, Result(Args...)>
 {
 public:
-    explicit FaultyCall(HMODULE module, const char* function = name.value) : FaultyCall(FindImport(module, function)) {}
+    explicit FaultyCall(HMODULE module, const char* function = name.value) : FaultyCall(FindImport(module, function))
+    {
+    }
     FaultyCall(const FaultyCall&) = delete;
     FaultyCall& operator=(const FaultyCall&) = delete;
-    ~FaultyCall() { WritePointer(m_ppPlace, m_pOriginal); }
-    FaultyCall(void* pObject, int slot) : FaultyCall(*static_cast<void***>(pObject) + slot) {}
+    ~FaultyCall()
+    {
+        WritePointer(m_ppPlace, m_pOriginal);
+    }
+    FaultyCall(void* pObject, int slot) : FaultyCall(*static_cast<void***>(pObject) + slot)
+    {
+    }
 
 private:
     explicit FaultyCall(void** ppPlace) : m_ppPlace(ppPlace), m_pOriginal(ppPlace ? *ppPlace : nullptr)
@@ -82,9 +95,18 @@ private:
     static Result Call(Args... args)
     {
         const PYX_RESULT code = FaultPlan::Get().Check(name.value);
-        if (code == PYX_OK) { return s_pOriginal(args...); }
-        if constexpr (std::is_pointer_v<Result>) { return nullptr; }
-        else { return static_cast<Result>(failed ? failed : code); }
+        if (code == PYX_OK)
+        {
+            return s_pOriginal(args...);
+        }
+        if constexpr (std::is_pointer_v<Result>)
+        {
+            return nullptr;
+        }
+        else
+        {
+            return static_cast<Result>(failed ? failed : code);
+        }
     }
 
     static inline Result (*s_pOriginal)(Args...) = nullptr;

@@ -36,13 +36,22 @@ decltype(&_strdup) s_pStrdup = nullptr;
 template <class Function> void Replace(HMODULE module, const char* name, Function* pReplacement, Function** ppOriginal)
 {
     void** const ppPlace = FindImport(module, name);
-    if (!ppPlace) { return; }
+    if (!ppPlace)
+    {
+        return;
+    }
     *ppOriginal = *ppOriginal ? *ppOriginal : reinterpret_cast<Function*>(*ppPlace);
     WritePointer(ppPlace, reinterpret_cast<void*>(pReplacement));
 }
 
-void* CountedAlloc(SIZE_T size) { return ++s_blocks, s_pAlloc(size); }
-void CountedFree(void* p) { s_blocks -= p ? 1 : 0, s_pFree(p); }
+void* CountedAlloc(SIZE_T size)
+{
+    return ++s_blocks, s_pAlloc(size);
+}
+void CountedFree(void* p)
+{
+    s_blocks -= p ? 1 : 0, s_pFree(p);
+}
 
 /// The heap checks look at the end of a block only when they are asked to, so before it goes.
 void CheckedFree(void* p)
@@ -58,10 +67,22 @@ template <class T> T* Counted(T* p)
     return p;
 }
 
-void* CountedMalloc(std::size_t size) { return Counted(s_pMalloc(size)); }
-void* CountedCalloc(std::size_t count, std::size_t size) { return Counted(s_pCalloc(count, size)); }
-void* CountedRealloc(void* p, std::size_t size) { return p ? s_pRealloc(p, size) : Counted(s_pRealloc(p, size)); }
-char* CountedStrdup(const char* text) { return Counted(s_pStrdup(text)); }
+void* CountedMalloc(std::size_t size)
+{
+    return Counted(s_pMalloc(size));
+}
+void* CountedCalloc(std::size_t count, std::size_t size)
+{
+    return Counted(s_pCalloc(count, size));
+}
+void* CountedRealloc(void* p, std::size_t size)
+{
+    return p ? s_pRealloc(p, size) : Counted(s_pRealloc(p, size));
+}
+char* CountedStrdup(const char* text)
+{
+    return Counted(s_pStrdup(text));
+}
 
 /// A crash ends the program at once, without a debugger or a dialog.
 LONG WINAPI EndAtCrash(EXCEPTION_POINTERS* pException)
@@ -130,7 +151,10 @@ int CountHandles()
     return count;
 }
 
-long long CountRuntimeBlocks() { return s_runtimeBlocks; }
+long long CountRuntimeBlocks()
+{
+    return s_runtimeBlocks;
+}
 
 void CountMemory(HMODULE module)
 {

@@ -26,7 +26,9 @@ public:
     static constexpr PYX_RESULT c_none = -1;    ///< no such input or directory
     static constexpr PYX_RESULT c_unknown = -2; ///< a step that the model cannot follow; not to be taken
 
-    explicit Model(const std::string& directory) : m_directory(directory) {}
+    explicit Model(const std::string& directory) : m_directory(directory)
+    {
+    }
 
     /// Takes the failing call, if there is one, off a step and plans it.
     static std::string Plan(const std::string& step, FaultPlan* pFaults)
@@ -39,15 +41,39 @@ public:
     PYX_RESULT Run(const std::string& text)
     {
         const std::string step = Plan(text, &m_faults);
-        if (step.starts_with("new:")) { return Create(step.substr(4)); }
-        if (step == "Files") { return CountFiles(); }
-        if (step == "Terminate") { return Terminate(); }
-        if (step == "ReInit") { Terminate(); }
-        if (step.ends_with("Init")) { return Init(step == "Init" ? "1 640 480" : "0 320 200"); }
-        if (step.starts_with("Get")) { return step[3] - '0' < std::ssize(m_inputs) ? 0 : Refuse(4, "Invalid index"); }
-        if (step[0] != 'V' && step[0] != 'A') { return Set(nullptr, step); }
+        if (step.starts_with("new:"))
+        {
+            return Create(step.substr(4));
+        }
+        if (step == "Files")
+        {
+            return CountFiles();
+        }
+        if (step == "Terminate")
+        {
+            return Terminate();
+        }
+        if (step == "ReInit")
+        {
+            Terminate();
+        }
+        if (step.ends_with("Init"))
+        {
+            return Init(step == "Init" ? "1 640 480" : "0 320 200");
+        }
+        if (step.starts_with("Get"))
+        {
+            return step[3] - '0' < std::ssize(m_inputs) ? 0 : Refuse(4, "Invalid index");
+        }
+        if (step[0] != 'V' && step[0] != 'A')
+        {
+            return Set(nullptr, step);
+        }
         const auto input = std::ranges::find(m_inputs, step[0], &Input::kind);
-        if (input == m_inputs.end()) { return c_none; }
+        if (input == m_inputs.end())
+        {
+            return c_none;
+        }
         return step[1] == '.' ? Set(&*input, step.substr(2)) : Submit(*input, step);
     }
 
@@ -70,11 +96,26 @@ private:
         bool enabled = true;
     };
 
-    static std::string Big(int kind) { return kind ? "Audio" : "Video"; }
-    static std::string Small(int kind) { return kind ? "audio" : "video"; }
-    static std::string Frame(int kind, size_t index) { return Small(kind) + " frame " + std::to_string(index) + '.'; }
-    static void Note(std::string* pLog, const std::string& entry) { *pLog += (pLog->empty() ? "" : "\n") + entry; }
-    bool HasInput(int kind) const { return seen.inputs.find("VA"[kind]) != std::string::npos; }
+    static std::string Big(int kind)
+    {
+        return kind ? "Audio" : "Video";
+    }
+    static std::string Small(int kind)
+    {
+        return kind ? "audio" : "video";
+    }
+    static std::string Frame(int kind, size_t index)
+    {
+        return Small(kind) + " frame " + std::to_string(index) + '.';
+    }
+    static void Note(std::string* pLog, const std::string& entry)
+    {
+        *pLog += (pLog->empty() ? "" : "\n") + entry;
+    }
+    bool HasInput(int kind) const
+    {
+        return seen.inputs.find("VA"[kind]) != std::string::npos;
+    }
 
     PYX_RESULT Refuse(PYX_RESULT code, const std::string& text, const std::string& scope = "RingBufferImpl")
     {
@@ -86,17 +127,29 @@ private:
     PYX_RESULT Pass(PYX_RESULT code, const std::string& text, const std::string& scope = "RingBufferImpl")
     {
         const std::string number = std::to_string(code);
-        if (code) { Note(&seen.traces, "E " + scope + " PYX_ERROR " + number + " : code " + number + ": " + text); }
+        if (code)
+        {
+            Note(&seen.traces, "E " + scope + " PYX_ERROR " + number + " : code " + number + ": " + text);
+        }
         return code;
     }
 
-    PYX_RESULT PassGroup(PYX_RESULT code, const std::string& text) { return Pass(code, text, "RingBufferGOP"); }
+    PYX_RESULT PassGroup(PYX_RESULT code, const std::string& text)
+    {
+        return Pass(code, text, "RingBufferGOP");
+    }
 
     PYX_RESULT Create(const std::string& inputs)
     {
-        if (!m_values.empty()) { Terminate(); }
+        if (!m_values.empty())
+        {
+            Terminate();
+        }
         Clear();
-        while (!m_inputs.empty()) { RemoveInput(m_inputs.begin()); }
+        while (!m_inputs.empty())
+        {
+            RemoveInput(m_inputs.begin());
+        }
         seen.inputs = inputs;
         Note(&seen.calls, "Create MuxerFFMPEG");
         m_hasMuxer = m_faults.Check("Create") == PYX_OK;
@@ -116,7 +169,10 @@ private:
 
     PYX_RESULT Init(const std::string& arguments)
     {
-        if (!m_hasMuxer) { return Refuse(13, "Init() - Internal component not initialized"); }
+        if (!m_hasMuxer)
+        {
+            return Refuse(13, "Init() - Internal component not initialized");
+        }
         Clear();
         m_hasDirectory |= !m_tempPath.empty();
         Note(&seen.calls, "Init " + arguments);
@@ -125,9 +181,15 @@ private:
 
     PYX_RESULT Terminate()
     {
-        if (!m_hasMuxer) { return Refuse(13, "Terminate() - Internal component not initialized"); }
+        if (!m_hasMuxer)
+        {
+            return Refuse(13, "Terminate() - Internal component not initialized");
+        }
         const PYX_RESULT result = m_tempPath.empty() || m_groups.empty() ? PYX_OK : WriteOut();
-        if (result) { return Pass(result, "WriteBuffer() failed"); }
+        if (result)
+        {
+            return Pass(result, "WriteBuffer() failed");
+        }
         Clear();
         m_hasDirectory &= m_tempPath.empty();
         return PYX_OK;
@@ -136,14 +198,23 @@ private:
     PYX_RESULT CountFiles() const
     {
         int count = m_hasDirectory ? 0 : c_none;
-        for (const Group& group : m_groups) { count += group.exist[0] + group.exist[1]; }
-        for (const Group& group : m_active) { count += group.exist[0] + group.exist[1]; }
+        for (const Group& group : m_groups)
+        {
+            count += group.exist[0] + group.exist[1];
+        }
+        for (const Group& group : m_active)
+        {
+            count += group.exist[0] + group.exist[1];
+        }
         return count;
     }
 
     PYX_RESULT Set(Input* pInput, const std::string& property)
     {
-        if (!m_hasMuxer) { return Refuse(13, "SetProperty() - Internal component not initialized"); }
+        if (!m_hasMuxer)
+        {
+            return Refuse(13, "SetProperty() - Internal component not initialized");
+        }
         const std::string name = property.substr(0, property.find('='));
         const std::string value = property.substr(name.size() + 1);
         const bool restarts = name == "TempPath" || name == "BufferInRamEnabled";
@@ -156,39 +227,81 @@ private:
                 return Pass(result, pInput ? "Unable to set property for muxer" : "muxer::SetProperty() failed");
             }
         }
-        if (name.empty()) { return Refuse(7, "invalid pointer : name"); }
-        if (name == "Nope") { return PYX_NOT_FOUND; }
-        if (value == "x") { return Pass(4, "Property=" + name, "PropertyStorageExImpl:280"); }
-        if (value == "0" || value == "2147483648") { return PYX_OUT_OF_RANGE; }
-        if (pInput) { pInput->enabled = value == "true"; }
-        if (pInput || std::exchange(m_values[name], value) == value) { return PYX_OK; }
+        if (name.empty())
+        {
+            return Refuse(7, "invalid pointer : name");
+        }
+        if (name == "Nope")
+        {
+            return PYX_NOT_FOUND;
+        }
+        if (value == "x")
+        {
+            return Pass(4, "Property=" + name, "PropertyStorageExImpl:280");
+        }
+        if (value == "0" || value == "2147483648")
+        {
+            return PYX_OUT_OF_RANGE;
+        }
+        if (pInput)
+        {
+            pInput->enabled = value == "true";
+        }
+        if (pInput || std::exchange(m_values[name], value) == value)
+        {
+            return PYX_OK;
+        }
         if (restarts)
         {
             Terminate();
             m_tempPath = m_values["TempPath"].empty() ? "" : m_directory;
             Init("0 0 0");
         }
-        if (name == "Duration") { Trim(); }
+        if (name == "Duration")
+        {
+            Trim();
+        }
         const auto input = std::ranges::find(m_inputs, name[6 % name.size()], &Input::kind);
-        if (name.starts_with("Enable") && value == "true") { m_inputs.push_back({name[6]}); }
-        if (name.starts_with("Enable") && value == "false") { RemoveInput(input); }
+        if (name.starts_with("Enable") && value == "true")
+        {
+            m_inputs.push_back({name[6]});
+        }
+        if (name.starts_with("Enable") && value == "false")
+        {
+            RemoveInput(input);
+        }
         return PYX_OK;
     }
 
     PYX_RESULT Submit(Input& input, const std::string& name)
     {
-        if (name.ends_with('-')) { return PYX_EOF; }
-        if (!input.enabled) { return PYX_OK; }
-        if (m_wasRead && (input.kind == 'A' || !m_pending.empty())) { return c_unknown; }
+        if (name.ends_with('-'))
+        {
+            return PYX_EOF;
+        }
+        if (!input.enabled)
+        {
+            return PYX_OK;
+        }
+        if (m_wasRead && (input.kind == 'A' || !m_pending.empty()))
+        {
+            return c_unknown;
+        }
         ++input.count;
         const Packet packet = Packet::Parse(name);
-        if (packet.key) { return Pass(Start(packet), "SubmitInput() failed to store the start packet"); }
+        if (packet.key)
+        {
+            return Pass(Start(packet), "SubmitInput() failed to store the start packet");
+        }
         if (input.kind == 'A')
         {
             m_pending.push_back(packet);
             return Pass(PlaceAudio(), "SubmitInput() failed to store the audio packet");
         }
-        if (m_active.empty()) { return PYX_OK; }
+        if (m_active.empty())
+        {
+            return PYX_OK;
+        }
         PYX_RESULT result = Pass(Add(m_active.back(), 0, packet), "AddVideoRegularPacket() failed");
         result = result ? result : PlaceAudio();
         return Pass(result, "SubmitInput() failed to store the regular packet");
@@ -197,14 +310,23 @@ private:
     PYX_RESULT Start(const Packet& packet)
     {
         PYX_RESULT result = m_active.empty() ? PYX_OK : PlaceAudio();
-        if (result) { return Pass(result, "AddVideoStartPacket() failed"); }
-        if (!m_active.empty()) { m_active.back().modes[0] = 0; }
+        if (result)
+        {
+            return Pass(result, "AddVideoStartPacket() failed");
+        }
+        if (!m_active.empty())
+        {
+            m_active.back().modes[0] = 0;
+        }
         m_groups.splice(m_groups.end(), m_active);
         const std::string file = m_tempPath + "\\Temp" + std::to_string(++m_groupCount) + ".RB";
         m_active.push_back({m_tempPath.empty() ? "" : file, m_values["BufferInRamEnabled"] == "true"});
         result = Add(m_active.back(), 0, packet);
         result = result ? result : PlaceAudio();
-        if (!result) { Trim(); }
+        if (!result)
+        {
+            Trim();
+        }
         return Pass(result, "AddVideoStartPacket() failed");
     }
 
@@ -214,36 +336,60 @@ private:
         {
             const Packet packet = m_pending.front();
             const bool isForActive = !m_active.empty() && packet.pts >= Pts(m_active.back());
-            if (isForActive && AddAudio(m_active.back(), packet)) { return PYX_OK; }
+            if (isForActive && AddAudio(m_active.back(), packet))
+            {
+                return PYX_OK;
+            }
             m_pending.pop_front();
             const bool isFirst = isForActive && m_active.back().packets[0].size() == 1;
-            if (isFirst && !m_groups.empty()) { m_groups.back().modes[1] = 0; }
-            if (isForActive) { continue; }
+            if (isFirst && !m_groups.empty())
+            {
+                m_groups.back().modes[1] = 0;
+            }
+            if (isForActive)
+            {
+                continue;
+            }
             const auto isBefore = [&](const Group& group) { return Pts(group) <= packet.pts; };
             const auto found = std::find_if(m_groups.rbegin(), m_groups.rend(), isBefore);
             const PYX_RESULT result = found == m_groups.rend() ? PYX_OK : AddAudio(*found, packet);
-            if (result) { return Pass(result, "AddAudioPacketsToGOP() failed to add audio packet to cached GOP"); }
+            if (result)
+            {
+                return Pass(result, "AddAudioPacketsToGOP() failed to add audio packet to cached GOP");
+            }
         }
         return PYX_OK;
     }
 
     PYX_RESULT AddAudio(Group& group, const Packet& packet)
     {
-        if (group.packets[0].empty()) { return PYX_NOT_FOUND; }
+        if (group.packets[0].empty())
+        {
+            return PYX_NOT_FOUND;
+        }
         return packet.pts < Pts(group) ? PYX_OUT_OF_RANGE : Add(group, 1, packet);
     }
 
     void Trim()
     {
-        if (m_groups.empty()) { return; }
+        if (m_groups.empty())
+        {
+            return;
+        }
         const Group& newest = m_active.empty() ? m_groups.back() : m_active.back();
         pyx_int64 span = Length(newest);
         span += Pts(newest);
         span -= Pts(m_groups.front());
-        while (!m_groups.empty() && (span -= Length(m_groups.front())) > Limit()) { m_groups.pop_front(); }
+        while (!m_groups.empty() && (span -= Length(m_groups.front())) > Limit())
+        {
+            m_groups.pop_front();
+        }
     }
 
-    pyx_int64 Limit() { return std::stoll(m_values["Duration"]) * PYX_TICKS_PER_SECOND; }
+    pyx_int64 Limit()
+    {
+        return std::stoll(m_values["Duration"]) * PYX_TICKS_PER_SECOND;
+    }
 
     void Clear()
     {
@@ -265,7 +411,10 @@ private:
         }
         for (int kind = 0; kind < 2 && !result; ++kind)
         {
-            if (HasInput(kind)) { Note(&seen.written, std::string{"VA"[kind], '-'}); }
+            if (HasInput(kind))
+            {
+                Note(&seen.written, std::string{"VA"[kind], '-'});
+            }
             result = HasInput(kind) ? m_faults.Check("End") : PYX_OK;
             Pass(result, "WriteBuffer() failed to submit empty " + Small(kind) + " frame.");
         }
@@ -277,38 +426,65 @@ private:
         for (const int kind : {0, 1})
         {
             const PYX_RESULT result = HasInput(kind) ? Open(group, kind, 'r') : PYX_OK;
-            if (result) { return Pass(result, "WriteBuffer() Failed to open temp " + Small(kind) + " file."); }
+            if (result)
+            {
+                return Pass(result, "WriteBuffer() Failed to open temp " + Small(kind) + " file.");
+            }
         }
         size_t next[2] = {};
         for (const Packet* pFirst = nullptr;; pFirst = nullptr)
         {
             for (const int kind : {0, 1})
             {
-                if (!HasInput(kind) || next[kind] == group.packets[kind].size()) { continue; }
+                if (!HasInput(kind) || next[kind] == group.packets[kind].size())
+                {
+                    continue;
+                }
                 const Packet& packet = group.packets[kind][next[kind]];
                 const PYX_RESULT result = Read(group, kind, packet);
-                if (result) { return Pass(result, "WriteBuffer() failed to retrieve " + Frame(kind, next[kind])); }
-                if (!pFirst || packet.pts < pFirst->pts) { pFirst = &packet; }
+                if (result)
+                {
+                    return Pass(result, "WriteBuffer() failed to retrieve " + Frame(kind, next[kind]));
+                }
+                if (!pFirst || packet.pts < pFirst->pts)
+                {
+                    pFirst = &packet;
+                }
             }
-            if (!pFirst) { break; }
+            if (!pFirst)
+            {
+                break;
+            }
             Send(*pFirst, next[pFirst->kind == 'A']++, pFirst->pts - base);
         }
-        for (const int kind : {0, 1}) { group.modes[kind] = HasInput(kind) ? 0 : group.modes[kind]; }
+        for (const int kind : {0, 1})
+        {
+            group.modes[kind] = HasInput(kind) ? 0 : group.modes[kind];
+        }
         return PYX_OK;
     }
 
     void Send(const Packet& packet, size_t index, pyx_int64 time)
     {
-        if (time >= Limit()) { return; }
+        if (time >= Limit())
+        {
+            return;
+        }
         const std::string duration = packet.duration ? '+' + std::to_string(packet.duration) : "";
         Note(&seen.written, packet.kind + std::to_string(time) + duration);
-        if (!m_faults.Check("Submit")) { return; }
+        if (!m_faults.Check("Submit"))
+        {
+            return;
+        }
         Note(&seen.traces, "W* RingBufferImpl WriteBuffer() failed to submit " + Frame(packet.kind == 'A', index));
     }
 
     pyx_int64 Pts(const Group& group)
     {
-        if (!group.packets[0].empty()) { return group.packets[0][0].pts; }
+        if (!group.packets[0].empty())
+        {
+            return group.packets[0][0].pts;
+        }
         return Refuse(-1, "GetPts() - Call made when no packets in yet.", "RingBufferGOP");
     }
 
@@ -321,8 +497,14 @@ private:
     PYX_RESULT Open(Group& group, int kind, char mode)
     {
         const std::string text = "Open" + Big(kind) + "File() - ";
-        if (group.inRam || group.modes[kind]) { return PYX_OK; }
-        if (group.file.empty()) { return Refuse(13, text + Big(kind) + " file name doesn't exist.", "RingBufferGOP"); }
+        if (group.inRam || group.modes[kind])
+        {
+            return PYX_OK;
+        }
+        if (group.file.empty())
+        {
+            return Refuse(13, text + Big(kind) + " file name doesn't exist.", "RingBufferGOP");
+        }
         const bool isThere = mode == 'r' ? group.exist[kind] : m_hasDirectory;
         group.modes[kind] = isThere ? mode : 0;
         group.exist[kind] = isThere;
@@ -338,7 +520,10 @@ private:
     {
         const std::string text = "Add" + Big(kind) + "Packet() - Failed to ";
         PYX_RESULT result = group.packets[kind].empty() ? Open(group, kind, 'w') : PYX_OK;
-        if (result) { return PassGroup(result, text + "open the temporary file " + Name(group, kind)); }
+        if (result)
+        {
+            return PassGroup(result, text + "open the temporary file " + Name(group, kind));
+        }
         if (!group.inRam && group.modes[kind] != 'w')
         {
             result = group.modes[kind] ? PYX_FAIL : Refuse(16, "Write() - File not Open", "DataStreamFileImpl");
@@ -355,7 +540,10 @@ private:
         const auto isEmpty = [&](const Packet& other) { return other.bytes == 0; };
         const bool isNothing = group.inRam && std::ranges::all_of(group.packets[kind], isEmpty);
         PYX_RESULT result = packet.bytes == 0 && !group.inRam ? PYX_EOF : PYX_OK;
-        if (isNothing) { result = Refuse(13, "Read() - Stream is not allocated", "DataStreamMemoryImpl"); }
+        if (isNothing)
+        {
+            result = Refuse(13, "Read() - Stream is not allocated", "DataStreamMemoryImpl");
+        }
         return PassGroup(result, "ReadPacket() - Failed to read from the temporary file.");
     }
 

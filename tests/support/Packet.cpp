@@ -10,7 +10,10 @@ namespace
 std::string Payload(const std::string& name, size_t bytes)
 {
     std::string payload;
-    while (payload.size() < bytes) { payload += name + '|'; }
+    while (payload.size() < bytes)
+    {
+        payload += name + '|';
+    }
     return payload.substr(0, bytes);
 }
 
@@ -37,7 +40,10 @@ PYXInterfacePtr<HostBuffer> Packet::Build() const
     spBuffer->SetPts(pts);
     spBuffer->SetDuration(duration);
     spBuffer->SetProperty(L"Name", PYXVariantBorrowWString(std::wstring(name.begin(), name.end()).c_str()));
-    if (kind == 'V') { spBuffer->SetProperty(L"OutputDataType", PYXVariantFromInt64(key ? 0 : 2)); }
+    if (kind == 'V')
+    {
+        spBuffer->SetProperty(L"OutputDataType", PYXVariantFromInt64(key ? 0 : 2));
+    }
     return spBuffer;
 }
 

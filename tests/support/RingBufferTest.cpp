@@ -14,14 +14,20 @@ std::string TestDirectory::List(const std::filesystem::path& directory)
 {
     std::error_code error; // the directory may go while it is read, when it is another host's
     std::filesystem::directory_iterator entry(directory, error);
-    if (error) { return "none"; }
+    if (error)
+    {
+        return "none";
+    }
     std::set<std::string> names;
     for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error))
     {
         names.insert(entry->path().filename().string());
     }
     std::string files;
-    for (const std::string& name : names) { files += (files.empty() ? "" : " ") + name; }
+    for (const std::string& name : names)
+    {
+        files += (files.empty() ? "" : " ") + name;
+    }
     return files;
 }
 
@@ -75,7 +81,10 @@ PYXInterfacePtr<PYXInput> RingBufferTest::Input(int index)
 
 void RingBufferTest::Feed(const std::string& packets)
 {
-    for (const std::string& token : Split(packets, ' ')) { EXPECT_EQ(TryFeed(token), PYX_OK) << token; }
+    for (const std::string& token : Split(packets, ' '))
+    {
+        EXPECT_EQ(TryFeed(token), PYX_OK) << token;
+    }
 }
 
 PYX_RESULT RingBufferTest::TryFeed(const std::string& packet)

@@ -20,7 +20,10 @@ std::string Get(PYXPropertyStorage* pStorage, const wchar_t* name);
 /// A path that a test may use; nothing exists there at its begin and end.
 struct TestDirectory
 {
-    TestDirectory() { std::filesystem::remove_all(path); }
+    TestDirectory()
+    {
+        std::filesystem::remove_all(path);
+    }
     TestDirectory(const TestDirectory&) = delete;
     TestDirectory& operator=(const TestDirectory&) = delete;
     ~TestDirectory()
@@ -31,7 +34,10 @@ struct TestDirectory
     }
 
     /// The names in it in order: "Temp1.RBA Temp1.RBV". "none": no directory.
-    std::string Files() const { return List(path); }
+    std::string Files() const
+    {
+        return List(path);
+    }
     static std::string List(const std::filesystem::path& directory);
 
     const std::filesystem::path path = std::filesystem::temp_directory_path() / std::to_string(GetCurrentProcessId());
@@ -43,7 +49,10 @@ struct LoadedModule
     LoadedModule();
     LoadedModule(const LoadedModule&) = delete;
     LoadedModule& operator=(const LoadedModule&) = delete;
-    ~LoadedModule() { FreeLibrary(handle); }
+    ~LoadedModule()
+    {
+        FreeLibrary(handle);
+    }
 
     HMODULE handle;
     PYXCreateComponentFunction create;
@@ -64,11 +73,17 @@ protected:
     /// A component that is ready for packets: both streams, a temporary
     /// directory, the storage mode. What the companions recorded is forgotten.
     void Start(bool inRam = false);
-    void Destroy() { m_spComponent.Reset(); }
+    void Destroy()
+    {
+        m_spComponent.Reset();
+    }
 
     /// Sets a property of the component from text.
     PYX_RESULT Set(const wchar_t* name, const wchar_t* value);
-    std::string Get(const wchar_t* name) { return ::Get(m_spComponent.Get(), name); }
+    std::string Get(const wchar_t* name)
+    {
+        return ::Get(m_spComponent.Get(), name);
+    }
 
     /// The input at an index (video is 0, audio 1 after Start), null past the end.
     PYXInterfacePtr<PYXInput> Input(int index);
@@ -79,13 +94,25 @@ protected:
 
     /// Submits one packet; its result.
     PYX_RESULT TryFeed(const std::string& packet);
-    PYX_RESULT Terminate() { return m_spComponent->Terminate(); }
+    PYX_RESULT Terminate()
+    {
+        return m_spComponent->Terminate();
+    }
 
     /// What the companions recorded since the last call, see Companions.
     std::string Written();
-    std::string Calls() { return m_companions.Take(&Companions::calls); }
-    std::string Traces() { return m_companions.Take(&Companions::traces); }
-    std::string Files() const { return m_temp.Files(); }
+    std::string Calls()
+    {
+        return m_companions.Take(&Companions::calls);
+    }
+    std::string Traces()
+    {
+        return m_companions.Take(&Companions::traces);
+    }
+    std::string Files() const
+    {
+        return m_temp.Files();
+    }
 
     FaultPlan& m_faults = FaultPlan::Get();
     Companions& m_companions = Companions::Get();
@@ -100,7 +127,10 @@ protected:
 class StorageTest : public RingBufferTest, public testing::WithParamInterface<bool>
 {
 public:
-    StorageTest() { Start(GetParam()); }
+    StorageTest()
+    {
+        Start(GetParam());
+    }
 };
 
 #define INSTANTIATE_STORAGE_SUITE(suite)                                                                               \
