@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Puts small random faults into the module and its core, one at a time, and lists those that no test notices.
 
-    tests/mutants.py [--count N] [--seed S] [--only N,N...] [--folder FOLDER]
+    script/mutants.py [--count N] [--seed S] [--only N,N...] [--folder FOLDER]
 
 A fault flips a comparison, changes a constant or a sign, or deletes a statement; the seed decides which. Each is built
 in a copy of the tree and meets the fast test programs. What does not compile is no fault and does not count. A survivor
