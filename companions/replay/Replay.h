@@ -3,7 +3,7 @@
 #include "replay/LiveOrder.h"
 #include "replay/Progress.h"
 #include "replay/Recorder.h"
-#include "replay/Report.h"
+#include "replay/report/Report.h"
 
 /// One run of the program: opens the input, feeds the replay buffer, saves and
 /// checks the clips: one at the end, and one whenever it is asked for meanwhile.

@@ -3,7 +3,7 @@
 #include "replay/Completed.h"
 #include "replay/Interrupt.h"
 #include "replay/Replay.h"
-#include "replay/ReportPage.h"
+#include "replay/report/ReportPage.h"
 #include "replay/Text.h"
 #include "replay/WriteTest.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "replay/report/SubmitTimes.h"
 #include "replay/SessionObserver.h"
-#include "replay/SubmitTimes.h"
 
 #include <vector>
 

@@ -1,4 +1,4 @@
-#include "replay/ReportPage.h"
+#include "replay/report/ReportPage.h"
 
 #include "muxer/OutputFile.h"
 #include "replay/Completed.h"

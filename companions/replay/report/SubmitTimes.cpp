@@ -1,4 +1,4 @@
-#include "replay/SubmitTimes.h"
+#include "replay/report/SubmitTimes.h"
 
 #include <algorithm>
 #include <numeric>

@@ -1,4 +1,4 @@
-#include "replay/Report.h"
+#include "replay/report/Report.h"
 
 #include "replay/Text.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "replay/Options.h"
-#include "replay/Report.h"
-#include "replay/Timeline.h"
+#include "replay/report/Report.h"
+#include "replay/report/Timeline.h"
 
 /// Writes a page to look at a run to `options.report`: one HTML file that holds
 /// the run's numbers, draws them, and shows the clip that lies beside it.

@@ -1,4 +1,4 @@
-#include "replay/Timeline.h"
+#include "replay/report/Timeline.h"
 
 #include <algorithm>
 #include <ratio>
