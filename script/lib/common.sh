@@ -8,6 +8,7 @@
 #   quietly TEXT CMD... runs CMD silently; says TEXT first, shows CMD's output only when it fails
 #   need_folder FOLDER  makes it with its parents; when that cannot be, says which variable names another one, and exits
 #   hold_lock FILE      waits for the lock, which this script then has until it ends (or closes 9); says when it waits
+#   print_version       the version of the checkout, with the number of commits since: the rule of cmake/Version.cmake
 #   source_files        the project's own C++ files, one per line, from the checkout's folder
 # shellcheck shell=bash
 
@@ -66,6 +67,14 @@ quietly()
         die "Failed: $text"
     fi
     rm -f "$log"
+}
+
+print_version()
+{
+    local since commits=0
+    since=$(git -C "$PYX_ROOT" log -1 --format=%H -- VERSION 2>/dev/null) && [[ -n $since ]] &&
+        commits=$(git -C "$PYX_ROOT" rev-list --count "$since..HEAD")
+    printf '%s\n' "$(<"$PYX_ROOT/VERSION")$([[ $commits -eq 0 ]] || printf .%d "$commits")"
 }
 
 # The project's own C++ files, one per line.
