@@ -4,6 +4,6 @@
 add_library(pyx-reproducible INTERFACE)
 if(NOT MSVC)
     target_compile_options(pyx-reproducible INTERFACE
-        "$<$<COMPILE_LANGUAGE:C,CXX>:-gdwarf-4;-ffile-prefix-map=${PROJECT_BINARY_DIR}=build;-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>")
+        "$<$<COMPILE_LANGUAGE:C,CXX>:-gdwarf-4;-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=;-ffile-prefix-map=${PROJECT_BINARY_DIR}=>")
     target_link_options(pyx-reproducible INTERFACE LINKER:--no-insert-timestamp)
 endif()
