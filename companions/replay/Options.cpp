@@ -1,6 +1,6 @@
 #include "replay/Options.h"
 
-#include "replay/Codecs.h"
+#include "replay/input/Codecs.h"
 #include "replay/Text.h"
 
 #include <CLI/CLI.hpp>

@@ -1,8 +1,8 @@
 #include "replay/Replay.h"
 
 #include "host/HostObject.h"
+#include "replay/input/StreamDetails.h"
 #include "replay/Interrupt.h"
-#include "replay/StreamDetails.h"
 #include "replay/Text.h"
 
 #include <chrono>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "replay/LiveOrder.h"
+#include "replay/input/LiveOrder.h"
 #include "replay/Progress.h"
 #include "replay/Recorder.h"
 #include "replay/report/Report.h"

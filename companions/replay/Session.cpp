@@ -2,9 +2,9 @@
 
 #include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
-#include "replay/Describe.h"
 #include "replay/HostHelpers.h"
-#include "replay/StreamDetails.h"
+#include "replay/input/Describe.h"
+#include "replay/input/StreamDetails.h"
 #include "replay/Text.h"
 #include "replay/WriteTest.h"
 

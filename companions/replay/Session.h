@@ -2,8 +2,8 @@
 
 #include "common/Component.h"
 #include "host/HostContext.h"
+#include "replay/input/MediaReader.h"
 #include "replay/KeptGroups.h"
-#include "replay/MediaReader.h"
 #include "replay/Module.h"
 #include "replay/Options.h"
 #include "replay/SessionObserver.h"

@@ -1,4 +1,4 @@
-#include "replay/MissingTimes.h"
+#include "replay/input/MissingTimes.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "replay/Codecs.h"
-#include "replay/MissingTimes.h"
-#include "replay/PictureParser.h"
-#include "replay/PictureTimes.h"
-#include "replay/StreamReader.h"
+#include "replay/input/Codecs.h"
+#include "replay/input/MissingTimes.h"
+#include "replay/input/PictureParser.h"
+#include "replay/input/PictureTimes.h"
+#include "replay/input/StreamReader.h"
 
 #include <memory>
 #include <span>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "replay/Demuxer.h"
+#include "replay/input/Demuxer.h"
 
 #include <memory>
 

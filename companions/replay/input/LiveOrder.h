@@ -1,6 +1,6 @@
 #pragma once
 
-#include "replay/MediaReader.h"
+#include "replay/input/MediaReader.h"
 
 #include <algorithm>
 

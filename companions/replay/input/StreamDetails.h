@@ -1,7 +1,7 @@
 #pragma once
 
 #include "common/Component.h"
-#include "replay/MediaReader.h"
+#include "replay/input/MediaReader.h"
 
 /// Passes on what the input says of itself beyond what is needed to decode it:
 /// orientation, shape of the pixels, colours, language, time of recording. These

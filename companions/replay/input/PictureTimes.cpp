@@ -1,4 +1,4 @@
-#include "replay/PictureTimes.h"
+#include "replay/input/PictureTimes.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "replay/Demuxer.h"
+#include "replay/input/Demuxer.h"
 
-#include "replay/Codecs.h"
+#include "replay/input/Codecs.h"
 #include "replay/Interrupt.h"
 #include "replay/Options.h"
 #include "replay/Text.h"

@@ -1,4 +1,4 @@
-#include "replay/StreamDetails.h"
+#include "replay/input/StreamDetails.h"
 
 #include "media/ClipProperties.h"
 #include "media/DisplayMatrix.h"

@@ -1,4 +1,4 @@
-#include "replay/LiveOrder.h"
+#include "replay/input/LiveOrder.h"
 
 #include <utility>
 

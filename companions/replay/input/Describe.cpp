@@ -1,8 +1,8 @@
-#include "replay/Describe.h"
+#include "replay/input/Describe.h"
 
 #include "common/PropertyNames.h"
 #include "replay/HostHelpers.h"
-#include "replay/StreamDetails.h"
+#include "replay/input/StreamDetails.h"
 
 namespace
 {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "common/Component.h"
-#include "replay/MediaReader.h"
+#include "replay/input/MediaReader.h"
 
 /// Describe a stream on the component's input, which passes it on to the muxer.
 /// A host does it before the first packet of a clip is written.

@@ -1,4 +1,4 @@
-#include "replay/PictureParser.h"
+#include "replay/input/PictureParser.h"
 
 #include "media/NalStream.h"
 

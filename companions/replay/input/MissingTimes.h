@@ -1,6 +1,6 @@
 #pragma once
 
-#include "replay/PictureTimes.h"
+#include "replay/input/PictureTimes.h"
 
 #include <optional>
 

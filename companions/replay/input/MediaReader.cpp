@@ -1,4 +1,4 @@
-#include "replay/MediaReader.h"
+#include "replay/input/MediaReader.h"
 
 #include "replay/Text.h"
 

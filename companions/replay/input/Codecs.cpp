@@ -1,4 +1,4 @@
-#include "replay/Codecs.h"
+#include "replay/input/Codecs.h"
 
 #include "common/Component.h"
 #include "common/PropertyNames.h"

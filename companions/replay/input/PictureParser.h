@@ -1,7 +1,7 @@
 #pragma once
 
 #include "media/FFmpeg.h"
-#include "replay/PictureTimes.h"
+#include "replay/input/PictureTimes.h"
 
 #include <memory>
 

@@ -1,4 +1,4 @@
-#include "replay/StreamReader.h"
+#include "replay/input/StreamReader.h"
 
 namespace
 {
