@@ -2,34 +2,21 @@
 #include "common/DataStreamMemory.h"
 #include "support/RingBufferTest.h"
 
+#include <deque>
+#include <random>
+
 namespace
 {
 
-constexpr pyx_uint64 c_page = 4096;
+using FaultyAlloc = FaultyCall<"VirtualAlloc", 0, void*(void*, SIZE_T, DWORD, DWORD)>;
+using FaultyFree = FaultyCall<"VirtualFree", 0, BOOL(void*, SIZE_T, DWORD)>;
 
-/// The process's addresses that are not free, and those of them with memory behind.
-struct Addresses
-{
-    Addresses()
-    {
-        MEMORY_BASIC_INFORMATION area;
-        for (char* p = nullptr; VirtualQuery(p, &area, sizeof(area)) != 0; p += area.RegionSize)
-        {
-            taken += area.State == MEM_FREE ? 0 : area.RegionSize;
-            committed += area.State == MEM_COMMIT ? area.RegionSize : 0;
-        }
-    }
-
-    pyx_uint64 taken = 0;
-    pyx_uint64 committed = 0;
-};
-
-/// Where a stream keeps its bytes, and how far one in memory reserves ahead.
+/// Where a stream keeps its bytes.
 struct Kind
 {
     const char* name;
     bool isMemory;
-    pyx_uint64 ahead;
+    pyx_uint64 segmentSize; // 0: segments of its own
 };
 
 /// One contract for both kinds of streams.
@@ -42,7 +29,9 @@ protected:
         FaultPlan::Get() = {};
         if (m_isMemory)
         {
-            m_pStream = std::make_unique<PYXDataStreamMemoryImpl>(GetParam().ahead);
+            const pyx_uint64 size = GetParam().segmentSize;
+            m_pStream =
+                std::make_unique<PYXDataStreamMemoryImpl>(size ? std::make_shared<PYXMemorySegments>(size) : nullptr);
         }
         else
         {
@@ -98,20 +87,9 @@ protected:
     std::unique_ptr<PYXDataStreamImpl> m_pStream;
 };
 
-constexpr Kind c_kinds[] = {{"File", false, 0},
-                            {"Memory", true, PYXDataStreamMemoryImpl::c_reserveAhead},
-                            {"MemoryOfOnePageAhead", true, c_page},
-                            {"MemoryOfExactBlocks", true, 0}};
-
-INSTANTIATE_TEST_SUITE_P(Kinds, DataStreamTest, testing::ValuesIn(c_kinds),
-                         [](const auto& kind) { return kind.param.name; });
-
-/// What only streams in memory do.
-class MemoryStreamTest : public DataStreamTest
-{
-};
-
-INSTANTIATE_TEST_SUITE_P(Kinds, MemoryStreamTest, testing::ValuesIn(c_kinds + 1, std::end(c_kinds)),
+INSTANTIATE_TEST_SUITE_P(Kinds, DataStreamTest,
+                         testing::Values(Kind{"File", false, 0}, Kind{"Memory", true, 0},
+                                         Kind{"MemoryInSmallSegments", true, 2}),
                          [](const auto& kind) { return kind.param.name; });
 
 TEST_P(DataStreamTest, KeepsBytesAndPositions)
@@ -171,10 +149,10 @@ TEST_P(DataStreamTest, FailsWithoutATraceWhenTheSystemRefuses)
 {
     if (m_isMemory)
     {
-        FaultyCall<"VirtualAlloc", 0, void*(void*, SIZE_T, DWORD, DWORD)> alloc(GetModuleHandleW(nullptr));
+        const FaultyAlloc alloc(GetModuleHandleW(nullptr));
         EXPECT_EQ(Write("123"), PYX_OK);
         FaultPlan::Get().Fail("VirtualAlloc", -1, 1);
-        EXPECT_EQ(Write(std::string(3 * c_page, '4')), PYX_OUT_OF_MEMORY);
+        EXPECT_EQ(Write(std::string(PYXMemorySegments::c_segmentSize, '4')), PYX_OUT_OF_MEMORY);
         EXPECT_EQ(Place(), "3@3");
         EXPECT_EQ(Seek(0, 0), "0 0");
         EXPECT_EQ(Read(9), "0 123");
@@ -196,48 +174,134 @@ TEST_P(DataStreamTest, FailsWithoutATraceWhenTheSystemRefuses)
     EXPECT_EQ(Traces(), "");
 }
 
-TEST_P(DataStreamTest, KeepsItsBytesHoweverOftenItMoves)
+/// Three streams that share segments beside texts that are written, cut and read alike.
+struct MemoryStreams
 {
-    EXPECT_EQ(Open(2), PYX_OK);
-    std::string all;
-    for (size_t i = 0; i < 40; ++i)
+    struct Stream
     {
-        const std::string part(1024 * (i % 5 + 1), static_cast<char>('a' + i % 26));
-        EXPECT_EQ(Write(part), PYX_OK);
-        all += part;
+        std::unique_ptr<PYXDataStreamMemoryImpl> pStream;
+        std::string text;
+        size_t position = 0;
+    };
+
+    explicit MemoryStreams(unsigned seed) : random(seed)
+    {
     }
-    EXPECT_EQ(Seek(0, 0), "0 0");
-    EXPECT_EQ(Read(all.size()), "0 " + all);
+
+    size_t Below(size_t count)
+    {
+        return random() % count;
+    }
+
+    void Step(Stream& stream)
+    {
+        const size_t kind = Below(20);
+        if (!stream.pStream || kind == 0)
+        {
+            stream = {std::make_unique<PYXDataStreamMemoryImpl>(spSegments), ""};
+        }
+        else if (kind == 1)
+        {
+            EXPECT_EQ(stream.pStream->Close(), PYX_OK);
+            stream.text.clear();
+        }
+        else if (kind == 2)
+        {
+            spSegments->BeginGroup();
+        }
+        else if (kind < 8)
+        {
+            stream.position = Below(stream.text.size() + 1);
+            EXPECT_EQ(stream.pStream->Seek(0, static_cast<pyx_int64>(stream.position), nullptr), PYX_OK);
+        }
+        else if (kind < 16)
+        {
+            Write(stream, std::string(Below(30), static_cast<char>('a' + Below(26))));
+        }
+        stream.position = std::min(stream.position, stream.text.size());
+        Check(stream);
+    }
+
+    void Write(Stream& stream, const std::string& bytes)
+    {
+        FaultPlan::Get().Fail("VirtualAlloc", Below(8) == 0 ? -1 : 0, 1);
+        const PYX_RESULT result = stream.pStream->Write(bytes.data(), bytes.size(), nullptr);
+        EXPECT_EQ(result, FaultPlan::Get().failed.empty() ? PYX_OK : PYX_OUT_OF_MEMORY);
+        if (result == PYX_OK)
+        {
+            stream.text.replace(stream.position, std::string::npos, bytes);
+            stream.position += bytes.size();
+        }
+    }
+
+    /// Reads from the position to the end and goes back.
+    void Check(Stream& stream)
+    {
+        std::string text(stream.text.size() + 1, '?');
+        pyx_uint64 position = 99;
+        pyx_uint64 read = 0;
+        EXPECT_EQ(stream.pStream->GetPosition(&position), PYX_OK);
+        EXPECT_EQ(position, stream.position);
+        stream.pStream->Read(text.data(), text.size(), &read);
+        EXPECT_EQ(text.substr(0, read), stream.text.substr(stream.position));
+        EXPECT_EQ(stream.pStream->Seek(0, static_cast<pyx_int64>(position), &position), PYX_OK);
+    }
+
+    std::mt19937 random;
+    std::shared_ptr<PYXMemorySegments> spSegments = std::make_shared<PYXMemorySegments>(1 + Below(20));
+    Stream streams[3];
+};
+
+TEST(MemoryStreamsTest, KeepTheirBytesHoweverTheyShareSegments)
+{
+    const FaultyAlloc alloc(GetModuleHandleW(nullptr));
+    for (unsigned seed = 1; seed <= 100 && !testing::Test::HasFailure(); ++seed)
+    {
+        MemoryStreams all(seed);
+        for (int i = 0; i < 200; ++i)
+        {
+            all.Step(all.streams[all.Below(3)]);
+        }
+    }
 }
 
-TEST_P(MemoryStreamTest, TakesThePagesOfItsBytesAndGivesThemBack)
+TEST(MemoryStreamsTest, UseAgainWhatTheNextGroupNeedsAndGiveBackTheRest)
 {
-    const std::string megabyte(1 << 20, 'x');
-    const Addresses before;
-    for (int i = 0; i < 16; ++i)
+    const FaultyAlloc alloc(GetModuleHandleW(nullptr));
+    const FaultyFree free(GetModuleHandleW(nullptr));
+    auto spSegments = std::make_shared<PYXMemorySegments>(100);
+    std::deque<PYXDataStreamMemoryImpl> groups;
+    const std::string part(100, 'x');
+    const auto fill = [&](PYXDataStreamMemoryImpl& stream, int parts) {
+        for (int i = 0; i < parts; ++i)
+        {
+            EXPECT_EQ(stream.Write(part.data(), part.size(), nullptr), PYX_OK);
+        }
+    };
+    FaultPlan::Get().Fail("VirtualAlloc", 0, 1);
+    for (int i = 0; i < 20; ++i)
     {
-        EXPECT_EQ(Write(megabyte), PYX_OK);
+        spSegments->BeginGroup();
+        fill(groups.emplace_back(spSegments), 1);
+        if (groups.size() > 4)
+        {
+            groups.pop_front();
+        }
+        fill(groups.back(), 9);
     }
-    const Addresses during;
-    EXPECT_NEAR(static_cast<double>(during.committed - before.committed), 16.0 * (1 << 20), 256.0 * 1024);
-    EXPECT_EQ(during.taken - before.taken > 64U << 20, GetParam().ahead > 64U << 20);
-    EXPECT_EQ(m_pStream->Close(), PYX_OK);
-    EXPECT_LT(Addresses().taken, before.taken + (1 << 20));
-    EXPECT_EQ(Write("x"), PYX_OK); // a closed stream begins anew
-    EXPECT_EQ(Write(megabyte + megabyte), PYX_OK);
-    m_pStream.reset();
-    EXPECT_LT(Addresses().taken, before.taken + (1 << 20));
-}
-
-TEST_P(MemoryStreamTest, TakesABlockOfExactSizeWhereNoRangeCanBeHad)
-{
-    FaultyCall<"VirtualAlloc", 0, void*(void*, SIZE_T, DWORD, DWORD)> alloc(GetModuleHandleW(nullptr));
-    FaultPlan::Get().Fail("VirtualAlloc", GetParam().ahead ? 1 : 0, 1);
-    EXPECT_EQ(Write("123"), PYX_OK);
-    EXPECT_EQ(Write("45"), PYX_OK);
-    EXPECT_EQ(FaultPlan::Get().calls, GetParam().ahead ? 4 : 2); // the second append finds a range
-    EXPECT_EQ(Seek(0, 0), "0 0");
-    EXPECT_EQ(Read(9), "0 12345");
+    EXPECT_EQ(FaultPlan::Get().calls, 41);
+    FaultPlan::Get().Fail("VirtualFree", 0, 1);
+    groups.clear();
+    EXPECT_EQ(FaultPlan::Get().calls, 30); // ten of a group and one more are kept
+    spSegments->BeginGroup();
+    spSegments->BeginGroup();
+    EXPECT_EQ(FaultPlan::Get().calls, 40);
+    spSegments.reset();
+    EXPECT_EQ(FaultPlan::Get().calls, 41);
+    PYXDataStreamMemoryImpl alone;
+    fill(alone, 1);
+    EXPECT_EQ(alone.Close(), PYX_OK);
+    EXPECT_EQ(FaultPlan::Get().calls, 42);
 }
 
 TEST_P(DataStreamTest, EndsWithItsLastReference)

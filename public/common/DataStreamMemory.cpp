@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace
@@ -13,20 +14,73 @@ namespace
 
 constexpr PYXTraceSource c_traceSource{L"common/DataStreamMemory", L"PYXDataStreamMemoryImpl"};
 
-constexpr pyx_uint64 c_pageSize = 4096;
-
-constexpr pyx_uint64 WholePages(pyx_uint64 size)
-{
-    return (size + c_pageSize - 1) / c_pageSize * c_pageSize;
-}
-
 } // namespace
 
-PYXDataStreamMemoryImpl::PYXDataStreamMemoryImpl(pyx_uint64 reserveAhead) : m_reserveAhead(reserveAhead)
+void PYXMemorySegments::Free::operator()(pyx_uint8* p) const noexcept
+{
+    VirtualFree(p, 0, MEM_RELEASE);
+}
+
+PYXMemorySegments::PYXMemorySegments(pyx_uint64 segmentSize) : m_segmentSize(segmentSize)
 {
 }
 
-PYXDataStreamMemoryImpl::~PYXDataStreamMemoryImpl() = default;
+const std::shared_ptr<PYXMemorySegments::Segment>& PYXMemorySegments::Open(pyx_uint64 size)
+{
+    if (!m_segments.empty() && m_segments.back()->used < m_segments.back()->size)
+    {
+        return m_segments.back();
+    }
+    const auto free = std::ranges::find_if(m_segments, IsFree);
+    if (free != m_segments.end())
+    {
+        (*free)->used = 0;
+        std::rotate(free, free + 1, m_segments.end());
+    }
+    else
+    {
+        auto spSegment = std::make_shared<Segment>();
+        spSegment->size = std::max(size, m_segmentSize);
+        spSegment->pBytes.reset(
+            static_cast<pyx_uint8*>(VirtualAlloc(nullptr, spSegment->size, MEM_COMMIT, PAGE_READWRITE)));
+        if (!spSegment->pBytes)
+        {
+            throw std::bad_alloc();
+        }
+        m_segments.push_back(std::move(spSegment));
+    }
+    ++m_opened;
+    return m_segments.back();
+}
+
+void PYXMemorySegments::BeginGroup()
+{
+    m_kept = std::exchange(m_opened, 0) + 1;
+    Trim();
+}
+
+void PYXMemorySegments::Trim()
+{
+    while (m_segments.size() > m_kept && IsFree(m_segments[m_kept]) && IsFree(m_segments.front()))
+    {
+        m_segments.pop_front();
+    }
+}
+
+bool PYXMemorySegments::IsFree(const std::shared_ptr<Segment>& spSegment)
+{
+    return spSegment.use_count() == 1;
+}
+
+PYXDataStreamMemoryImpl::PYXDataStreamMemoryImpl(std::shared_ptr<PYXMemorySegments> spSegments)
+    : m_spSegments(spSegments ? std::move(spSegments) : std::make_shared<PYXMemorySegments>())
+{
+}
+
+PYXDataStreamMemoryImpl::~PYXDataStreamMemoryImpl()
+{
+    PYXDataStreamMemoryImpl::Close();
+}
 
 PYX_RESULT PYXDataStreamMemoryImpl::Open([[maybe_unused]] const wchar_t* path, [[maybe_unused]] pyx_uint32 mode,
                                          [[maybe_unused]] pyx_uint32 share)
@@ -36,19 +90,22 @@ PYX_RESULT PYXDataStreamMemoryImpl::Open([[maybe_unused]] const wchar_t* path, [
 
 PYX_RESULT PYXDataStreamMemoryImpl::Close()
 {
-    Take(nullptr, 0, 0);
-    m_uiDataSize = 0;
+    m_slices.clear();
     m_pos = 0;
+    m_spSegments->Trim();
     return PYX_OK;
 }
 
 PYX_RESULT PYXDataStreamMemoryImpl::Read(void* pData, pyx_uint64 size, pyx_uint64* pRead)
 {
     FAIL_IF_NOT(pData != nullptr, PYX_INVALID_POINTER, L"Read() - pData==NULL");
-    FAIL_IF_NOT(m_pMemory != nullptr, PYX_NOT_INITIALIZED, L"Read() - Stream is not allocated");
-    const pyx_uint64 count = std::min(size, m_uiDataSize - m_pos);
-    memcpy(pData, m_pMemory.get() + m_pos, count);
-    m_pos += count;
+    FAIL_IF_NOT(!m_slices.empty(), PYX_NOT_INITIALIZED, L"Read() - Stream is not allocated");
+    const pyx_uint64 count = std::min(size, Size() - m_pos);
+    auto* pTo = static_cast<pyx_uint8*>(pData);
+    Advance(count, [&](const pyx_uint8* pBytes, pyx_uint64 length) {
+        memcpy(pTo, pBytes, length);
+        pTo += length;
+    });
     if (pRead)
     {
         *pRead = count;
@@ -61,17 +118,13 @@ PYX_RESULT PYXDataStreamMemoryImpl::Write(const void* pData, pyx_uint64 iSize, p
     FAIL_IF_NOT(pData != nullptr, PYX_INVALID_POINTER, L"Write() - pData==NULL");
     const pyx_uint64 needed = m_pos + iSize;
     const bool overflows = needed < m_pos;
-    if (overflows || needed > m_uiDataSize)
-    {
-        PASS_ON_FAILURE(!overflows && Extend(needed) ? PYX_OK : PYX_OUT_OF_MEMORY,
-                        L"Write() - Stream is not allocated");
-    }
-    m_uiDataSize = needed; // hosts rely on the cut: what lay behind the written range is dropped
-    if (iSize > 0)
-    {
-        memcpy(m_pMemory.get() + m_pos, pData, iSize);
-    }
-    m_pos += iSize;
+    PASS_ON_FAILURE(!overflows && Grow(needed) ? PYX_OK : PYX_OUT_OF_MEMORY, L"Write() - Stream is not allocated");
+    Cut(needed); // hosts rely on it: what was after the written range is dropped
+    const auto* pFrom = static_cast<const pyx_uint8*>(pData);
+    Advance(iSize, [&](pyx_uint8* pBytes, pyx_uint64 length) {
+        memcpy(pBytes, pFrom, length);
+        pFrom += length;
+    });
     if (pWritten)
     {
         *pWritten = iSize;
@@ -91,12 +144,12 @@ PYX_RESULT PYXDataStreamMemoryImpl::Seek(pyx_uint32 origin, pyx_int64 offset, py
         m_pos += distance;
         break;
     case PYX_STREAM_SEEK_END:
-        m_pos = m_uiDataSize - distance; // backwards, in this stream only: hosts rely on it
+        m_pos = Size() - distance; // backwards, in this stream only: hosts rely on it
         break;
     default:
         break;
     }
-    m_pos = std::min(m_pos, m_uiDataSize); // a negative position is a huge one and ends here too
+    m_pos = std::min(m_pos, Size()); // a negative position is a huge one and ends here too
     if (pNewPosition)
     {
         *pNewPosition = m_pos;
@@ -115,83 +168,67 @@ PYX_RESULT PYXDataStreamMemoryImpl::GetSize(pyx_uint64* pSize)
 {
     // Hosts match this text although it names GetPosition().
     FAIL_IF_NOT(pSize != nullptr, PYX_INVALID_POINTER, L"GetPosition() - pSize==NULL");
-    *pSize = m_uiDataSize;
+    *pSize = Size();
     return PYX_OK;
 }
 
-void PYXDataStreamMemoryImpl::Free::operator()(pyx_uint8* p) const noexcept
+pyx_uint64 PYXDataStreamMemoryImpl::Size() const
 {
-    VirtualFree(p, 0, MEM_RELEASE);
+    return m_slices.empty() ? 0 : m_slices.back().end;
 }
 
-PYXDataStreamMemoryImpl::Block PYXDataStreamMemoryImpl::Allocate(pyx_uint64 size, pyx_uint32 how)
+/// Makes the stream at least `size` bytes long; the new ones are not set. False when
+/// there is no memory; nothing has changed then.
+bool PYXDataStreamMemoryImpl::Grow(pyx_uint64 size)
 {
-    return Block(static_cast<pyx_uint8*>(VirtualAlloc(nullptr, size, how, PAGE_READWRITE)));
-}
-
-/// Makes room for `size` bytes, more than the data has. False when there is no
-/// memory; nothing has changed then.
-bool PYXDataStreamMemoryImpl::Extend(pyx_uint64 size)
-{
-    return size <= m_uiReservedSize ? GrowInPlace(size) : Move(size);
-}
-
-bool PYXDataStreamMemoryImpl::GrowInPlace(pyx_uint64 size)
-{
-    if (size <= m_uiAllocatedSize)
+    const bool wasEmpty = m_slices.empty();
+    const pyx_uint64 oldSize = Size();
+    try
     {
-        return true;
-    }
-    void* const pEnd = m_pMemory.get() + m_uiAllocatedSize;
-    // Committed pages go with their range.
-    // cppcheck-suppress leakReturnValNotUsed
-    if (!VirtualAlloc(pEnd, size - m_uiAllocatedSize, MEM_COMMIT, PAGE_READWRITE))
-    {
-        return false;
-    }
-    m_uiAllocatedSize = WholePages(size);
-    return true;
-}
-
-/// Moves the data into a new range, or into a block of exactly `size` bytes.
-bool PYXDataStreamMemoryImpl::Move(pyx_uint64 size)
-{
-    const pyx_uint64 range = RangeFor(size);
-    Block block = range != 0 ? Allocate(range, MEM_RESERVE) : nullptr;
-    if (block)
-    {
-        // cppcheck-suppress leakReturnValNotUsed
-        if (!VirtualAlloc(block.get(), size, MEM_COMMIT, PAGE_READWRITE))
+        while (Size() < size)
         {
-            return false;
+            AddSlice(size - Size());
         }
-        Take(std::move(block), WholePages(size), range);
         return true;
     }
-    block = Allocate(size, MEM_COMMIT);
-    if (!block)
+    catch (const std::bad_alloc&)
     {
+        wasEmpty ? m_slices.clear() : Cut(oldSize);
         return false;
     }
-    Take(std::move(block), size, 0);
-    return true;
 }
 
-/// The length of the range to reserve for `size` bytes; 0 for none.
-pyx_uint64 PYXDataStreamMemoryImpl::RangeFor(pyx_uint64 size) const
+/// Takes up to `wantedSize` bytes of a segment with room.
+void PYXDataStreamMemoryImpl::AddSlice(pyx_uint64 wantedSize)
 {
-    const pyx_uint64 range = size + std::max(size, m_reserveAhead);
-    return m_reserveAhead != 0 && range > size ? range : 0;
+    const std::shared_ptr<PYXMemorySegments::Segment>& spSegment = m_spSegments->Open(wantedSize);
+    pyx_uint8* const pBytes = spSegment->pBytes.get() + spSegment->used;
+    const pyx_uint64 size = std::min(wantedSize, spSegment->size - spSegment->used);
+    m_slices.push_back({spSegment, pBytes, Size() + size});
+    spSegment->used += size;
 }
 
-/// Makes `block` the stream's own, with the data in it.
-void PYXDataStreamMemoryImpl::Take(Block block, pyx_uint64 allocatedSize, pyx_uint64 reservedSize)
+/// Drops what is after `size` bytes, if anything.
+void PYXDataStreamMemoryImpl::Cut(pyx_uint64 size)
 {
-    if (block && m_pMemory)
+    const auto last = std::ranges::lower_bound(m_slices, size, {}, &Slice::end);
+    if (last != m_slices.end())
     {
-        memcpy(block.get(), m_pMemory.get(), m_uiDataSize);
+        last->end = size;
+        m_slices.erase(last + 1, m_slices.end());
     }
-    m_pMemory = std::move(block);
-    m_uiAllocatedSize = allocatedSize;
-    m_uiReservedSize = reservedSize;
+}
+
+/// Calls copy(pBytes, length) for each part of the next `size` bytes, which the stream
+/// has, and moves the position after them.
+template <class Copy> void PYXDataStreamMemoryImpl::Advance(pyx_uint64 size, const Copy& copy)
+{
+    auto slice = std::ranges::upper_bound(m_slices, m_pos, {}, &Slice::end);
+    pyx_uint64 begin = slice == m_slices.begin() ? 0 : std::prev(slice)->end;
+    for (const pyx_uint64 end = m_pos + size; m_pos < end; begin = slice->end, ++slice)
+    {
+        const pyx_uint64 length = std::min(end, slice->end) - m_pos;
+        copy(slice->pBytes + (m_pos - begin), length);
+        m_pos += length;
+    }
 }

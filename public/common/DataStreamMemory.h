@@ -2,36 +2,75 @@
 
 #include "common/DataStreamImpl.h"
 
+#include <deque>
 #include <memory>
+#include <vector>
 
-/// A data stream over one block of virtual memory, usable from construction.
+/// Memory that streams share: segments of virtual memory, filled one after another
+/// and used again.
 ///
-///     reserved address space                                  c_reserveAhead and more
-///     |---- committed, whole pages ----|......................|
-///     |---- data ------------------|
+///     m_segments  [ free ][ aabb ][ bbbcc ][ cc.. ]     a, b, c: streams
+///                                              ^ the last one is being filled
 ///
-/// An append commits the pages that its bytes need and moves nothing. When the
-/// range is used up, the data moves once, into a range of at least twice the
-/// size. Where no range can be had, each append moves it into a block of exactly
-/// the size needed. A write that ends before the end of the data cuts the stream
-/// there.
+/// A segment is free when no stream has bytes in it. Streams that end in the order
+/// in which they were filled leave the free segments in front.
+/// Threads: one at a time, together with all streams that share it.
+/// Lifetime: shared by its owner and its streams. What a segment holds stays valid
+/// as long as the segment is held.
+class PYXMemorySegments
+{
+public:
+    static constexpr pyx_uint64 c_segmentSize = 2ULL << 20; // bytes; a process can have some 65,000 of them
+
+    struct Free
+    {
+        void operator()(pyx_uint8* p) const noexcept;
+    };
+
+    struct Segment
+    {
+        std::unique_ptr<pyx_uint8, Free> pBytes;
+        pyx_uint64 size = 0; ///< bytes
+        pyx_uint64 used = 0; ///< bytes from its start; the rest is room
+    };
+
+    explicit PYXMemorySegments(pyx_uint64 segmentSize = c_segmentSize);
+
+    /// A segment with room, borrowed: the one being filled, else a free one, else a
+    /// new one that has room for `size` bytes. Throws std::bad_alloc; nothing has
+    /// changed then.
+    const std::shared_ptr<Segment>& Open(pyx_uint64 size);
+
+    /// A new group of streams begins. From here on as many free segments are kept as
+    /// the last group has opened, and one more; before the first group none.
+    void BeginGroup();
+
+    /// Gives the free segments in front that are not kept back to the system.
+    void Trim();
+
+private:
+    static bool IsFree(const std::shared_ptr<Segment>& spSegment);
+
+    const pyx_uint64 m_segmentSize;
+    pyx_size m_opened = 0; // since the last BeginGroup
+    pyx_size m_kept = 0;   // free segments at most
+    std::deque<std::shared_ptr<Segment>> m_segments;
+};
+
+/// A data stream over memory, usable from construction. Its bytes are a list of
+/// slices of segments, and never move. A write that ends before the end of the data
+/// cuts the stream there.
 class PYXDataStreamMemoryImpl : public PYXDataStreamImpl
 {
 public:
-    /// How far a stream reserves address space ahead, in bytes: some 20
-    /// seconds of 50 Mbit/s, and hundreds of groups with two streams each take
-    /// less than a thousandth of a process's addresses.
-    static constexpr pyx_uint64 c_reserveAhead = 128ULL << 20;
-
-    /// With `reserveAhead` 0 every append moves the data into a block of exactly
-    /// the new size.
-    explicit PYXDataStreamMemoryImpl(pyx_uint64 reserveAhead = c_reserveAhead);
+    /// Without `spSegments` the stream has segments of its own.
+    explicit PYXDataStreamMemoryImpl(std::shared_ptr<PYXMemorySegments> spSegments = nullptr);
     ~PYXDataStreamMemoryImpl() override;
 
     /// Does nothing.
     PYX_RESULT Open(const wchar_t* path, pyx_uint32 mode, pyx_uint32 share) override;
 
-    /// Frees the data and its addresses: a closed memory stream is an empty one.
+    /// Frees the data: a closed memory stream is an empty one.
     PYX_RESULT Close() override;
 
     /// Reading at the end is PYX_OK with nothing read, unlike a file.
@@ -48,23 +87,22 @@ public:
     PYX_RESULT GetSize(pyx_uint64* pSize) override;
 
 private:
-    struct Free
+    /// Bytes of the stream that are side by side in one segment. Begins where the
+    /// slice before it ends.
+    struct Slice
     {
-        void operator()(pyx_uint8* p) const noexcept;
+        std::shared_ptr<PYXMemorySegments::Segment> spSegment;
+        pyx_uint8* pBytes; ///< in the segment
+        pyx_uint64 end;    ///< position in the stream
     };
-    using Block = std::unique_ptr<pyx_uint8, Free>;
 
-    static Block Allocate(pyx_uint64 size, pyx_uint32 how);
-    bool Extend(pyx_uint64 size);
-    bool GrowInPlace(pyx_uint64 size);
-    bool Move(pyx_uint64 size);
-    pyx_uint64 RangeFor(pyx_uint64 size) const;
-    void Take(Block block, pyx_uint64 allocatedSize, pyx_uint64 reservedSize);
+    pyx_uint64 Size() const;
+    bool Grow(pyx_uint64 size);
+    void AddSlice(pyx_uint64 wantedSize);
+    void Cut(pyx_uint64 size);
+    template <class Copy> void Advance(pyx_uint64 size, const Copy& copy);
 
-    const pyx_uint64 m_reserveAhead;
-    Block m_pMemory; // null until the first write that stores bytes
-    pyx_uint64 m_uiDataSize = 0;
-    pyx_uint64 m_uiAllocatedSize = 0; // committed: whole pages in a range, else the block's exact size
-    pyx_uint64 m_uiReservedSize = 0;  // 0: a block of exact size, which cannot grow
-    pyx_uint64 m_pos = 0;             // never above m_uiDataSize
+    const std::shared_ptr<PYXMemorySegments> m_spSegments;
+    std::vector<Slice> m_slices; // empty until the first write that stores bytes
+    pyx_uint64 m_pos = 0;        // never above Size()
 };

@@ -1,7 +1,6 @@
 #include "PacketStore.h"
 
 #include "common/DataStreamFile.h"
-#include "common/DataStreamMemory.h"
 #include "RingBufferTrace.h"
 
 #include <windows.h>
@@ -14,11 +13,11 @@ namespace
 
 constexpr const PYXTraceSource& c_traceSource = c_groupTraceSource;
 
-std::unique_ptr<PYXDataStreamImpl> CreateStream(bool inRam)
+std::unique_ptr<PYXDataStreamImpl> CreateStream(bool inRam, std::shared_ptr<PYXMemorySegments> spSegments)
 {
     if (inRam)
     {
-        return std::make_unique<PYXDataStreamMemoryImpl>();
+        return std::make_unique<PYXDataStreamMemoryImpl>(std::move(spSegments));
     }
     return std::make_unique<PYXDataStreamFileImpl>();
 }
@@ -34,10 +33,10 @@ PYX_RESULT CopyDescription(PYXBuffer* pFrom, PYXBuffer* pTo)
 
 } // namespace
 
-PYXPacketStore::PYXPacketStore(PYXContext* pContext, bool inRam, std::wstring fileName,
-                               const PYXPacketStoreTexts& texts)
+PYXPacketStore::PYXPacketStore(PYXContext* pContext, bool inRam, std::shared_ptr<PYXMemorySegments> spSegments,
+                               std::wstring fileName, const PYXPacketStoreTexts& texts)
     : m_pContext(pContext), m_inRam(inRam), m_fileName(std::move(fileName)), m_texts(texts),
-      m_pStream(CreateStream(inRam))
+      m_pStream(CreateStream(inRam, std::move(spSegments)))
 {
 }
 
@@ -49,8 +48,8 @@ PYXPacketStore::~PYXPacketStore()
     }
     if (m_fileName.empty())
     {
-        // Fixed behaviour: a file stream that could never be opened is left
-        // behind, some hundred bytes a group.
+        // Fixed behaviour: a file stream that could never be opened is not freed,
+        // some hundred bytes a group.
         static_cast<void>(m_pStream.release()); // NOLINT(bugprone-unused-return-value)
     }
     else if (!m_packets.empty())
@@ -78,8 +77,8 @@ PYX_RESULT PYXPacketStore::Add(PYXBuffer* pPacket)
     return PYX_OK;
 }
 
-/// Makes sure that the next record finds room: were memory to run out after the
-/// bytes are written, they would be there without a record.
+/// Reserves before the bytes are written, so that a failed allocation cannot leave
+/// bytes without a record.
 void PYXPacketStore::ReserveRecord()
 {
     if (m_packets.size() == m_packets.capacity())
@@ -151,4 +150,12 @@ PYX_RESULT PYXPacketStore::Close()
         m_pStream->Close();
     }
     return PYX_OK;
+}
+
+void PYXPacketStore::FreeMemory()
+{
+    if (m_inRam)
+    {
+        m_pStream.reset();
+    }
 }

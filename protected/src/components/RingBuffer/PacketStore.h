@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/DataStreamImpl.h"
+#include "common/DataStreamMemory.h"
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"
 
@@ -31,14 +31,16 @@ class PYXPacketStore
 {
 public:
     /// `pContext` is borrowed and outlives the store; Add and Read
-    /// need one. `fileName` is not used in memory, and empty without a temporary
-    /// directory. `texts` are static. Opens nothing.
-    PYXPacketStore(PYXContext* pContext, bool inRam, std::wstring fileName, const PYXPacketStoreTexts& texts);
+    /// need one. `spSegments` is used in memory only and may be null, see
+    /// PYXDataStreamMemoryImpl. `fileName` is not used in memory, and empty without
+    /// a temporary directory. `texts` are static. Opens nothing.
+    PYXPacketStore(PYXContext* pContext, bool inRam, std::shared_ptr<PYXMemorySegments> spSegments,
+                   std::wstring fileName, const PYXPacketStoreTexts& texts);
     PYXPacketStore(const PYXPacketStore&) = delete;
     PYXPacketStore& operator=(const PYXPacketStore&) = delete;
     ~PYXPacketStore();
 
-    /// Copies a packet, borrowed, behind the others; the first one opens the
+    /// Copies a packet, borrowed, after the others; the first one opens the
     /// store. On failure the records are as before, but the store may hold bytes
     /// that no record covers, and later packets then read back from the wrong
     /// place: nothing takes these bytes out again. Results are those of Open, of
@@ -56,6 +58,10 @@ public:
 
     /// Closes a file; a store in memory stays open.
     PYX_RESULT Close();
+
+    /// Ends the store's memory, if it is in memory. No other operation is called
+    /// afterwards.
+    void FreeMemory();
 
     pyx_size GetCount() const
     {

@@ -57,11 +57,16 @@ const PYXRingBufferCache::GOPList& PYXRingBufferCache::CompleteGOPs()
 }
 
 /// Null when memory has run out.
-std::unique_ptr<PYXRingBufferGOP> PYXRingBufferCache::CreateGOP() const
+std::unique_ptr<PYXRingBufferGOP> PYXRingBufferCache::CreateGOP()
 {
     try
     {
-        return std::make_unique<PYXRingBufferGOP>(m_pContext, m_tempPath, m_bufferInRam);
+        if (!m_spSegments)
+        {
+            m_spSegments = std::make_shared<PYXMemorySegments>();
+        }
+        m_spSegments->BeginGroup();
+        return std::make_unique<PYXRingBufferGOP>(m_pContext, m_tempPath, m_bufferInRam, m_spSegments);
     }
     catch (const std::bad_alloc&)
     {
@@ -170,4 +175,5 @@ void PYXRingBufferCache::ClearGOPs()
     m_pendingAudio.clear();
     m_pActiveGOP.reset();
     m_listOfGOPs.clear();
+    m_spSegments.reset();
 }

@@ -123,7 +123,7 @@ public:
 private:
     PYX_RESULT AddAudioPacketsToGOP() PYX_REQUIRES(this);
     PYX_RESULT CloseActiveGOP() PYX_REQUIRES(this);
-    std::unique_ptr<PYXRingBufferGOP> CreateGOP() const PYX_REQUIRES(this);
+    std::unique_ptr<PYXRingBufferGOP> CreateGOP() PYX_REQUIRES(this);
     bool AddAudioToActiveGOP(PYXBuffer* pPacket) PYX_REQUIRES(this);
     PYX_RESULT AddAudioToCachedGOP(PYXBuffer* pPacket, pyx_int64 pts) PYX_REQUIRES(this);
 
@@ -132,6 +132,9 @@ private:
     pyx_int64 m_duration PYX_GUARDED_BY(this) = c_defaultDuration; // seconds
     std::wstring m_tempPath PYX_GUARDED_BY(this);
     bool m_bufferInRam PYX_GUARDED_BY(this) = false;
+
+    /// Holds the packets of the groups in memory; null while there are none.
+    std::shared_ptr<PYXMemorySegments> m_spSegments PYX_GUARDED_BY(this);
 
     /// Waits for a group, in order of arrival.
     std::deque<PYXInterfacePtr<PYXBuffer>> m_pendingAudio PYX_GUARDED_BY(this);

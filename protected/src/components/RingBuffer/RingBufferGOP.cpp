@@ -36,7 +36,7 @@ std::wstring TakeFileName(const std::wstring& tempPath)
         return {};
     }
     const bool endsInSeparator = tempPath.back() == L'\\' || tempPath.back() == L'/';
-    return FormatText(L"%s%sTemp%d", tempPath.c_str(), endsInSeparator ? L"" : L"\\", s_gopCounter);
+    return tempPath + (endsInSeparator ? L"Temp" : L"\\Temp") + std::to_wstring(s_gopCounter);
 }
 
 std::wstring AddExtension(const std::wstring& fileName, const wchar_t* extension)
@@ -46,15 +46,24 @@ std::wstring AddExtension(const std::wstring& fileName, const wchar_t* extension
 
 } // namespace
 
-PYXRingBufferGOP::PYXRingBufferGOP(PYXContext* pContext, const std::wstring& tempPath, bool inRam)
-    : PYXRingBufferGOP(pContext, inRam, TakeFileName(tempPath))
+PYXRingBufferGOP::PYXRingBufferGOP(PYXContext* pContext, const std::wstring& tempPath, bool inRam,
+                                   const std::shared_ptr<PYXMemorySegments>& spSegments)
+    : PYXRingBufferGOP(pContext, inRam, spSegments, TakeFileName(tempPath))
 {
 }
 
-PYXRingBufferGOP::PYXRingBufferGOP(PYXContext* pContext, bool inRam, const std::wstring& fileName)
-    : m_spContext(pContext), m_audio(pContext, inRam, AddExtension(fileName, L".RBA"), c_audioTexts),
-      m_video(pContext, inRam, AddExtension(fileName, L".RBV"), c_videoTexts)
+PYXRingBufferGOP::PYXRingBufferGOP(PYXContext* pContext, bool inRam,
+                                   const std::shared_ptr<PYXMemorySegments>& spSegments, const std::wstring& fileName)
+    : m_spContext(pContext), m_audio(pContext, inRam, spSegments, AddExtension(fileName, L".RBA"), c_audioTexts),
+      m_video(pContext, inRam, spSegments, AddExtension(fileName, L".RBV"), c_videoTexts)
 {
+}
+
+PYXRingBufferGOP::~PYXRingBufferGOP()
+{
+    // Memory goes before the records, whose buffers are the host's.
+    m_video.FreeMemory();
+    m_audio.FreeMemory();
 }
 
 PYX_RESULT PYXRingBufferGOP::AddVideoPacket(PYXBuffer* pVideo)
@@ -119,18 +128,24 @@ pyx_size PYXRingBufferGOP::GetAudioPacketCount()
 pyx_int64 PYXRingBufferGOP::GetPts()
 {
     PYXLock lock(this);
-    FAIL_IF_NOT(m_video.GetCount() > 0, -1, L"GetPts() - Call made when no packets in yet.");
-    FAIL_IF_NOT(m_video.GetFirst(), -1, L"GetPts() - invalid data packet pointer.");
-    return m_video.GetFirst()->GetPts();
+    return CheckVideo() == PYX_OK ? m_video.GetFirst()->GetPts() : -1;
+}
+
+/// Hosts match these texts although they name GetPts() for GetDuration(), too.
+PYX_RESULT PYXRingBufferGOP::CheckVideo() const
+{
+    FAIL_IF_NOT(m_video.GetCount() > 0, PYX_NOT_FOUND, L"GetPts() - Call made when no packets in yet.");
+    FAIL_IF_NOT(m_video.GetFirst() && m_video.GetLast(), PYX_NOT_FOUND, L"GetPts() - invalid data packet pointer.");
+    return PYX_OK;
 }
 
 pyx_int64 PYXRingBufferGOP::GetDuration()
 {
     PYXLock lock(this);
-    // Hosts match these texts although they name GetPts().
-    FAIL_IF_NOT(m_video.GetCount() > 0, -1, L"GetPts() - Call made when no packets in yet.");
-    FAIL_IF_NOT(m_video.GetFirst(), -1, L"GetPts() - invalid data packet pointer.");
-    FAIL_IF_NOT(m_video.GetLast(), -1, L"GetPts() - invalid data packet pointer.");
+    if (CheckVideo() != PYX_OK)
+    {
+        return -1;
+    }
     const pyx_int64 toLast = PYXSubtractTicks(m_video.GetLast()->GetPts(), m_video.GetFirst()->GetPts());
     return PYXAddTicks(toLast, m_video.GetLast()->GetDuration());
 }

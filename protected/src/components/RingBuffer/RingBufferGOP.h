@@ -19,16 +19,21 @@ class PYXRingBufferGOP : public PYXCriticalSection
 {
 public:
     /// `pContext` is acquired and may be null, `tempPath` may be empty; what is
-    /// then impossible is refused later. Opens nothing.
-    PYXRingBufferGOP(PYXContext* pContext, const std::wstring& tempPath, bool inRam);
+    /// then impossible is refused later. `spSegments` holds the packets in memory;
+    /// groups that share it share the cache's lock, too. Opens nothing.
+    PYXRingBufferGOP(PYXContext* pContext, const std::wstring& tempPath, bool inRam,
+                     const std::shared_ptr<PYXMemorySegments>& spSegments = nullptr);
+    PYXRingBufferGOP(const PYXRingBufferGOP&) = delete;
+    PYXRingBufferGOP& operator=(const PYXRingBufferGOP&) = delete;
+    ~PYXRingBufferGOP() override;
 
-    /// Stores one packet behind the others of its kind. The packet is borrowed.
+    /// Stores one packet after the others of its kind. The packet is borrowed.
     /// PYX_NOT_INITIALIZED: no context, or no temporary directory for a file.
     /// PYX_INVALID_ARG: null packet. Other failures are the context's and the
     /// store's; the records are then as before.
     PYX_RESULT AddVideoPacket(PYXBuffer* pVideo);
 
-    /// Two more answers, both silent: PYX_NOT_FOUND while there is no video,
+    /// The same. Also returns, untraced: PYX_NOT_FOUND while there is no video,
     /// PYX_OUT_OF_RANGE for audio before the group's start.
     PYX_RESULT AddAudioPacket(PYXBuffer* pAudio);
 
@@ -61,7 +66,9 @@ public:
 
 private:
     /// `fileName` without its extension, or empty.
-    PYXRingBufferGOP(PYXContext* pContext, bool inRam, const std::wstring& fileName);
+    PYXRingBufferGOP(PYXContext* pContext, bool inRam, const std::shared_ptr<PYXMemorySegments>& spSegments,
+                     const std::wstring& fileName);
+    PYX_RESULT CheckVideo() const PYX_REQUIRES(this);
 
     const PYXInterfacePtr<PYXContext> m_spContext;
     PYXPacketStore m_audio PYX_GUARDED_BY(this);
