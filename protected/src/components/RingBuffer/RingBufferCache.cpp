@@ -43,17 +43,17 @@ PYX_RESULT PYXRingBufferCache::CloseActiveGOP()
         return PYX_OK;
     }
     RETURN_ON_ERROR(AddAudioPacketsToGOP());
-    CompleteGOPs().back()->CloseVideoFile();
+    FinishActiveGroup();
+    m_listOfGOPs.back()->CloseVideoFile();
     return PYX_OK;
 }
 
-const PYXRingBufferCache::GOPList& PYXRingBufferCache::CompleteGOPs()
+void PYXRingBufferCache::FinishActiveGroup()
 {
     if (m_pActiveGOP)
     {
         m_listOfGOPs.push_back(std::move(m_pActiveGOP));
     }
-    return m_listOfGOPs;
 }
 
 /// Null when memory has run out.

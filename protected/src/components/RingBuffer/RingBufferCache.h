@@ -19,9 +19,9 @@
 ///     video --start packet--> m_pActiveGOP --next start--> m_listOfGOPs --too old--> dropped
 ///     audio --> m_pendingAudio --by time stamp--> the group that covers it
 ///
-/// Threads: the cache is its own lock, and the lock of the whole ring buffer. It
-/// is recursive, and taken before the lock of a group and of a property storage.
-/// The caller of an operation holds it; the context and packets are called under it.
+/// Threads: derives from the component's lock; hold it to call anything here. It is
+/// recursive, and taken before the lock of a group and of a property storage. The
+/// context and packets are called under it.
 /// Lifetime: shared by the component and every input that it ever created. A host
 /// may keep an input longer than the component, which closes the cache when it
 /// ends: from then on the cache is empty, and its inputs refuse what they are given.
@@ -36,7 +36,7 @@ public:
     /// no packet can be stored.
     explicit PYXRingBufferCache(PYXContext* pContext);
 
-    /// False once the component has ended. Without the lock the answer may be outdated
+    /// False once the component has ended. Without the lock the result may be outdated
     /// at once.
     bool IsOpen() const
     {
@@ -47,7 +47,7 @@ public:
     void Close() PYX_REQUIRES(this);
 
     // Intake, while the cache is open. The standard library's out-of-memory exception
-    // may escape from it; the cache is whole then.
+    // may escape from it; the cache stays consistent.
 
     /// Closes the active group into the list, opens a new one with this packet,
     /// places waiting audio and trims. PYX_INVALID_ARG: null packet.
@@ -56,14 +56,14 @@ public:
     /// taken; on a later failure the new group stays active even if empty.
     PYX_RESULT AddVideoStartPacket(PYXBuffer* pPacket) PYX_REQUIRES(this);
 
-    /// Appends to the active group; without one the packet is dropped and the
-    /// answer PYX_OK. PYX_INVALID_ARG: null packet.
+    /// Appends to the active group; without one drops the packet and returns PYX_OK.
+    /// PYX_INVALID_ARG: null packet.
     PYX_RESULT AddVideoRegularPacket(PYXBuffer* pPacket) PYX_REQUIRES(this);
 
     /// Queues an audio packet, acquired, and gives what waits to the groups that cover
     /// it. Before the first group, and when the active one refuses it, audio waits, and
-    /// the answer is PYX_OK. What is older than the oldest group is dropped; what an
-    /// older group refuses is lost, and the answer is the group's.
+    /// the result is PYX_OK. What is older than the oldest group is dropped; what an
+    /// older group refuses is lost, and the result is the group's.
     PYX_RESULT AddAudioPacket(PYXBuffer* pPacket) PYX_REQUIRES(this);
 
     /// Drops the oldest groups as long as what remains is still longer than the
@@ -76,13 +76,13 @@ public:
     // What new groups are made with, and how much is kept.
 
     /// Seconds.
-    pyx_int64 GetDuration() const PYX_REQUIRES(this)
+    pyx_int64 GetDurationInSeconds() const PYX_REQUIRES(this)
     {
         return m_duration;
     }
 
     /// Takes effect with the next TrimGOPs.
-    void SetDuration(pyx_int64 duration) PYX_REQUIRES(this)
+    void SetDurationInSeconds(pyx_int64 duration) PYX_REQUIRES(this)
     {
         m_duration = duration;
     }
@@ -105,20 +105,21 @@ public:
 
     // For the write-out.
 
-    bool HasCompleteGOP() const PYX_REQUIRES(this)
-    {
-        return !m_listOfGOPs.empty();
-    }
-
     /// A complete one or the active one.
     bool HasGOP() const PYX_REQUIRES(this)
     {
-        return HasCompleteGOP() || m_pActiveGOP;
+        return !m_listOfGOPs.empty() || m_pActiveGOP;
     }
 
-    /// All groups, oldest first. The active one is complete from here on, its files
-    /// still open; the next start packet opens another.
-    const GOPList& CompleteGOPs() PYX_REQUIRES(this);
+    /// Moves the active group, if any, into the list, its files still open; the next
+    /// start packet opens another.
+    void FinishActiveGroup() PYX_REQUIRES(this);
+
+    /// The complete groups, oldest first.
+    const GOPList& GetCompleteGOPs() const PYX_REQUIRES(this)
+    {
+        return m_listOfGOPs;
+    }
 
 private:
     PYX_RESULT AddAudioPacketsToGOP() PYX_REQUIRES(this);

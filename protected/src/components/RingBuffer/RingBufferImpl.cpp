@@ -150,7 +150,7 @@ PYX_RESULT PYXRingBufferImpl::Terminate()
     FAIL_IF_NOT(pMuxer, PYX_NOT_INITIALIZED, L"Terminate() - Internal component not initialized");
     PYXLock lock(m_pCache.get());
     const std::wstring& tempPath = m_pCache->GetTempPath();
-    if (!tempPath.empty() && m_pCache->HasCompleteGOP())
+    if (!tempPath.empty() && !m_pCache->GetCompleteGOPs().empty())
     {
         PASS_ON_FAILURE(WriteBuffer(m_pCache.get(), pMuxer), L"WriteBuffer() failed");
     }
@@ -220,7 +220,7 @@ void PYXRingBufferImpl::OnDurationChanged()
 {
     pyx_int64 duration = PYXRingBufferCache::c_defaultDuration;
     PYXReadProperty(this, PYX_PROPERTY_DURATION, &duration);
-    m_pCache->SetDuration(duration);
+    m_pCache->SetDurationInSeconds(duration);
     m_pCache->TrimGOPs();
 }
 

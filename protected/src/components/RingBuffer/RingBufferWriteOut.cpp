@@ -214,8 +214,9 @@ PYX_RESULT WriteBuffer(PYXRingBufferCache* pCache, PYXComponent* pMuxer)
     MuxerInputs inputs;
     RETURN_ON_ERROR(ChooseInputs(spMuxerEx.Get(), &inputs));
 
-    const PYXRingBufferCache::GOPList& groups = pCache->CompleteGOPs();
-    GroupWriter writer(inputs, groups.front()->GetPts(), pCache->GetDuration() * PYX_TICKS_PER_SECOND);
+    pCache->FinishActiveGroup();
+    const PYXRingBufferCache::GOPList& groups = pCache->GetCompleteGOPs();
+    GroupWriter writer(inputs, groups.front()->GetPts(), pCache->GetDurationInSeconds() * PYX_TICKS_PER_SECOND);
     for (const auto& pGroup : groups)
     {
         RETURN_ON_ERROR(writer.Write(pGroup.get()));
