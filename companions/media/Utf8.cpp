@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstddef>
+#include <iterator>
 
 std::string ToUtf8(std::wstring_view text)
 {
@@ -20,4 +21,15 @@ std::wstring ToWide(std::string_view text)
     result.resize(static_cast<std::size_t>(
         MultiByteToWideChar(CP_UTF8, 0, text.data(), length, result.data(), static_cast<int>(result.size()))));
     return result;
+}
+
+std::string SystemReason(unsigned long error)
+{
+    wchar_t text[512] = {};
+    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0,
+                                        text, static_cast<DWORD>(std::size(text)), nullptr);
+    const std::wstring_view whole(text, length);
+    const std::size_t last = whole.find_last_not_of(L".\r\n ");
+    return last == std::wstring_view::npos ? "system error " + std::to_string(error)
+                                           : ToUtf8(whole.substr(0, last + 1));
 }

@@ -10,3 +10,6 @@
 /// has no counterpart becomes U+FFFD.
 std::string ToUtf8(std::wstring_view text);
 std::wstring ToWide(std::string_view text);
+
+/// The system's words for a GetLastError code: "Access denied".
+std::string SystemReason(unsigned long error);

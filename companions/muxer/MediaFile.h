@@ -1,7 +1,9 @@
 #pragma once
 
 #include "media/FFmpeg.h"
-#include "muxer/OutputFile.h"
+#include "media/PartFile.h"
+
+#include <optional>
 
 /// What a clip says of itself as a whole.
 struct FileDetails
@@ -60,26 +62,10 @@ public:
     PYX_RESULT Finish();
 
 private:
-#if LIBAVFORMAT_VERSION_MAJOR >= 61
-    using WrittenByte = const pyx_uint8;
-#else
-    using WrittenByte = pyx_uint8;
-#endif
-
-    static int OnWrite(void* pFile, WrittenByte* pData, int size);
-    static pyx_int64 OnSeek(void* pFile, pyx_int64 offset, int whence);
-    static int OnRead(void* pThis, pyx_uint8* pData, int size);
-    static pyx_int64 OnSeekToRead(void* pThis, pyx_int64 offset, int whence);
-    static int OnReopen(AVFormatContext* pContext, AVIOContext** ppIo, const char* url, int flags,
-                        AVDictionary** ppOptions);
-    static int OnCloseReopened(AVFormatContext* pContext, AVIOContext* pIo);
     void SetDetails(const FileDetails& details);
-    std::wstring GetReason(int error) const;
-    bool OpenIo();
-    void CloseIo();
+    PYX_RESULT Check(int error, const wchar_t* failure) const;
 
     std::wstring m_path;
+    std::optional<PartFile> m_part; // from SetFormat on
     AVFormatContext* m_pContext = nullptr;
-    OutputFile m_file;
-    pyx_int64 m_readPosition = 0; // of what is read back to move the index
 };

@@ -80,17 +80,6 @@ std::string SystemPath(std::wstring_view path)
     return text;
 }
 
-std::string SystemReason(unsigned long error)
-{
-    wchar_t text[512] = {};
-    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0,
-                                        text, static_cast<DWORD>(std::size(text)), nullptr);
-    const std::wstring_view whole(text, length);
-    const std::size_t last = whole.find_last_not_of(L".\r\n ");
-    return last == std::wstring_view::npos ? "system error " + std::to_string(error)
-                                           : ToUtf8(whole.substr(0, last + 1));
-}
-
 std::string FormatBytes(pyx_uint64 bytes)
 {
     static constexpr const char* c_units[] = {"kB", "MB", "GB", "TB"};

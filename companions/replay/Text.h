@@ -22,9 +22,6 @@ std::string SystemPath(std::wstring_view path);
 /// on. For files that are reached by another name than the user's.
 void ShowPathAs(std::wstring path, std::string shown);
 
-/// The system's words for a GetLastError code: "Access denied".
-std::string SystemReason(unsigned long error);
-
 /// "1.5 kB", "12.0 MB"; decimal units.
 std::string FormatBytes(pyx_uint64 bytes);
 

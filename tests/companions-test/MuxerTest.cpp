@@ -44,19 +44,24 @@ protected:
         ASSERT_EQ(m_spMuxer->SetProperty(PYX_PROPERTY_PATH, PYXVariantBorrowWString(path.c_str())), PYX_OK);
     }
 
-    /// 25 pictures of H.264: the parameter sets are real, the pictures are not looked into.
-    void WriteClip()
+    /// One of 25 pictures of H.264 per second: the parameter sets are real, the pictures are not looked into.
+    PYX_RESULT SubmitPicture(int number)
     {
         constexpr pyx_uint8 picture[] = {0,    0,    0,    1,    0x67, 0x42, 0xc0, 0x0a, 0xda, 0x11,
                                          0x19, 0xa0, 0,    0,    1,    0x68, 0xce, 0x3c, 0x80, 0,
                                          0,    1,    0x65, 0x88, 0x84, 0x21, 0xa0, 0x55};
+        const PYXInterfacePtr<HostBuffer> spBuffer = HostBuffer::Create(sizeof(picture));
+        std::memcpy(spBuffer->GetNative(), picture, sizeof(picture));
+        spBuffer->SetPts(number * PYX_TICKS_PER_SECOND / 25);
+        PYXMarkVideoPacket(spBuffer.Get(), 5, number == 0);
+        return m_spVideo->SubmitInput(spBuffer.Get());
+    }
+
+    void WriteClip()
+    {
         for (int i = 0; i < 25; ++i)
         {
-            const PYXInterfacePtr<HostBuffer> spBuffer = HostBuffer::Create(sizeof(picture));
-            std::memcpy(spBuffer->GetNative(), picture, sizeof(picture));
-            spBuffer->SetPts(i * PYX_TICKS_PER_SECOND / 25);
-            PYXMarkVideoPacket(spBuffer.Get(), 5, i == 0);
-            ASSERT_EQ(m_spVideo->SubmitInput(spBuffer.Get()), PYX_OK);
+            ASSERT_EQ(SubmitPicture(i), PYX_OK);
         }
         ASSERT_EQ(m_spVideo->SubmitInput(nullptr), PYX_EOF);
     }
@@ -124,6 +129,24 @@ TEST_F(MuxerTest, FastStartPutsTheIndexInFrontAndKeepsEveryPacket)
     EXPECT_LT(after.find("moov"), after.find("mdat"));
     EXPECT_EQ(after.substr(after.find("mdat")),
               before.substr(before.find("mdat"), before.find("moov") - 4 - before.find("mdat")));
+}
+
+TEST_F(MuxerTest, AClipTakesItsNameWhenItIsCompleteAndElseLeavesNothing)
+{
+    std::ofstream(m_clip) << "older";
+    for (int i = 0; i < 100; ++i) // more than wait for the order of the first
+    {
+        ASSERT_EQ(SubmitPicture(i), PYX_OK);
+    }
+    EXPECT_EQ(std::filesystem::file_size(m_clip), 5U);
+    m_spMuxer->Terminate();
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 1);
+    ASSERT_NO_FATAL_FAILURE(WriteClip());
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 1);
+    EXPECT_TRUE(OpenClip());
+
+    SetPath(L"missing/clip.mp4");
+    EXPECT_EQ(SubmitPicture(0), PYX_FILE_NOT_OPEN);
 }
 
 TEST_F(MuxerTest, APathIsReadOnlyFromAText)

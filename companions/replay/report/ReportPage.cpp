@@ -1,6 +1,6 @@
 #include "replay/report/ReportPage.h"
 
-#include "muxer/OutputFile.h"
+#include "media/PartFile.h"
 #include "replay/Completed.h"
 #include "replay/Text.h"
 
@@ -9,6 +9,8 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <vector>
 
@@ -215,20 +217,6 @@ std::string RunAsText(const Options& options, const Report& report, const Outcom
     return AsElementText(json);
 }
 
-/// The bytes in a file of that name; empty, or the system's reason.
-std::wstring WriteFileOf(std::initializer_list<std::string_view> parts, const std::wstring& path)
-{
-    OutputFile file;
-    const bool written = file.Create(path) &&
-                         std::ranges::all_of(parts,
-                                             [&file](std::string_view part) {
-                                                 return file.Write(reinterpret_cast<const pyx_uint8*>(part.data()),
-                                                                   static_cast<pyx_uint32>(part.size()));
-                                             }) &&
-                         file.Commit();
-    return written ? std::wstring() : file.GetErrorText();
-}
-
 } // namespace
 
 Outcome WriteReportPage(const Options& options, const Report& report, const Outcome& run, const Timeline& timeline)
@@ -240,11 +228,14 @@ Outcome WriteReportPage(const Options& options, const Report& report, const Outc
         return {ExitCode::Failed, "this program has no report page in it"};
     }
     const std::string text = RunAsText(options, report, run, timeline);
-    const std::wstring why =
-        WriteFileOf({page.substr(0, place), text, page.substr(place + c_placeForRun.size())}, options.report);
-    if (!why.empty())
+    PartFile part(options.report);
+    std::ofstream file(std::filesystem::path(part.WorkingPath()), std::ios::binary);
+    file << page.substr(0, place) << text << page.substr(place + c_placeForRun.size());
+    file.close();
+    const unsigned long error = file ? part.Commit() : GetLastError();
+    if (!file || error != ERROR_SUCCESS)
     {
-        return {ExitCode::CannotWrite, "cannot write " + PathForUser(options.report) + ": " + ToUtf8(why)};
+        return {ExitCode::CannotWrite, "cannot write " + PathForUser(options.report) + ": " + SystemReason(error)};
     }
     ListCompleted(options.report);
     return {};
