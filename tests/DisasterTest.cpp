@@ -149,7 +149,7 @@ TEST_F(FileDisasterTest, ADirectoryRemovedUnderWayFailsTheWriteOut)
     ExpectAllIsWell("V0 V10000000 V-");
 }
 
-/// Run in a process of its own by the next test.
+/// Run in a process of its own by the next tests.
 TEST_F(FileDisasterTest, DISABLED_OtherHost)
 {
     Start();
@@ -158,25 +158,53 @@ TEST_F(FileDisasterTest, DISABLED_OtherHost)
     Sleep(30000);
 }
 
+/// Another process that records to a directory. It inherits what this one has open.
+struct OtherHost
+{
+    explicit OtherHost(const std::filesystem::path& directory)
+    {
+        SetEnvironmentVariableW(L"PYX_TEST_DIRECTORY", directory.c_str());
+        process = reinterpret_cast<HANDLE>(_wspawnl(_P_NOWAIT, _wpgmptr, L"-", L"--gtest_filter=*OtherHost",
+                                                    L"--gtest_also_run_disabled_tests", nullptr));
+    }
+    OtherHost(const OtherHost&) = delete;
+    OtherHost& operator=(const OtherHost&) = delete;
+    ~OtherHost()
+    {
+        TerminateProcess(process, 1);
+        WaitForSingleObject(process, INFINITE);
+        CloseHandle(process);
+    }
+
+    HANDLE process;
+};
+
 TEST_F(FileDisasterTest, AnotherHostsFilesAreInTheWayUntilItIsKilled)
 {
     Start();
-    SetEnvironmentVariableW(L"PYX_TEST_DIRECTORY", m_temp.path.c_str());
-    const auto other = reinterpret_cast<HANDLE>(
-        _wspawnl(_P_NOWAIT, _wpgmptr, L"-", L"--gtest_filter=*OtherHost", L"--gtest_also_run_disabled_tests", nullptr));
-    Wait([this] { return Files() == "Temp1.RBV Temp2.RBA Temp2.RBV"; });
-    EXPECT_EQ(m_spComponent->Init(0, 0, 0), PYX_OK);
-    EXPECT_EQ(TryFeed("V0sK"), PYX_OK);   // the other is done with its first group
-    EXPECT_EQ(TryFeed("V1sK"), PYX_FAIL); // and fills its second
-    TerminateProcess(other, 1);
-    WaitForSingleObject(other, INFINITE);
-    CloseHandle(other);
+    {
+        const OtherHost other(m_temp.path);
+        Wait([this] { return Files() == "Temp1.RBV Temp2.RBA Temp2.RBV"; });
+        EXPECT_EQ(m_spComponent->Init(0, 0, 0), PYX_OK);
+        EXPECT_EQ(TryFeed("V0sK"), PYX_OK);   // the other is done with its first group
+        EXPECT_EQ(TryFeed("V1sK"), PYX_FAIL); // and fills its second
+    }
     EXPECT_EQ(Files(), "Temp1.RBV Temp2.RBA Temp2.RBV");
     Destroy();
     Start();
     EXPECT_EQ(Files(), "");
     ExpectAllIsWell("V0 A0 V10000000 A10000000 V- A-");
     EXPECT_EQ(Files(), "none");
+}
+
+TEST_F(FileDisasterTest, AChildOfTheHostHoldsNoFile)
+{
+    Start();
+    Set(L"TempPath", (m_temp.path / "own").c_str());
+    Feed("V0sK A0s V1sK A1s");
+    const OtherHost child(m_temp.path / "child");
+    EXPECT_EQ(Terminate(), PYX_OK);
+    EXPECT_EQ(TestDirectory::List(m_temp.path / "own"), "none");
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "common/Trace.h"
 
+#include <windows.h>
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
@@ -74,7 +75,13 @@ PYX_RESULT PYXDataStreamFileImpl::Open(const wchar_t* pFilePath, pyx_uint32 mode
     m_Path = pFilePath;
     // The checking variant of this call refuses the permission.
     m_iFileDescriptor = _wsopen(m_Path.c_str(), OpenFlags(mode), ShareFlag(share), c_permission);
-    return m_iFileDescriptor == -1 ? PYX_FAIL : PYX_OK;
+    if (m_iFileDescriptor == -1)
+    {
+        return PYX_FAIL;
+    }
+    // A child process of the host's would keep the file open, and so in its directory, as long as it runs.
+    SetHandleInformation(reinterpret_cast<HANDLE>(_get_osfhandle(m_iFileDescriptor)), HANDLE_FLAG_INHERIT, 0);
+    return PYX_OK;
 }
 
 PYX_RESULT PYXDataStreamFileImpl::Close()
