@@ -6,6 +6,9 @@ set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
+# Links what is a guest in other programs and starts no thread: the variant above brings winpthreads along, which installs
+# a vectored exception handler as soon as it is loaded.
+set(PYX_CXX_WITHOUT_THREADS x86_64-w64-mingw32-g++-win32)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 
 # The build machine's own headers and libraries never leak into the target's.

@@ -6,8 +6,7 @@
 #   installed_source_version PACKAGE   version of the source that an installed package was built from
 # shellcheck shell=bash disable=SC2034,SC2164 # the lists are for those who source this file, who also set errexit
 
-PACKAGES_BUILD=(cmake ninja-build gcc-mingw-w64-x86-64-posix g++-mingw-w64-x86-64-posix libcli11-dev
-    nlohmann-json3-dev)
+PACKAGES_BUILD=(cmake ninja-build {gcc,g++}-mingw-w64-x86-64-{posix,win32} libcli11-dev nlohmann-json3-dev)
 PACKAGES_RUN=(wine64)
 PACKAGES_MEDIA=(ffmpeg)                          # test videos, and the judge of what was written
 PACKAGES_SOURCE=(dpkg-dev make gcc libc6-dev)    # unpacking source packages and building FFmpeg's libraries
