@@ -1,5 +1,6 @@
-// A host in one file: feeds a minute of H.264 to the ring buffer, which keeps the last 10 seconds, and saves these as
-// clip.mp4 in the current directory. A host with an encoder sets its own bytes in place of the constants.
+// A host with the bare interfaces, for teams that want no library: feeds a minute of H.264 to the ring buffer, which
+// keeps the last 10 seconds, and saves these as clip.mp4 in the current directory. A host with an encoder sets its own
+// bytes in place of the constants.
 
 #include "common/Component.h"
 #include "common/PropertyNames.h"
@@ -91,7 +92,9 @@ PYX_RESULT Record(PYXComponentEx* pRingBuffer, const std::wstring& scratch)
 
 int main()
 {
-    const HMODULE module = LoadLibraryW(L"pyx-component-ring-buffer64.dll");
+    // Never by its bare name alone: that would also run a file of that name in the current directory.
+    const HMODULE module =
+        LoadLibraryExW(L"pyx-component-ring-buffer64.dll", nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
     const auto pCreate = module ? reinterpret_cast<PYXCreateComponentFunction>(
                                       reinterpret_cast<void*>(GetProcAddress(module, PYX_CREATE_COMPONENT_ENTRY)))
                                 : nullptr;
