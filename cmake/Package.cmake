@@ -1,6 +1,8 @@
-# What script/package puts into its archive: `cmake --install build/release --component package --prefix FOLDER`.
-# Folders have the names that they have in the checkout, so that the documents' links lead somewhere. The archive's own
-# README comes from cmake/package/README.md: the checkout's tells of commands that are not in the archive.
+# What script/package puts into its archives: `cmake --install build/release --component package --prefix FOLDER`, and
+# `--component trial` for programs that run as they are.
+#
+# In the package, folders have the names that they have in the checkout, so that the documents' links lead somewhere. Its
+# README comes from cmake/package/: the checkout's describes commands that are not in the archive.
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME package)
 
@@ -14,20 +16,25 @@ set(headers Component.h HostContract.h Interface.h InterfacePtr.h Platform.h Pro
 list(TRANSFORM headers PREPEND public/common/)
 install(FILES ${headers} DESTINATION public/common)
 
-# An example that builds as it stands, the host's objects that it uses, and the functions on variants that these call.
-install(DIRECTORY companions/example DESTINATION .)
+# The libraries of the CMake package, and the examples that use them.
 install(DIRECTORY companions/host DESTINATION companions PATTERN CMakeLists.txt EXCLUDE)
 install(FILES public/common/Variant.cpp public/common/VariantText.cpp public/common/VariantText.h
         DESTINATION public/common)
+install(DIRECTORY companions/example DESTINATION .)
 
-# What the host guide refers to: names of properties, and parts of the sample host, which are there to be read.
+# Names of properties that the host guide refers to.
 install(FILES companions/media/ClipProperties.h DESTINATION companions/media)
-install(FILES companions/replay/Recorder.cpp companions/replay/Recorder.h companions/replay/Session.cpp
-              companions/replay/Session.h
-        DESTINATION companions/replay)
 
 include(CMakePackageConfigHelpers)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/pyx-ring-buffer-config-version.cmake
     COMPATIBILITY SameMajorVersion)
 install(FILES cmake/pyx-ring-buffer-config.cmake ${PROJECT_BINARY_DIR}/pyx-ring-buffer-config-version.cmake
         DESTINATION lib/cmake/pyx-ring-buffer)
+
+if(PYX_COMPANIONS)
+    add_executable(example-bare companions/example/Bare.cpp)
+    target_link_libraries(example-bare PRIVATE pyx-host pyx-warnings)
+    install(PROGRAMS $<TARGET_FILE:example-bare> $<TARGET_FILE:replay>
+                     $<TARGET_FILE:companion-muxer> $<TARGET_FILE:companion-runtime>
+            DESTINATION . COMPONENT trial)
+endif()

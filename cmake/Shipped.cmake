@@ -6,5 +6,5 @@ if(NOT MSVC)
     target_compile_options(pyx-shipped INTERFACE
         "$<$<COMPILE_LANGUAGE:C,CXX>:-gdwarf-4;-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=;-ffile-prefix-map=${PROJECT_BINARY_DIR}=>"
         "$<$<COMPILE_LANGUAGE:C,CXX>:-fstack-protector-strong>")
-    target_link_options(pyx-shipped INTERFACE LINKER:--no-insert-timestamp)
+    add_link_options(LINKER:--no-insert-timestamp) # of every program: some are given away beside the module
 endif()

@@ -1,66 +1,82 @@
 #!/usr/bin/env bash
-# Packs the module, unpacks the archive outside of the checkout, and builds and runs a host from it as another team would:
-# with mingw-w64 and the CMake package, and with the platform's native class layout.
+# Packs, unpacks both archives outside of the checkout, and uses them as another team would: builds the examples with the CMake
+# package, and runs the trial's programs beside nothing else.
 #
-#   tests/package/package_test.sh CHECKOUT EMULATOR FOLDER-OF-COMPANIONS
+#   tests/package/package_test.sh CHECKOUT EMULATOR
 set -euo pipefail
-checkout=$1 emulator=$2 companions=$3
+checkout=$1 emulator=$2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-
-# PROGRAM: runs it beside the module and its companions.
-run_host()
-{
-    cp "$companions"/{pyxrt64,pyx-component-ffmpeg64}.dll "$root/bin/pyx-component-ring-buffer64.dll" "$(dirname "$1")"
-    "$emulator" "$1"
-}
+tool=x86_64-w64-mingw32-
+module=pyx-component-ring-buffer64.dll
 
 # SOURCE BUILD OPTION...
-build_with_mingw()
+build()
 {
-    cmake -S "$1" -B "$2" -G Ninja -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_CXX_COMPILER=x86_64-w64-mingw32-g++-posix \
-        -DCMAKE_CXX_FLAGS='-Wall -Wextra -Werror' -DCMAKE_EXE_LINKER_FLAGS=-static "${@:3}" >/dev/null
+    cmake -S "$1" -B "$2" -G Ninja --toolchain "$checkout/cmake/toolchain-mingw-w64.cmake" "${@:3}" >/dev/null
     cmake --build "$2"
+    cp "$trial"/{pyxrt64,pyx-component-ffmpeg64}.dll "$2"
 }
 
-"$checkout/script/package" -o "$work/package.zip"
-cp -r "$checkout/tests/package/host" "$work"
+# PROGRAM ARGUMENT...: runs a program of the current folder, which finds nothing outside of it
+run_here()
+{
+    env -i HOME="$HOME" ${PYX_CACHE:+PYX_CACHE="$PYX_CACHE"} PATH=/usr/bin:/bin "$emulator" "$@"
+}
+
+"$checkout/script/package" -o "$work"
 cd "$work"
-python3 -m zipfile -e package.zip .
-root=$(echo "$work"/pyx-ring-buffer-*)
+for archive in *.zip; do
+    python3 -m zipfile -e "$archive" .
+done
+trial=$(echo "$work"/pyx-ring-buffer-trial-*[0-9])
+version=${trial##*-}
+package=$work/pyx-ring-buffer-$version
 
-echo "== no folder of the build is named in it"
-if grep -r -l -a -F "$checkout" "$root"; then exit 1; fi
+echo "== no folder of the build is named in them"
+if grep -r -l -a -F "$checkout" "$package" "$trial"; then exit 1; fi
 
-echo "== the symbols belong to the module"
-x86_64-w64-mingw32-objdump -h "$root/bin/pyx-component-ring-buffer64.dll.debug" | grep -q debug_info
-x86_64-w64-mingw32-objdump -h "$root/bin/pyx-component-ring-buffer64.dll" | grep -q gnu_debuglink
+echo "== the symbols tell where an address of the module is in the checkout"
+cd "$package/bin"
+"${tool}objdump" -h "$module" | grep -q gnu_debuglink
+address=$("${tool}nm" "$module.debug" | sed -n 's/ T PYXCreateComponentInt$//p')
+path=${CCACHE_BASEDIR:+.*}protected/src/components/RingBuffer/ModuleEntry.cpp # with a base folder, ccache changes names
+"${tool}addr2line" -e "$module.debug" "0x$address" | grep -q "^$path:"
+cd "$work"
 
 echo "== each relative link in the documents leads somewhere"
-links=$(cd "$root" && grep -r -o -P --include='*.md' '\]\(\K(?![a-z]+:|#)[^)#]+' .)
+links=$(cd "$work" && grep -r -o -P --include='*.md' '\]\(\K(?![a-z]+:|#)[^)#]+' .)
 while IFS=: read -r document target; do
-    [[ -e $root/$(dirname "$document")/$target ]] || { echo "$document: no $target" >&2; exit 1; }
+    [[ -e $(dirname "$document")/$target ]] || { echo "$document: no $target" >&2; exit 1; }
 done <<<"$links"
 
 echo "== each header stands alone"
-for header in "$root"/{public/common,companions/host,companions/media}/*.h; do
-    x86_64-w64-mingw32-g++-posix -std=c++20 -fsyntax-only -Wall -Wextra -Wpedantic -Werror -I "$root/public" \
-        -I "$root/companions" -include "$header" -x c++ /dev/null
+for header in "$package"/{public/common,companions/*}/*.h; do
+    "${tool}g++-posix" -std=c++20 -fsyntax-only -Wall -Wextra -Wpedantic -Werror -I "$package/public" \
+        -I "$package/companions" -include "$header" -x c++ /dev/null
 done
 
-echo "== mingw-w64 and find_package"
-build_with_mingw host mingw -DCMAKE_PREFIX_PATH="$root"
-run_host mingw/host.exe
-
-echo "== the example"
-build_with_mingw "$root/example" example
-run_host example/example.exe
+echo "== the package, with the checks of the C++ library"
+build "$package/example" "$work/debug" -DCMAKE_BUILD_TYPE=Debug \
+    -DCMAKE_CXX_FLAGS='-Wall -Wextra -Werror -D_GLIBCXX_DEBUG -D_GLIBCXX_DEBUG_PEDANTIC'
+cd "$work/debug"
+run_here example-bare.exe
 [[ -s clip.mp4 ]]
 
-echo "== the platform's native class layout"
-mkdir native
-clang++ --target=x86_64-pc-windows-msvc -fms-compatibility-version=19.33 -std=c++20 -O1 -ffreestanding -nostdlibinc \
-    -fno-exceptions -fno-rtti -Wall -Wextra -Wpedantic -Werror -I"$root/public" -c host/Host.cpp -o native/host.obj
-lld-link /nologo /machine:x64 /nodefaultlib /subsystem:console /entry:main /alternatename:_purecall=ExitProcess \
-    /out:native/host.exe native/host.obj "$(x86_64-w64-mingw32-gcc-posix -print-file-name=libkernel32.a)"
-run_host native/host.exe
+echo "== the package, optimised, from another folder"
+cp -r "$package/example" "$work/example"
+build "$work/example" "$work/release" -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$package"
+cd "$work/release"
+run_here example-bare.exe
+
+echo "== a module in the current folder is not loaded"
+mkdir "$work/alone"
+mv example-bare.exe "$work/alone"
+if run_here ../alone/example-bare.exe; then exit 1; fi
+
+echo "== the trial, with nothing else"
+cd "$trial"
+run_here example-bare.exe
+run_here replay.exe clip.mp4 -o again.mp4 --duration 4 --quiet
+[[ -s again.mp4 ]]
+[[ $(run_here replay.exe --version) == "replay $version" ]]
