@@ -55,7 +55,7 @@ PYX_RESULT PYXMuxerImpl::QueryInterface(const PYXGuid& id, void** out)
 
 PYX_RESULT PYXMuxerImpl::ValidateProperty(const wchar_t* name, PYXVariant value, PYXVariant* pOutValidated)
 {
-    RETURN_ON_ERROR(PYXPropertyStorageExImpl<PYXComponentEx>::ValidateProperty(name, value, pOutValidated));
+    PASS_ON_FAILURE_SILENTLY(PYXPropertyStorageExImpl<PYXComponentEx>::ValidateProperty(name, value, pOutValidated));
     const bool isText = pOutValidated->type == PYX_VARIANT_WSTRING && pOutValidated->wstringValue;
     if (wcscmp(name, PYX_PROPERTY_PATH) != 0 || !isText)
     {

@@ -58,7 +58,7 @@ PYX_RESULT PYXMuxerInput::SubmitInput(PYXData* pData)
     const auto spBuffer = PYXInterfacePtr<PYXData>(pData).Query<PYXBuffer>();
     FAIL_IF_NOT(spBuffer, PYX_UNEXPECTED, L"the packet is not a buffer");
     PacketPtr spPacket;
-    RETURN_ON_ERROR(CopyPacket(spBuffer.Get(), &spPacket));
+    PASS_ON_FAILURE_SILENTLY(CopyPacket(spBuffer.Get(), &spPacket));
     return m_spSession->Submit(m_kind, this, std::move(spPacket));
 }
 

@@ -161,7 +161,7 @@ PYX_RESULT ConvertRecordToAnnexB(AVCodecParameters* pParameters)
 {
     FilterPtr spFilter;
     const bool isHevc = pParameters->codec_id == AV_CODEC_ID_HEVC;
-    RETURN_ON_ERROR(OpenFilter(isHevc ? "hevc_mp4toannexb" : "h264_mp4toannexb", *pParameters, &spFilter));
+    PASS_ON_FAILURE_SILENTLY(OpenFilter(isHevc ? "hevc_mp4toannexb" : "h264_mp4toannexb", *pParameters, &spFilter));
     const AVCodecParameters& converted = *spFilter->par_out;
     return SetExtraData(pParameters, {converted.extradata, static_cast<std::size_t>(converted.extradata_size)});
 }
@@ -170,7 +170,7 @@ PYX_RESULT ConvertRecordToAnnexB(AVCodecParameters* pParameters)
 PYX_RESULT TakeExtraDataFrom(const AVPacket& first, AVCodecParameters* pParameters)
 {
     FilterPtr spFilter;
-    RETURN_ON_ERROR(OpenFilter("extract_extradata", *pParameters, &spFilter));
+    PASS_ON_FAILURE_SILENTLY(OpenFilter("extract_extradata", *pParameters, &spFilter));
     const PacketPtr spPacket(av_packet_clone(&first));
     FAIL_IF_NOT(spPacket, PYX_OUT_OF_MEMORY, L"no memory for the first packet");
     size_t size = 0;
@@ -213,7 +213,7 @@ PYX_RESULT SetNalExtraData(const AVPacket& first, AVCodecParameters* pParameters
 
 PYX_RESULT SetVideoExtraData(PYXPropertyStorage* pInput, const AVPacket& first, AVCodecParameters* pParameters)
 {
-    RETURN_ON_ERROR(ReadExtraData(pInput, pParameters));
+    PASS_ON_FAILURE_SILENTLY(ReadExtraData(pInput, pParameters));
     if (pParameters->codec_id != AV_CODEC_ID_AV1)
     {
         return SetNalExtraData(first, pParameters);
@@ -271,7 +271,7 @@ PYX_RESULT SetAudioExtraData(PYXPropertyStorage* pInput, AVCodecParameters* pPar
     {
         pParameters->frame_size = pRow->frameSize;
     }
-    RETURN_ON_ERROR(ReadExtraData(pInput, pParameters));
+    PASS_ON_FAILURE_SILENTLY(ReadExtraData(pInput, pParameters));
     FAIL_IF_NOT(!pRow || pParameters->extradata_size > 0, PYX_NOT_INITIALIZED,
                 L"the audio stream has no description: %s needs ExtraData", GetName(pParameters->codec_id).c_str());
     return PYX_OK;
@@ -288,7 +288,7 @@ PYX_RESULT DescribeVideo(PYXPropertyStorage* pInput, const AVPacket& first, cons
     PYXSize size{};
     PYXRate rate{};
     const NumberField numbers[] = {{PYX_PROPERTY_CODEC_ID, &number}, {PYX_PROPERTY_BIT_RATE, &bitRate}};
-    RETURN_ON_ERROR(ReadNumbers(pInput, numbers));
+    PASS_ON_FAILURE_SILENTLY(ReadNumbers(pInput, numbers));
     PASS_ON_FAILURE(PYXReadProperty(pInput, PYX_PROPERTY_VIDEO_FRAME_SIZE, &size), L"the video's size cannot be read");
     PASS_ON_FAILURE(PYXReadProperty(pInput, PYX_PROPERTY_VIDEO_FRAME_RATE, &rate), L"the video's rate cannot be read");
 
@@ -296,13 +296,13 @@ PYX_RESULT DescribeVideo(PYXPropertyStorage* pInput, const AVPacket& first, cons
     pParameters->codec_id = FindVideoCodec(number);
     FAIL_IF_NOT(pParameters->codec_id != AV_CODEC_ID_NONE, PYX_INVALID_ARG,
                 L"video with CodecID %d cannot be written: only H.264, HEVC and AV1", number);
-    RETURN_ON_ERROR(CheckContainer(pParameters->codec_id, format));
+    PASS_ON_FAILURE_SILENTLY(CheckContainer(pParameters->codec_id, format));
     pParameters->bit_rate = bitRate;
     pParameters->width = size.width;
     pParameters->height = size.height;
     SetFrameRate(rate, pStream);
     SetTag(format, pParameters);
-    RETURN_ON_ERROR(SetVideoDetails(pInput, pStream));
+    PASS_ON_FAILURE_SILENTLY(SetVideoDetails(pInput, pStream));
     return SetVideoExtraData(pInput, first, pParameters);
 }
 
@@ -323,7 +323,7 @@ PYX_RESULT DescribeAudio(PYXPropertyStorage* pInput, const AVOutputFormat& forma
         {PYX_PROPERTY_AUDIO_BLOCK_ALIGN, &pParameters->block_align},
         {PYX_PROPERTY_AUDIO_FRAME_SIZE, &pParameters->frame_size},
     };
-    RETURN_ON_ERROR(ReadNumbers(pInput, numbers));
+    PASS_ON_FAILURE_SILENTLY(ReadNumbers(pInput, numbers));
 
     pParameters->codec_type = AVMEDIA_TYPE_AUDIO;
     const bool isAudio = number >= AV_CODEC_ID_FIRST_AUDIO && number < AV_CODEC_ID_FIRST_SUBTITLE;
@@ -331,10 +331,10 @@ PYX_RESULT DescribeAudio(PYXPropertyStorage* pInput, const AVOutputFormat& forma
     pParameters->codec_id = static_cast<AVCodecID>(number);
     FAIL_IF_NOT(pParameters->sample_rate > 0, PYX_NOT_INITIALIZED,
                 L"the audio stream has no description: no sample rate");
-    RETURN_ON_ERROR(CheckContainer(pParameters->codec_id, format));
+    PASS_ON_FAILURE_SILENTLY(CheckContainer(pParameters->codec_id, format));
     pParameters->bit_rate = bitRate;
     SetChannels(channels, layout, pParameters);
     pStream->time_base = {1, pParameters->sample_rate};
-    RETURN_ON_ERROR(SetAudioDetails(pInput, pStream));
+    PASS_ON_FAILURE_SILENTLY(SetAudioDetails(pInput, pStream));
     return SetAudioExtraData(pInput, pParameters);
 }

@@ -193,7 +193,7 @@ PYX_RESULT CastToListed(PYXVariant* pDest, const PYXVariant* pValue, const PYXEn
         }
     }
     PYXVariantOwner text;
-    RETURN_ON_ERROR(PYXVariantChangeType(text.Out(), pValue, PYX_VARIANT_WSTRING));
+    PASS_ON_FAILURE_SILENTLY(PYXVariantChangeType(text.Out(), pValue, PYX_VARIANT_WSTRING));
     if (text.Get().type == PYX_VARIANT_WSTRING)
     {
         for (const PYXEnumDescriptionEntry* pRow = pTable; pRow->name; ++pRow)

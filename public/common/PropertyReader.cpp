@@ -9,7 +9,7 @@ namespace
 PYX_RESULT ReadAs(PYXPropertyStorage* pStorage, const wchar_t* name, PYXVariantType type, PYXVariantOwner* pConverted)
 {
     PYXVariantOwner value;
-    RETURN_ON_ERROR(pStorage->GetProperty(name, value.Out()));
+    PASS_ON_FAILURE_SILENTLY(pStorage->GetProperty(name, value.Out()));
     if (value.Get().type == type)
     {
         *pConverted = std::move(value);

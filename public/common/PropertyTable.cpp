@@ -50,7 +50,7 @@ PYX_RESULT PYXPropertyTable::GetValue(PYXPropertyStorageEx& storage, const wchar
     FAIL_IF_NULL_AT(186, name);
     FAIL_IF_NULL_AT(187, pValue);
     const PYXPropertyInfo* pParamInfo = nullptr;
-    RETURN_ON_ERROR(storage.GetPropertyInfo(name, &pParamInfo));
+    PASS_ON_FAILURE_SILENTLY(storage.GetPropertyInfo(name, &pParamInfo));
     if ((pParamInfo->accessType & PYX_PROPERTY_ACCESS_READ) == 0)
     {
         return PYX_ACCESS_DENIED;
@@ -89,7 +89,7 @@ PYX_RESULT PYXPropertyTable::CheckWritable(PYXPropertyStorageEx& storage, const 
 {
     FAIL_IF_NULL_AT(168, name);
     const PYXPropertyInfo* pParamInfo = nullptr;
-    RETURN_ON_ERROR(storage.GetPropertyInfo(name, &pParamInfo));
+    PASS_ON_FAILURE_SILENTLY(storage.GetPropertyInfo(name, &pParamInfo));
     return (pParamInfo->accessType & PYX_PROPERTY_ACCESS_WRITE) != 0 ? PYX_OK : PYX_ACCESS_DENIED;
 }
 

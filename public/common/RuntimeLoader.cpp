@@ -34,7 +34,7 @@ public:
         if (!m_module)
         {
             ForgetTraceIfGone();
-            RETURN_ON_ERROR(LoadObjects());
+            PASS_ON_FAILURE_SILENTLY(LoadObjects());
         }
         ++m_referenceCount;
         return PYX_OK;
@@ -68,13 +68,13 @@ private:
         {
             return PYX_FAIL;
         }
-        RETURN_ON_ERROR(pInit(c_runtimeVersion, &m_pFactory));
+        PASS_ON_FAILURE_SILENTLY(pInit(c_runtimeVersion, &m_pFactory));
         const auto pQueryVersion = PYXGetEntry<PYXQueryVersionFunction>(m_module.Get(), PYX_QUERY_VERSION_ENTRY);
         if (!pQueryVersion)
         {
             return PYX_FAIL;
         }
-        RETURN_ON_ERROR(pQueryVersion(&m_version));
+        PASS_ON_FAILURE_SILENTLY(pQueryVersion(&m_version));
         if (!m_pFactory)
         {
             return PYX_FAIL;

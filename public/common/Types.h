@@ -56,7 +56,7 @@ inline constexpr PYX_RESULT PYX_EOF = 23;
 
 /// Passes a failure on without a record, where the callee has traced it or nobody
 /// asks: unless `call` answers PYX_OK, returns its code.
-#define RETURN_ON_ERROR(call)                                                                                          \
+#define PASS_ON_FAILURE_SILENTLY(call)                                                                                 \
     do                                                                                                                 \
     {                                                                                                                  \
         const PYX_RESULT pyxResult = (call);                                                                           \

@@ -25,7 +25,7 @@ std::unique_ptr<PYXDataStreamImpl> CreateStream(bool inRam, std::shared_ptr<PYXM
 /// All of a packet but its bytes.
 PYX_RESULT CopyDescription(PYXBuffer* pFrom, PYXBuffer* pTo)
 {
-    RETURN_ON_ERROR(pFrom->CopyTo(pTo, true));
+    PASS_ON_FAILURE_SILENTLY(pFrom->CopyTo(pTo, true));
     pTo->SetPts(pFrom->GetPts());
     pTo->SetDuration(pFrom->GetDuration());
     return PYX_OK;

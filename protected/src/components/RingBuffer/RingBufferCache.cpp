@@ -42,7 +42,7 @@ PYX_RESULT PYXRingBufferCache::CloseActiveGOP()
     {
         return PYX_OK;
     }
-    RETURN_ON_ERROR(AddAudioPacketsToGOP());
+    PASS_ON_FAILURE_SILENTLY(AddAudioPacketsToGOP());
     FinishActiveGroup();
     m_listOfGOPs.back()->CloseVideoFile();
     return PYX_OK;

@@ -72,7 +72,7 @@ void PYXRingBufferInput::OnPropertyChanged(const wchar_t* name)
 
 PYX_RESULT PYXRingBufferInput::SubmitInput(PYXData* pData)
 {
-    RETURN_ON_ERROR(CheckOpen());
+    PASS_ON_FAILURE_SILENTLY(CheckOpen());
     if (!pData)
     {
         return PYX_EOF;
@@ -110,7 +110,7 @@ PYX_RESULT PYXRingBufferVideoInput::StorePacket(PYXBuffer* pBuffer)
     bool isStart = false;
     PASS_ON_FAILURE(PYXReadIsKeyPacket(pBuffer, &isStart), L"SubmitInput() unable to get video frame type");
     PYXLock lock(m_pCache.get());
-    RETURN_ON_ERROR(CheckOpen()); // the component may have ended meanwhile
+    PASS_ON_FAILURE_SILENTLY(CheckOpen()); // the component may have ended meanwhile
     if (isStart)
     {
         PASS_ON_FAILURE(m_pCache->AddVideoStartPacket(pBuffer), L"SubmitInput() failed to store the start packet");
@@ -130,7 +130,7 @@ PYXRingBufferAudioInput::PYXRingBufferAudioInput(std::shared_ptr<PYXRingBufferCa
 PYX_RESULT PYXRingBufferAudioInput::StorePacket(PYXBuffer* pBuffer)
 {
     PYXLock lock(m_pCache.get());
-    RETURN_ON_ERROR(CheckOpen()); // the component may have ended meanwhile
+    PASS_ON_FAILURE_SILENTLY(CheckOpen()); // the component may have ended meanwhile
     PASS_ON_FAILURE(m_pCache->AddAudioPacket(pBuffer), L"SubmitInput() failed to store the audio packet");
     return PYX_OK;
 }

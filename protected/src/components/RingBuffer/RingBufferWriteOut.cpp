@@ -178,12 +178,12 @@ public:
 
     PYX_RESULT Write(PYXRingBufferGOP* pGroup)
     {
-        RETURN_ON_ERROR(m_video.OpenGroup(pGroup));
-        RETURN_ON_ERROR(m_audio.OpenGroup(pGroup));
+        PASS_ON_FAILURE_SILENTLY(m_video.OpenGroup(pGroup));
+        PASS_ON_FAILURE_SILENTLY(m_audio.OpenGroup(pGroup));
         while (!m_video.IsDone() || !m_audio.IsDone())
         {
-            RETURN_ON_ERROR(m_video.Fetch());
-            RETURN_ON_ERROR(m_audio.Fetch());
+            PASS_ON_FAILURE_SILENTLY(m_video.Fetch());
+            PASS_ON_FAILURE_SILENTLY(m_audio.Fetch());
             (m_audio.IsBefore(m_video) ? m_audio : m_video).Send();
         }
         m_video.CloseGroup();
@@ -193,7 +193,7 @@ public:
 
     PYX_RESULT End()
     {
-        RETURN_ON_ERROR(m_video.SendEnd());
+        PASS_ON_FAILURE_SILENTLY(m_video.SendEnd());
         return m_audio.SendEnd();
     }
 
@@ -212,16 +212,16 @@ PYX_RESULT WriteBuffer(PYXRingBufferCache* pCache, PYXComponent* pMuxer)
     const auto spMuxerEx = PYXInterfacePtr(pMuxer).Query<PYXComponentEx>();
     FAIL_IF_NOT(spMuxerEx, PYX_UNEXPECTED, L"Muxer is of invalid type");
     MuxerInputs inputs;
-    RETURN_ON_ERROR(ChooseInputs(spMuxerEx.Get(), &inputs));
+    PASS_ON_FAILURE_SILENTLY(ChooseInputs(spMuxerEx.Get(), &inputs));
 
     pCache->FinishActiveGroup();
     const PYXRingBufferCache::GOPList& groups = pCache->GetCompleteGOPs();
     GroupWriter writer(inputs, groups.front()->GetPts(), pCache->GetDurationInSeconds() * PYX_TICKS_PER_SECOND);
     for (const auto& pGroup : groups)
     {
-        RETURN_ON_ERROR(writer.Write(pGroup.get()));
+        PASS_ON_FAILURE_SILENTLY(writer.Write(pGroup.get()));
     }
-    RETURN_ON_ERROR(writer.End());
+    PASS_ON_FAILURE_SILENTLY(writer.End());
     pCache->ClearGOPs();
     return PYX_OK;
 }
