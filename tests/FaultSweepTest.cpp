@@ -14,7 +14,7 @@ namespace
 
 using namespace std::chrono_literals;
 
-constexpr PYX_RESULT c_code = 77; ///< of the failing call, where it has a code to answer
+constexpr auto c_code = static_cast<PYX_RESULT>(77); ///< of the failing call, where it has a code to answer
 
 /// Puts every call of the module that can fail under the fault plan; the muxer's are there by themselves. A call
 /// that fails has done nothing, only a descriptor is closed all the same. What answers a truth value is declared as

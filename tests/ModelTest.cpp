@@ -27,7 +27,7 @@ std::string Join(const Session& session)
     return text;
 }
 
-std::string Outcome(PYX_RESULT result, Companions* pSeen)
+std::string Outcome(int result, Companions* pSeen)
 {
     std::string text = std::to_string(result) + " | " + pSeen->Take(&Companions::written);
     text += " | " + pSeen->Take(&Companions::calls) + " | " + pSeen->Take(&Companions::traces);
@@ -51,7 +51,7 @@ protected:
         std::string difference;
         for (auto step = session.begin(); step != session.end() && difference.empty(); ++step)
         {
-            const PYX_RESULT result = model.Run(*step);
+            const int result = model.Run(*step);
             const std::string expected = Outcome(result, &model.seen);
             const std::string actual = Outcome(result == Model::c_unknown ? result : Run(*step), &m_companions);
             difference = actual == expected ? "" : *step + "\n  module: " + actual + "\n  model:  " + expected;
@@ -62,7 +62,7 @@ protected:
         return difference;
     }
 
-    PYX_RESULT Run(const std::string& text)
+    int Run(const std::string& text)
     {
         const std::string step = Model::Plan(text, &m_faults);
         if (step.starts_with("new:"))
@@ -115,7 +115,7 @@ protected:
                                                                             : Packet::Parse(step).Build().Get());
     }
 
-    PYX_RESULT SetOn(PYXPropertyStorage* pStorage, const std::string& property)
+    int SetOn(PYXPropertyStorage* pStorage, const std::string& property)
     {
         const std::wstring name(property.begin(), std::ranges::find(property, '='));
         const std::wstring value(property.begin() + std::ssize(name) + 1, property.end());

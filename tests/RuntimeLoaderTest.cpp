@@ -78,7 +78,7 @@ struct Failure
 {
     const char* call;
     int nth;
-    PYX_RESULT code = 9;
+    PYX_RESULT code = static_cast<PYX_RESULT>(9);
 };
 
 class RuntimeFailureTest : public RuntimeLoaderTest, public testing::WithParamInterface<Failure>

@@ -21,7 +21,7 @@ PYX_RESULT CheckPositive(int value)
     FAIL_IF_NOT(value > 0, PYX_INVALID_ARG, L"Invalid index");
     FAIL_IF_NOT(value > 1, PYX_FAIL, L"%s is %d%%", L"value", value);
     FAIL_IF_NOT(value > 2, PYX_EOF, L"100% sure");
-    return value;
+    return static_cast<PYX_RESULT>(value);
 }
 
 PYX_RESULT Pass(int value)

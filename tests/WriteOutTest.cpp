@@ -18,7 +18,7 @@ protected:
     }
 
     /// What a failed write-out traces last.
-    static std::string Failure(PYX_RESULT result, const std::string& text)
+    static std::string Failure(int result, const std::string& text)
     {
         const std::string code = std::to_string(result);
         const std::string prefix = "E RingBufferImpl PYX_ERROR " + code + " : code " + code + ": ";

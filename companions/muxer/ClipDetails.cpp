@@ -44,23 +44,18 @@ const PYXPropertyDeclaration c_audioDetails[] = {
 
 int ReadNumber(PYXPropertyStorage* pInput, const wchar_t* name)
 {
-    pyx_int64 value = 0;
-    PYXReadProperty(pInput, name, &value); // declared above, within the range of int
-    return static_cast<int>(value);
+    return static_cast<int>(PYXReadPropertyOr<pyx_int64>(pInput, name, 0)); // declared above, within the range of int
 }
 
 bool ReadSwitch(PYXPropertyStorage* pInput, const wchar_t* name)
 {
-    bool value = false;
-    PYXReadProperty(pInput, name, &value);
-    return value;
+    return PYXReadPropertyOr(pInput, name, false);
 }
 
 AVRational ReadPixelAspect(PYXPropertyStorage* pInput)
 {
-    PYXRate aspect{};
+    const PYXRate aspect = PYXReadPropertyOr(pInput, PYX_PROPERTY_VIDEO_PIXEL_ASPECT, PYXRate{});
     AVRational result{0, 1};
-    PYXReadProperty(pInput, PYX_PROPERTY_VIDEO_PIXEL_ASPECT, &aspect);
     if (aspect.numerator > 0 && aspect.denominator > 0)
     {
         av_reduce(&result.num, &result.den, aspect.numerator, aspect.denominator, INT_MAX);
@@ -70,8 +65,7 @@ AVRational ReadPixelAspect(PYXPropertyStorage* pInput)
 
 PYX_RESULT SetCommonDetails(PYXPropertyStorage* pInput, AVStream* pStream)
 {
-    std::wstring language;
-    PYXReadProperty(pInput, PYX_PROPERTY_LANGUAGE, &language);
+    const std::wstring language = PYXReadPropertyOr(pInput, PYX_PROPERTY_LANGUAGE, std::wstring());
     if (!language.empty())
     {
         const int error = av_dict_set(&pStream->metadata, "language", ToUtf8(language).c_str(), 0);

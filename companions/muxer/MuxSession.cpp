@@ -171,7 +171,7 @@ PYX_RESULT MuxSession::PlaceWaiting(Stream& stream)
     waiting.swap(stream.waiting);
     for (PacketPtr& spPacket : waiting)
     {
-        Place(stream, std::move(spPacket)); // a packet that is refused has been traced
+        static_cast<void>(Place(stream, std::move(spPacket))); // a packet that is refused has been traced
         if (m_failure != PYX_OK)
         {
             return m_failure;

@@ -76,7 +76,7 @@ PYX_RESULT PYXMuxerImpl::Init([[maybe_unused]] pyx_int32 format, [[maybe_unused]
 
 PYX_RESULT PYXMuxerImpl::ReInit(pyx_int32 width, pyx_int32 height)
 {
-    Terminate();
+    static_cast<void>(Terminate());
     return Init(0, width, height);
 }
 
@@ -129,8 +129,8 @@ void PYXMuxerImpl::OnPropertyChanged(const wchar_t* name)
 void PYXMuxerImpl::UpdateDetails()
 {
     FileDetails details;
-    PYXReadProperty(this, PYX_PROPERTY_CREATION_TIME, &details.creationTime);
-    PYXReadProperty(this, PYX_PROPERTY_FAST_START, &details.fastStart);
+    details.creationTime = PYXReadPropertyOr(this, PYX_PROPERTY_CREATION_TIME, details.creationTime);
+    details.fastStart = PYXReadPropertyOr(this, PYX_PROPERTY_FAST_START, details.fastStart);
     m_spSession->SetDetails(details);
 }
 
@@ -138,8 +138,7 @@ void PYXMuxerImpl::UpdateDetails()
 void PYXMuxerImpl::UpdateInput(StreamKind kind, const wchar_t* switchName)
 {
     PYXLock lock(&m_sync);
-    bool wanted = false;
-    PYXReadProperty(this, switchName, &wanted);
+    const bool wanted = PYXReadPropertyOr(this, switchName, false);
     const auto found =
         std::find_if(m_inputs.begin(), m_inputs.end(), [kind](const InputEntry& entry) { return entry.kind == kind; });
     const bool exists = found != m_inputs.end();

@@ -153,7 +153,8 @@ PYX_RESULT Session::SubmitVideo(std::span<const pyx_uint8> bytes, pyx_int64 pts,
     }
     spBuffer->SetPts(pts);
     spBuffer->SetDuration(duration);
-    spBuffer->SetProperty(m_pVideoCodec->frameTypeName, PYXVariantFromInt64(key ? 0 : m_pVideoCodec->regularFrameType));
+    static_cast<void>(spBuffer->SetProperty(m_pVideoCodec->frameTypeName,
+                                            PYXVariantFromInt64(key ? 0 : m_pVideoCodec->regularFrameType)));
     return SubmitTimed(m_spVideo.Get(), spBuffer.Get());
 }
 
@@ -226,10 +227,10 @@ Outcome Session::Close(const std::wstring& output, Saved* pSaved)
         pSaved->warnings.push_back(prepared.Text()); // it may be written all the same
     }
     // The end of a stream is answered with PYX_EOF, which is a success.
-    m_spVideo->SubmitInput(nullptr);
+    static_cast<void>(m_spVideo->SubmitInput(nullptr));
     if (m_spAudio)
     {
-        m_spAudio->SubmitInput(nullptr);
+        static_cast<void>(m_spAudio->SubmitInput(nullptr));
     }
     return {};
 }
@@ -307,8 +308,8 @@ Outcome Session::Write(Saved* pSaved)
         return KeepSeconds(m_asked); // after the write-out: before it, that would trim
     }
     // A component keeps its packets when writing fails, and would write again when it goes. Initialising drops them.
-    m_spComponent->Init(0, 0, 0);
-    m_spComponent->Terminate();
+    static_cast<void>(m_spComponent->Init(0, 0, 0));
+    static_cast<void>(m_spComponent->Terminate());
     return {ExitCode::CannotWrite,
             "the clip could not be written to " + PathForUser(m_output) + ": " + WhyNotWritten(result)};
 }

@@ -65,12 +65,12 @@ int SeekOrigin(pyx_uint32 origin)
 
 PYXDataStreamFileImpl::~PYXDataStreamFileImpl()
 {
-    PYXDataStreamFileImpl::Close();
+    static_cast<void>(PYXDataStreamFileImpl::Close());
 }
 
 PYX_RESULT PYXDataStreamFileImpl::Open(const wchar_t* pFilePath, pyx_uint32 mode, pyx_uint32 share)
 {
-    Close();
+    static_cast<void>(Close());
     FAIL_IF_NOT(pFilePath != nullptr, PYX_INVALID_ARG, L"pFilePath != NULL");
     m_Path = pFilePath;
     // The checking variant of this call refuses the permission.

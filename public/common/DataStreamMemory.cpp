@@ -79,7 +79,7 @@ PYXDataStreamMemoryImpl::PYXDataStreamMemoryImpl(std::shared_ptr<PYXMemorySegmen
 
 PYXDataStreamMemoryImpl::~PYXDataStreamMemoryImpl()
 {
-    PYXDataStreamMemoryImpl::Close();
+    static_cast<void>(PYXDataStreamMemoryImpl::Close());
 }
 
 PYX_RESULT PYXDataStreamMemoryImpl::Open([[maybe_unused]] const wchar_t* path, [[maybe_unused]] pyx_uint32 mode,

@@ -58,7 +58,7 @@ PYX_RESULT PYXReadIsKeyPacket(PYXPropertyStorage* pPacket, bool* pIsKey)
 bool PYXIsKeyPacket(PYXPropertyStorage* pPacket)
 {
     bool isKey = false;
-    PYXReadIsKeyPacket(pPacket, &isKey);
+    static_cast<void>(PYXReadIsKeyPacket(pPacket, &isKey));
     return isKey;
 }
 

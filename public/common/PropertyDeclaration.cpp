@@ -127,11 +127,11 @@ void ConvertUnbounded(PYXPropertyInfo* pInfo, const PYXPropertyDeclaration& decl
     }
     if (pInfo->type == PYX_VARIANT_STRING)
     {
-        PYXVariantAssignString(&pInfo->maxValue, "");
+        static_cast<void>(PYXVariantAssignString(&pInfo->maxValue, ""));
     }
     else
     {
-        PYXVariantAssignWString(&pInfo->maxValue, L"");
+        static_cast<void>(PYXVariantAssignWString(&pInfo->maxValue, L""));
     }
 }
 
@@ -299,7 +299,7 @@ PYXPropertyInfoImpl::PYXPropertyInfoImpl(const PYXPropertyDeclaration& declarati
     accessType = declaration.accessType;
     pEnumDescription = declaration.pEnumDescription;
     ConvertDeclaration(this, declaration);
-    PYXVariantCopy(value.Out(), &defaultValue);
+    static_cast<void>(PYXVariantCopy(value.Out(), &defaultValue));
 }
 
 PYXPropertyInfoImpl::~PYXPropertyInfoImpl()

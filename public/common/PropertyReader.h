@@ -14,3 +14,10 @@ PYX_RESULT PYXReadProperty(PYXPropertyStorage* pStorage, const wchar_t* name, py
 PYX_RESULT PYXReadProperty(PYXPropertyStorage* pStorage, const wchar_t* name, PYXSize* pValue);
 PYX_RESULT PYXReadProperty(PYXPropertyStorage* pStorage, const wchar_t* name, PYXRate* pValue);
 PYX_RESULT PYXReadProperty(PYXPropertyStorage* pStorage, const wchar_t* name, std::wstring* pValue);
+
+/// The value, or `fallback` where it cannot be read.
+template <class Value> Value PYXReadPropertyOr(PYXPropertyStorage* pStorage, const wchar_t* name, Value fallback)
+{
+    static_cast<void>(PYXReadProperty(pStorage, name, &fallback));
+    return fallback;
+}

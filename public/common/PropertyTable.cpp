@@ -139,7 +139,7 @@ void PYXPropertyTable::Reset()
     for (const auto& [name, pInfo] : m_PropertiesInfo)
     {
         std::swap(*pOld++, ValueOf(*pInfo));
-        PYXVariantCopy(ValueOf(*pInfo).Out(), &pInfo->defaultValue);
+        static_cast<void>(PYXVariantCopy(ValueOf(*pInfo).Out(), &pInfo->defaultValue));
     }
 }
 
@@ -173,7 +173,7 @@ PYX_RESULT PYXPropertyTable::CopyTo(PYXPropertyStorage& storage, PYXPropertyStor
     {
         return PYX_OK;
     }
-    pDest->Clear();
+    static_cast<void>(pDest->Clear());
     return storage.AddTo(pDest, true, deep);
 }
 

@@ -80,9 +80,9 @@ private:
             return PYX_FAIL;
         }
         PYXTrace* pTrace = nullptr;
-        m_pFactory->GetTrace(&pTrace);
+        static_cast<void>(m_pFactory->GetTrace(&pTrace));
         m_pTrace = pTrace ? pTrace : m_pTrace;
-        m_pFactory->GetDebug(&m_pDebug);
+        static_cast<void>(m_pFactory->GetDebug(&m_pDebug));
         m_traceModule = m_module.Get();
         return PYX_OK;
     }

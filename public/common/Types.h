@@ -34,25 +34,25 @@ constexpr pyx_int64 PYXSubtractTicks(pyx_int64 left, pyx_int64 right)
     return static_cast<pyx_int64>(static_cast<pyx_uint64>(left) - static_cast<pyx_uint64>(right));
 }
 
-/// Result of every operation that can fail. A result received from the host,
-/// the muxer or the runtime library is passed on unchanged, so other values
-/// than those named here can be seen.
-using PYX_RESULT = pyx_int32;
-
-inline constexpr PYX_RESULT PYX_OK = 0;
-inline constexpr PYX_RESULT PYX_FAIL = 1;
-inline constexpr PYX_RESULT PYX_UNEXPECTED = 2;
-inline constexpr PYX_RESULT PYX_ACCESS_DENIED = 3;
-inline constexpr PYX_RESULT PYX_INVALID_ARG = 4;
-inline constexpr PYX_RESULT PYX_OUT_OF_RANGE = 5;
-inline constexpr PYX_RESULT PYX_OUT_OF_MEMORY = 6;
-inline constexpr PYX_RESULT PYX_INVALID_POINTER = 7;
-inline constexpr PYX_RESULT PYX_NO_INTERFACE = 8;
-inline constexpr PYX_RESULT PYX_NOT_IMPLEMENTED = 10;
-inline constexpr PYX_RESULT PYX_NOT_FOUND = 11;
-inline constexpr PYX_RESULT PYX_NOT_INITIALIZED = 13;
-inline constexpr PYX_RESULT PYX_FILE_NOT_OPEN = 16;
-inline constexpr PYX_RESULT PYX_EOF = 23;
+/// Result of every operation that can fail; to ignore one takes a cast to void. Results of the host, the muxer and the
+/// runtime library are returned unchanged, so values that are not listed here can occur.
+enum [[nodiscard]] PYX_RESULT : pyx_int32
+{
+    PYX_OK = 0,
+    PYX_FAIL = 1,
+    PYX_UNEXPECTED = 2,
+    PYX_ACCESS_DENIED = 3,
+    PYX_INVALID_ARG = 4,
+    PYX_OUT_OF_RANGE = 5,
+    PYX_OUT_OF_MEMORY = 6,
+    PYX_INVALID_POINTER = 7,
+    PYX_NO_INTERFACE = 8,
+    PYX_NOT_IMPLEMENTED = 10,
+    PYX_NOT_FOUND = 11,
+    PYX_NOT_INITIALIZED = 13,
+    PYX_FILE_NOT_OPEN = 16,
+    PYX_EOF = 23,
+};
 
 /// Passes a failure on without a record, where the callee has traced it or nobody
 /// asks: unless `call` answers PYX_OK, returns its code.

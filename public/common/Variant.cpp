@@ -258,16 +258,16 @@ PYX_RESULT Parse(PYXVariant* pDest, const char* text, PYXVariantType type)
     switch (type)
     {
     case PYX_VARIANT_BOOL:
-        SetBool(pDest, PYXParseBool(text, &error));
+        *pDest = PYXVariantFromBool(PYXParseBool(text, &error));
         return error;
     case PYX_VARIANT_INT64:
-        SetInt64(pDest, PYXParseInt64(text, &error));
+        *pDest = PYXVariantFromInt64(PYXParseInt64(text, &error));
         return error;
     case PYX_VARIANT_DOUBLE:
-        SetDouble(pDest, PYXParseDouble(text, &error));
+        static_cast<void>(SetDouble(pDest, PYXParseDouble(text, &error)));
         return error;
     case PYX_VARIANT_FLOAT:
-        SetFloat(pDest, PYXParseFloat(text, &error));
+        static_cast<void>(SetFloat(pDest, PYXParseFloat(text, &error)));
         return error;
     case PYX_VARIANT_RECT:
         pDest->rectValue = PYXParseRect(text, &error);

@@ -246,7 +246,7 @@ struct Muxer final : MuxerStorage<PYXComponentEx>
     NOT_CALLED(PYX_RESULT, HostOperation25());
     NOT_CALLED(PYX_RESULT, HostOperation26());
     NOT_CALLED(PYX_RESULT, HostOperation27());
-    NOT_CALLED(PYX_RESULT, HostOperation29());
+    NOT_CALLED(pyx_int32, HostOperation29());
     NOT_CALLED(PYX_RESULT, HostOperation31());
 };
 

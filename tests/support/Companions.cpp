@@ -142,7 +142,7 @@ std::string Companions::Take(std::string Companions::* log)
     return std::exchange(this->*log, {});
 }
 
-std::string Outcome(PYX_RESULT result)
+std::string Outcome(int result)
 {
     const std::string traces = Companions::Get().Take(&Companions::traces);
     return std::to_string(result) + (traces.empty() ? "" : '\n' + traces);

@@ -40,7 +40,7 @@ struct Companions
 /// A result and the records that were traced since the last look, one per line:
 ///     4
 ///     E RingBufferImpl Assertion failed:Invalid index
-std::string Outcome(PYX_RESULT result);
+std::string Outcome(int result);
 
 /// A value as text: "-" when empty, "null" or "object" for an interface, floating
 /// numbers with six digits.

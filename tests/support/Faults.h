@@ -6,7 +6,7 @@
 #include <string_view>
 
 /// With this code "PYXInit" succeeds and gives no factory.
-inline constexpr PYX_RESULT c_noFactory = 1000;
+inline constexpr auto c_noFactory = static_cast<PYX_RESULT>(1000);
 
 /// Decides which fallible call of a test fails: every fake and every FaultyCall
 /// asks. One per program; not for several threads.
@@ -21,9 +21,9 @@ struct FaultPlan
     /// The `nth` call from now (1: the next) whose name begins with `name` fails
     /// with `code`, all others succeed; a negative `nth` fails all from there on. An
     /// empty name counts every call.
-    void Fail(const std::string& name, int nth, PYX_RESULT code)
+    void Fail(const std::string& name, int nth, int code)
     {
-        *this = {name, nth, code, 0, ""};
+        *this = {name, nth, static_cast<PYX_RESULT>(code), 0, ""};
     }
 
     PYX_RESULT Check(std::string_view name)

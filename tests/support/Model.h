@@ -23,8 +23,8 @@
 class Model
 {
 public:
-    static constexpr PYX_RESULT c_none = -1;    ///< no such input or directory
-    static constexpr PYX_RESULT c_unknown = -2; ///< a step that the model cannot follow; not to be taken
+    static constexpr int c_none = -1;    ///< no such input or directory
+    static constexpr int c_unknown = -2; ///< a step that the model cannot follow; not to be taken
 
     explicit Model(const std::string& directory) : m_directory(directory)
     {
@@ -38,7 +38,7 @@ public:
         return step[mark] == '!' ? step.substr(0, mark) : step;
     }
 
-    PYX_RESULT Run(const std::string& text)
+    int Run(const std::string& text)
     {
         const std::string step = Plan(text, &m_faults);
         if (step.starts_with("new:"))
@@ -117,14 +117,14 @@ private:
         return seen.inputs.find("VA"[kind]) != std::string::npos;
     }
 
-    PYX_RESULT Refuse(PYX_RESULT code, const std::string& text, const std::string& scope = "RingBufferImpl")
+    int Refuse(int code, const std::string& text, const std::string& scope = "RingBufferImpl")
     {
         Note(&seen.traces, "E " + scope + " Assertion failed:" + text);
         return code;
     }
 
     /// A failure, if it is one, on its way up.
-    PYX_RESULT Pass(PYX_RESULT code, const std::string& text, const std::string& scope = "RingBufferImpl")
+    int Pass(int code, const std::string& text, const std::string& scope = "RingBufferImpl")
     {
         const std::string number = std::to_string(code);
         if (code)
@@ -134,12 +134,12 @@ private:
         return code;
     }
 
-    PYX_RESULT PassGroup(PYX_RESULT code, const std::string& text)
+    int PassGroup(int code, const std::string& text)
     {
         return Pass(code, text, "RingBufferGOP");
     }
 
-    PYX_RESULT Create(const std::string& inputs)
+    int Create(const std::string& inputs)
     {
         if (!m_values.empty())
         {
@@ -167,7 +167,7 @@ private:
         m_inputs.erase(input);
     }
 
-    PYX_RESULT Init(const std::string& arguments)
+    int Init(const std::string& arguments)
     {
         if (!m_hasMuxer)
         {
@@ -179,13 +179,13 @@ private:
         return Pass(m_faults.Check("Init"), "muxer::Init() failed");
     }
 
-    PYX_RESULT Terminate()
+    int Terminate()
     {
         if (!m_hasMuxer)
         {
             return Refuse(13, "Terminate() - Internal component not initialized");
         }
-        const PYX_RESULT result = m_tempPath.empty() || m_groups.empty() ? PYX_OK : WriteOut();
+        const int result = m_tempPath.empty() || m_groups.empty() ? PYX_OK : WriteOut();
         if (result)
         {
             return Pass(result, "WriteBuffer() failed");
@@ -195,7 +195,7 @@ private:
         return PYX_OK;
     }
 
-    PYX_RESULT CountFiles() const
+    int CountFiles() const
     {
         int count = m_hasDirectory ? 0 : c_none;
         for (const Group& group : m_groups)
@@ -209,7 +209,7 @@ private:
         return count;
     }
 
-    PYX_RESULT Set(Input* pInput, const std::string& property)
+    int Set(Input* pInput, const std::string& property)
     {
         if (!m_hasMuxer)
         {
@@ -221,7 +221,7 @@ private:
         if (pInput ? HasInput(pInput->kind == 'A') : !restarts && name != "Duration")
         {
             Note(&seen.calls, (pInput ? std::string{pInput->kind, '.'} : "") + property);
-            const PYX_RESULT result = m_faults.Check(pInput ? "Input.SetProperty" : "SetProperty");
+            const int result = m_faults.Check(pInput ? "Input.SetProperty" : "SetProperty");
             if (result)
             {
                 return Pass(result, pInput ? "Unable to set property for muxer" : "muxer::SetProperty() failed");
@@ -273,7 +273,7 @@ private:
         return PYX_OK;
     }
 
-    PYX_RESULT Submit(Input& input, const std::string& name)
+    int Submit(Input& input, const std::string& name)
     {
         if (name.ends_with('-'))
         {
@@ -302,14 +302,14 @@ private:
         {
             return PYX_OK;
         }
-        PYX_RESULT result = Pass(Add(m_active.back(), 0, packet), "AddVideoRegularPacket() failed");
+        int result = Pass(Add(m_active.back(), 0, packet), "AddVideoRegularPacket() failed");
         result = result ? result : PlaceAudio();
         return Pass(result, "SubmitInput() failed to store the regular packet");
     }
 
-    PYX_RESULT Start(const Packet& packet)
+    int Start(const Packet& packet)
     {
-        PYX_RESULT result = m_active.empty() ? PYX_OK : PlaceAudio();
+        int result = m_active.empty() ? PYX_OK : PlaceAudio();
         if (result)
         {
             return Pass(result, "AddVideoStartPacket() failed");
@@ -330,7 +330,7 @@ private:
         return Pass(result, "AddVideoStartPacket() failed");
     }
 
-    PYX_RESULT PlaceAudio()
+    int PlaceAudio()
     {
         while (!m_pending.empty() && !(m_active.empty() && m_groups.empty()))
         {
@@ -352,7 +352,7 @@ private:
             }
             const auto isBefore = [&](const Group& group) { return Pts(group) <= packet.pts; };
             const auto found = std::find_if(m_groups.rbegin(), m_groups.rend(), isBefore);
-            const PYX_RESULT result = found == m_groups.rend() ? PYX_OK : AddAudio(*found, packet);
+            const int result = found == m_groups.rend() ? PYX_OK : AddAudio(*found, packet);
             if (result)
             {
                 return Pass(result, "AddAudioPacketsToGOP() failed to add audio packet to cached GOP");
@@ -361,7 +361,7 @@ private:
         return PYX_OK;
     }
 
-    PYX_RESULT AddAudio(Group& group, const Packet& packet)
+    int AddAudio(Group& group, const Packet& packet)
     {
         if (group.packets[0].empty())
         {
@@ -399,11 +399,11 @@ private:
         m_wasRead = false;
     }
 
-    PYX_RESULT WriteOut()
+    int WriteOut()
     {
         m_groups.splice(m_groups.end(), m_active);
         m_wasRead = true;
-        PYX_RESULT result = PYX_OK;
+        int result = PYX_OK;
         const pyx_int64 base = Pts(m_groups.front());
         for (auto group = m_groups.begin(); group != m_groups.end() && !result; ++group)
         {
@@ -421,11 +421,11 @@ private:
         return result;
     }
 
-    PYX_RESULT WriteGroup(Group& group, pyx_int64 base)
+    int WriteGroup(Group& group, pyx_int64 base)
     {
         for (const int kind : {0, 1})
         {
-            const PYX_RESULT result = HasInput(kind) ? Open(group, kind, 'r') : PYX_OK;
+            const int result = HasInput(kind) ? Open(group, kind, 'r') : PYX_OK;
             if (result)
             {
                 return Pass(result, "WriteBuffer() Failed to open temp " + Small(kind) + " file.");
@@ -441,7 +441,7 @@ private:
                     continue;
                 }
                 const Packet& packet = group.packets[kind][next[kind]];
-                const PYX_RESULT result = Read(group, kind, packet);
+                const int result = Read(group, kind, packet);
                 if (result)
                 {
                     return Pass(result, "WriteBuffer() failed to retrieve " + Frame(kind, next[kind]));
@@ -494,7 +494,7 @@ private:
         return group.packets[0].empty() ? -1 : group.packets[0].back().pts - pts + group.packets[0].back().duration;
     }
 
-    PYX_RESULT Open(Group& group, int kind, char mode)
+    int Open(Group& group, int kind, char mode)
     {
         const std::string text = "Open" + Big(kind) + "File() - ";
         if (group.inRam || group.modes[kind])
@@ -516,10 +516,10 @@ private:
         return (group.file.empty() ? "" : group.file + "VA"[kind]) + '.';
     }
 
-    PYX_RESULT Add(Group& group, int kind, const Packet& packet)
+    int Add(Group& group, int kind, const Packet& packet)
     {
         const std::string text = "Add" + Big(kind) + "Packet() - Failed to ";
-        PYX_RESULT result = group.packets[kind].empty() ? Open(group, kind, 'w') : PYX_OK;
+        int result = group.packets[kind].empty() ? Open(group, kind, 'w') : PYX_OK;
         if (result)
         {
             return PassGroup(result, text + "open the temporary file " + Name(group, kind));
@@ -535,11 +535,11 @@ private:
     }
 
     /// An empty packet is the end of the file, or lies in memory that was never needed.
-    PYX_RESULT Read(const Group& group, int kind, const Packet& packet)
+    int Read(const Group& group, int kind, const Packet& packet)
     {
         const auto isEmpty = [&](const Packet& other) { return other.bytes == 0; };
         const bool isNothing = group.inRam && std::ranges::all_of(group.packets[kind], isEmpty);
-        PYX_RESULT result = packet.bytes == 0 && !group.inRam ? PYX_EOF : PYX_OK;
+        int result = packet.bytes == 0 && !group.inRam ? PYX_EOF : PYX_OK;
         if (isNothing)
         {
             result = Refuse(13, "Read() - Stream is not allocated", "DataStreamMemoryImpl");

@@ -54,7 +54,7 @@ PYXPacketStore::~PYXPacketStore()
     }
     else if (!m_packets.empty())
     {
-        Close();
+        static_cast<void>(Close());
         DeleteFileW(m_fileName.c_str());
     }
 }
@@ -147,7 +147,7 @@ PYX_RESULT PYXPacketStore::Close()
     {
         FAIL_IF_NOT(!m_fileName.empty(), PYX_NOT_INITIALIZED, m_texts.closeNoName);
         m_open = false;
-        m_pStream->Close();
+        static_cast<void>(m_pStream->Close());
     }
     return PYX_OK;
 }

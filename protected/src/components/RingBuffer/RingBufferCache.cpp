@@ -44,7 +44,7 @@ PYX_RESULT PYXRingBufferCache::CloseActiveGOP()
     }
     PASS_ON_FAILURE_SILENTLY(AddAudioPacketsToGOP());
     FinishActiveGroup();
-    m_listOfGOPs.back()->CloseVideoFile();
+    static_cast<void>(m_listOfGOPs.back()->CloseVideoFile());
     return PYX_OK;
 }
 
@@ -128,7 +128,7 @@ bool PYXRingBufferCache::AddAudioToActiveGOP(PYXBuffer* pPacket)
     // Audio has passed the group's start, so the group before it gets no more in the normal case.
     if (!m_listOfGOPs.empty() && m_pActiveGOP->GetVideoPacketCount() == 1)
     {
-        m_listOfGOPs.back()->CloseAudioFile();
+        static_cast<void>(m_listOfGOPs.back()->CloseAudioFile());
     }
     return true;
 }

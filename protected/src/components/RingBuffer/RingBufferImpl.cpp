@@ -93,7 +93,7 @@ void PYXRingBufferImpl::TerminateAtEnd() noexcept
 {
     try
     {
-        PYXRingBufferImpl::Terminate();
+        static_cast<void>(PYXRingBufferImpl::Terminate());
     }
     catch (const std::bad_alloc&) // NOLINT(bugprone-empty-catch)
     {
@@ -140,7 +140,7 @@ PYX_RESULT PYXRingBufferImpl::Init(pyx_int32 format, pyx_int32 width, pyx_int32 
 
 PYX_RESULT PYXRingBufferImpl::ReInit(pyx_int32 width, pyx_int32 height)
 {
-    Terminate();
+    static_cast<void>(Terminate());
     return Init(0, width, height);
 }
 
@@ -211,37 +211,31 @@ void PYXRingBufferImpl::OnPropertyChanged(const wchar_t* name)
 
 void PYXRingBufferImpl::OnTempPathChanged()
 {
-    Terminate();
+    static_cast<void>(Terminate());
     m_pCache->SetTempPath(ReadText(PYX_PROPERTY_TEMP_PATH));
-    Init(0, 0, 0);
+    static_cast<void>(Init(0, 0, 0));
 }
 
 void PYXRingBufferImpl::OnDurationChanged()
 {
-    pyx_int64 duration = PYXRingBufferCache::c_defaultDuration;
-    PYXReadProperty(this, PYX_PROPERTY_DURATION, &duration);
-    m_pCache->SetDurationInSeconds(duration);
-    m_pCache->TrimGOPs();
+    m_pCache->SetDurationInSeconds(
+        PYXReadPropertyOr(this, PYX_PROPERTY_DURATION, PYXRingBufferCache::c_defaultDuration));
+    static_cast<void>(m_pCache->TrimGOPs());
 }
 
 void PYXRingBufferImpl::OnBufferInRamChanged()
 {
-    bool inRam = false;
-    Terminate();
-    PYXReadProperty(this, PYX_PROPERTY_BUFFER_IN_RAM_ENABLED, &inRam);
-    m_pCache->SetInRam(inRam);
-    Init(0, 0, 0);
+    static_cast<void>(Terminate());
+    m_pCache->SetInRam(PYXReadPropertyOr(this, PYX_PROPERTY_BUFFER_IN_RAM_ENABLED, false));
+    static_cast<void>(Init(0, 0, 0));
 }
 
 /// Makes the input of a stream type exist exactly when its switch is on.
 void PYXRingBufferImpl::OnStreamSwitched(const wchar_t* switchName, pyx_int64 streamType)
 {
-    bool enabled = false;
-    PYXReadProperty(this, switchName, &enabled);
+    const bool enabled = PYXReadPropertyOr(this, switchName, false);
     const auto found = std::find_if(m_InputStreams.begin(), m_InputStreams.end(), [streamType](const auto& spInput) {
-        pyx_int64 type = 0;
-        PYXReadProperty(spInput.Get(), PYX_PROPERTY_STREAM_TYPE, &type);
-        return type == streamType;
+        return PYXReadPropertyOr<pyx_int64>(spInput.Get(), PYX_PROPERTY_STREAM_TYPE, 0) == streamType;
     });
     const bool exists = found != m_InputStreams.end();
     if (exists && !enabled)

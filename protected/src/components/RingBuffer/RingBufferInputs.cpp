@@ -64,9 +64,7 @@ void PYXRingBufferInput::OnPropertyChanged(const wchar_t* name)
     if (wcscmp(name, PYX_PROPERTY_ENABLED) == 0)
     {
         PYXLock lock(m_pCache.get());
-        bool enabled = m_enabled;
-        PYXReadProperty(this, PYX_PROPERTY_ENABLED, &enabled);
-        m_enabled = enabled;
+        m_enabled = PYXReadPropertyOr<bool>(this, PYX_PROPERTY_ENABLED, m_enabled);
     }
 }
 

@@ -14,7 +14,7 @@ constexpr const PYXTraceSource& c_traceSource = c_ringBufferTraceSource;
 
 PYXRingBufferMuxer::PYXRingBufferMuxer(PYXContext* pContext)
 {
-    CreateMuxer(pContext, m_spMuxer.Out());
+    static_cast<void>(CreateMuxer(pContext, m_spMuxer.Out()));
 }
 
 std::optional<PYX_RESULT> PYXRingBufferMuxer::MirrorProperty(pyx_int64 streamType, const wchar_t* name,
