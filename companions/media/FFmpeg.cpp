@@ -1,15 +1,19 @@
 #include "media/FFmpeg.h"
 
-int OpenMediaFile(const std::string& path, FFmpegPtr<AVFormatContext>* ppFile)
+int OpenMediaFile(const std::string& path, AVIOContext* pPipe, FFmpegPtr<AVFormatContext>* ppFile)
 {
-    // Named as a file, so that nothing in a name is taken for a protocol.
-    AVFormatContext* pFile = nullptr;
-    if (const int error = avformat_open_input(&pFile, ("file:" + path).c_str(), nullptr, nullptr); error < 0)
+    AVFormatContext* pFile = avformat_alloc_context();
+    if (!pFile)
     {
-        return error;
+        return AVERROR(ENOMEM);
     }
-    FFmpegPtr<AVFormatContext> file(pFile);
-    if (const int error = avformat_find_stream_info(pFile, nullptr); error < 0)
+    pFile->pb = pPipe;
+    pFile->correct_ts_overflow = 0; // else each jump far back is taken for a clock that started over
+    // Named as a file, so that nothing in a name is taken for a protocol.
+    int error = avformat_open_input(&pFile, pPipe ? nullptr : ("file:" + path).c_str(), nullptr, nullptr);
+    FFmpegPtr<AVFormatContext> file(pFile); // null after a failure
+    error = error < 0 ? error : avformat_find_stream_info(pFile, nullptr);
+    if (error < 0)
     {
         return error;
     }

@@ -43,9 +43,10 @@ using FilterPtr = FFmpegPtr<AVBSFContext>;
 /// The unit of the framework's times.
 inline constexpr AVRational c_ticks{1, static_cast<int>(PYX_TICKS_PER_SECOND)};
 
-/// Opens a media file and finds out what is in it. On failure `*ppFile` is null
-/// and FFmpeg's error code (negative) is returned.
-int OpenMediaFile(const std::string& path, FFmpegPtr<AVFormatContext>* ppFile);
+/// Opens a media file and finds out what is in it. `pPipe` (borrowed, may be
+/// null) is read instead of a file. On failure `*ppFile` is null and FFmpeg's
+/// error code (negative) is returned. Times that jump far back stay as they are.
+int OpenMediaFile(const std::string& path, AVIOContext* pPipe, FFmpegPtr<AVFormatContext>* ppFile);
 
 /// FFmpeg's text for an error code.
 std::string FFmpegErrorText(int code);

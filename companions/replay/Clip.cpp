@@ -85,7 +85,7 @@ bool ClipFile::IsNew() const
 Outcome ClipFile::ReadBack(ClipContents* pContents) const
 {
     FFmpegPtr<AVFormatContext> pFile;
-    if (const int error = OpenMediaFile(ToUtf8(m_path), &pFile); error < 0)
+    if (const int error = OpenMediaFile(ToUtf8(m_path), nullptr, &pFile); error < 0)
     {
         return NotPlayable(m_path, FFmpegErrorText(error));
     }

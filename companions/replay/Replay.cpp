@@ -80,7 +80,8 @@ Outcome Replay::Run()
     RETURN_ON_FAILURE(ClipFile().Prepare(m_options.output, m_options.input)); // before hours of video are read
     Outcome outcome;
     {
-        Recorder recorder(m_options, *m_pVideo, m_pAudio.get(), m_pObserver, [this](::Take* pTake) { Take(pTake); });
+        Recorder recorder(m_options, *m_input.pVideo, m_input.pAudio.get(), m_pObserver,
+                          [this](::Take* pTake) { Take(pTake); });
         RETURN_ON_FAILURE(recorder.Open());
         m_fed = true;
         outcome = Feed(&recorder);
@@ -102,64 +103,39 @@ Outcome Replay::Run()
 
 Outcome Replay::OpenInput()
 {
-    RETURN_ON_FAILURE(MediaReader::OpenVideo(m_options.input, &m_pVideo));
-    if (!m_pVideo)
+    RETURN_ON_FAILURE(MediaReader::Open(m_options.input, m_options.audio, &m_input));
+    for (const std::string& warning : m_input.warnings)
     {
-        return {ExitCode::BadInput, PathForUser(m_options.input) + " has no video"};
+        Warn(warning);
     }
-    RETURN_ON_FAILURE(CheckContainer(m_options.output, *m_pVideo));
-    RETURN_ON_FAILURE(OpenAudio());
-    if (const std::string lost = WhatIsNotKept(*m_pVideo, m_options.output); !lost.empty())
+    RETURN_ON_FAILURE(CheckContainer(m_options.output, *m_input.pVideo));
+    RETURN_ON_FAILURE(m_input.pAudio ? CheckContainer(m_options.output, *m_input.pAudio) : Outcome());
+    if (const std::string lost = WhatIsNotKept(*m_input.pVideo, m_options.output); !lost.empty())
     {
         Warn(lost);
     }
-    Say("video: " + Describe(*m_pVideo));
-    Say(m_pAudio ? "audio: " + Describe(*m_pAudio) : "no audio");
-    if (const unsigned others = m_pVideo->OtherStreams() - (m_pAudio ? 1 : 0); others > 0)
+    Say("video: " + Describe(*m_input.pVideo));
+    Say(m_input.pAudio ? "audio: " + Describe(*m_input.pAudio) : "no audio");
+    if (const unsigned others = m_input.pVideo->OtherStreams() - (m_input.pAudio ? 1 : 0); others > 0)
     {
         Say(std::to_string(others) + " more streams are left out");
     }
     return {};
 }
 
-/// Audio that cannot be carried does not cost the pictures.
-Outcome Replay::OpenAudio()
-{
-    if (m_options.audio.none)
-    {
-        return {};
-    }
-    std::string leftOut;
-    RETURN_ON_FAILURE(MediaReader::OpenAudio(m_options.input, m_options.audio.track, *m_pVideo, &m_pAudio, &leftOut));
-    if (!leftOut.empty())
-    {
-        Warn(leftOut);
-    }
-    if (m_pAudio && (m_pAudio->Parameters().ch_layout.nb_channels <= 0 || m_pAudio->Parameters().sample_rate <= 0))
-    {
-        Warn("the audio is left out: the beginning of the input does not tell its channels and sample rate");
-        m_pAudio.reset();
-    }
-    if (!m_pAudio)
-    {
-        return {};
-    }
-    m_pAudio->StayTogetherWith(*m_pVideo);
-    return CheckContainer(m_options.output, *m_pAudio);
-}
-
 Outcome Replay::Feed(Recorder* pRecorder)
 {
-    LiveOrder order(m_pVideo.get(), m_pAudio.get());
-    Progress progress(m_options.progress, m_pVideo->FileDuration());
+    LiveOrder order(m_input.pVideo.get(), m_input.pAudio.get());
+    Progress progress(m_options.progress, m_input.pVideo->FileDuration());
     const Pace pace(m_options.realtime);
     MediaPacket packet;
     while (!IsInterrupted() && order.Next(&packet) == ReadResult::Packet)
     {
         pace.WaitFor(order.Elapsed());
-        if (packet.video && pRecorder->TakenIn().videoPackets == 0)
+        if (packet.video && !packet.hidden && !m_hasOrigin)
         {
             m_report.origin = packet.pts;
+            m_hasOrigin = true;
         }
         if (IsSaveDue(order.Elapsed()))
         {
@@ -268,15 +244,16 @@ std::string Replay::WhyBroken(const LiveOrder& order) const
     }
     // Some containers do not notice that they are cut off. The length that such a file tells was that of all streams.
     constexpr pyx_int64 tolerance = 2 * PYX_TICKS_PER_SECOND;
-    const bool allRead = m_pVideo->OtherStreams() == (m_pAudio ? 1 : 0);
-    return allRead && m_pVideo->ToldEnd() > order.End() + tolerance
-               ? "it should be " + FormatTime(m_pVideo->FileDuration()) + " long"
+    const bool allRead = m_input.pVideo->OtherStreams() == (m_input.pAudio ? 1 : 0);
+    return allRead && m_input.pVideo->AnnouncedEnd() > order.End() + tolerance
+               ? "it should be " + FormatTime(m_input.pVideo->FileDuration()) + " long"
                : "";
 }
 
 void Replay::WarnOfLosses(const LiveOrder& order, const Intake& intake)
 {
-    if (const unsigned damages = m_pVideo->Damages() + (m_pAudio ? m_pAudio->Damages() : 0); damages > 0)
+    if (const unsigned damages = m_input.pVideo->Damages() + (m_input.pAudio ? m_input.pAudio->Damages() : 0);
+        damages > 0)
     {
         Warn("the input is damaged in " + std::to_string(damages) + (damages == 1 ? " place" : " places") +
              ", reading went on behind");

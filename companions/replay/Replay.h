@@ -31,7 +31,6 @@ public:
 
 private:
     Outcome OpenInput();
-    Outcome OpenAudio();
     Outcome Feed(Recorder* pRecorder);
     bool IsSaveDue(pyx_int64 elapsed);
     void BeginSave(Recorder* pRecorder);
@@ -47,12 +46,12 @@ private:
 
     const Options& m_options;
     SessionObserver* const m_pObserver;
-    std::unique_ptr<MediaReader> m_pVideo;
-    std::unique_ptr<MediaReader> m_pAudio; // null without audio
-    std::size_t m_nextSaveAt = 0;          // in the option's list
-    unsigned m_saves = 0;                  // numbers given to clips
-    Outcome m_failedSave;                  // the first of the numbered ones
-    Outcome m_lastSave;                    // of the clip at the end
+    MediaInput m_input;
+    bool m_hasOrigin = false;     // of the report
+    std::size_t m_nextSaveAt = 0; // in the option's list
+    unsigned m_saves = 0;         // numbers given to clips
+    Outcome m_failedSave;         // the first of the numbered ones
+    Outcome m_lastSave;           // of the clip at the end
     bool m_fed = false;
     Report m_report;
 };

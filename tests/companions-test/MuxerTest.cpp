@@ -69,7 +69,7 @@ protected:
     FFmpegPtr<AVFormatContext> OpenClip() const
     {
         FFmpegPtr<AVFormatContext> pFile;
-        EXPECT_EQ(OpenMediaFile(m_clip.string(), &pFile), 0);
+        EXPECT_EQ(OpenMediaFile(m_clip.string(), nullptr, &pFile), 0);
         return pFile;
     }
 

@@ -8,18 +8,23 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <span>
-#include <utility>
 
 namespace
 {
 
 constexpr int c_pipeBufferSize = 1 << 16;
 
-/// About a second of pictures or audio: after so many packets of one stream the
-/// other is not waited for.
-constexpr std::size_t c_patience = 64;
+/// After so many packets of one stream the other is not waited for: of a pipe, about a second of pictures or audio; of
+/// a file, more than any sound interleaving.
+constexpr std::size_t c_mostWaiting = 1024;
+constexpr std::size_t c_mostWaitingOfPipe = 64;
+
+/// A time further back than this in its stream, or further ahead of both streams, is that of another recording.
+constexpr pyx_int64 c_mostBack = PYX_TICKS_PER_SECOND;
+constexpr pyx_int64 c_mostAhead = 10 * PYX_TICKS_PER_SECOND;
 
 /// Waits until the pipe has something, so that an interruption is noticed while
 /// it has nothing. Ends also when it is a file, which always has something.
@@ -57,8 +62,12 @@ Outcome Demuxer::Open(const std::wstring& path)
     {
         return {ExitCode::BadInput, forUser + "it is empty"};
     }
-    const int error = isPipe ? OpenPipe() : OpenMediaFile(ToUtf8(path), &m_pFile);
-    if (isPipe && m_pPipe && m_pPipe->bytes_read == 0)
+    if (isPipe && !OpenPipe())
+    {
+        return {ExitCode::Failed, forUser + FFmpegErrorText(AVERROR(ENOMEM))};
+    }
+    const int error = OpenMediaFile(ToUtf8(path), m_pPipe.get(), &m_pFile);
+    if (isPipe && m_pPipe->bytes_read == 0)
     {
         return {ExitCode::BadInput, forUser + "it is empty"};
     }
@@ -67,88 +76,113 @@ Outcome Demuxer::Open(const std::wstring& path)
         return {ExitCode::BadInput, forUser + "it is damaged, or of none of the kinds that are read: " +
                                         (isPipe ? "Matroska, MPEG-TS" : SupportedContainers())};
     }
-    return error < 0 ? Outcome(ExitCode::BadInput, forUser + FFmpegErrorText(error)) : Outcome();
+    if (error < 0)
+    {
+        return {ExitCode::BadInput, forUser + FFmpegErrorText(error)};
+    }
+    for (AVStream* pStream : std::span(m_pFile->streams, m_pFile->nb_streams))
+    {
+        pStream->discard = AVDISCARD_ALL;
+    }
+    return {};
 }
 
-int Demuxer::OpenPipe()
+/// False: no memory.
+bool Demuxer::OpenPipe()
 {
     auto* pBuffer = static_cast<unsigned char*>(av_malloc(c_pipeBufferSize));
     m_pPipe.reset(pBuffer
                       ? avio_alloc_context(pBuffer, c_pipeBufferSize, 0, nullptr, ReadStandardInput, nullptr, nullptr)
                       : nullptr);
-    AVFormatContext* pFile = m_pPipe ? avformat_alloc_context() : nullptr;
-    if (!pFile)
-    {
-        return AVERROR(ENOMEM);
-    }
-    pFile->pb = m_pPipe.get();
-    if (const int error = avformat_open_input(&pFile, nullptr, nullptr, nullptr); error < 0) // frees it then
-    {
-        return error;
-    }
-    m_pFile.reset(pFile);
-    return std::min(avformat_find_stream_info(pFile, nullptr), 0);
+    return IsPipe();
 }
 
 void Demuxer::Choose(const AVStream& stream)
 {
-    m_chosen.insert(stream.index);
-    if (!IsPipe())
-    {
-        PassOverOthers();
-    }
-}
-
-void Demuxer::PassOverOthers()
-{
-    if (std::exchange(m_passesOver, true))
-    {
-        return;
-    }
-    for (AVStream* pStream : std::span(m_pFile->streams, m_pFile->nb_streams))
-    {
-        pStream->discard = m_chosen.contains(pStream->index) ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-    }
-    std::erase_if(m_waiting, [this](const auto& stream) { return !m_chosen.contains(stream.first); });
-}
-
-void Demuxer::Leave(int index)
-{
-    m_chosen.erase(index);
-    m_waiting.erase(index);
+    m_pFile->streams[stream.index]->discard = AVDISCARD_DEFAULT;
+    m_video = m_streams.empty() ? stream.index : m_video;
+    m_streams[stream.index];
 }
 
 int Demuxer::Read(int index, AVPacket* pPacket)
 {
-    std::deque<PacketPtr>& mine = m_waiting[index];
-    while (mine.empty())
+    Stream& asked = m_streams.at(index);
+    while (asked.waiting.empty())
     {
-        const bool paused = std::any_of(m_waiting.begin(), m_waiting.end(),
-                                        [](const auto& stream) { return stream.second.size() >= c_patience; });
-        if (m_end == 0 && paused)
-        {
-            return c_notYet;
-        }
         if (m_end != 0)
         {
             return m_end;
+        }
+        if (HasPause(asked))
+        {
+            return c_notYet;
         }
         PacketPtr pNext(av_packet_alloc());
         const int error = pNext ? ReadNext(pNext.get()) : AVERROR(ENOMEM);
         if (error == AVERROR_INVALIDDATA)
         {
-            return error; // reading may go on behind it
+            return error;
         }
         m_end = std::min(error, 0);
-        if (error >= 0 && (!m_passesOver || m_chosen.contains(pNext->stream_index)))
+        const auto stream = error >= 0 ? m_streams.find(pNext->stream_index) : m_streams.end();
+        if (stream != m_streams.end())
         {
-            m_waiting[pNext->stream_index].push_back(std::move(pNext));
+            MoveTimes(&stream->second, pNext.get());
+            stream->second.waiting.push_back(std::move(pNext));
         }
     }
+    asked.hasBegun = true;
     av_packet_unref(pPacket);
-    av_packet_move_ref(pPacket, mine.front().get());
-    mine.pop_front();
+    av_packet_move_ref(pPacket, asked.waiting.front().get());
+    asked.waiting.pop_front();
     return 0;
+}
+
+bool Demuxer::HasPause(const Stream& asked) const
+{
+    // The set-up of video may be in its first packet only, so that one is waited for.
+    const bool isNeeded = !asked.hasBegun && &asked == &m_streams.at(m_video);
+    const std::size_t most = IsPipe() ? c_mostWaitingOfPipe : c_mostWaiting;
+    return !isNeeded &&
+           std::ranges::any_of(m_streams, [most](const auto& stream) { return stream.second.waiting.size() >= most; });
+}
+
+void Demuxer::MoveTimes(Stream* pStream, AVPacket* pPacket)
+{
+    const AVRational unit = m_pFile->streams[pPacket->stream_index]->time_base;
+    const pyx_int64 decoded = ToTicks(pPacket->dts != AV_NOPTS_VALUE ? pPacket->dts : pPacket->pts, unit);
+    if (!(m_pFile->iformat->flags & AVFMT_TS_DISCONT) || decoded == AV_NOPTS_VALUE)
+    {
+        return;
+    }
+    const bool isBack = pStream->next != INT64_MIN && decoded < pStream->next - c_mostBack;
+    const pyx_int64 end = m_parts[pStream->part].end;
+    const bool isAhead = end != INT64_MIN && decoded > end + c_mostAhead;
+    if (isBack || isAhead)
+    {
+        if (pStream->part + 1 == m_parts.size()) // else the other stream was there first
+        {
+            m_parts.push_back({FindShift(decoded, unit)});
+        }
+        pStream->part = m_parts.size() - 1;
+    }
+    Part& part = m_parts[pStream->part];
+    const pyx_int64 own = decoded + ToTicks(pPacket->duration, unit);
+    pStream->next = isBack || isAhead ? own : std::max(pStream->next, own);
+    part.end = std::max(part.end, own);
+    const pyx_int64 shift = av_rescale_q(part.shift, c_ticks, unit);
+    pPacket->pts += pPacket->pts != AV_NOPTS_VALUE ? shift : 0;
+    pPacket->dts += pPacket->dts != AV_NOPTS_VALUE ? shift : 0;
+}
+
+/// Of a part that begins at `time`.
+pyx_int64 Demuxer::FindShift(pyx_int64 time, AVRational unit) const
+{
+    const Part& last = m_parts.back();
+    const pyx_int64 shift = last.end + last.shift - time;
+    // The clock of a transport stream starts over after 26.5 hours: then nothing was joined, and the step is exact.
+    const pyx_int64 wrap = ToTicks(pyx_int64{1} << 33, unit) + last.shift;
+    return std::abs(shift - wrap) < c_mostBack ? wrap : shift;
 }
 
 /// A file that ends before its index says so is no clean end either.

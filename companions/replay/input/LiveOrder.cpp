@@ -1,7 +1,5 @@
 #include "replay/input/LiveOrder.h"
 
-#include <utility>
-
 LiveOrder::LiveOrder(PacketSource* pVideo, PacketSource* pAudio)
 {
     m_video.pReader = pVideo;
@@ -18,27 +16,19 @@ ReadResult LiveOrder::Next(MediaPacket* pPacket)
     Fill(&m_audio);
     Lane* pLane = Choose();
     const bool pastVideo = pLane == &m_audio && m_video.ended && pLane->arrival >= m_video.end;
-    if (m_stalled && m_brokenText.empty())
-    {
-        m_brokenText = "its streams do not come together";
-    }
     if (!pLane->waiting || pastVideo)
     {
         return End(pLane);
     }
-    Note(pLane->arrival);
+    m_arrival = pLane->arrival;
+    if (!m_started && !pLane->packet.hidden)
+    {
+        m_started = true;
+        m_firstArrival = m_arrival;
+    }
     *pPacket = std::move(pLane->packet);
     pLane->waiting = false;
     return ReadResult::Packet;
-}
-
-void LiveOrder::Note(pyx_int64 arrival)
-{
-    m_arrival = arrival;
-    if (!std::exchange(m_started, true))
-    {
-        m_firstArrival = arrival;
-    }
 }
 
 void LiveOrder::Fill(Lane* pLane)
@@ -57,9 +47,6 @@ void LiveOrder::Fill(Lane* pLane)
     }
     if (result == ReadResult::NotYet)
     {
-        // Only while the other stream has packets: else this would pass for the end.
-        const Lane& other = pLane == &m_video ? m_audio : m_video;
-        m_stalled = !other.pReader || other.ended;
         return;
     }
     pLane->ended = true;

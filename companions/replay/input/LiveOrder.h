@@ -16,7 +16,7 @@
 ///     arrival        0 3 3 3 6 6 6      arrival     0 1 2 3 4 5 6
 ///     merged         v0 a0 a1 a2 v3 v1 v2 a3 a4 a5 v6 v4 v5 a6
 ///
-/// In a pipe a stream can have a pause; then the other goes on without it.
+/// A stream can have a pause; then the other continues without it.
 ///
 /// The video is handed out whole. Audio ends with it: with the first packet that
 /// begins when the last picture has ended.
@@ -29,10 +29,11 @@ public:
     /// End also when the input broke; then BrokenText() is not empty.
     ReadResult Next(MediaPacket* pPacket);
 
-    /// Arrival of the packet handed out last, counted from the first one.
+    /// Arrival of the packet handed out last, counted from the first one that is
+    /// shown; 0 before it.
     pyx_int64 Elapsed() const
     {
-        return m_arrival - m_firstArrival;
+        return m_started ? m_arrival - m_firstArrival : 0;
     }
 
     const std::string& BrokenText() const
@@ -65,14 +66,12 @@ private:
 
     void Fill(Lane* pLane);
     Lane* Choose();
-    void Note(pyx_int64 arrival);
     ReadResult End(Lane* pLast);
 
     Lane m_video;
     Lane m_audio;
     bool m_started = false;
     bool m_finished = false;
-    bool m_stalled = false; // one stream waits for another that nobody reads
     pyx_int64 m_firstArrival = 0;
     pyx_int64 m_arrival = 0;
     std::string m_brokenText;

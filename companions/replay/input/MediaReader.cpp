@@ -3,7 +3,6 @@
 #include "replay/Text.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <string_view>
@@ -11,196 +10,163 @@
 namespace
 {
 
+/// Damages in a row after which a file is given up: some demuxers return the same failure for every read after a cut.
+constexpr int c_mostDamages = 200;
+
+/// Pictures without a time that wait for one that has it.
+constexpr std::size_t c_mostUntimed = 600;
+
 /// Containers of bare pictures, and one whose index counts pictures in decode order.
 constexpr std::string_view c_withDecodeTimesOnly[] = {"avi", "h264", "hevc"};
 
-PacketPtr NewPacket()
+/// The one that is flagged as default, else the first, else null; or the one of that number, counted from 1.
+AVStream* FindStream(const AVFormatContext& file, AVMediaType kind, int number, int* pCount)
 {
-    return PacketPtr(av_packet_alloc());
-}
-
-std::vector<AVStream*> FindStreams(const AVFormatContext& file, AVMediaType kind)
-{
-    std::vector<AVStream*> found;
+    AVStream* pFound = nullptr;
+    bool isDefault = false;
+    *pCount = 0;
     for (AVStream* pStream : std::span(file.streams, file.nb_streams))
     {
-        const bool isCover = (pStream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
-        if (pStream->codecpar->codec_type == kind && !isCover)
+        if (pStream->codecpar->codec_type != kind || (pStream->disposition & AV_DISPOSITION_ATTACHED_PIC))
         {
-            found.push_back(pStream);
+            continue;
+        }
+        ++*pCount;
+        const bool flagged = (pStream->disposition & AV_DISPOSITION_DEFAULT) != 0;
+        if (number > 0 ? *pCount == number : !pFound || (flagged && !isDefault))
+        {
+            pFound = pStream;
+            isDefault = flagged;
         }
     }
-    return found;
+    return pFound;
 }
 
-std::string CodecName(const AVStream& stream)
+std::string OnlyCodecs(const AVStream& stream)
 {
-    return avcodec_get_name(stream.codecpar->codec_id);
+    return std::string(avcodec_get_name(stream.codecpar->codec_id)) + "; only " +
+           SupportedCodecs(stream.codecpar->codec_type) + " can be kept";
+}
+
+bool IsReordered(AVCodecID codec)
+{
+    return codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC;
 }
 
 } // namespace
 
-Outcome MediaReader::OpenVideo(const std::wstring& path, std::unique_ptr<MediaReader>* ppReader)
+MediaReader::MediaReader(std::shared_ptr<Demuxer> pDemuxer, AVStream* pStream)
+    : m_pDemuxer(std::move(pDemuxer)), m_pStream(pStream), m_pCodec(FindCodec(pStream->codecpar->codec_id))
 {
-    std::unique_ptr<MediaReader> pReader(new MediaReader);
-    pReader->m_pathForUser = PathForUser(path);
-    RETURN_ON_FAILURE(pReader->m_stream.Open(path));
-    const std::vector<AVStream*> streams = FindStreams(pReader->File(), AVMEDIA_TYPE_VIDEO);
-    if (streams.empty())
-    {
-        return {};
-    }
-    if (!FindCodec(streams[0]->codecpar->codec_id))
-    {
-        return {ExitCode::BadInput, "the video of " + pReader->m_pathForUser + " is " + CodecName(*streams[0]) +
-                                        "; only " + SupportedCodecs(AVMEDIA_TYPE_VIDEO) + " can be kept"};
-    }
-    return OpenStream(std::move(pReader), streams[0], ppReader);
+    m_pDemuxer->Choose(*pStream);
 }
 
-Outcome MediaReader::OpenAudio(const std::wstring& path, int track, const MediaReader& video,
-                               std::unique_ptr<MediaReader>* ppReader, std::string* pLeftOut)
+Outcome MediaReader::Open(const std::wstring& path, const AudioChoice& audio, MediaInput* pInput)
 {
-    std::unique_ptr<MediaReader> pReader(new MediaReader);
-    pReader->m_pathForUser = PathForUser(path);
-    if (video.m_stream.IsPipe())
+    const std::string name = PathForUser(path);
+    const auto pDemuxer = std::make_shared<Demuxer>();
+    RETURN_ON_FAILURE(pDemuxer->Open(path));
+    int count = 0;
+    AVStream* pVideo = FindStream(pDemuxer->File(), AVMEDIA_TYPE_VIDEO, 0, &count);
+    if (pVideo && !FindCodec(pVideo->codecpar->codec_id))
     {
-        pReader->m_stream.Share(video.m_stream);
+        return {ExitCode::BadInput, "the video of " + name + " is " + OnlyCodecs(*pVideo)};
     }
-    else
+    AVStream* pAudio = FindStream(pDemuxer->File(), AVMEDIA_TYPE_AUDIO, audio.track, &count);
+    if (audio.track > count)
     {
-        RETURN_ON_FAILURE(pReader->m_stream.Open(path));
+        return {ExitCode::BadUsage,
+                name + " has no audio track " + std::to_string(audio.track) + "; it has " + std::to_string(count)};
     }
-    AVStream* pStream = nullptr;
-    RETURN_ON_FAILURE(pReader->FindAudio(track, &pStream));
-    if (!pStream)
+    if (pAudio && !audio.none && !FindCodec(pAudio->codecpar->codec_id))
     {
-        return {};
+        pInput->warnings.push_back("the audio is left out: it is " + OnlyCodecs(*pAudio));
+        pAudio = nullptr;
     }
-    if (!FindCodec(pStream->codecpar->codec_id))
+    // Both are chosen before the first packet is read.
+    pInput->pVideo.reset(pVideo ? new MediaReader(pDemuxer, pVideo) : nullptr);
+    pInput->pAudio.reset(pAudio && !audio.none ? new MediaReader(pDemuxer, pAudio) : nullptr);
+    for (std::unique_ptr<MediaReader>* ppReader : {&pInput->pVideo, &pInput->pAudio})
     {
-        *pLeftOut = "the audio is left out: it is " + CodecName(*pStream) + "; only " +
-                    SupportedCodecs(AVMEDIA_TYPE_AUDIO) + " can be kept";
-        return {};
+        if (const Outcome begun = *ppReader ? (*ppReader)->Begin() : Outcome(); !begun.IsOk())
+        {
+            return {begun.Code(), "cannot read " + name + ": " + begun.Text()};
+        }
+        if (*ppReader && (*ppReader)->m_end == ReadResult::End && (*ppReader)->m_ready.empty())
+        {
+            ppReader->reset();
+        }
     }
-    return OpenStream(std::move(pReader), pStream, ppReader);
-}
-
-Outcome MediaReader::FindAudio(int track, AVStream** ppStream) const
-{
-    const std::vector<AVStream*> streams = FindStreams(File(), AVMEDIA_TYPE_AUDIO);
-    if (track > static_cast<int>(streams.size()))
+    if (!pInput->pVideo)
     {
-        return {ExitCode::BadUsage, m_pathForUser + " has no audio track " + std::to_string(track) + "; it has " +
-                                        std::to_string(streams.size())};
+        return {ExitCode::BadInput, name + " has no video"};
     }
-    if (track > 0)
+    if (pInput->pAudio &&
+        (pInput->pAudio->Parameters().ch_layout.nb_channels <= 0 || pInput->pAudio->Parameters().sample_rate <= 0))
     {
-        *ppStream = streams[static_cast<std::size_t>(track - 1)];
-        return {};
+        pInput->warnings.emplace_back(
+            "the audio is left out: the beginning of the input does not tell its channels and sample rate");
+        pInput->pAudio.reset();
     }
-    const auto chosen = std::find_if(streams.begin(), streams.end(), [](const AVStream* pStream) {
-        return (pStream->disposition & AV_DISPOSITION_DEFAULT) != 0;
-    });
-    *ppStream = chosen != streams.end() ? *chosen : streams.empty() ? nullptr : streams[0];
     return {};
 }
 
-Outcome MediaReader::OpenStream(std::unique_ptr<MediaReader> pReader, AVStream* pStream,
-                                std::unique_ptr<MediaReader>* ppReader)
-{
-    MediaReader& reader = *pReader;
-    reader.m_pStream = pStream;
-    reader.m_pCodec = FindCodec(pStream->codecpar->codec_id);
-    reader.m_jumps = (reader.File().iformat->flags & AVFMT_TS_DISCONT) != 0;
-    reader.m_stream.Choose(pStream);
-    RETURN_ON_FAILURE(reader.StartFilter());
-
-    // Some files carry a codec's set-up in the first packet only.
-    reader.m_pFirst = NewPacket();
-    const ReadResult result = reader.ReadFiltered(reader.m_pFirst.get());
-    if (result == ReadResult::Broken)
-    {
-        return reader.CannotRead(reader.m_brokenText);
-    }
-    if (result == ReadResult::End)
-    {
-        return {};
-    }
-    if (result == ReadResult::NotYet) // it will come through the pipe later
-    {
-        reader.m_pFirst.reset();
-        *ppReader = std::move(pReader);
-        return {};
-    }
-    reader.FindMissingSize(*reader.m_pFirst);
-    const bool hasParser = reader.IsReordered() && reader.m_parser.Open(reader.Parameters());
-    reader.m_orders = hasParser && reader.TellsDecodeTimesOnly();
-    reader.m_fillsIn = hasParser && reader.m_jumps;
-    *ppReader = std::move(pReader);
-    return {};
-}
-
-bool MediaReader::TellsDecodeTimesOnly() const
-{
-    const bool hasNone = std::find(std::begin(c_withDecodeTimesOnly), std::end(c_withDecodeTimesOnly),
-                                   std::string_view(File().iformat->name)) != std::end(c_withDecodeTimesOnly);
-    return hasNone || m_pFirst->pts == AV_NOPTS_VALUE;
-}
-
-bool MediaReader::IsReordered() const
-{
-    return m_pCodec->id == AV_CODEC_ID_H264 || m_pCodec->id == AV_CODEC_ID_HEVC;
-}
-
-Outcome MediaReader::StartFilter()
+/// Starts the filter, and reads the first packet: some files carry a codec's set-up only there.
+Outcome MediaReader::Begin()
 {
     // AAC whose set-up lies in the container is in an encoder's form already.
     const bool plainAac = m_pCodec->id == AV_CODEC_ID_AAC && m_pStream->codecpar->extradata_size > 0;
-    const bool filtered = m_pCodec->filter && !plainAac;
     AVBSFContext* pFilter = nullptr;
-    int error =
-        filtered ? av_bsf_alloc(av_bsf_get_by_name(m_pCodec->filter), &pFilter) : av_bsf_get_null_filter(&pFilter);
+    int error = av_bsf_list_parse_str(plainAac ? nullptr : m_pCodec->filter, &pFilter);
     m_pFilter.reset(pFilter);
-    if (error >= 0)
-    {
-        error = avcodec_parameters_copy(pFilter->par_in, m_pStream->codecpar);
-    }
+    error = error < 0 ? error : avcodec_parameters_copy(pFilter->par_in, m_pStream->codecpar);
     if (error >= 0)
     {
         pFilter->time_base_in = m_pStream->time_base;
         error = av_bsf_init(pFilter);
     }
-    return error < 0 ? CannotRead(std::string("its ") + m_pCodec->name + " stream: " + FFmpegErrorText(error))
-                     : Outcome();
-}
-
-/// A file of bare AV1 tells the size of its pictures in the first of them only.
-void MediaReader::FindMissingSize(const AVPacket& first)
-{
-    AVCodecParameters& parameters = *m_pFilter->par_out;
-    PictureParser parser;
-    if (parameters.codec_type == AVMEDIA_TYPE_VIDEO && parameters.width <= 0 && parser.Open(parameters))
+    if (error < 0)
     {
-        parser.Parse(first);
-        parameters.width = parser.Width();
-        parameters.height = parser.Height();
+        return {ExitCode::BadInput, std::string("its ") + m_pCodec->name + " stream: " + FFmpegErrorText(error)};
     }
+    const ReadResult result = FillReady();
+    if (result == ReadResult::Broken)
+    {
+        return {ExitCode::BadInput, m_brokenText};
+    }
+    m_end = result == ReadResult::End ? result : ReadResult::Packet;
+    if (result != ReadResult::Packet || m_pCodec->frameTypeName == nullptr || !m_parser.Open(Parameters()))
+    {
+        return {};
+    }
+    const AVPacket& first = *m_ready.front();
+    const bool hasNoTime = first.pts == AV_NOPTS_VALUE;
+    m_sortsByOrder = IsReordered(m_pCodec->id) && (HasOnlyDecodeTimes() || (hasNoTime && first.dts != AV_NOPTS_VALUE));
+    // Broadcasts may leave the times of some pictures out, and Matroska has none below zero.
+    const bool hasGaps = hasNoTime || (File().iformat->flags & AVFMT_TS_DISCONT) != 0;
+    m_parsesAll = IsReordered(m_pCodec->id) && (m_sortsByOrder || hasGaps);
+    if (Parameters().width <= 0) // a file of bare AV1 tells the size of its pictures in the first of them only
+    {
+        m_parser.Parse(first);
+        SetSize(m_parser.Width(), m_parser.Height());
+    }
+    return {};
 }
 
-Outcome MediaReader::CannotRead(const std::string& why) const
+bool MediaReader::HasOnlyDecodeTimes() const
 {
-    return {ExitCode::BadInput, "cannot read " + m_pathForUser + ": " + why};
+    return std::ranges::find(c_withDecodeTimesOnly, std::string_view(File().iformat->name)) !=
+           std::end(c_withDecodeTimesOnly);
 }
 
 AVRational MediaReader::FrameRate() const
 {
-    return av_guess_frame_rate(&m_stream.File(), m_pStream, nullptr);
+    return av_guess_frame_rate(&m_pDemuxer->File(), m_pStream, nullptr);
 }
 
 AVRational MediaReader::PixelAspect() const
 {
-    return av_guess_sample_aspect_ratio(&m_stream.File(), m_pStream, nullptr);
+    return av_guess_sample_aspect_ratio(&m_pDemuxer->File(), m_pStream, nullptr);
 }
 
 pyx_int64 MediaReader::FileDuration() const
@@ -208,16 +174,18 @@ pyx_int64 MediaReader::FileDuration() const
     return File().duration > 0 ? ToTicks(File().duration, {1, AV_TIME_BASE}) : 0;
 }
 
-pyx_int64 MediaReader::ToldEnd() const
+pyx_int64 MediaReader::AnnouncedEnd() const
 {
     const AVFormatContext& file = File();
     const bool guessed = file.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
-    if (file.duration <= 0 || file.start_time == AV_NOPTS_VALUE || guessed)
+    // What writes into a pipe begins with a length that it can only estimate.
+    if (file.duration <= 0 || file.start_time == AV_NOPTS_VALUE || guessed || m_pDemuxer->IsPipe() ||
+        m_pDemuxer->HasJoints())
     {
         return INT64_MIN;
     }
-    // A length that stands in a header can be counted from zero as well as from the start; only one that was found in
-    // the packets is certain.
+    // A length in a header can be counted from zero as well as from the start; only one that was found in the packets
+    // is certain.
     const bool fromStart = file.duration_estimation_method == AVFMT_DURATION_FROM_PTS;
     return ToTicks(file.duration + (fromStart ? file.start_time : 0), {1, AV_TIME_BASE});
 }
@@ -229,145 +197,212 @@ unsigned MediaReader::OtherStreams() const
 
 ReadResult MediaReader::Next(MediaPacket* pPacket)
 {
-    m_stream.PassOverOthers();
-    return m_orders ? ReadInOrderShown(pPacket) : ReadPacket(pPacket);
-}
-
-/// Decode order it is still, with times of the order shown.
-ReadResult MediaReader::ReadInOrderShown(MediaPacket* pPacket)
-{
-    while (!m_times.IsReady() && m_end == ReadResult::Packet)
+    while (m_end == ReadResult::Packet && !IsFrontTimed())
     {
-        MediaPacket packet;
-        const ReadResult result = ReadPacket(&packet);
+        const ReadResult result = ReadPacket();
         if (result == ReadResult::NotYet)
         {
             return result;
         }
         m_end = result;
-        if (m_end == ReadResult::Packet)
-        {
-            AddToOrder(std::move(packet));
-        }
-        else
-        {
-            m_times.End();
-        }
     }
     if (m_waiting.empty())
     {
         return m_end;
     }
-    *pPacket = std::move(m_waiting.front());
-    m_waiting.pop_front();
-    pPacket->pts = m_times.Next();
+    *pPacket = TakeFront();
     return ReadResult::Packet;
 }
 
-void MediaReader::AddToOrder(MediaPacket packet)
+bool MediaReader::IsFrontTimed() const
 {
-    const PictureParser::Picture picture = m_parser.Parse(*packet.pPacket);
-    packet.key = picture.key;
-    m_times.Add(picture.place, packet.pts);
-    m_waiting.push_back(std::move(packet));
+    if (m_sortsByOrder)
+    {
+        return m_times.IsReady();
+    }
+    return !m_waiting.empty() &&
+           (m_waiting.front().hasTime || m_waiting.size() > c_mostUntimed ||
+            (m_parsesAll ? m_missing.Guess(m_waiting.front().place).has_value() : m_nextTime != INT64_MIN));
 }
 
-ReadResult MediaReader::ReadPacket(MediaPacket* pPacket)
+MediaPacket MediaReader::TakeFront()
 {
-    pPacket->pPacket = m_pFirst ? std::move(m_pFirst) : NewPacket();
-    AVPacket& packet = *pPacket->pPacket;
-    while (packet.size == 0)
+    Waiting front = std::move(m_waiting.front());
+    m_waiting.pop_front();
+    MediaPacket packet = std::move(front.packet);
+    if (m_sortsByOrder)
     {
-        if (const ReadResult result = ReadFiltered(&packet); result != ReadResult::Packet)
+        packet.pts = m_times.Next();
+    }
+    else if (!front.hasTime)
+    {
+        packet.pts = m_missing.Guess(front.place).value_or(m_nextTime == INT64_MIN ? 0 : m_nextTime);
+    }
+    if (!m_sortsByOrder)
+    {
+        m_nextTime = packet.pts + packet.duration;
+    }
+    return packet;
+}
+
+/// Adds the next packet to those that wait.
+ReadResult MediaReader::ReadPacket()
+{
+    Waiting waiting;
+    MediaPacket& packet = waiting.packet;
+    do
+    {
+        if (const ReadResult result = ReadWhole(&packet.pPacket); result != ReadResult::Packet)
+        {
+            if (result != ReadResult::NotYet)
+            {
+                m_times.End();
+            }
+            return result;
+        }
+    } while (packet.pPacket->size == 0);
+    const AVPacket& read = *packet.pPacket;
+    const AVRational unit = m_pFilter->time_base_out;
+    const AVRational rate = FrameRate();
+    const bool isEven = m_sortsByOrder && rate.num > 0; // the container's durations are those of the index
+    const pyx_int64 time = m_sortsByOrder || (read.pts == AV_NOPTS_VALUE && !m_parsesAll) ? read.dts : read.pts;
+    waiting.hasTime = time != AV_NOPTS_VALUE;
+    packet.pts = ToTicks(time, unit);
+    packet.duration = isEven ? ToTicks(1, {rate.den, rate.num}) : ToTicks(read.duration, unit);
+    packet.key = (read.flags & AV_PKT_FLAG_KEY) != 0;
+    packet.video = m_pCodec->frameTypeName != nullptr;
+    packet.hidden = (read.flags & AV_PKT_FLAG_DISCARD) != 0;
+    if (packet.video && (packet.key || m_parsesAll))
+    {
+        ParsePicture(&waiting);
+    }
+    m_hasShown = m_hasShown || !packet.hidden;
+    if (waiting.hasTime && m_nextTime == INT64_MIN)
+    {
+        m_nextTime = packet.pts;
+        for (const Waiting& earlier : m_waiting)
+        {
+            m_nextTime -= earlier.packet.duration;
+        }
+    }
+    m_waiting.push_back(std::move(waiting));
+    return ReadResult::Packet;
+}
+
+void MediaReader::ParsePicture(Waiting* pWaiting)
+{
+    MediaPacket& packet = pWaiting->packet;
+    const PictureParser::Picture picture = m_parser.Parse(*packet.pPacket);
+    pWaiting->place = picture.place;
+    if (m_sortsByOrder)
+    {
+        packet.key = picture.key;
+        packet.pts = pWaiting->hasTime ? packet.pts : m_nextTime == INT64_MIN ? 0 : m_nextTime;
+        m_times.Add(picture.place, packet.pts);
+        m_nextTime = packet.pts + packet.duration;
+    }
+    else if (m_parsesAll && pWaiting->hasTime)
+    {
+        m_missing.Learn(picture.place, packet.pts);
+    }
+    const AVCodecParameters& known = Parameters();
+    const bool isResized =
+        packet.key && m_parser.Width() > 0 && (m_parser.Width() != known.width || m_parser.Height() != known.height);
+    if (isResized)
+    {
+        SetSize(m_parser.Width(), m_parser.Height());
+    }
+    packet.newStretch = isResized || (packet.key && packet.hidden && m_hasShown);
+    m_hasShown = m_hasShown && !packet.newStretch;
+}
+
+/// The set-up of pictures of another size is in the first of them.
+void MediaReader::SetSize(int width, int height)
+{
+    AVCodecParameters& parameters = *m_pFilter->par_out;
+    if (parameters.width > 0)
+    {
+        av_freep(&parameters.extradata);
+        parameters.extradata_size = 0;
+    }
+    parameters.width = width;
+    parameters.height = height;
+}
+
+ReadResult MediaReader::ReadWhole(PacketPtr* ppPacket)
+{
+    if (m_ready.empty())
+    {
+        if (const ReadResult result = FillReady(); result != ReadResult::Packet)
         {
             return result;
         }
     }
-    const AVRational unit = m_pFilter->time_base_out;
-    const pyx_int64 time = packet.pts != AV_NOPTS_VALUE && !m_orders ? packet.pts : packet.dts;
-    const AVRational rate = FrameRate();
-    const bool isEven = m_orders && rate.num > 0; // the container's durations are those of the index
-    pPacket->pts = time != AV_NOPTS_VALUE ? ToTicks(time, unit) : m_nextTime;
-    pPacket->duration = isEven ? ToTicks(1, {rate.den, rate.num}) : ToTicks(packet.duration, unit);
-    pPacket->key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
-    pPacket->video = m_pCodec->frameTypeName != nullptr;
-    if (m_fillsIn && !m_orders)
-    {
-        FillInTime(pPacket);
-    }
-    m_nextTime = pPacket->pts + pPacket->duration;
-    GoOnAfterJump(packet.dts != AV_NOPTS_VALUE ? ToTicks(packet.dts, unit) : pPacket->pts, pPacket);
+    *ppPacket = std::move(m_ready.front());
+    m_ready.pop_front();
     return ReadResult::Packet;
 }
 
-/// Broadcasts may leave the times of some pictures out.
-void MediaReader::FillInTime(MediaPacket* pPacket)
+/// Reads up to the next packet that is whole.
+ReadResult MediaReader::FillReady()
 {
-    const PictureTimes::Place place = m_parser.Parse(*pPacket->pPacket).place;
-    if (pPacket->pPacket->pts != AV_NOPTS_VALUE)
+    for (int damages = 0;;)
     {
-        m_missing.Learn(place, pPacket->pts);
-        return;
-    }
-    pPacket->pts = m_missing.Guess(place).value_or(pPacket->pts);
-}
-
-void MediaReader::GoOnAfterJump(pyx_int64 decodeTime, MediaPacket* pPacket)
-{
-    constexpr pyx_int64 tolerance = PYX_TICKS_PER_SECOND;
-    if (m_jumps && m_nextDecode != INT64_MIN && decodeTime + m_shift < m_nextDecode - tolerance)
-    {
-        const pyx_int64 own = m_nextDecode - decodeTime;
-        if (m_joints == m_pShifts->size())
+        PacketPtr pPacket(av_packet_alloc());
+        const int error = pPacket ? ReadFiltered(pPacket.get()) : AVERROR(ENOMEM);
+        if (error == Demuxer::c_notYet)
         {
-            m_pShifts->push_back(own);
+            return ReadResult::NotYet;
         }
-        // Streams end and begin together at a joint; when they do not, each goes on by itself.
-        const pyx_int64 common = (*m_pShifts)[m_joints++];
-        m_shift = std::abs(common - own) < tolerance ? common : own;
+        const bool isCut = error >= 0 && (pPacket->flags & AV_PKT_FLAG_CORRUPT) != 0;
+        if (error >= 0)
+        {
+            m_ready.push_back(std::move(pPacket));
+        }
+        if (error >= 0 && !isCut)
+        {
+            m_damages += m_trouble.empty() ? 0 : 1;
+            m_trouble.clear();
+            return ReadResult::Packet;
+        }
+        if (error == AVERROR_EOF && m_trouble.empty())
+        {
+            return ReadResult::End;
+        }
+        const bool canContinue = (isCut || error == AVERROR_INVALIDDATA) && ++damages < c_mostDamages;
+        if (m_trouble.empty())
+        {
+            m_trouble = isCut ? "a packet is cut off" : FFmpegErrorText(error);
+        }
+        if (!canContinue)
+        {
+            m_brokenText = m_trouble;
+            m_ready.clear();
+            return ReadResult::Broken;
+        }
     }
-    m_nextDecode = std::max(m_nextDecode, decodeTime + m_shift + pPacket->duration);
-    pPacket->pts += m_shift;
 }
 
-ReadResult MediaReader::ReadFiltered(AVPacket* pPacket)
+int MediaReader::ReadFiltered(AVPacket* pPacket)
 {
     for (;;)
     {
         int error = av_bsf_receive_packet(m_pFilter.get(), pPacket);
-        if (error >= 0)
+        if (error != AVERROR(EAGAIN))
         {
-            m_refused += m_trouble.empty() ? 0 : 1;
-            m_trouble.clear();
             TakeNewExtraData(pPacket);
-            return ReadResult::Packet;
+            return error;
         }
-        if (error == AVERROR_EOF)
+        error = m_pDemuxer->Read(m_pStream->index, pPacket);
+        if (error < 0 && error != AVERROR_EOF)
         {
-            return m_trouble.empty() ? ReadResult::End : Fail(m_trouble);
-        }
-        if (error == AVERROR_INVALIDDATA)
-        {
-            m_trouble = FFmpegErrorText(error);
-        }
-        else if (error != AVERROR(EAGAIN))
-        {
-            return Fail(FFmpegErrorText(error));
-        }
-        const ReadResult result = m_stream.Read(pPacket);
-        if (result == ReadResult::Broken)
-        {
-            return Fail(m_stream.BrokenText());
-        }
-        if (result == ReadResult::NotYet)
-        {
-            return result;
+            return error;
         }
         // A null packet tells the filter that there are no more.
-        error = av_bsf_send_packet(m_pFilter.get(), result == ReadResult::End ? nullptr : pPacket);
+        error = av_bsf_send_packet(m_pFilter.get(), error == AVERROR_EOF ? nullptr : pPacket);
         if (error < 0)
         {
-            return Fail(FFmpegErrorText(error));
+            return error;
         }
     }
 }
@@ -387,10 +422,4 @@ void MediaReader::TakeNewExtraData(AVPacket* pPacket)
         std::memcpy(parameters.extradata, pData, size);
         parameters.extradata_size = static_cast<int>(size);
     }
-}
-
-ReadResult MediaReader::Fail(const std::string& text)
-{
-    m_brokenText = text;
-    return ReadResult::Broken;
 }

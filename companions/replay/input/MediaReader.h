@@ -1,14 +1,23 @@
 #pragma once
 
 #include "replay/input/Codecs.h"
+#include "replay/input/Demuxer.h"
 #include "replay/input/MissingTimes.h"
 #include "replay/input/PictureParser.h"
 #include "replay/input/PictureTimes.h"
-#include "replay/input/StreamReader.h"
+#include "replay/Options.h"
 
 #include <memory>
 #include <span>
 #include <vector>
+
+enum class ReadResult
+{
+    Packet,
+    NotYet, ///< this stream has a pause while the other goes on
+    End,
+    Broken, ///< the input cannot be read further
+};
 
 /// One packet as an encoder would hand it out. Times are in ticks.
 struct MediaPacket
@@ -18,6 +27,8 @@ struct MediaPacket
     pyx_int64 duration = 0;
     bool key = false;
     bool video = false;
+    bool hidden = false;     ///< is needed to decode later packets and not shown itself
+    bool newStretch = false; ///< a key picture that cannot be in one clip with what came before: another size, or a cut
 
     std::span<const pyx_uint8> Bytes() const
     {
@@ -39,34 +50,30 @@ protected:
     ~PacketSource() = default;
 };
 
-/// Reads one stream of a media file, in decode order.
+class MediaReader;
+
+/// What is read of an input.
+struct MediaInput
+{
+    std::unique_ptr<MediaReader> pVideo;
+    std::unique_ptr<MediaReader> pAudio; ///< null without audio
+    std::vector<std::string> warnings{}; ///< what is left out, a line each
+};
+
+/// Reads one stream of a media file, in decode order, and continues after damage.
 ///
-/// Each stream is read through an opening of the file of its own: however badly
-/// a file is interleaved, neither stream waits for the other in memory.
+/// A packet that is only partly there is handed out when whole ones follow it:
+/// what is shown of it is more than nothing. A stream whose last packets are
+/// damaged has been cut off, and ends with ReadResult::Broken without them.
 class MediaReader final : public PacketSource
 {
 public:
-    /// Opens the first video stream. Null and a success: the file has none, or
-    /// one without packets.
-    static Outcome OpenVideo(const std::wstring& path, std::unique_ptr<MediaReader>* ppReader);
+    /// Opens the video stream and the chosen audio stream. Of several, the one that
+    /// is flagged as default is taken, else the first. Audio that cannot be carried
+    /// is left out. BadUsage: no such audio track.
+    static Outcome Open(const std::wstring& path, const AudioChoice& audio, MediaInput* pInput);
 
-    /// Opens an audio stream: `track` is its number among the audio streams,
-    /// counted from 1, or 0 for the one that is flagged as default, else the first.
-    /// Null and a success: there is none, it has no packets, or its codec is not
-    /// taken; then `*pLeftOut` says so. BadUsage: no such track. A pipe is read
-    /// through the opening that `video` has.
-    static Outcome OpenAudio(const std::wstring& path, int track, const MediaReader& video,
-                             std::unique_ptr<MediaReader>* ppReader, std::string* pLeftOut);
-
-    /// The times of recordings that were joined jump back at each joint. They are
-    /// moved to go on there, for both readers of a file by the same time when they
-    /// are told of each other before the first packet is read.
-    void StayTogetherWith(const MediaReader& other)
-    {
-        m_pShifts = other.m_pShifts;
-    }
-
-    /// The next packet that holds any bytes. Only when all readers are open.
+    /// The next packet that holds any bytes.
     ReadResult Next(MediaPacket* pPacket) override;
 
     const CodecRow& Codec() const
@@ -88,7 +95,7 @@ public:
 
     const AVFormatContext& File() const
     {
-        return m_stream.File();
+        return m_pDemuxer->File();
     }
 
     AVRational FrameRate() const;
@@ -102,15 +109,15 @@ public:
     /// When the last packet ends at least by what the file says of itself, or
     /// INT64_MIN when it says nothing reliable: the time is that of all streams
     /// together.
-    pyx_int64 ToldEnd() const;
+    pyx_int64 AnnouncedEnd() const;
 
     /// Streams of the file beside this one.
     unsigned OtherStreams() const;
 
-    /// How often something damaged was met and reading went on behind it.
+    /// How often something damaged was met and reading went on after it.
     unsigned Damages() const
     {
-        return m_stream.Damages() + m_refused;
+        return m_damages;
     }
 
     const std::string& BrokenText() const override
@@ -119,49 +126,44 @@ public:
     }
 
 private:
-    MediaReader() = default;
+    /// A packet whose time may depend on later ones.
+    struct Waiting
+    {
+        MediaPacket packet;
+        PictureTimes::Place place{};
+        bool hasTime = true;
+    };
 
-    static Outcome OpenStream(std::unique_ptr<MediaReader> pReader, AVStream* pStream,
-                              std::unique_ptr<MediaReader>* ppReader);
-    Outcome FindAudio(int track, AVStream** ppStream) const;
-    Outcome StartFilter();
-    Outcome CannotRead(const std::string& why) const;
-    bool IsReordered() const;
-    bool TellsDecodeTimesOnly() const;
-    void FillInTime(MediaPacket* pPacket);
+    MediaReader(std::shared_ptr<Demuxer> pDemuxer, AVStream* pStream);
+
+    Outcome Begin();
+    bool HasOnlyDecodeTimes() const;
+    bool IsFrontTimed() const;
+    MediaPacket TakeFront();
+    ReadResult ReadPacket();
+    void ParsePicture(Waiting* pWaiting);
+    ReadResult ReadWhole(PacketPtr* ppPacket);
+    ReadResult FillReady();
+    int ReadFiltered(AVPacket* pPacket);
     void TakeNewExtraData(AVPacket* pPacket);
-    void FindMissingSize(const AVPacket& first);
-    ReadResult ReadFiltered(AVPacket* pPacket);
-    ReadResult ReadPacket(MediaPacket* pPacket);
-    ReadResult ReadInOrderShown(MediaPacket* pPacket);
-    void AddToOrder(MediaPacket packet);
-    void GoOnAfterJump(pyx_int64 decodeTime, MediaPacket* pPacket);
-    ReadResult Fail(const std::string& text);
+    void SetSize(int width, int height);
 
-    std::string m_pathForUser;
-    StreamReader m_stream;
-    AVStream* m_pStream = nullptr; // of the file
-    const CodecRow* m_pCodec = nullptr;
+    const std::shared_ptr<Demuxer> m_pDemuxer;
+    AVStream* const m_pStream; // of the file
+    const CodecRow* const m_pCodec;
     FilterPtr m_pFilter;
-    PacketPtr m_pFirst;       // read while opening, not handed out yet
-    pyx_int64 m_nextTime = 0; // of a packet whose file does not tell
-    std::shared_ptr<std::vector<pyx_int64>> m_pShifts = std::make_shared<std::vector<pyx_int64>>(); // one per joint
-    std::size_t m_joints = 0;                                                                       // met so far
-    pyx_int64 m_shift = 0;              // since the last of them
-    pyx_int64 m_nextDecode = INT64_MIN; // when the next packet would be decoded, moved
-    unsigned m_refused = 0;             // packets that the filter could not read
-    std::string m_trouble;              // why it refused the last one; empty: it did not
+    std::deque<PacketPtr> m_ready; // damaged ones first, then a whole one
+    std::string m_trouble;         // what was met since the last whole packet; empty: nothing
+    unsigned m_damages = 0;
     std::string m_brokenText;
 
-    // Of a file whose times jump.
-    bool m_jumps = false;
-    bool m_fillsIn = false; // times of pictures that have none
-    MissingTimes m_missing;
-
-    // Of a file that tells decode times only.
-    bool m_orders = false;
-    PictureParser m_parser; // also of a file whose times jump
-    PictureTimes m_times;
-    std::deque<MediaPacket> m_waiting;     // until their times are known
+    std::deque<Waiting> m_waiting;         // until their times are known
     ReadResult m_end = ReadResult::Packet; // what came after them
+    pyx_int64 m_nextTime = INT64_MIN;      // of a packet without any, once a time is known
+    PictureParser m_parser;
+    bool m_parsesAll = false;    // pictures, to learn their order; else key pictures only
+    bool m_sortsByOrder = false; // the file has decode times only
+    PictureTimes m_times;        // then
+    MissingTimes m_missing;      // of single pictures, otherwise
+    bool m_hasShown = false;     // a picture since the last cut
 };
