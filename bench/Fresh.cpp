@@ -112,7 +112,7 @@ void MeasureHostBuffers(Counters* pCounters, double minutes)
         {
             PYXInterfacePtr<PYXBuffer>& spBuffer = buffers.at(count++);
             Require(spContext->AllocBuffer(PYX_MEMORY_HOST, 1, spBuffer.Out()) == PYX_OK, "a buffer of the host");
-            packet.pBuffer->CopyTo(spBuffer.Get(), true);
+            Require(packet.pBuffer->CopyTo(spBuffer.Get(), true) == PYX_OK, "a copied description");
         }
     }
     const AddressSpace after = AddressSpace::Read();

@@ -52,7 +52,8 @@ PYXInterfacePtr<HostBuffer> PacketSource::MakePacket(PacketKind kind, double byt
     spPacket->SetDuration(duration);
     if (kind != PacketKind::Audio)
     {
-        PYXMarkVideoPacket(spPacket.Get(), PYX_VIDEO_CODEC_H264, kind == PacketKind::Start);
+        const bool isKey = kind == PacketKind::Start;
+        Require(PYXMarkVideoPacket(spPacket.Get(), PYX_VIDEO_CODEC_H264, isKey) == PYX_OK, "a marked packet");
     }
     m_bytesPerGroup += spPacket->GetSize();
     return spPacket;

@@ -40,7 +40,7 @@ public:
     /// Ends the run if any packet was refused so far.
     void RequireAllTaken() const
     {
-        Require(m_failures == PYX_OK, "a packet was refused");
+        Require(m_failures == 0, "a packet was refused");
     }
 
     /// Changes how many seconds are kept.
@@ -59,5 +59,5 @@ private:
     PYXInterfacePtr<PYXComponentEx> m_spComponent;
     PYXInterfacePtr<PYXInput> m_spVideo;
     PYXInterfacePtr<PYXInput> m_spAudio;
-    PYX_RESULT m_failures = PYX_OK;
+    int m_failures = 0; // PYX_OK is 0
 };
