@@ -25,11 +25,10 @@ class PYXInput : public PYXPropertyStorageEx
 public:
     static constexpr PYXGuid c_id{0x1181eee7, 0x95f2, 0x434a, {0x9b, 0x96, 0xea, 0x55, 0x0a, 0xa7, 0x84, 0x89}};
 
-    /// Slot 17. Hands over one packet; null ends the stream. The caller keeps its
-    /// reference; a component that needs the packet longer takes one of its own.
-    /// PYX_EOF answers the end and counts as success.
-    /// [any thread, the packets of a stream in decode order; not while Terminate
-    /// writes a clip: waits for it]
+    /// Slot 17. [any-thread] Waits while a clip is being written. Hands over one packet, a stream's in decode order;
+    /// null ends the stream. The caller keeps its reference; a component that needs the packet longer takes one of its
+    /// own.
+    /// PYX_EOF is the result of ending the stream and counts as success.
     virtual PYX_RESULT SubmitInput(PYXData* pData) = 0;
 
 protected:
@@ -40,7 +39,7 @@ protected:
 ///
 /// Binary contract: slots in this order, after those of PYXPropertyStorageEx.
 /// The operations named HostOperation belong to the host, which knows their
-/// parameters; here they only keep their places. [any thread]
+/// parameters; here they only keep their places. All are [any-thread].
 /// A component calls its context and its muxer with its own lock held, so these may
 /// call it back on the same thread, and must not wait for another one that does.
 class PYXComponent : public PYXPropertyStorageEx
@@ -48,23 +47,21 @@ class PYXComponent : public PYXPropertyStorageEx
 public:
     static constexpr PYXGuid c_id{0x8b51e5e4, 0x455d, 0x4034, {0xa7, 0x46, 0xde, 0x1b, 0xed, 0xc3, 0xc4, 0x06}};
 
-    /// Slot 17. Makes the component ready for packets. What it still keeps is lost.
-    /// [any thread; not while Terminate writes a clip: waits for it]
+    /// Slot 17. [any-thread] Waits while a clip is being written. Makes the component ready for packets. What it still
+    /// keeps is lost.
     virtual PYX_RESULT Init(pyx_int32 format, pyx_int32 width, pyx_int32 height) = 0;
-    /// Slot 18. Terminate, whatever it answers, then Init with format 0.
-    /// [any thread; not while Terminate writes a clip: waits for it]
+    /// Slot 18. [any-thread] Waits while a clip is being written. Terminate, whatever its result, then Init with format
+    /// 0.
     virtual PYX_RESULT ReInit(pyx_int32 width, pyx_int32 height) = 0;
-    /// Slot 19. Ends the work: a component that keeps packets writes them out. On
-    /// failure it keeps them, and may be called again. PYX_OK also with nothing to
-    /// write; a ring buffer without a completed group drops what it keeps.
-    /// [any thread, initialised or not; SubmitInput waits while it runs]
+    /// Slot 19. [any-thread] Ends the work, initialised or not: a component that keeps packets writes them out. On
+    /// failure it keeps them, and may be called again. PYX_OK also with nothing to write; a ring buffer without a
+    /// completed group drops what it keeps.
     virtual PYX_RESULT Terminate() = 0;
     virtual PYX_RESULT HostOperation20() = 0;
     virtual PYX_RESULT HostOperation21() = 0;
     virtual PYX_RESULT HostOperation22() = 0;
     virtual PYX_RESULT HostOperation23() = 0;
-    /// Slot 24. The context given at creation, borrowed; the component holds it.
-    /// [any thread, also while a clip is written]
+    /// Slot 24. [any-thread] The context given at creation, borrowed; the component holds it.
     virtual PYXContext* GetContext() = 0;
     virtual PYX_RESULT HostOperation25() = 0;
     virtual PYX_RESULT HostOperation26() = 0;
@@ -82,13 +79,11 @@ class PYXComponentEx : public PYXComponent
 public:
     static constexpr PYXGuid c_id{0xfda792af, 0x8712, 0x44df, {0x8e, 0xa0, 0xdf, 0xfa, 0xad, 0x2c, 0x80, 0x93}};
 
-    /// Slot 28. May be outdated at once while another thread switches a stream.
-    /// [any thread, also while a clip is written]
+    /// Slot 28. [any-thread] May be outdated at once while another thread switches a stream.
     virtual pyx_int32 GetInputCount() = 0;
     virtual pyx_int32 HostOperation29() = 0;
-    /// Slot 30. `*ppInput` is acquired for the caller. PYX_INVALID_ARG: index out of
-    /// range.
-    /// [any thread; not while Terminate writes a clip: waits for it]
+    /// Slot 30. [any-thread] Waits while a clip is being written. `*ppInput` is acquired for the caller.
+    /// PYX_INVALID_ARG: index out of range.
     virtual PYX_RESULT GetInput(pyx_int32 index, PYXInput** ppInput) = 0;
     virtual PYX_RESULT HostOperation31() = 0;
 
@@ -96,8 +91,7 @@ protected:
     ~PYXComponentEx() = default;
 };
 
-/// The entry that every component module exports by this name. The component
-/// is handed out acquired once.
-/// [any thread, one at a time in the process; not from a module's entry point]
+/// The entry that every component module exports by this name. The component is handed out acquired once.
+/// [one-thread-at-a-time] in the process, and not from a module's entry point.
 #define PYX_CREATE_COMPONENT_ENTRY "PYXCreateComponentInt"
 using PYXCreateComponentFunction = PYX_RESULT (*)(PYXContext* pContext, const wchar_t* id, PYXComponent** ppOut);

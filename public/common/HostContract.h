@@ -8,8 +8,7 @@
 /// entries. A team with other host headers changes this one file.
 ///
 /// Binary contract throughout: slots in the order of declaration.
-/// The module calls what is here: the brackets say from which thread, and what it
-/// holds meanwhile.
+/// Called by the module; the tags (see PYXInterface) give the thread and the lock held.
 
 /// Memory type of PYXContext::AllocBuffer.
 enum PYX_MEMORY_TYPE : pyx_int32
@@ -19,8 +18,8 @@ enum PYX_MEMORY_TYPE : pyx_int32
 
 /// Time-stamped data with properties. Times are in 100 ns ticks.
 /// Slots 0 to 12 are those of PYXPropertyStorage.
-/// [called by one thread at a time: whoever has it in hand. Audio that waits for its
-/// group is called later too, from whichever thread feeds the component]
+/// [one-thread-at-a-time] The current owner. Audio that waits for its group is called later, too, from any thread that
+/// feeds the component.
 class PYXData : public PYXPropertyStorage
 {
 public:
@@ -35,7 +34,7 @@ protected:
     ~PYXData() = default;
 };
 
-/// Data with bytes of a fixed size. [called like PYXData]
+/// Data with bytes of a fixed size. [one-thread-at-a-time] as PYXData.
 class PYXBuffer : public PYXData
 {
 public:
@@ -54,23 +53,20 @@ class PYXContext : public PYXInterface
 public:
     static constexpr PYXGuid c_id{0x7195266b, 0x0417, 0x4455, {0x9a, 0x0d, 0xd2, 0x34, 0xff, 0x46, 0x8f, 0x19}};
 
-    /// Slot 3. A new buffer of `size` bytes, acquired for the caller; never null
-    /// on PYX_OK.
-    /// [called from any thread that feeds or terminates, the component's lock held]
+    /// Slot 3. [cache-locked] A new buffer of `size` bytes, acquired for the caller; never null
+    /// on PYX_OK. Several components call at once.
     virtual PYX_RESULT AllocBuffer(PYX_MEMORY_TYPE type, pyx_size size, PYXBuffer** ppOut) = 0;
 
 protected:
     ~PYXContext() = default;
 };
 
-/// Told of every change of a property. Not counted: the code that registers an
+/// Notified of every change of a property. Not counted: the code that registers an
 /// observer removes it before it ends.
 class PYXPropertyStorageObserver
 {
 public:
-    /// Slot 0.
-    /// [called from the thread that set it, without the storage's lock; the component's
-    /// lock is held when the storage is an input]
+    /// Slot 0. [any-thread], the one that set the property, without the storage's lock; [cache-locked] for an input's.
     virtual void OnPropertyChanged(const wchar_t* name) = 0;
 
 protected:
@@ -86,13 +82,11 @@ inline constexpr pyx_int32 PYX_TRACE_INFO = 2;
 class PYXTrace
 {
 public:
-    /// Slot 0. With `pArgs` null, `format` is the text as it stands.
-    /// [called from any thread, the component's lock held or not]
+    /// Slot 0. [any-thread], [cache-locked] or not. With `pArgs` null, `format` is the text as it stands.
     virtual void TraceW(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope,
                         const wchar_t* format, va_list* pArgs) = 0;
 
-    /// Slot 1. A text that names the code; static.
-    /// [called from any thread, the component's lock held or not]
+    /// Slot 1. [any-thread], [cache-locked] or not. A text that names the code; static.
     virtual const wchar_t* GetResultText(PYX_RESULT code) = 0;
 
 protected:
@@ -100,8 +94,7 @@ protected:
 };
 
 /// Factory of the runtime library; what it hands out lives as long as the
-/// library. [called by the first object of this module that can trace, while it loads
-/// the library: one thread at a time]
+/// library. [one-thread-at-a-time] Called while the library is loaded.
 class PYXFactory
 {
 public:
@@ -115,7 +108,7 @@ protected:
 /// Entries of the runtime library, by name. PYXInit may be called again on a
 /// library that a host keeps loaded, after this module has given it back. A
 /// version packs major, minor, sub-minor and build into 16 bits each, major
-/// highest. [called like PYXFactory]
+/// highest. [one-thread-at-a-time] as PYXFactory.
 #define PYX_INIT_ENTRY "PYXInit"
 #define PYX_QUERY_VERSION_ENTRY "PYXQueryVersion"
 using PYXInitFunction = PYX_RESULT (*)(pyx_uint64 version, PYXFactory** ppFactory);

@@ -52,55 +52,45 @@ static_assert(sizeof(PYXPropertyInfo) == 120);
 /// Named values of an object. Names are case-sensitive, null-terminated.
 ///
 /// Binary contract: slots in this order, after those of PYXInterface.
-/// The brackets are true of components and inputs. A packet has no lock: its
-/// operations are called by one thread at a time.
+/// The tags are those of components and inputs; a packet's operations are [one-thread-at-a-time].
 class PYXPropertyStorage : public PYXInterface
 {
 public:
     static constexpr PYXGuid c_id{0xc7cec05b, 0xcfb9, 0x48af, {0xac, 0xe3, 0xf6, 0x8d, 0xf8, 0x39, 0x5f, 0xe3}};
 
-    /// Slot 3. Stores a value; the caller keeps ownership of its argument.
-    /// [any thread; a component's or input's may wait while a clip is written]
+    /// Slot 3. [any-thread] May wait while a clip is being written. Stores a value; the caller keeps ownership of its
+    /// argument.
     virtual PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) = 0;
 
-    /// Slot 4. Copies the value into `*pValue`, which must be empty; the caller
-    /// clears it.
-    /// [any thread, also while a clip is written]
+    /// Slot 4. [any-thread] Copies the value into `*pValue`, which must be empty; the caller clears it.
     virtual PYX_RESULT GetProperty(const wchar_t* name, PYXVariant* pValue) = 0;
 
-    /// Slot 5.
-    /// [any thread, also while a clip is written]
+    /// Slot 5. [any-thread]
     virtual bool HasProperty(const wchar_t* name) = 0;
 
-    /// Slot 6.
-    /// [any thread, also while a clip is written]
+    /// Slot 6. [any-thread]
     virtual pyx_size GetPropertyCount() = 0;
 
-    /// Slot 7. `nameSize` is the buffer's size in characters, terminator
+    /// Slot 7. [any-thread] `nameSize` is the buffer's size in characters, terminator
     /// included; a longer name is cut. `*pValue` as in GetProperty.
     /// PYX_INVALID_ARG: no such index, no room for a name.
-    /// [any thread, also while a clip is written]
     virtual PYX_RESULT GetPropertyAt(pyx_size index, wchar_t* name, pyx_size nameSize, PYXVariant* pValue) = 0;
 
-    /// Slot 8. Back to the defaults, or empty where nothing is declared. Nobody is
-    /// notified, the component neither: it goes on with the values it had.
-    /// [any thread, also while a clip is written]
+    /// Slot 8. [any-thread] Resets every value to its default, or removes it where nothing is declared. No observer or
+    /// hook is called: a component goes on with the values it had.
     virtual PYX_RESULT Clear() = 0;
 
-    /// Slot 9. Sets every value on `pDest`; with `overwrite` false, names that
-    /// it already has are kept. A value that `pDest` cannot convert (PYX_INVALID_ARG)
-    /// is skipped, any other failure stops. Nothing happens onto itself.
-    /// [any thread; `pDest` is called with this storage's lock held]
+    /// Slot 9. [any-thread] Sets every value on `pDest`, which is called with this storage's lock held; with
+    /// `overwrite` false, names that it already has are kept. A value that `pDest` cannot convert (PYX_INVALID_ARG) is
+    /// skipped, any other failure stops. Does nothing onto itself.
     virtual PYX_RESULT AddTo(PYXPropertyStorage* pDest, bool overwrite, bool deep) = 0;
 
-    /// Slot 10. Clears `pDest`, then as AddTo.
-    /// [any thread; `pDest` is called with this storage's lock held]
+    /// Slot 10. [any-thread] Clears `pDest`, then as AddTo.
     virtual PYX_RESULT CopyTo(PYXPropertyStorage* pDest, bool deep) = 0;
 
-    /// Slots 11 and 12. Observers are borrowed: they are removed before they end. Null,
-    /// and one that is registered already, are ignored. A notification that has begun
-    /// on another thread may still reach one that was just removed.
-    /// [any thread, also from an observer]
+    /// Slots 11 and 12. [any-thread], an observer's calls included. Observers are borrowed: they are removed before
+    /// they end. Null, and one that is registered already, are ignored. A notification that has begun on another thread
+    /// may still reach one that was just removed.
     virtual void AddObserver(PYXPropertyStorageObserver* pObserver) = 0;
     virtual void RemoveObserver(PYXPropertyStorageObserver* pObserver) = 0;
 
@@ -116,22 +106,19 @@ class PYXPropertyStorageEx : public PYXPropertyStorage
 public:
     static constexpr PYXGuid c_id{0x16b8958d, 0xe943, 0x4a33, {0xa3, 0x5a, 0x88, 0x5a, 0xd8, 0x28, 0xf2, 0x67}};
 
-    /// Slot 13.
-    /// [any thread, also while a clip is written]
+    /// Slot 13. [any-thread]
     virtual pyx_size GetPropertiesInfoCount() = 0;
 
-    /// Slot 14 by name (PYX_NOT_FOUND for an unknown one), slot 15 by index in
+    /// [any-thread] Slot 14 by name (PYX_NOT_FOUND for an unknown one), slot 15 by index in
     /// name order (PYX_INVALID_ARG past the end). `*ppParamInfo` is borrowed.
-    /// [any thread, also while a clip is written]
     PYX_OVERLOADS_IN_TABLE_ORDER(virtual PYX_RESULT GetPropertyInfo(const wchar_t* name,
                                                                     const PYXPropertyInfo** ppParamInfo) = 0,
                                  virtual PYX_RESULT GetPropertyInfo(pyx_size szInd,
                                                                     const PYXPropertyInfo** ppParamInfo) = 0);
 
-    /// Slot 16. Converts a value to the declared kind and checks its range;
+    /// Slot 16. [any-thread] Converts a value to the declared kind and checks its range;
     /// stores nothing. `*pOutValidated` is empty, or the value itself; the caller
     /// clears it afterwards, after PYX_OUT_OF_RANGE too.
-    /// [any thread, also while a clip is written]
     virtual PYX_RESULT ValidateProperty(const wchar_t* name, PYXVariant value, PYXVariant* pOutValidated) = 0;
 
 protected:
