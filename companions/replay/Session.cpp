@@ -118,8 +118,9 @@ Outcome Session::Submit(const MediaPacket& packet)
     Note(packet);
     if (m_pObserver)
     {
-        m_pObserver->OnSubmitted(
-            {packet.video, packet.key, packet.pts, packet.duration, packet.Bytes().size(), m_taken});
+        m_pObserver->OnSubmitted({packet.video, packet.key, packet.pts, packet.duration, packet.Bytes().size(), m_taken,
+                                  m_groups.All().empty() ? 0 : m_groups.All().front().start,
+                                  packet.key ? m_groups.Bytes() : 0});
     }
     return {};
 }
@@ -209,13 +210,7 @@ void Session::Note(const MediaPacket& packet)
     ++m_intake.groups;
     m_groups.Start(packet.pts, packet.duration);
     m_groups.AddBytes(packet.Bytes().size());
-    for (const KeptGroup& dropped : m_groups.Trim(m_seconds))
-    {
-        if (m_pObserver)
-        {
-            m_pObserver->OnGroupDropped(dropped);
-        }
-    }
+    m_groups.Trim(m_seconds);
 }
 
 Outcome Session::Close(const std::wstring& output, Saved* pSaved)

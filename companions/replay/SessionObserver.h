@@ -14,6 +14,9 @@ struct SubmittedPacket
     pyx_int64 duration;
     std::size_t bytes;
     std::chrono::nanoseconds taken; ///< how long SubmitInput took, as the host felt it
+    // What is kept after it; of a key picture.
+    pyx_int64 heldFrom;   ///< start of the oldest group
+    pyx_uint64 heldBytes; ///< of all groups
 };
 
 /// What a clip was made of.
@@ -36,9 +39,6 @@ class SessionObserver
 {
 public:
     virtual void OnSubmitted(const SubmittedPacket& packet) = 0;
-
-    /// The component dropped its oldest group to keep no more than it should.
-    virtual void OnGroupDropped(const KeptGroup& group) = 0;
 
     virtual void OnSaved(const SavedStretch& stretch) = 0;
 

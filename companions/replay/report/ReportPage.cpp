@@ -31,51 +31,32 @@ std::string_view Template()
                  : std::string_view();
 }
 
-/// A name as part of an address.
-std::string EncodeForUrl(const std::string& text)
+/// A path as an address: what is no plain character of one is encoded.
+std::string EncodeForUrl(std::u8string_view path)
 {
     constexpr const char* hex = "0123456789ABCDEF";
-    constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
+    constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/";
     std::string url;
-    for (const char c : text)
+    for (const char8_t byte : path)
     {
-        const auto byte = static_cast<unsigned char>(c);
+        const char c = static_cast<char>(byte);
         url += plain.find(c) != plain.npos ? std::string(1, c) : std::string{'%', hex[byte >> 4], hex[byte & 15]};
     }
     return url;
 }
 
-/// The names that a path is made of.
-std::vector<std::string> NamesOf(const std::string& path)
+std::string NameOf(const std::wstring& path)
 {
-    const char* separators = path.starts_with('/') ? "/" : "\\/"; // a name on Linux may hold a backslash
-    std::vector<std::string> names;
-    std::size_t start = 0;
-    for (std::size_t end = 0; end != path.npos; start = end + 1)
-    {
-        end = path.find_first_of(separators, start);
-        names.push_back(path.substr(start, end - start));
-    }
-    return names;
+    return path == c_standardInput ? PathForUser(path) : ToUtf8(std::filesystem::path(path).filename().native());
 }
 
 /// Where the page finds the clip, by full paths. It is relative, so that both
-/// can be moved together.
-std::string UrlOf(const std::string& clip, const std::string& page)
+/// can be moved together; on another drive it is not.
+std::string UrlOf(const std::filesystem::path& clip, const std::filesystem::path& page)
 {
-    const std::vector<std::string> to = NamesOf(clip);
-    const std::vector<std::string> from = NamesOf(page);
-    const auto [clipOnly, pageOnly] = std::mismatch(to.begin(), to.end() - 1, from.begin(), from.end() - 1);
-    const bool otherDrive = clipOnly == to.begin();
-    std::vector<std::string> parts = {"file://", to.front()};
-    if (!otherDrive)
-    {
-        parts.assign(static_cast<std::size_t>(from.end() - 1 - pageOnly), "..");
-    }
-    std::transform(clipOnly + (otherDrive ? 1 : 0), to.end(), std::back_inserter(parts), EncodeForUrl);
-    std::string url = parts.front();
-    std::for_each(parts.begin() + 1, parts.end(), [&url](const std::string& part) { url.append("/").append(part); });
-    return url;
+    const std::filesystem::path relative = clip.lexically_relative(page.parent_path());
+    return relative.empty() ? "file:///" + EncodeForUrl(clip.generic_u8string())
+                            : EncodeForUrl(relative.generic_u8string());
 }
 
 /// The run's numbers as the page reads them: times in seconds from the input's
@@ -89,34 +70,21 @@ public:
 
     Json TimelineAsJson(const Options& options) const
     {
-        Json json = {{"from", Time(m_timeline.All().start)},
-                     {"to", Time(m_timeline.All().end)},
-                     {"duration", options.duration},
+        Json json = {{"duration", options.duration},
                      {"storage", options.ram ? "memory" : "temporary files"},
                      {"bytesOutside", m_timeline.BytesOutside()},
+                     {"forgotten", m_timeline.Forgotten()},
                      {"groups", Json::array()},
                      {"audio", Json::array()},
                      {"saves", Json::array()}};
-        json["rate"] = {{"from", Time(m_timeline.RateStart())},
-                        {"step", Seconds(m_timeline.RateStep())},
-                        {"bytes", m_timeline.Rate()}};
         std::ranges::transform(m_timeline.Groups(), std::back_inserter(json["groups"]),
                                [this](const TimelineGroup& group) { return GroupAsJson(group); });
         std::ranges::transform(m_timeline.Audio(), std::back_inserter(json["audio"]), [this](const TimelineSpan& span) {
             return Json::array({Time(span.start), Time(span.end)});
         });
         std::ranges::transform(m_timeline.Saves(), std::back_inserter(json["saves"]),
-                               [this](const TimelineSave& save) { return Json{{"at", Time(save.at)}}; });
+                               [this](const TimelineSave& save) { return Time(save.at); });
         return json;
-    }
-
-    Json ClipAsJson(const TimelineSave& save, const std::wstring& clip, const std::wstring& page) const
-    {
-        const std::string path = PathForUser(clip);
-        return {{"name", NamesOf(path).back()},
-                {"url", UrlOf(path, PathForUser(page))},
-                {"from", Time(save.covered.start)},
-                {"to", Time(save.covered.end)}};
     }
 
     Json SubmitAsJson() const
@@ -131,17 +99,12 @@ public:
             kinds.push_back(TimesAsJson(m_timeline.Times(kind), name));
         }
         kinds.front() = TimesAsJson(all, "all");
-        Json buckets = Json::array();
-        for (pyx_int64 from = 0, to = 0; from <= all.Longest(); from = to)
+        Json steps = Json::array();
+        for (const auto& [start, calls] : all.Steps())
         {
-            to = from +
-                 std::max<pyx_int64>(1, static_cast<pyx_int64>(std::bit_floor(static_cast<pyx_uint64>(from))) / 4);
-            if (const pyx_uint64 calls = all.CountBetween(from, to); calls > 0)
-            {
-                buckets.push_back({{"from", Micros(from)}, {"to", Micros(to)}, {"calls", calls}});
-            }
+            steps.push_back({{"from", Micros(start)}, {"to", Micros(SubmitTimes::EndOfStep(start))}, {"calls", calls}});
         }
-        return {{"kinds", kinds}, {"buckets", buckets}};
+        return {{"kinds", kinds}, {"steps", steps}};
     }
 
 private:
@@ -165,7 +128,6 @@ private:
         constexpr const char* fates[] = {"kept", "dropped", "written", "cut"};
         return {{"start", Time(group.start)},
                 {"end", Time(group.end)},
-                {"groups", group.groups},
                 {"pictures", group.pictures},
                 {"audioPackets", group.audioPackets},
                 {"bytes", group.bytes},
@@ -173,8 +135,7 @@ private:
                 {"clip", group.clip},
                 {"cutAt", Time(group.cutAt)},
                 {"heldFrom", Time(group.heldFrom)},
-                {"heldBytes", group.heldBytes},
-                {"peakBytes", group.peakBytes}};
+                {"heldBytes", group.heldBytes}};
     }
 
     static Json TimesAsJson(const SubmitTimes& times, const char* name)
@@ -204,15 +165,15 @@ std::string AsElementText(const Json& json)
 std::string RunAsText(const Options& options, const Report& report, const Outcome& run, const Timeline& timeline)
 {
     const RunAsJson asJson(timeline, report.origin);
-    const std::string input = PathForUser(options.input);
     Json json = {{"summary", Json::parse(ReportAsJson(report, run))},
-                 {"input", {{"name", NamesOf(input).back()}, {"path", input}}},
-                 {"clips", Json::array()},
+                 {"input", {{"name", NameOf(options.input)}, {"path", PathForUser(options.input)}}},
                  {"timeline", asJson.TimelineAsJson(options)},
                  {"submit", asJson.SubmitAsJson()}};
-    for (std::size_t i = 0; i < std::min(report.clips.size(), timeline.Saves().size()); ++i) // the timeline saw each
+    for (std::size_t i = 0; i < report.clips.size(); ++i)
     {
-        json["clips"].push_back(asJson.ClipAsJson(timeline.Saves()[i], report.clips[i].output, options.report));
+        Json& clip = json["summary"]["clips"][i];
+        clip["name"] = NameOf(report.clips[i].output);
+        clip["url"] = UrlOf(report.clips[i].output, options.report);
     }
     return AsElementText(json);
 }

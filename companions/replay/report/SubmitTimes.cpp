@@ -1,64 +1,51 @@
 #include "replay/report/SubmitTimes.h"
 
 #include <algorithm>
+#include <bit>
 #include <numeric>
 
-// Step n holds n for n < 64; then each doubling takes 32 steps:
-//
-//     ticks   0 1 2 ... 63   64,65  66,67 ... 126,127   128..131 ...
-//     step    0 1 2 ... 63   64     65    ... 95        96       ...
-
-std::size_t SubmitTimes::StepOf(pyx_int64 ticks)
+namespace
 {
-    const auto value = static_cast<pyx_uint64>(std::max<pyx_int64>(ticks, 0));
-    const auto bits = static_cast<unsigned>(std::bit_width(value));
-    const unsigned shift = bits > c_exactBits ? bits - c_exactBits : 0;
-    return shift * c_stepsPerDoubling + static_cast<std::size_t>(value >> shift);
+
+/// 1 below 16 ticks; then each doubling has eight steps.
+pyx_int64 StepAt(pyx_int64 ticks)
+{
+    return std::max<pyx_int64>(1, static_cast<pyx_int64>(std::bit_floor(static_cast<pyx_uint64>(ticks))) / 8);
 }
 
-pyx_int64 SubmitTimes::LastOf(std::size_t step)
+} // namespace
+
+pyx_int64 SubmitTimes::EndOfStep(pyx_int64 start)
 {
-    if (step < 2 * c_stepsPerDoubling)
-    {
-        return static_cast<pyx_int64>(step);
-    }
-    const std::size_t shift = step / c_stepsPerDoubling - 1;
-    const pyx_uint64 next = (static_cast<pyx_uint64>(step - shift * c_stepsPerDoubling) + 1) << shift;
-    return static_cast<pyx_int64>(next - 1);
+    return start + StepAt(start);
 }
 
 void SubmitTimes::Add(pyx_int64 ticks)
 {
-    ++m_calls[StepOf(ticks)];
-    ++m_count;
-    m_longest = std::max(m_longest, ticks);
+    const pyx_int64 time = std::max<pyx_int64>(ticks, 0);
+    ++m_steps[time - time % StepAt(time)];
+    m_longest = std::max(m_longest, time);
 }
 
 void SubmitTimes::Add(const SubmitTimes& other)
 {
-    std::transform(m_calls.begin(), m_calls.end(), other.m_calls.begin(), m_calls.begin(), std::plus());
-    m_count += other.m_count;
+    for (const auto& [start, calls] : other.m_steps)
+    {
+        m_steps[start] += calls;
+    }
     m_longest = std::max(m_longest, other.m_longest);
+}
+
+pyx_uint64 SubmitTimes::Count() const
+{
+    return std::accumulate(m_steps.begin(), m_steps.end(), pyx_uint64{0},
+                           [](pyx_uint64 sum, const auto& step) { return sum + step.second; });
 }
 
 pyx_int64 SubmitTimes::Percentile(pyx_uint64 percent) const
 {
-    const pyx_uint64 rank = (m_count * percent + 99) / 100;
+    const pyx_uint64 rank = (Count() * percent + 99) / 100;
     pyx_uint64 below = 0;
-    for (std::size_t step = 0; step < m_calls.size() && rank > 0; ++step)
-    {
-        below += m_calls[step];
-        if (below >= rank)
-        {
-            return std::min(LastOf(step), m_longest);
-        }
-    }
-    return 0;
-}
-
-pyx_uint64 SubmitTimes::CountBetween(pyx_int64 from, pyx_int64 to) const
-{
-    const auto first = m_calls.begin();
-    return std::accumulate(first + static_cast<std::ptrdiff_t>(StepOf(from)),
-                           first + static_cast<std::ptrdiff_t>(StepOf(to)), pyx_uint64{0});
+    const auto found = std::ranges::find_if(m_steps, [&](const auto& step) { return (below += step.second) >= rank; });
+    return found == m_steps.end() ? 0 : std::min(EndOfStep(found->first) - 1, m_longest);
 }
