@@ -21,6 +21,13 @@ inline constexpr const wchar_t* PYX_PROPERTY_LANGUAGE = L"Language";
 /// Bool: whether players choose this stream unasked.
 inline constexpr const wchar_t* PYX_PROPERTY_DEFAULT_STREAM = L"DefaultStream";
 
+// Of a video packet.
+
+/// Bool: the picture is needed to decode later ones and not shown itself. A clip
+/// that begins with such pictures begins, for players, with the first one after
+/// them; an .mkv shows them.
+inline constexpr const wchar_t* PYX_PROPERTY_NOT_SHOWN = L"NotShown";
+
 // Of a video input.
 
 /// Integer: how far players turn the pictures clockwise, in degrees, 0 to 359.

@@ -1,15 +1,21 @@
 #include "muxer/DecodeTimes.h"
 
 #include <algorithm>
+#include <cstdint>
 
 DecodeTimes::DecodeTimes(std::size_t lookahead) : m_lookahead(lookahead)
 {
 }
 
+pyx_int64 DecodeTimes::Soonest() const
+{
+    // Every packet that waits takes a decode time of its own before the next one.
+    return m_started ? m_last + static_cast<pyx_int64>(m_waiting.size()) + 1 : INT64_MIN;
+}
+
 bool DecodeTimes::Add(pyx_int64 pts)
 {
-    // Every packet that waits takes a decode time of its own before this one.
-    if (m_started && pts <= m_last + static_cast<pyx_int64>(m_waiting.size()))
+    if (pts < Soonest())
     {
         return false;
     }

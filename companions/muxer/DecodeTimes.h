@@ -45,7 +45,10 @@ public:
     /// A stream that is not reordered needs no lookahead.
     explicit DecodeTimes(std::size_t lookahead);
 
-    /// Adds the next packet in decode order. False: its time lies so far back
+    /// The earliest time that Add() takes.
+    pyx_int64 Soonest() const;
+
+    /// Adds the next packet in decode order. False: its time is so far back
     /// that no decode time is left for it; nothing has changed.
     bool Add(pyx_int64 pts);
 

@@ -9,6 +9,7 @@ extern "C"
 #include <libavutil/opt.h>
 }
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cwchar>
@@ -101,6 +102,7 @@ PYX_RESULT MediaFile::Start(const FileDetails& details)
 /// Of the options that are set here each is known to some containers only.
 void MediaFile::SetDetails(const FileDetails& details)
 {
+    m_pContext->max_interleave_delta = 60 * AV_TIME_BASE; // audio waits for the first picture that is shown
     void* pOptions = m_pContext->priv_data;
     av_opt_set_int(pOptions, "movie_timescale", c_movieTimescale, 0);
     av_opt_set(pOptions, "default_mode", "passthrough", 0); // as the inputs say, whatever the others are
@@ -114,12 +116,11 @@ void MediaFile::SetDetails(const FileDetails& details)
     }
 }
 
-void MediaFile::AvoidNegativeTimes(pyx_int64 earliest, AVRational timeBase)
+void MediaFile::SetStart(pyx_int64 earliest, pyx_int64 start, AVRational timeBase)
 {
-    if (earliest < 0 && !(m_pContext->oformat->flags & AVFMT_TS_NEGATIVE))
-    {
-        m_pContext->output_ts_offset = av_rescale_q_rnd(-earliest, timeBase, av_get_time_base_q(), AV_ROUND_UP);
-    }
+    const bool hasNegative = (m_pContext->oformat->flags & AVFMT_TS_NEGATIVE) != 0;
+    m_pContext->output_ts_offset =
+        -av_rescale_q(hasNegative ? start : std::min<pyx_int64>(earliest, 0), timeBase, av_get_time_base_q());
 }
 
 PYX_RESULT MediaFile::Write(PacketPtr spPacket)

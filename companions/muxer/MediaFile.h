@@ -49,9 +49,10 @@ public:
     /// container refuses the streams.
     PYX_RESULT Start(const FileDetails& details);
 
-    /// Moves all times, for a container that has none below zero: `earliest`
-    /// becomes zero when it is negative. Before the first packet.
-    void AvoidNegativeTimes(pyx_int64 earliest, AVRational timeBase);
+    /// Moves all times, so that `start` becomes zero: players show nothing before
+    /// it. In a container that has no times below zero `earliest` becomes zero when
+    /// it is negative. Before the first packet.
+    void SetStart(pyx_int64 earliest, pyx_int64 start, AVRational timeBase);
 
     /// Writes a packet in its stream's time base, interleaved with the other
     /// streams by decode time.

@@ -4,6 +4,7 @@
 #include "common/Trace.h"
 #include "muxer/StreamDescription.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace
@@ -23,6 +24,15 @@ pyx_int64 GetUsualDuration(const AVStream& stream)
     const AVCodecParameters& parameters = *stream.codecpar;
     const bool isSound = parameters.sample_rate > 0;
     return isSound ? av_rescale_q(parameters.frame_size, {1, parameters.sample_rate}, stream.time_base) : 0;
+}
+
+/// Files may repeat a time, or count back by less than a packet or two. Containers need rising ones: such a packet
+/// follows the last one at once, and the next that is later is in its place again.
+pyx_int64 FollowLast(const AVStream& stream, const DecodeTimes& times, pyx_int64 pts)
+{
+    const pyx_int64 soonest = times.Soonest();
+    const pyx_int64 furthest = av_rescale_q(PYX_TICKS_PER_SECOND / 2, c_ticks, stream.time_base);
+    return pts >= soonest || pts < soonest - furthest ? pts : soonest;
 }
 
 } // namespace
@@ -193,8 +203,12 @@ PYX_RESULT MuxSession::Place(Stream& stream, PacketPtr spPacket)
     {
         spPacket->duration = GetUsualDuration(*stream.pInFile);
     }
+    if (&stream == &m_audio)
+    {
+        spPacket->pts = FollowLast(*stream.pInFile, stream.times, spPacket->pts);
+    }
     FAIL_IF_NOT(stream.times.Add(spPacket->pts), PYX_OUT_OF_RANGE,
-                L"a packet's time lies too far before those already written: %lld", ticks);
+                L"a packet's time is too far before those already written: %lld", ticks);
     stream.waiting.push_back(std::move(spPacket));
     return WriteReady(stream);
 }
@@ -203,13 +217,14 @@ PYX_RESULT MuxSession::WriteReady(Stream& stream)
 {
     while (stream.times.IsReady())
     {
-        if (stream.written == 0 && &stream == &m_video)
+        if (stream.written == 0 && &stream == &m_video && !SetStart(stream))
         {
-            m_spFile->AvoidNegativeTimes(stream.times.Earliest(), stream.pInFile->time_base);
+            return PYX_OK;
         }
         PacketPtr spPacket = std::move(stream.waiting.front());
         stream.waiting.pop_front();
         spPacket->dts = stream.times.Next();
+        spPacket->flags &= ~AV_PKT_FLAG_DISCARD; // containers have no such mark
         ++stream.written;
         if (const PYX_RESULT result = m_spFile->Write(std::move(spPacket)); result != PYX_OK)
         {
@@ -217,6 +232,28 @@ PYX_RESULT MuxSession::WriteReady(Stream& stream)
         }
     }
     return PYX_OK;
+}
+
+/// Sets what the file's times count from. False: not all pictures are known that can be the first one shown.
+bool MuxSession::SetStart(const Stream& video)
+{
+    pyx_int64 earliest = INT64_MAX;
+    std::size_t shown = 0;
+    for (const PacketPtr& spPacket : video.waiting)
+    {
+        if (!(spPacket->flags & AV_PKT_FLAG_DISCARD))
+        {
+            earliest = std::min(earliest, spPacket->pts);
+            ++shown;
+        }
+    }
+    if (shown <= DecodeTimes::c_deepestReordering && !video.ended)
+    {
+        return false;
+    }
+    const bool hasHidden = shown < video.waiting.size();
+    m_spFile->SetStart(video.times.Earliest(), hasHidden && shown > 0 ? earliest : 0, video.pInFile->time_base);
+    return true;
 }
 
 PYX_RESULT MuxSession::EndStream(Stream& stream)

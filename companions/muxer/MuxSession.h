@@ -102,6 +102,7 @@ private:
     PYX_RESULT PlaceWaiting(Stream& stream);
     PYX_RESULT Place(Stream& stream, PacketPtr spPacket);
     PYX_RESULT WriteReady(Stream& stream);
+    bool SetStart(const Stream& video);
     PYX_RESULT EndStream(Stream& stream);
     PYX_RESULT Complete();
     PYX_RESULT Fail(PYX_RESULT result);

@@ -2,8 +2,10 @@
 
 #include "common/InterfacePtr.h"
 #include "common/KeyPacket.h"
+#include "common/PropertyReader.h"
 #include "common/StreamProperties.h"
 #include "common/Trace.h"
+#include "media/ClipProperties.h"
 #include "muxer/ClipDetails.h"
 
 #include <climits>
@@ -83,6 +85,11 @@ PYX_RESULT PYXMuxerInput::CopyPacket(PYXBuffer* pBuffer, PacketPtr* pspPacket) c
     if (m_kind == StreamKind::Audio || PYXIsKeyPacket(pBuffer))
     {
         spPacket->flags |= AV_PKT_FLAG_KEY;
+    }
+    bool isHidden = false;
+    if (PYXReadProperty(pBuffer, PYX_PROPERTY_NOT_SHOWN, &isHidden) == PYX_OK && isHidden)
+    {
+        spPacket->flags |= AV_PKT_FLAG_DISCARD;
     }
     *pspPacket = std::move(spPacket);
     return PYX_OK;

@@ -45,7 +45,7 @@ protected:
     }
 
     /// One of 25 pictures of H.264 per second: the parameter sets are real, the pictures are not looked into.
-    PYX_RESULT SubmitPicture(int number)
+    PYX_RESULT SubmitPicture(int number, bool isHidden = false)
     {
         constexpr pyx_uint8 picture[] = {0,    0,    0,    1,    0x67, 0x42, 0xc0, 0x0a, 0xda, 0x11,
                                          0x19, 0xa0, 0,    0,    1,    0x68, 0xce, 0x3c, 0x80, 0,
@@ -54,6 +54,7 @@ protected:
         std::memcpy(spBuffer->GetNative(), picture, sizeof(picture));
         spBuffer->SetPts(number * PYX_TICKS_PER_SECOND / 25);
         PYXMarkVideoPacket(spBuffer.Get(), 5, number == 0);
+        spBuffer->SetProperty(PYX_PROPERTY_NOT_SHOWN, PYXVariantFromBool(isHidden));
         return m_spVideo->SubmitInput(spBuffer.Get());
     }
 
@@ -147,6 +148,41 @@ TEST_F(MuxerTest, AClipTakesItsNameWhenItIsCompleteAndElseLeavesNothing)
 
     SetPath(L"missing/clip.mp4");
     EXPECT_EQ(SubmitPicture(0), PYX_FILE_NOT_OPEN);
+}
+
+TEST_F(MuxerTest, PicturesThatAreNotShownAreInTheFileBeforeItsStart)
+{
+    for (int i = 0; i < 200; ++i) // more hidden ones than the order of pictures is looked ahead for
+    {
+        ASSERT_EQ(SubmitPicture(i, i < 100), PYX_OK);
+    }
+    ASSERT_EQ(m_spVideo->SubmitInput(nullptr), PYX_EOF);
+    const FFmpegPtr<AVFormatContext> pFile = OpenClip();
+    ASSERT_TRUE(pFile);
+    EXPECT_EQ(pFile->streams[0]->nb_frames, 200);
+    EXPECT_EQ(pFile->streams[0]->start_time, 0);
+    EXPECT_EQ(pFile->duration, 3'993'333) << "99 pictures at 25 a second, and the last one";
+}
+
+TEST_F(MuxerTest, AudioThatRepeatsATimeIsKept)
+{
+    m_spMuxer->SetProperty(PYX_PROPERTY_ENABLE_AUDIO, PYXVariantFromBool(true));
+    m_spMuxer->SetProperty(PYX_PROPERTY_ENABLE_VIDEO, PYXVariantFromBool(false));
+    PYXInterfacePtr<PYXInput> spAudio;
+    ASSERT_EQ(m_spMuxer->GetInput(0, spAudio.Out()), PYX_OK);
+    spAudio->SetProperty(PYX_PROPERTY_CODEC_ID, PYXVariantFromInt64(AV_CODEC_ID_MP3));
+    spAudio->SetProperty(PYX_PROPERTY_AUDIO_SAMPLE_RATE, PYXVariantFromInt64(48000));
+    for (const pyx_int64 milliseconds : {0, 24, 24, 72, 60, 120})
+    {
+        const PYXInterfacePtr<HostBuffer> spBuffer = HostBuffer::Create(96);
+        std::memset(spBuffer->GetNative(), 1, 96);
+        spBuffer->SetPts(milliseconds * 10000);
+        ASSERT_EQ(spAudio->SubmitInput(spBuffer.Get()), PYX_OK);
+    }
+    ASSERT_EQ(spAudio->SubmitInput(nullptr), PYX_EOF);
+    const FFmpegPtr<AVFormatContext> pFile = OpenClip();
+    ASSERT_TRUE(pFile);
+    EXPECT_EQ(pFile->streams[0]->nb_frames, 6);
 }
 
 TEST_F(MuxerTest, APathIsReadOnlyFromAText)
