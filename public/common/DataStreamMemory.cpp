@@ -25,51 +25,56 @@ PYXMemorySegments::PYXMemorySegments(pyx_uint64 segmentSize) : m_segmentSize(seg
 {
 }
 
-const std::shared_ptr<PYXMemorySegments::Segment>& PYXMemorySegments::Open(pyx_uint64 size)
+PYXMemorySegments::Place PYXMemorySegments::Open(pyx_uint64 size)
 {
-    if (!m_segments.empty() && m_segments.back()->used < m_segments.back()->size)
+    const bool hasOpen = m_free < m_segments.size();
+    if (hasOpen && m_segments.back().used < m_segments.back().size)
     {
-        return m_segments.back();
+        return std::prev(m_segments.end());
     }
-    const auto free = std::ranges::find_if(m_segments, IsFree);
-    if (free != m_segments.end())
+    if (m_free > 0)
     {
-        (*free)->used = 0;
-        std::rotate(free, free + 1, m_segments.end());
+        m_segments.splice(m_segments.end(), m_segments, m_segments.begin());
+        --m_free;
     }
     else
     {
-        auto spSegment = std::make_shared<Segment>();
-        spSegment->size = std::max(size, m_segmentSize);
-        spSegment->pBytes.reset(
-            static_cast<pyx_uint8*>(VirtualAlloc(nullptr, spSegment->size, MEM_COMMIT, PAGE_READWRITE)));
-        if (!spSegment->pBytes)
+        const pyx_uint64 newSize = std::max(size, m_segmentSize);
+        m_segments.push_back({nullptr, newSize});
+        m_segments.back().pBytes.reset(
+            static_cast<pyx_uint8*>(VirtualAlloc(nullptr, newSize, MEM_COMMIT, PAGE_READWRITE)));
+        if (!m_segments.back().pBytes)
         {
+            m_segments.pop_back();
             throw std::bad_alloc();
         }
-        m_segments.push_back(std::move(spSegment));
     }
     ++m_opened;
-    return m_segments.back();
+    return std::prev(m_segments.end());
+}
+
+void PYXMemorySegments::Release(Place segment)
+{
+    if (--segment->holders == 0)
+    {
+        segment->used = 0;
+        m_segments.splice(m_segments.begin(), m_segments, segment);
+        ++m_free;
+    }
 }
 
 void PYXMemorySegments::BeginGroup()
 {
-    m_kept = std::exchange(m_opened, 0) + 1;
+    m_kept = std::exchange(m_opened, 0) + 2; // groups of one length differ by one
     Trim();
 }
 
 void PYXMemorySegments::Trim()
 {
-    while (m_segments.size() > m_kept && IsFree(m_segments[m_kept]) && IsFree(m_segments.front()))
+    for (; m_free > m_kept; --m_free)
     {
         m_segments.pop_front();
     }
-}
-
-bool PYXMemorySegments::IsFree(const std::shared_ptr<Segment>& spSegment)
-{
-    return spSegment.use_count() == 1;
 }
 
 PYXDataStreamMemoryImpl::PYXDataStreamMemoryImpl(std::shared_ptr<PYXMemorySegments> spSegments)
@@ -90,7 +95,7 @@ PYX_RESULT PYXDataStreamMemoryImpl::Open([[maybe_unused]] const wchar_t* path, [
 
 PYX_RESULT PYXDataStreamMemoryImpl::Close()
 {
-    m_slices.clear();
+    DropSlices(m_slices.begin());
     m_pos = 0;
     m_spSegments->Trim();
     return PYX_OK;
@@ -193,7 +198,7 @@ bool PYXDataStreamMemoryImpl::Grow(pyx_uint64 size)
     }
     catch (const std::bad_alloc&)
     {
-        wasEmpty ? m_slices.clear() : Cut(oldSize);
+        wasEmpty ? DropSlices(m_slices.begin()) : Cut(oldSize);
         return false;
     }
 }
@@ -201,21 +206,35 @@ bool PYXDataStreamMemoryImpl::Grow(pyx_uint64 size)
 /// Takes up to `wantedSize` bytes of a segment with room.
 void PYXDataStreamMemoryImpl::AddSlice(pyx_uint64 wantedSize)
 {
-    const std::shared_ptr<PYXMemorySegments::Segment>& spSegment = m_spSegments->Open(wantedSize);
-    pyx_uint8* const pBytes = spSegment->pBytes.get() + spSegment->used;
-    const pyx_uint64 size = std::min(wantedSize, spSegment->size - spSegment->used);
-    m_slices.push_back({spSegment, pBytes, Size() + size});
-    spSegment->used += size;
+    const PYXMemorySegments::Place segment = m_spSegments->Open(wantedSize);
+    if (m_segments.empty() || m_segments.back() != segment)
+    {
+        m_segments.push_back(segment);
+        ++segment->holders;
+    }
+    const pyx_uint64 size = std::min(wantedSize, segment->size - segment->used);
+    m_slices.push_back({segment->pBytes.get() + segment->used, Size() + size, m_segments.size()});
+    segment->used += size;
 }
 
 /// Drops what is after `size` bytes, if anything.
 void PYXDataStreamMemoryImpl::Cut(pyx_uint64 size)
 {
-    const auto last = std::ranges::lower_bound(m_slices, size, {}, &Slice::end);
-    if (last != m_slices.end())
+    if (size < Size())
     {
+        const auto last = std::ranges::lower_bound(m_slices, size, {}, &Slice::end);
         last->end = size;
-        m_slices.erase(last + 1, m_slices.end());
+        DropSlices(last + 1);
+    }
+}
+
+void PYXDataStreamMemoryImpl::DropSlices(std::vector<Slice>::iterator first)
+{
+    m_slices.erase(first, m_slices.end());
+    for (const pyx_size held = m_slices.empty() ? 0 : m_slices.back().held; m_segments.size() > held;)
+    {
+        m_spSegments->Release(m_segments.back());
+        m_segments.pop_back();
     }
 }
 

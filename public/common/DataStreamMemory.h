@@ -2,21 +2,18 @@
 
 #include "common/DataStreamImpl.h"
 
-#include <deque>
+#include <list>
 #include <memory>
 #include <vector>
 
 /// Memory that streams share: segments of virtual memory, filled one after another
 /// and used again.
 ///
-///     m_segments  [ free ][ aabb ][ bbbcc ][ cc.. ]     a, b, c: streams
-///                                              ^ the last one is being filled
+///     m_segments  [ free ][ free ][ aabb ][ bbbcc ][ cc.. ]     a, b, c: streams
+///                                                      ^ the last one is being filled
 ///
-/// A segment is free when no stream has bytes in it. Streams that end in the order
-/// in which they were filled leave the free segments in front.
 /// Threads: one at a time, together with all streams that share it.
-/// Lifetime: shared by its owner and its streams. What a segment holds stays valid
-/// as long as the segment is held.
+/// Lifetime: shared by its owner and its streams.
 class PYXMemorySegments
 {
 public:
@@ -30,31 +27,35 @@ public:
     struct Segment
     {
         std::unique_ptr<pyx_uint8, Free> pBytes;
-        pyx_uint64 size = 0; ///< bytes
-        pyx_uint64 used = 0; ///< bytes from its start; the rest is room
+        pyx_uint64 size;      ///< bytes
+        pyx_uint64 used = 0;  ///< bytes from its start; the rest is room
+        pyx_size holders = 0; ///< streams, each once for every time that it came to the segment
     };
+    using Place = std::list<Segment>::iterator;
 
     explicit PYXMemorySegments(pyx_uint64 segmentSize = c_segmentSize);
 
-    /// A segment with room, borrowed: the one being filled, else a free one, else a
-    /// new one that has room for `size` bytes. Throws std::bad_alloc; nothing has
-    /// changed then.
-    const std::shared_ptr<Segment>& Open(pyx_uint64 size);
+    /// A segment with room, valid while it has holders: the one being filled, else a
+    /// free one, else a new one with room for `size` bytes. Throws std::bad_alloc;
+    /// nothing has changed then.
+    Place Open(pyx_uint64 size);
+
+    /// Takes one holder off a segment. After the last one it is free.
+    void Release(Place segment);
 
     /// A new group of streams begins. From here on as many free segments are kept as
-    /// the last group has opened, and one more; before the first group none.
+    /// the last group has opened, and two more; before the first group none.
     void BeginGroup();
 
-    /// Gives the free segments in front that are not kept back to the system.
+    /// Gives the free segments that are not kept back to the system.
     void Trim();
 
 private:
-    static bool IsFree(const std::shared_ptr<Segment>& spSegment);
-
     const pyx_uint64 m_segmentSize;
+    std::list<Segment> m_segments;
+    pyx_size m_free = 0;   // so many in front
+    pyx_size m_kept = 0;   // free ones at most after Trim
     pyx_size m_opened = 0; // since the last BeginGroup
-    pyx_size m_kept = 0;   // free segments at most
-    std::deque<std::shared_ptr<Segment>> m_segments;
 };
 
 /// A data stream over memory, usable from construction. Its bytes are a list of
@@ -91,18 +92,20 @@ private:
     /// slice before it ends.
     struct Slice
     {
-        std::shared_ptr<PYXMemorySegments::Segment> spSegment;
-        pyx_uint8* pBytes; ///< in the segment
+        pyx_uint8* pBytes; ///< in the last of `held` segments
         pyx_uint64 end;    ///< position in the stream
+        pyx_size held;     ///< segments that hold the stream up to here
     };
 
     pyx_uint64 Size() const;
     bool Grow(pyx_uint64 size);
     void AddSlice(pyx_uint64 wantedSize);
     void Cut(pyx_uint64 size);
+    void DropSlices(std::vector<Slice>::iterator first);
     template <class Copy> void Advance(pyx_uint64 size, const Copy& copy);
 
     const std::shared_ptr<PYXMemorySegments> m_spSegments;
-    std::vector<Slice> m_slices; // empty until the first write that stores bytes
-    pyx_uint64 m_pos = 0;        // never above Size()
+    std::vector<Slice> m_slices;                      // empty until the first write that stores bytes
+    std::vector<PYXMemorySegments::Place> m_segments; // those held, so that the end need not read every slice
+    pyx_uint64 m_pos = 0;                             // never above Size()
 };
