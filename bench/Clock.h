@@ -31,7 +31,7 @@ inline double TicksPerMicrosecond()
     return s_rate;
 }
 
-/// What two readings cost that enclose nothing.
+/// What two readings cost that enclose nothing, see TimeCall.
 inline pyx_uint64 EmptyMeasurement()
 {
     static const pyx_uint64 s_ticks = [] {
@@ -39,6 +39,7 @@ inline pyx_uint64 EmptyMeasurement()
         for (int i = 0; i < 1000; ++i)
         {
             const pyx_uint64 begin = ReadTicks();
+            MemoryBarrier();
             least = std::min(least, ReadTicks() - begin);
         }
         return least;

@@ -1,62 +1,59 @@
 #include "bench/Floors.h"
 
 #include "bench/Require.h"
-#include "common/InterfacePtr.h"
 
 #include <windows.h>
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
 
-#include <algorithm>
 #include <cstring>
 
 namespace
 {
 
 constexpr int c_createFlags = _O_BINARY | _O_CREAT | _O_TRUNC | _O_RDWR;
-constexpr int c_readFlags = _O_BINARY | _O_RDONLY;
 constexpr int c_permission = 0x1B6;
 
-constexpr pyx_size c_page = 4096;
-constexpr pyx_size c_reserved = 64 << 20; ///< more than the longest group's bytes
+Record MakeRecord(PYXContext* pContext, PYXBuffer* pPacket)
+{
+    Record spRecord;
+    Require(pContext->AllocBuffer(PYX_MEMORY_HOST, 1, spRecord.Out()) == PYX_OK, "a buffer of the host");
+    Require(pPacket->CopyTo(spRecord.Get(), true) == PYX_OK, "a copy of the packet's properties");
+    spRecord->SetPts(pPacket->GetPts());
+    spRecord->SetDuration(pPacket->GetDuration());
+    return spRecord;
+}
 
 } // namespace
 
-CommittedRange::~CommittedRange()
+MemoryFloor::MemoryFloor(PYXContext* pContext, size_t keep, pyx_size bytesPerGroup)
+    : m_pContext(pContext), m_keep(keep), m_ring((keep + 1) * bytesPerGroup)
 {
-    if (m_pMemory)
-    {
-        VirtualFree(m_pMemory, 0, MEM_RELEASE);
-    }
 }
 
-void CommittedRange::Append(const void* pData, pyx_size size)
+void MemoryFloor::Take(const Packet& packet)
 {
-    if (!m_pMemory)
+    if (packet.kind == PacketKind::Start)
     {
-        m_pMemory = static_cast<std::byte*>(VirtualAlloc(nullptr, c_reserved, MEM_RESERVE, PAGE_READWRITE));
+        m_groups.emplace_back();
     }
-    Require(m_pMemory != nullptr && m_used + size <= c_reserved, "address space for a group");
-    const pyx_size needed = (m_used + size + c_page - 1) / c_page * c_page;
-    if (needed > m_committed)
+    const pyx_size size = packet.pBuffer->GetSize();
+    if (size > m_ring.size() - m_used)
     {
-        // cppcheck-suppress leakReturnValNotUsed ; committed pages go with their range
-        Require(VirtualAlloc(m_pMemory + m_committed, needed - m_committed, MEM_COMMIT, PAGE_READWRITE) != nullptr,
-                "memory for a group");
-        m_committed = needed;
+        m_used = 0;
     }
-    std::memcpy(m_pMemory + m_used, pData, size);
+    m_groups.back().push_back(MakeRecord(m_pContext, packet.pBuffer));
+    std::memcpy(m_ring.data() + m_used, packet.pBuffer->GetNative(), size);
     m_used += size;
+    while (m_groups.size() > m_keep)
+    {
+        m_groups.pop_front();
+    }
 }
 
-void HeapBlocks::Append(const void* pData, pyx_size size)
-{
-    m_blocks.push_back(std::make_unique_for_overwrite<std::byte[]>(size));
-    std::memcpy(m_blocks.back().get(), pData, size);
-}
-
-FileFloor::FileFloor(std::filesystem::path directory, size_t keep) : m_directory(std::move(directory)), m_keep(keep)
+FileFloor::FileFloor(PYXContext* pContext, size_t keep, std::filesystem::path directory)
+    : m_pContext(pContext), m_keep(keep), m_directory(std::move(directory))
 {
     Require(std::filesystem::create_directory(m_directory), "the floor's directory is there already");
 }
@@ -72,32 +69,26 @@ FileFloor::~FileFloor()
 
 void FileFloor::Take(const Packet& packet)
 {
-    if (packet.kind == PacketKind::Audio)
-    {
-        return TakeAudio(packet);
-    }
     if (packet.kind == PacketKind::Start)
     {
         Begin();
     }
-    Append(&m_groups.back().video, packet);
+    Group& group = m_groups.back();
+    if (packet.kind != PacketKind::Audio)
+    {
+        Append(&group.video, packet);
+    }
+    else
+    {
+        Append(&group.audio, packet);
+        if (group.video.records.size() == 1 && m_groups.size() > 1)
+        {
+            Close(&(m_groups.end() - 2)->audio);
+        }
+    }
     while (m_groups.size() > m_keep)
     {
         DropOldest();
-    }
-}
-
-void FileFloor::TakeAudio(const Packet& packet)
-{
-    Group& group = m_groups.back();
-    if (group.audio.sizes.empty())
-    {
-        Create(&group.audio);
-    }
-    Append(&group.audio, packet);
-    if (group.video.sizes.size() == 1 && m_groups.size() > 1)
-    {
-        Close(&(m_groups.end() - 2)->audio);
     }
 }
 
@@ -109,63 +100,24 @@ void FileFloor::Begin()
     }
     const std::filesystem::path name = m_directory / ("Temp" + std::to_string(++m_counter));
     m_groups.push_back({{name.wstring() + L".RBV", -1, {}}, {name.wstring() + L".RBA", -1, {}}});
-    Create(&m_groups.back().video);
 }
 
-void FileFloor::DropOldest()
+void FileFloor::Append(File* pFile, const Packet& packet)
 {
-    for (File* pFile : {&m_groups.front().video, &m_groups.front().audio})
+    if (pFile->records.empty())
     {
-        Close(pFile);
-        Delete(pFile);
+        Create(pFile);
     }
-    m_groups.pop_front();
-}
-
-size_t FileFloor::ReadBack(PYXContext* pContext)
-{
-    size_t packets = 0;
-    for (Group& group : m_groups)
-    {
-        packets += ReadFile(&group.video, pContext) + ReadFile(&group.audio, pContext);
-    }
-    return packets;
-}
-
-size_t FileFloor::ReadFile(File* pFile, PYXContext* pContext)
-{
-    if (pFile->descriptor == -1)
-    {
-        pFile->descriptor = _wsopen(pFile->name.c_str(), c_readFlags, _SH_DENYRW, c_permission);
-        Require(pFile->descriptor != -1, "opening a file of the floor");
-    }
-    else
-    {
-        _lseeki64(pFile->descriptor, 0, SEEK_SET);
-    }
-    for (const pyx_uint32 size : pFile->sizes)
-    {
-        PYXInterfacePtr<PYXBuffer> spBuffer;
-        Require(pContext->AllocBuffer(PYX_MEMORY_HOST, size, spBuffer.Out()) == PYX_OK, "a buffer of the host");
-        Require(_read(pFile->descriptor, spBuffer->GetNative(), size) == static_cast<int>(size),
-                "reading a file of the floor");
-    }
-    Close(pFile);
-    return pFile->sizes.size();
+    pFile->records.push_back(MakeRecord(m_pContext, packet.pBuffer));
+    const auto size = static_cast<pyx_uint32>(packet.pBuffer->GetSize());
+    const int written = _write(pFile->descriptor, packet.pBuffer->GetNative(), size);
+    Require(written == static_cast<int>(size), "writing a file of the floor");
 }
 
 void FileFloor::Create(File* pFile)
 {
     pFile->descriptor = _wsopen(pFile->name.c_str(), c_createFlags, _SH_DENYRW, c_permission);
     Require(pFile->descriptor != -1, "creating a file of the floor");
-}
-
-void FileFloor::Append(File* pFile, const Packet& packet)
-{
-    const auto size = static_cast<pyx_uint32>(packet.pBuffer->GetSize());
-    const int written = _write(pFile->descriptor, packet.pBuffer->GetNative(), size);
-    Require(written == static_cast<int>(size), "writing a file of the floor");
-    pFile->sizes.push_back(size);
 }
 
 void FileFloor::Close(File* pFile)
@@ -177,7 +129,12 @@ void FileFloor::Close(File* pFile)
     }
 }
 
-void FileFloor::Delete(File* pFile)
+void FileFloor::DropOldest()
 {
-    Require(pFile->sizes.empty() || DeleteFileW(pFile->name.c_str()), "deleting a file of the floor");
+    for (File* pFile : {&m_groups.front().video, &m_groups.front().audio})
+    {
+        Close(pFile);
+        Require(pFile->records.empty() || DeleteFileW(pFile->name.c_str()), "deleting a file of the floor");
+    }
+    m_groups.pop_front();
 }

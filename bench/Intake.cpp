@@ -10,13 +10,14 @@
 #include <vector>
 
 // SubmitInput per packet, with a full cache, so that every start packet also
-// lets an old group go. Module and floors take one group each in turns.
+// lets an old group go. Module and floor take one group each in turns.
 
 namespace
 {
 
-constexpr int c_fullBitRate = 50'000; // kbit/s
-constexpr int c_lowBitRate = 1'000;   // where only the number of packets and groups matters
+constexpr int c_fullBitRate = 50'000;   // kbit/s
+constexpr int c_lowBitRate = 1'000;     // where only the number of packets and groups matters
+constexpr int c_allKeysBitRate = 9'600; // 20,000 bytes a picture, each a group
 
 struct IntakeCase
 {
@@ -26,15 +27,12 @@ struct IntakeCase
     int measuredGroups;
 };
 
-void Report(Counters* pCounters, Taker* pTaker)
+void Report(Counters* pCounters, const std::string& name, Cost* pCost)
 {
-    Cost& cost = pTaker->cost;
-    (*pCounters)[pTaker->name + "_us"] = cost.PerPacket();
-    (*pCounters)[pTaker->name + "_mean_us"] = cost.MeanPerPacket();
-    (*pCounters)[pTaker->name + "_video_us"] = cost.PerVideoPacket();
-    (*pCounters)[pTaker->name + "_start_us"] = cost.Of(PacketKind::Start).Median();
-    (*pCounters)[pTaker->name + "_regular_us"] = cost.Of(PacketKind::Regular).Median();
-    (*pCounters)[pTaker->name + "_audio_us"] = cost.Of(PacketKind::Audio).Median();
+    (*pCounters)[name + "_video_us"] = pCost->PerVideoPacket();
+    (*pCounters)[name + "_start_us"] = pCost->Of(PacketKind::Start).Median();
+    (*pCounters)[name + "_regular_us"] = pCost->Of(PacketKind::Regular).Median();
+    (*pCounters)[name + "_audio_us"] = pCost->Of(PacketKind::Audio).Median();
 }
 
 void Measure(Counters* pCounters, const IntakeCase& what, PacketSource* pSource, std::vector<Taker> takers)
@@ -50,55 +48,59 @@ void Measure(Counters* pCounters, const IntakeCase& what, PacketSource* pSource,
     for (int i = 0; i < what.measuredGroups; ++i)
     {
         const auto group = pSource->NextGroup();
-        InTurns(static_cast<size_t>(i), takers, [&](Taker& taker) { TakeAll(group, &taker); });
+        InTurns(static_cast<size_t>(i), takers,
+                [&](Taker& taker) { std::ranges::for_each(group, [&](const Packet& packet) { taker.Take(packet); }); });
     }
-    std::ranges::for_each(takers, [&](Taker& taker) { Report(pCounters, &taker); });
+    std::ranges::for_each(takers, [&](Taker& taker) { Report(pCounters, taker.name, &taker.cost); });
 }
 
 void IntakeIntoFiles(Counters* pCounters, const IntakeCase& what)
 {
     PacketSource source(what.picturesPerGroup, what.kilobits);
-    FileFloor fileFloor(FloorDirectory(), GroupsKept(what.seconds, source));
     Subject subject(Storage::Files, what.seconds);
-    Measure(pCounters, what, &source, {{"module", &subject}, {"write", &fileFloor}});
+    FileFloor floor(subject.Context(), GroupsKept(what.seconds, source), FloorDirectory());
+    Measure(pCounters, what, &source, {{"module", &subject}, {"floor", &floor}});
     subject.RequireAllTaken();
     Require(DirectoryContent(ModuleDirectory()) == DirectoryContent(FloorDirectory()),
             "the module and its floor must hold the same bytes in as many files");
     subject.Keep(1); // the rest need not be written out
-    (*pCounters)["groups_kept"] = static_cast<double>(GroupsKept(what.seconds, source));
 }
 
 void IntakeIntoMemory(Counters* pCounters, const IntakeCase& what)
 {
     PacketSource source(what.picturesPerGroup, what.kilobits);
-    CommitFloor commitFloor(GroupsKept(what.seconds, source));
-    HeapFloor heapFloor(GroupsKept(what.seconds, source));
     Subject subject(Storage::Memory, what.seconds);
-    Measure(pCounters, what, &source, {{"module", &subject}, {"commit", &commitFloor}, {"heap", &heapFloor}});
+    MemoryFloor floor(subject.Context(), GroupsKept(what.seconds, source), source.BytesPerGroup());
+    Measure(pCounters, what, &source, {{"module", &subject}, {"floor", &floor}});
     subject.RequireAllTaken();
-    (*pCounters)["bytes_per_packet"] =
-        static_cast<double>(source.BytesPerGroup()) / static_cast<double>(source.NextGroup().size());
 }
 
-void RegisterCase(const IntakeCase& what, int repetitions)
+template <class Intake> void RegisterCase(const char* mode, Intake intake, const IntakeCase& what, int repetitions)
 {
-    const std::string name = "/group:" + std::to_string(what.picturesPerGroup) +
-                             "/duration:" + std::to_string(what.seconds) + "/kbit:" + std::to_string(what.kilobits);
-    Register("Intake/files" + name, repetitions, IntakeIntoFiles, what);
-    Register("Intake/memory" + name, repetitions, IntakeIntoMemory, what);
+    Register(std::string("Intake/") + mode + "/group:" + std::to_string(what.picturesPerGroup) +
+                 "/duration:" + std::to_string(what.seconds) + "/kbit:" + std::to_string(what.kilobits),
+             repetitions, intake, what);
 }
 
 } // namespace
 
 void RegisterIntake(const Effort& effort)
 {
+    std::vector<IntakeCase> cases;
     for (const int pictures : effort.quick ? std::vector{30, 120, 480} : std::vector{30, 60, 120, 240, 480})
     {
         const int groups = std::max(3, (effort.quick ? 8 : 16) * PacketSource::c_picturesPerSecond / pictures);
-        RegisterCase({pictures, 30, c_fullBitRate, groups}, effort.Repetitions());
+        cases.push_back({pictures, 30, c_fullBitRate, groups});
     }
-    for (const int seconds : effort.quick ? std::vector{30, 120} : std::vector{30, 120, 600})
+    for (const int seconds : effort.quick ? std::vector{30, 600} : std::vector{30, 120, 600})
     {
-        RegisterCase({120, seconds, c_lowBitRate, 8}, effort.Repetitions());
+        cases.push_back({120, seconds, c_lowBitRate, 8});
     }
+    for (const IntakeCase& what : cases)
+    {
+        RegisterCase("files", IntakeIntoFiles, what, effort.Repetitions());
+        RegisterCase("memory", IntakeIntoMemory, what, effort.Repetitions());
+    }
+    // As many files would only measure the file system.
+    RegisterCase("memory", IntakeIntoMemory, {1, 600, c_allKeysBitRate, 960}, effort.quick ? 1 : 3);
 }

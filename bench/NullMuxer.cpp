@@ -1,10 +1,6 @@
-/// A muxer module that does nothing, so that a write-out into it costs what the
-/// ring buffer itself costs. One video and one audio input; every property is
-/// taken, and packets are counted.
+/// A muxer module that takes every property and packet and does nothing. One video
+/// and one audio input.
 
-#include "bench/NullMuxer.h"
-
-#include "bench/Clock.h"
 #include "common/Component.h"
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"
@@ -16,8 +12,6 @@
 
 namespace
 {
-
-NullMuxerRecord s_record{};
 
 /// The part that the component and its inputs share.
 template <class Interface> class NullObject : public PYXRefCounted<PYXPropertyStorageExImpl<Interface>>
@@ -52,14 +46,7 @@ public:
 
     PYX_RESULT SubmitInput(PYXData* pData) override
     {
-        if (pData)
-        {
-            ++s_record.packets;
-            return PYX_OK;
-        }
-        ++s_record.endMarks;
-        s_record.endTicks = ReadTicks();
-        return PYX_EOF;
+        return pData ? PYX_OK : PYX_EOF;
     }
 };
 
@@ -110,9 +97,4 @@ PYX_EXPORT PYX_RESULT PYXCreateComponentInt(PYXContext* pContext, const wchar_t*
 {
     *ppOut = PYXInterfacePtr<PYXComponent>(new NullMuxer(pContext)).Detach();
     return PYX_OK;
-}
-
-PYX_EXPORT NullMuxerRecord* PYXNullMuxerRecord()
-{
-    return &s_record;
 }

@@ -10,12 +10,6 @@ namespace
 {
 
 constexpr const wchar_t* c_moduleFile = L"pyx-component-ring-buffer64.dll";
-constexpr const wchar_t* c_muxerFile = L"pyx-component-ffmpeg64.dll";
-
-template <class Function> Function GetEntry(HMODULE module, const char* name)
-{
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
-}
 
 void Set(PYXPropertyStorage* pStorage, const wchar_t* name, const PYXVariant& value)
 {
@@ -24,17 +18,11 @@ void Set(PYXPropertyStorage* pStorage, const wchar_t* name, const PYXVariant& va
 
 } // namespace
 
-NullMuxerRecord* MuxerRecord()
-{
-    const auto pGet = GetEntry<PYXNullMuxerRecordFunction>(GetModuleHandleW(c_muxerFile), PYX_NULL_MUXER_RECORD_ENTRY);
-    Require(pGet != nullptr, "the muxer in the module's folder must be the one that does nothing");
-    return pGet();
-}
-
 Subject::Subject(Storage storage, pyx_int64 seconds)
 {
     static const HMODULE s_module = LoadLibraryExW(c_moduleFile, nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
-    const auto pCreate = GetEntry<PYXCreateComponentFunction>(s_module, PYX_CREATE_COMPONENT_ENTRY);
+    const auto pCreate = reinterpret_cast<PYXCreateComponentFunction>(
+        reinterpret_cast<void*>(GetProcAddress(s_module, PYX_CREATE_COMPONENT_ENTRY)));
     Require(pCreate != nullptr, "loading the module");
     PYXInterfacePtr<PYXComponent> spComponent;
     Require(pCreate(m_spContext.Get(), L"RingBuffer", spComponent.Out()) == PYX_OK, "making a component");
@@ -47,7 +35,7 @@ Subject::Subject(Storage storage, pyx_int64 seconds)
     {
         Set(m_spComponent.Get(), PYX_PROPERTY_TEMP_PATH, PYXVariantBorrowWString(ModuleDirectory().c_str()));
     }
-    Require(m_spComponent->Init(0, 1920, 1080) == PYX_OK, "Init");
+    Init();
     Require(m_spComponent->GetInput(0, m_spVideo.Out()) == PYX_OK, "the video input");
     Require(m_spComponent->GetInput(1, m_spAudio.Out()) == PYX_OK, "the audio input");
 }
@@ -57,7 +45,7 @@ void Subject::Keep(pyx_int64 seconds)
     Set(m_spComponent.Get(), PYX_PROPERTY_DURATION, PYXVariantFromInt64(seconds));
 }
 
-void Subject::Terminate()
+void Subject::Init()
 {
-    Require(m_spComponent->Terminate() == PYX_OK, "Terminate");
+    Require(m_spComponent->Init(0, 1920, 1080) == PYX_OK, "Init");
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "bench/NullMuxer.h"
 #include "bench/PacketSource.h"
 #include "bench/Require.h"
 #include "common/Component.h"
@@ -15,9 +14,6 @@ enum class Storage
     Files,
     Memory,
 };
-
-/// What the null muxer has seen. Valid while a component lives.
-NullMuxerRecord* MuxerRecord();
 
 /// One ring buffer with both inputs, ready for packets. The module is loaded at
 /// first use, as a host does it: by its file name from the program's folder, where
@@ -46,8 +42,8 @@ public:
     /// Changes how many seconds are kept.
     void Keep(pyx_int64 seconds);
 
-    /// Writes out and empties the cache.
-    void Terminate();
+    /// Empties the cache.
+    void Init();
 
     PYXContext* Context()
     {

@@ -35,9 +35,6 @@ void Register(const std::string& name, int repetitions, const Measure& measure, 
 /// Each registers the benchmarks of one file.
 void RegisterIntake(const Effort& effort);
 void RegisterPaced(const Effort& effort);
-void RegisterOwn(const Effort& effort);
-void RegisterTrim(const Effort& effort);
-void RegisterWriteOut(const Effort& effort);
 
 /// Benchmarks that need a process of their own: a filter picks one of them.
-void RegisterFresh();
+void RegisterMemory();

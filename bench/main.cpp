@@ -56,14 +56,11 @@ int main(int argc, char** argv)
 
     if (fresh)
     {
-        RegisterFresh();
+        RegisterMemory();
     }
     else
     {
         RegisterIntake(effort);
-        RegisterTrim(effort);
-        RegisterWriteOut(effort);
-        RegisterOwn(effort);
         RegisterPaced(effort);
     }
     ProgressReporter progress;

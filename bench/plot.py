@@ -10,7 +10,7 @@ import os
 import sys
 
 sys.dont_write_bytecode = True # the checkout stays clean
-from report import MAIN, PICTURE_US, QUANTILES, Results, case_of, number
+from report import MAIN, MODES, PICTURE_US, QUANTILES, Results, case_of, number
 
 WIDTH, HEIGHT, TOP, BOTTOM = 830, 390, 62, 310
 # One hue per storage mode; the module is drawn solid, its floor hollow and dashed.
@@ -27,7 +27,6 @@ polyline { fill: none; stroke: var(--hue); stroke-width: 2; } polyline.floor { s
 circle { fill: var(--hue); stroke: var(--hue); stroke-width: 2; } circle.floor { fill: var(--back); }
 """
 TICKS = {-2: "10 ns", -1: "100 ns", 0: "1 us", 1: "10 us", 2: "100 us", 3: "1 ms", 4: "10 ms", 5: "100 ms", 6: "1 s"}
-MODES = (("files", "write", "file mode"), ("memory", "commit", "memory mode"))
 
 
 class Picture:
@@ -85,23 +84,22 @@ def draw_cost(results):
     kinds = ("start", "regular", "audio")
     lines = [([results.median(MAIN[mode], f"{who}_{kind}_us") for kind in kinds], label, mode, kind_of_line)
              for mode, floor, name in MODES
-             for who, label, kind_of_line in (("module", name, ""), (floor, f"{floor} floor", "floor"))]
+             for who, label, kind_of_line in (("module", name, ""), ("floor", f"{floor} floor", "floor"))]
     picture = Picture("What a packet costs (1080p60, 50 Mbit/s)", [value for values, *_ in lines for value in values])
     picture.panel(80, 680, "kind of packet", ["first video packet of a group", "other video packet", "audio packet"], lines, joined=False)
     return picture
 
 
 def draw_growth(results):
-    def lines(wanted):
-        names = {mode: [name for name in results.cases(mode) if wanted(case_of(name))] for mode, _, _ in MODES}
-        return [([results.median(name, f"{who}_us") for name in names[mode]], label, mode, kind)
-                for mode, floor, words in MODES for who, label, kind in (("module", words, ""), (floor, f"{floor} floor", "floor"))]
+    def lines(kilobits):
+        return [([results.median(name, f"{who}_video_us") for name in results.cases(mode, kilobits)], label, mode, kind)
+                for mode, floor, words in MODES for who, label, kind in (("module", words, ""), ("floor", f"{floor} floor", "floor"))]
 
     def places(index, kilobits):
-        return [case_of(name)[index] for name in results.cases("files") if case_of(name)[2] == kilobits]
+        return [case_of(name)[index] for name in results.cases("files", kilobits)]
 
-    by_length, by_duration = lines(lambda case: case[2] == 50000), lines(lambda case: case[2] == 1000)
-    picture = Picture("Does it grow? Time per packet", [value for values, *_ in by_length + by_duration for value in values])
+    by_length, by_duration = lines(50000), lines(1000)
+    picture = Picture("Does it grow? Time per video packet", [value for values, *_ in by_length + by_duration for value in values])
     picture.panel(75, 315, "pictures per group (50 Mbit/s, 30 s kept)", places(0, 50000), by_length)
     picture.panel(475, 705, "seconds kept (1 Mbit/s, 120 pictures per group)", places(1, 1000), by_duration)
     return picture
