@@ -77,9 +77,11 @@ TEST_F(InterfacesOfTheModuleTest, AnswerTheirIdentifiersOnly)
 /// exceptions. Of the C runtime it may use anything.
 constexpr std::string_view c_imports =
     " CloseHandle CoTaskMemAlloc CoTaskMemFree CreateDirectoryW CreateSemaphoreW DeleteCriticalSection DeleteFileW "
-    "EnterCriticalSection FindClose FindFirstFileW FindNextFileW FreeLibrary GetCurrentThreadId GetLastError "
+    "EnterCriticalSection FindClose FindFirstFileW FindNextFileW FormatMessageA FreeLibrary GetCurrentThreadId "
+    "GetLastError GetThreadId "
     "GetModuleHandleW GetProcAddress InitializeCriticalSection IsDBCSLeadByteEx LeaveCriticalSection LoadLibraryExW "
-    "LoadLibraryW MultiByteToWideChar RaiseException RaiseFailFastException ReleaseSemaphore RemoveDirectoryW "
+    "LoadLibraryW LocalFree MultiByteToWideChar RaiseException RaiseFailFastException ReleaseSemaphore "
+    "RemoveDirectoryW "
     "RtlCaptureContext RtlLookupFunctionEntry RtlUnwindEx RtlVirtualUnwind SetHandleInformation SetLastError Sleep "
     "TlsAlloc TlsFree TlsGetValue TlsSetValue TryEnterCriticalSection VirtualAlloc VirtualFree VirtualProtect "
     "VirtualQuery WaitForSingleObject WideCharToMultiByte ";
