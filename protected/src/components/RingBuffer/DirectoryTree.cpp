@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <new>
 
 namespace
 {
@@ -49,9 +50,16 @@ bool CreateOne(const std::wstring& path)
 
 } // namespace
 
-bool RemoveTree(const std::wstring& path)
+bool RemoveTree(const std::wstring& path) noexcept
 {
-    return RemoveEntries(path) && RemoveDirectoryW(path.c_str());
+    try
+    {
+        return RemoveEntries(path) && RemoveDirectoryW(path.c_str());
+    }
+    catch (const std::bad_alloc&)
+    {
+        return false;
+    }
 }
 
 bool CreatePath(const std::wstring& path)
