@@ -121,11 +121,38 @@ TEST_P(WriteOutTest, AMuxerOfTheWrongShapeIsUnexpected)
 TEST_P(WriteOutTest, AComponentThatEndsAfterAFailureLeavesNoFile)
 {
     Feed(c_packets);
-    m_faults.Fail("End V", -1, 77);
-    EXPECT_EQ(Terminate(), 77);
-    EXPECT_EQ(Files(), GetParam() ? "" : "Temp1.RBA Temp1.RBV Temp2.RBA Temp2.RBV");
+    m_companions.isComponentEx = false;
+    EXPECT_EQ(Terminate(), PYX_UNEXPECTED);
+    const std::string files = GetParam() ? "" : "Temp1.RBA Temp1.RBV Temp2.RBA Temp2.RBV";
+    FaultyCall<"Release", 0, pyx_uint32(void*)> release(m_spContext.Get(), 1);
+    m_faults.Fail("Release", 1, PYX_OK); // of the context: the muxer's, before the groups'
+    m_faults.then = [&] { EXPECT_EQ(Files(), files); };
     Destroy();
+    EXPECT_EQ(m_faults.failed, "Release");
     EXPECT_EQ(Files(), "");
+}
+
+TEST_P(WriteOutTest, TheMuxerAndTheContextMayCallBack)
+{
+    const std::function<void()> calls[] = {[this] { static_cast<void>(m_spComponent->Init(0, 0, 0)); },
+                                           [this] { static_cast<void>(Terminate()); },
+                                           [this] { Set(L"TempPath", (m_temp.path / "other").c_str()); },
+                                           [this] { Set(L"BufferInRamEnabled", GetParam() ? L"false" : L"true"); },
+                                           [this] { Set(L"Duration", L"1"); },
+                                           [this] { Feed("V20sK A20s V21s V22sK"); }};
+    FaultyCall<"AllocBuffer", 0, PYX_RESULT(void*, int, pyx_size, void*)> alloc(m_spContext.Get(), 3);
+    for (const char* place : {"AllocBuffer", "GetInput", "Input.GetProperty", "Submit V", "End A"})
+    {
+        for (const auto& call : calls)
+        {
+            Feed(c_packets);
+            m_faults.Fail(place, 1, PYX_OK);
+            m_faults.then = call;
+            static_cast<void>(Terminate()); // may fail: the call may have removed the files
+            EXPECT_EQ(m_faults.failed, place);
+            Restart("VA");
+        }
+    }
 }
 
 TEST_P(WriteOutTest, AGroupWithoutAudioHasNoFileToOpen)

@@ -40,8 +40,10 @@ protected:
 /// Binary contract: slots in this order, after those of PYXPropertyStorageEx.
 /// The operations named HostOperation belong to the host, which knows their
 /// parameters; here they only keep their places. All are [any-thread].
-/// A component calls its context and its muxer with its own lock held, so these may
-/// call it back on the same thread, and must not wait for another one that does.
+/// A component calls its context, its muxer and the packets with its own lock held. None of them may wait for another
+/// thread that calls the component. On the same thread the muxer may call it back with any operation. The context, a
+/// packet and the trace object may too, but not with SubmitInput, Init, ReInit, Terminate or a new "TempPath",
+/// "BufferInRamEnabled" or "Duration": the call under way is using the groups that these change.
 class PYXComponent : public PYXPropertyStorageEx
 {
 public:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/DataStream.h"
+#include "common/InterfacePtr.h"
 #include "common/RefCounted.h"
 
 /// What both data streams share: the reference count and the interfaces.
@@ -12,13 +13,7 @@ class PYXDataStreamImpl : public PYXRefCounted<PYXDataStream>
 public:
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override
     {
-        if (id == PYXInterface::c_id || id == PYXDataStream::c_id)
-        {
-            *out = static_cast<PYXDataStream*>(this);
-            Acquire();
-            return PYX_OK;
-        }
-        return PYX_NO_INTERFACE;
+        return PYXQueryInterface<PYXInterface, PYXDataStream>(static_cast<PYXDataStream*>(this), id, out);
     }
 
     bool IsSeekable() override

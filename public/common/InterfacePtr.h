@@ -2,6 +2,29 @@
 
 #include "common/Interface.h"
 
+template <class T> class PYXInterfacePtr;
+
+/// The interface `U` of an object, or null when it has none or is null.
+template <class U> PYXInterfacePtr<U> PYXQuery(PYXInterface* pObject)
+{
+    void* p = nullptr;
+    const bool isThere = pObject && pObject->QueryInterface(U::c_id, &p) == PYX_OK;
+    return PYXInterfacePtr<U>::Adopt(isThere ? static_cast<U*>(p) : nullptr);
+}
+
+/// QueryInterface of an object whose one table is that of all `Interfaces`.
+template <class... Interfaces, class Object>
+PYX_RESULT PYXQueryInterface(Object* pObject, const PYXGuid& id, void** out)
+{
+    if (((id == Interfaces::c_id) || ...))
+    {
+        pObject->Acquire();
+        *out = pObject;
+        return PYX_OK;
+    }
+    return PYX_NO_INTERFACE;
+}
+
 /// Counting smart pointer. Outside the tables only it, and a variant that holds an
 /// interface, call Acquire and Release.
 ///
@@ -81,9 +104,7 @@ public:
     /// The object's interface `U`, or null when it has none.
     template <class U> PYXInterfacePtr<U> Query() const
     {
-        void* p = nullptr;
-        const bool isThere = m_p && m_p->QueryInterface(U::c_id, &p) == PYX_OK;
-        return PYXInterfacePtr<U>::Adopt(isThere ? static_cast<U*>(p) : nullptr);
+        return PYXQuery<U>(m_p);
     }
 
     /// The pointer held, borrowed.

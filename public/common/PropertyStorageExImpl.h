@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/InterfacePtr.h"
 #include "common/PropertyTable.h"
 
 /// The property store that components and inputs derive from: a fixed set of
@@ -23,13 +24,7 @@ public:
     /// Answers both property-storage interfaces.
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override
     {
-        if (id == PYXPropertyStorage::c_id || id == PYXPropertyStorageEx::c_id)
-        {
-            *out = static_cast<Interface*>(this);
-            this->Acquire();
-            return PYX_OK;
-        }
-        return PYX_NO_INTERFACE;
+        return PYXQueryInterface<PYXPropertyStorage, PYXPropertyStorageEx>(static_cast<Interface*>(this), id, out);
     }
 
     /// Validates, stores and announces a value; an equal value announces nothing.

@@ -2,8 +2,10 @@
 
 #include "common/Types.h"
 
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 /// With this code "PYXInit" succeeds and gives no factory.
 inline constexpr auto c_noFactory = static_cast<PYX_RESULT>(1000);
@@ -23,7 +25,7 @@ struct FaultPlan
     /// empty name counts every call.
     void Fail(const std::string& name, int nth, int code)
     {
-        *this = {name, nth, static_cast<PYX_RESULT>(code), 0, ""};
+        *this = {name, nth, static_cast<PYX_RESULT>(code), 0, "", nullptr};
     }
 
     PYX_RESULT Check(std::string_view name)
@@ -38,12 +40,17 @@ struct FaultPlan
             return PYX_OK;
         }
         failed = name;
+        if (then)
+        {
+            std::exchange(then, nullptr)();
+        }
         return code;
     }
 
     std::string watched;
     int nth = 0;
     PYX_RESULT code = PYX_OK;
-    int calls = 0;      ///< of the watched name so far
-    std::string failed; ///< the call that failed; empty until then
+    int calls = 0;              ///< of the watched name so far
+    std::string failed;         ///< the call that failed; empty until then
+    std::function<void()> then; ///< called from within that call, once; with code 0 the call itself goes on
 };

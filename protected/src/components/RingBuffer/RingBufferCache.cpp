@@ -17,12 +17,6 @@ PYXRingBufferCache::PYXRingBufferCache(PYXContext* pContext) : m_pContext(pConte
 {
 }
 
-void PYXRingBufferCache::Close()
-{
-    m_isOpen = false;
-    ClearGOPs();
-}
-
 PYX_RESULT PYXRingBufferCache::AddVideoStartPacket(PYXBuffer* pPacket)
 {
     FAIL_IF_NOT(pPacket != nullptr, PYX_INVALID_ARG, L"AddVideoStartPacket() - Invalid buffer passed in");
@@ -57,7 +51,7 @@ void PYXRingBufferCache::FinishActiveGroup()
 }
 
 /// Null when memory has run out.
-std::unique_ptr<PYXRingBufferGOP> PYXRingBufferCache::CreateGOP()
+std::shared_ptr<PYXRingBufferGOP> PYXRingBufferCache::CreateGOP()
 {
     try
     {
@@ -66,7 +60,7 @@ std::unique_ptr<PYXRingBufferGOP> PYXRingBufferCache::CreateGOP()
             m_spSegments = std::make_shared<PYXMemorySegments>();
         }
         m_spSegments->BeginGroup();
-        return std::make_unique<PYXRingBufferGOP>(m_pContext, m_tempPath, m_bufferInRam, m_spSegments);
+        return std::make_shared<PYXRingBufferGOP>(m_pContext, m_tempPath, m_bufferInRam, m_spSegments);
     }
     catch (const std::bad_alloc&)
     {

@@ -28,7 +28,7 @@
 class PYXRingBufferCache final : public PYXCriticalSection
 {
 public:
-    using GOPList = std::list<std::unique_ptr<PYXRingBufferGOP>>;
+    using GOPList = std::list<std::shared_ptr<PYXRingBufferGOP>>;
 
     static constexpr pyx_int64 c_defaultDuration = 30; // seconds
 
@@ -43,8 +43,11 @@ public:
         return m_isOpen;
     }
 
-    /// Empties the cache for good. There is no intake after this.
-    void Close() PYX_REQUIRES(this);
+    /// There is no intake after this. The groups stay until ClearGOPs.
+    void Close() PYX_REQUIRES(this)
+    {
+        m_isOpen = false;
+    }
 
     // Intake, while the cache is open. The standard library's out-of-memory exception
     // may escape from it; the cache stays consistent.
@@ -115,7 +118,7 @@ public:
     /// start packet opens another.
     void FinishActiveGroup() PYX_REQUIRES(this);
 
-    /// The complete groups, oldest first.
+    /// The complete groups, oldest first. A copy keeps them while foreign code is called, which may empty the cache.
     const GOPList& GetCompleteGOPs() const PYX_REQUIRES(this)
     {
         return m_listOfGOPs;
@@ -124,7 +127,7 @@ public:
 private:
     PYX_RESULT AddAudioPacketsToGOP() PYX_REQUIRES(this);
     PYX_RESULT CloseActiveGOP() PYX_REQUIRES(this);
-    std::unique_ptr<PYXRingBufferGOP> CreateGOP() PYX_REQUIRES(this);
+    std::shared_ptr<PYXRingBufferGOP> CreateGOP() PYX_REQUIRES(this);
     bool AddAudioToActiveGOP(PYXBuffer* pPacket) PYX_REQUIRES(this);
     PYX_RESULT AddAudioToCachedGOP(PYXBuffer* pPacket, pyx_int64 pts) PYX_REQUIRES(this);
 
@@ -144,5 +147,5 @@ private:
     GOPList m_listOfGOPs PYX_GUARDED_BY(this);
 
     /// Being filled, not in the list.
-    std::unique_ptr<PYXRingBufferGOP> m_pActiveGOP PYX_GUARDED_BY(this);
+    std::shared_ptr<PYXRingBufferGOP> m_pActiveGOP PYX_GUARDED_BY(this);
 };

@@ -13,8 +13,8 @@
 ///
 /// Threads: every operation but Open and Close takes the group's own lock; the
 /// cache's lock is always taken first, and is what guards Open and Close.
-/// Lifetime: owned by exactly one of the active slot and the group list. The
-/// temporary files end with the group.
+/// Lifetime: owned by one of the active slot and the group list, and by a write-out
+/// while it runs. The temporary files end with the group.
 class PYXRingBufferGOP : public PYXCriticalSection
 {
 public:

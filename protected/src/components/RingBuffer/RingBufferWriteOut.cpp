@@ -14,7 +14,10 @@ constexpr const PYXTraceSource& c_traceSource = c_ringBufferTraceSource;
 /// Where the two kinds of packets differ.
 struct StreamKind
 {
-    bool isVideo;
+    pyx_size (PYXRingBufferGOP::*getCount)();
+    PYX_RESULT (PYXRingBufferGOP::*open)(pyx_uint32 mode);
+    PYX_RESULT (PYXRingBufferGOP::*getPacket)(pyx_int32 index, PYXBuffer** ppPacket);
+    PYX_RESULT (PYXRingBufferGOP::*close)();
     const wchar_t* openFailed;
     const wchar_t* fetchFailed;
     const wchar_t* submitFailed;
@@ -22,7 +25,10 @@ struct StreamKind
 };
 
 constexpr StreamKind c_video{
-    true,
+    &PYXRingBufferGOP::GetVideoPacketCount,
+    &PYXRingBufferGOP::OpenVideoFile,
+    &PYXRingBufferGOP::GetVideoPacket,
+    &PYXRingBufferGOP::CloseVideoFile,
     L"WriteBuffer() Failed to open temp video file.",
     L"WriteBuffer() failed to retrieve video frame %d.",
     L"WriteBuffer() failed to submit video frame %d.",
@@ -30,15 +36,18 @@ constexpr StreamKind c_video{
 };
 
 constexpr StreamKind c_audio{
-    false,
+    &PYXRingBufferGOP::GetAudioPacketCount,
+    &PYXRingBufferGOP::OpenAudioFile,
+    &PYXRingBufferGOP::GetAudioPacket,
+    &PYXRingBufferGOP::CloseAudioFile,
     L"WriteBuffer() Failed to open temp audio file.",
     L"WriteBuffer() failed to retrieve audio frame %d.",
     L"WriteBuffer() failed to submit audio frame %d.",
     L"WriteBuffer() failed to submit empty audio frame.",
 };
 
-/// One kind of packets on its way from the groups to a muxer input, with at most
-/// one fetched packet in hand. Without an input its packets are left alone.
+/// Writes all packets of one kind to one muxer input, one fetched packet at a time. Without an input it leaves them
+/// alone.
 class StreamWriter
 {
 public:
@@ -51,12 +60,11 @@ public:
     {
         m_pGroup = pGroup;
         m_index = 0;
-        m_count = m_spInput ? GetPacketCount() : 0;
+        m_count = 0;
         if (m_spInput)
         {
-            PASS_ON_FAILURE(m_kind.isVideo ? pGroup->OpenVideoFile(PYX_STREAM_MODE_READ)
-                                           : pGroup->OpenAudioFile(PYX_STREAM_MODE_READ),
-                            m_kind.openFailed);
+            m_count = static_cast<pyx_int32>((pGroup->*m_kind.getCount)());
+            PASS_ON_FAILURE((pGroup->*m_kind.open)(PYX_STREAM_MODE_READ), m_kind.openFailed);
         }
         return PYX_OK;
     }
@@ -65,7 +73,7 @@ public:
     {
         if (m_spInput)
         {
-            m_kind.isVideo ? m_pGroup->CloseVideoFile() : m_pGroup->CloseAudioFile();
+            static_cast<void>((m_pGroup->*m_kind.close)());
         }
     }
 
@@ -82,9 +90,7 @@ public:
         {
             return PYX_OK;
         }
-        PASS_ON_FAILURE(m_kind.isVideo ? m_pGroup->GetVideoPacket(m_index, m_spPending.Out())
-                                       : m_pGroup->GetAudioPacket(m_index, m_spPending.Out()),
-                        m_kind.fetchFailed, m_index);
+        PASS_ON_FAILURE((m_pGroup->*m_kind.getPacket)(m_index, m_spPending.Out()), m_kind.fetchFailed, m_index);
         m_pendingPts = PYXSubtractTicks(m_spPending->GetPts(), m_base);
         m_spPending->SetPts(m_pendingPts);
         return PYX_OK;
@@ -96,8 +102,7 @@ public:
         return m_spPending && (!other.m_spPending || m_pendingPts < other.m_pendingPts);
     }
 
-    /// Submits the pending packet once; past the duration it is dropped. A muxer
-    /// that refuses it gets the next one all the same.
+    /// Submits the pending packet once; past the duration it is dropped. A refused packet is traced and skipped.
     void Send()
     {
         if (m_pendingPts < m_limit && m_spInput->SubmitInput(m_spPending.Get()) != PYX_OK)
@@ -120,16 +125,10 @@ public:
     }
 
 private:
-    pyx_int32 GetPacketCount() const
-    {
-        return static_cast<pyx_int32>(m_kind.isVideo ? m_pGroup->GetVideoPacketCount()
-                                                     : m_pGroup->GetAudioPacketCount());
-    }
-
     const StreamKind& m_kind;
-    PYXInterfacePtr<PYXInput> m_spInput; // null: the muxer has none of this kind
-    const pyx_int64 m_base;              // 100 ns ticks
-    const pyx_int64 m_limit;             // 100 ns ticks after the base
+    const PYXInterfacePtr<PYXInput> m_spInput; // null: the muxer has none of this kind
+    const pyx_int64 m_base;                    // 100 ns ticks
+    const pyx_int64 m_limit;                   // 100 ns ticks after the base
     PYXRingBufferGOP* m_pGroup = nullptr;
     PYXInterfacePtr<PYXBuffer> m_spPending;
     pyx_int64 m_pendingPts = 0; // 100 ns ticks after the base
@@ -137,14 +136,9 @@ private:
     pyx_int32 m_count = 0;
 };
 
-/// The muxer's last input of each stream type; either may stay null.
-struct MuxerInputs
-{
-    PYXInterfacePtr<PYXInput> spVideo;
-    PYXInterfacePtr<PYXInput> spAudio;
-};
-
-PYX_RESULT ChooseInputs(PYXComponentEx* pMuxer, MuxerInputs* pInputs)
+/// Finds the muxer's last input of each stream type; either may stay null.
+PYX_RESULT ChooseInputs(PYXComponentEx* pMuxer, PYXInterfacePtr<PYXInput>* pspVideo,
+                        PYXInterfacePtr<PYXInput>* pspAudio)
 {
     for (pyx_int32 i = 0; i < pMuxer->GetInputCount(); ++i)
     {
@@ -156,51 +150,31 @@ PYX_RESULT ChooseInputs(PYXComponentEx* pMuxer, MuxerInputs* pInputs)
                         L"Muxer GetProperty() failed");
         if (streamType == PYX_STREAM_TYPE_VIDEO)
         {
-            pInputs->spVideo = spInput;
+            *pspVideo = spInput;
         }
         else if (streamType == PYX_STREAM_TYPE_AUDIO)
         {
-            pInputs->spAudio = spInput;
+            *pspAudio = spInput;
         }
     }
     return PYX_OK;
 }
 
-/// Writes groups: within each, the packets of both kinds in the order of their
-/// times; video wins a tie.
-class GroupWriter
+/// Writes one group's packets of both kinds in the order of their times; video wins a tie.
+PYX_RESULT WriteGroup(PYXRingBufferGOP* pGroup, StreamWriter* pVideo, StreamWriter* pAudio)
 {
-public:
-    GroupWriter(const MuxerInputs& inputs, pyx_int64 base, pyx_int64 limit)
-        : m_video(c_video, inputs.spVideo, base, limit), m_audio(c_audio, inputs.spAudio, base, limit)
+    PASS_ON_FAILURE_SILENTLY(pVideo->OpenGroup(pGroup));
+    PASS_ON_FAILURE_SILENTLY(pAudio->OpenGroup(pGroup));
+    while (!pVideo->IsDone() || !pAudio->IsDone())
     {
+        PASS_ON_FAILURE_SILENTLY(pVideo->Fetch());
+        PASS_ON_FAILURE_SILENTLY(pAudio->Fetch());
+        (pAudio->IsBefore(*pVideo) ? pAudio : pVideo)->Send();
     }
-
-    PYX_RESULT Write(PYXRingBufferGOP* pGroup)
-    {
-        PASS_ON_FAILURE_SILENTLY(m_video.OpenGroup(pGroup));
-        PASS_ON_FAILURE_SILENTLY(m_audio.OpenGroup(pGroup));
-        while (!m_video.IsDone() || !m_audio.IsDone())
-        {
-            PASS_ON_FAILURE_SILENTLY(m_video.Fetch());
-            PASS_ON_FAILURE_SILENTLY(m_audio.Fetch());
-            (m_audio.IsBefore(m_video) ? m_audio : m_video).Send();
-        }
-        m_video.CloseGroup();
-        m_audio.CloseGroup();
-        return PYX_OK;
-    }
-
-    PYX_RESULT End()
-    {
-        PASS_ON_FAILURE_SILENTLY(m_video.SendEnd());
-        return m_audio.SendEnd();
-    }
-
-private:
-    StreamWriter m_video;
-    StreamWriter m_audio;
-};
+    pVideo->CloseGroup();
+    pAudio->CloseGroup();
+    return PYX_OK;
+}
 
 } // namespace
 
@@ -209,19 +183,25 @@ PYX_RESULT WriteBuffer(PYXRingBufferCache* pCache, PYXComponent* pMuxer)
     FAIL_IF_NOT(pMuxer, PYX_NOT_INITIALIZED, L"WriteBuffer() - Internal component not initialized");
     PYXLock lock(pCache);
     FAIL_IF_NOT(pCache->HasGOP(), PYX_OK, L"WriteBuffer() - No video packets found");
-    const auto spMuxerEx = PYXInterfacePtr(pMuxer).Query<PYXComponentEx>();
+    const auto spMuxerEx = PYXQuery<PYXComponentEx>(pMuxer);
     FAIL_IF_NOT(spMuxerEx, PYX_UNEXPECTED, L"Muxer is of invalid type");
-    MuxerInputs inputs;
-    PASS_ON_FAILURE_SILENTLY(ChooseInputs(spMuxerEx.Get(), &inputs));
+    PYXInterfacePtr<PYXInput> spVideo;
+    PYXInterfacePtr<PYXInput> spAudio;
+    PASS_ON_FAILURE_SILENTLY(ChooseInputs(spMuxerEx.Get(), &spVideo, &spAudio));
 
     pCache->FinishActiveGroup();
-    const PYXRingBufferCache::GOPList& groups = pCache->GetCompleteGOPs();
-    GroupWriter writer(inputs, groups.front()->GetPts(), pCache->GetDurationInSeconds() * PYX_TICKS_PER_SECOND);
+    // A copy: the muxer and the context may call back, and empty the cache.
+    const PYXRingBufferCache::GOPList groups = pCache->GetCompleteGOPs();
+    const pyx_int64 base = groups.empty() ? 0 : groups.front()->GetPts();
+    const pyx_int64 limit = pCache->GetDurationInSeconds() * PYX_TICKS_PER_SECOND;
+    StreamWriter video(c_video, spVideo, base, limit);
+    StreamWriter audio(c_audio, spAudio, base, limit);
     for (const auto& pGroup : groups)
     {
-        PASS_ON_FAILURE_SILENTLY(writer.Write(pGroup.get()));
+        PASS_ON_FAILURE_SILENTLY(WriteGroup(pGroup.get(), &video, &audio));
     }
-    PASS_ON_FAILURE_SILENTLY(writer.End());
+    PASS_ON_FAILURE_SILENTLY(video.SendEnd());
+    PASS_ON_FAILURE_SILENTLY(audio.SendEnd());
     pCache->ClearGOPs();
     return PYX_OK;
 }
