@@ -173,6 +173,30 @@ int FeedUntilRefused(PYXInput* pInput, char kind, std::atomic<int>* pTaken)
     return *pTaken;
 }
 
+TEST_F(ThreadsTest, ARecordOfSubmitInputIsTracedWithoutALock)
+{
+    Start();
+    int traced = 0;
+    std::vector<std::future<void>> others;
+    m_companions.onTrace = [&](const std::string& text) {
+        if (text.find("SubmitInput() failed to store") != std::string::npos)
+        {
+            others.push_back(std::async(std::launch::async, [this] { Input(0); })); // waits for the lock
+            traced += others.back().wait_for(5s) == std::future_status::ready ? 1 : 0;
+        }
+    };
+    FaultyCall<"AllocBuffer", 0, PYX_RESULT(void*, int, pyx_size, void*)> alloc(m_spContext.Get(), 3);
+    Feed("V10K A10 V20K A20");
+    EXPECT_EQ(TryFeed("A11"), PYX_FILE_NOT_OPEN); // A20 has closed that group's audio
+    for (const char* packet : {"V21", "V30K"})
+    {
+        m_faults.Fail("AllocBuffer", 1, PYX_FAIL);
+        EXPECT_EQ(TryFeed(packet), PYX_FAIL);
+    }
+    m_companions.onTrace = nullptr;
+    EXPECT_EQ(traced, 3);
+}
+
 TEST_F(ThreadsTest, AComponentEndsUnderItsEncodersAndEachPacketIsWrittenOrRefused)
 {
     m_faults.Fail("none", 0, PYX_OK);

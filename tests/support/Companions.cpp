@@ -209,6 +209,10 @@ PYX_EXPORT PYX_RESULT PYXTestTrace(const wchar_t* path, pyx_int32 line, pyx_int3
     const std::string place = name == "PropertyStorageExImpl" ? ':' + std::to_string(line) : "";
     Note(&Companions::traces, "EWI"[level] + std::string(pArgs ? "* " : " ") + name + place + ' ' +
                                   (Narrow(path) == source ? "" : Narrow(path) + ' ') + Narrow(text.c_str()));
+    if (Companions::Get().onTrace)
+    {
+        Companions::Get().onTrace(Narrow(text.c_str()));
+    }
     return PYX_OK;
 }
 

@@ -2,6 +2,7 @@
 
 #include "common/Component.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,7 @@ struct Companions
     ///     E PropertyStorageExImpl:168 Assertion failed:invalid pointer : name
     ///     I* RingBufferImpl Video stream - packets written 3
     std::string traces;
+    std::function<void(const std::string&)> onTrace; ///< called with each record's text
 
     /// One line each: "PYXInit 1000400240000", "Create MuxerFFMPEG",
     /// "Init 0 640 480", "Path=x.mp4", "V.BitRate=5".

@@ -1,5 +1,6 @@
 #include "RingBufferImpl.h"
 
+#include "common/MuxerLoader.h"
 #include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
 #include "common/StreamProperties.h"
@@ -68,12 +69,13 @@ void PYXRingBufferImpl::operator delete(void* p)
 
 PYXRingBufferImpl::PYXRingBufferImpl(PYXContext* pContext)
     : m_spContext(pContext), m_pCache(std::make_shared<PYXRingBufferCache>(pContext)),
-      m_pMuxer(std::make_shared<PYXRingBufferMuxer>(pContext))
+      m_pMuxer(std::make_shared<PYXInterfacePtr<PYXComponent>>())
 {
     for (const PYXPropertyDeclaration& property : c_properties)
     {
         DeclareProperty(property);
     }
+    static_cast<void>(CreateMuxer(pContext, m_pMuxer->Out()));
     PYXLock lock(m_pCache.get());
     AddInput(PYX_STREAM_TYPE_VIDEO);
 }
@@ -85,10 +87,12 @@ PYXRingBufferImpl::~PYXRingBufferImpl()
         TerminateAtEnd();
         m_pCache->Close();
     }
-    m_pMuxer->Release();
+    m_pMuxer->Reset();
+    PYXLock lock(m_pCache.get());
+    m_pCache->ClearGOPs(); // what could not be written
 }
 
-/// Without memory there is no clip, as without a disk; the rest still ends.
+/// Out of memory: no clip, as without a disk. The destruction continues.
 void PYXRingBufferImpl::TerminateAtEnd() noexcept
 {
     try
@@ -102,13 +106,8 @@ void PYXRingBufferImpl::TerminateAtEnd() noexcept
 
 PYX_RESULT PYXRingBufferImpl::QueryInterface(const PYXGuid& id, void** out)
 {
-    if (id == PYXInterface::c_id || id == PYXComponent::c_id || id == PYXComponentEx::c_id)
-    {
-        *out = static_cast<PYXComponentEx*>(this);
-        Acquire();
-        return PYX_OK;
-    }
-    return PYXPropertyStorageExImpl::QueryInterface(id, out);
+    return PYXQueryInterface<PYXInterface, PYXPropertyStorage, PYXPropertyStorageEx, PYXComponent, PYXComponentEx>(
+        static_cast<PYXComponentEx*>(this), id, out);
 }
 
 PYX_RESULT PYXRingBufferImpl::SetProperty(const wchar_t* name, PYXVariant value)

@@ -9,7 +9,6 @@
 #include "common/ThreadSafety.h"
 #include "RingBufferCache.h"
 #include "RingBufferInputs.h"
-#include "RingBufferMuxer.h"
 
 #include <atomic>
 #include <memory>
@@ -21,14 +20,16 @@
 ///
 ///     inputs --packets--> cache --Terminate--> muxer
 ///
-/// Threads: any thread may call any operation. The cache's lock is the component's:
-/// recursive, held by Init, Terminate, GetInput, the reaction to a property, an
-/// input's SetProperty, intake and write-out, the muxer and the context being called
-/// under it. The component's SetProperty calls the muxer without it. Components are created and destroyed by one thread
-/// at a time; their inputs may be fed meanwhile. Locks: a property storage's lock may be taken under the cache's.
-/// CopyTo and AddTo call their destination under the source's lock, so copying this component's properties, or an
-/// input's, to one of its inputs takes the two in the other order: not while other threads set properties. Lifetime:
-/// created with count 0, ended by its last Release.
+/// Threads: any thread may call any operation. Components are created and destroyed by one thread at a time; their
+/// inputs may be fed meanwhile.
+///
+/// Locks: the cache's lock is the component's. It is recursive, and held by Init, Terminate, GetInput, the reaction to
+/// a property, an input's SetProperty, intake and write-out; the muxer and the context are called under it, but the
+/// component's SetProperty calls the muxer without it. A property storage's lock may be taken under it. CopyTo and
+/// AddTo call their destination under the source's lock, so copying this component's properties, or an input's, to one
+/// of its inputs takes the two in the other order: not while other threads set properties.
+///
+/// Lifetime: created with count 0, ended by its last Release.
 class PYXRingBufferImpl final
     : public PYXRefCountedInFront<PYXReservedOperations<PYXPropertyStorageExImpl<PYXComponentEx>>>
 {
@@ -48,7 +49,9 @@ public:
 
     /// Forwards to the muxer first every property but the ring buffer's own
     /// three; what the muxer refuses is not stored. A name that only the muxer
-    /// knows is set there and answered with PYX_NOT_FOUND.
+    /// knows is set there and answered with PYX_NOT_FOUND. When memory runs out in
+    /// the reaction to it, the value is stored all the same, and setting it again does
+    /// nothing: another value has to be set in between.
     PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override;
 
     // PYXComponent
@@ -85,7 +88,6 @@ private:
     void AddInput(pyx_int64 streamType) PYX_REQUIRES(*m_pCache);
     void TerminateAtEnd() noexcept;
 
-    // Destroyed in reverse order: the muxer first, the context last.
     const PYXInterfacePtr<PYXContext> m_spContext;
     const std::shared_ptr<PYXRingBufferCache> m_pCache;
 
@@ -94,5 +96,5 @@ private:
 
     std::atomic<pyx_int32> m_inputCount = 0; // the size of m_InputStreams, changed with it
     const PYXRuntimeReference m_runtime;
-    const std::shared_ptr<PYXRingBufferMuxer> m_pMuxer;
+    const PYXSharedMuxer m_pMuxer;
 };

@@ -7,7 +7,6 @@
 #include "RingBufferTrace.h"
 
 #include <cwchar>
-#include <optional>
 #include <utility>
 
 namespace
@@ -15,12 +14,36 @@ namespace
 
 constexpr const PYXTraceSource& c_traceSource = c_ringBufferTraceSource;
 
+/// Sets a property on the muxer's first input of the stream type; without such an input nothing happens. `*pIsNull`:
+/// the muxer has handed out a null input, and nothing more is to be done.
+PYX_RESULT MirrorProperty(const PYXInterfacePtr<PYXComponent>& spMuxer, pyx_int64 streamType, const wchar_t* name,
+                          const PYXVariant& value, bool* pIsNull)
+{
+    const auto spMuxerEx = spMuxer.Query<PYXComponentEx>();
+    FAIL_IF_NOT(spMuxerEx, PYX_NO_INTERFACE, L"Muxer is of invalid type");
+    for (pyx_int32 i = 0; i < spMuxerEx->GetInputCount(); ++i)
+    {
+        PYXInterfacePtr<PYXInput> spInput;
+        PASS_ON_FAILURE(spMuxerEx->GetInput(i, spInput.Out()), L"Muxer has invalid input stream");
+        *pIsNull = !spInput;
+        FAIL_IF_NOT(spInput, PYX_OK, L"Muxer input stream is NULL"); // Hosts rely on this success.
+        pyx_int64 muxerStreamType = 0;
+        PASS_ON_FAILURE(PYXReadProperty(spInput.Get(), PYX_PROPERTY_STREAM_TYPE, &muxerStreamType),
+                        L"Muxer input GetProperty() failed");
+        if (muxerStreamType == streamType)
+        {
+            PASS_ON_FAILURE(spInput->SetProperty(name, value), L"Unable to set property for muxer");
+            return PYX_OK;
+        }
+    }
+    return PYX_OK;
+}
+
 } // namespace
 
-PYXRingBufferInput::PYXRingBufferInput(std::shared_ptr<PYXRingBufferCache> pCache,
-                                       std::shared_ptr<PYXRingBufferMuxer> pMuxer,
+PYXRingBufferInput::PYXRingBufferInput(std::shared_ptr<PYXRingBufferCache> pCache, PYXSharedMuxer pMuxer,
                                        std::span<const PYXPropertyDeclaration> properties, const wchar_t* endText)
-    : m_pCache(std::move(pCache)), m_pMuxer(std::move(pMuxer)), m_endText(endText)
+    : m_pCache(std::move(pCache)), m_pMuxer(std::move(pMuxer)), m_hasMuxer(*m_pMuxer), m_endText(endText)
 {
     for (const PYXPropertyDeclaration& property : properties)
     {
@@ -35,25 +58,26 @@ PYXRingBufferInput::~PYXRingBufferInput()
 
 PYX_RESULT PYXRingBufferInput::QueryInterface(const PYXGuid& id, void** out)
 {
-    if (id == PYXInput::c_id || id == PYXInterface::c_id)
-    {
-        *out = static_cast<PYXInput*>(this);
-        Acquire();
-        return PYX_OK;
-    }
-    return PYXPropertyStorageExImpl::QueryInterface(id, out);
+    return PYXQueryInterface<PYXInterface, PYXPropertyStorage, PYXPropertyStorageEx, PYXInput>(
+        static_cast<PYXInput*>(this), id, out);
 }
 
 PYX_RESULT PYXRingBufferInput::SetProperty(const wchar_t* name, PYXVariant value)
 {
-    PYXLock lock(m_pCache.get());
     FAIL_IF_NOT(m_pCache->IsOpen(), PYX_UNEXPECTED, L"SetProperty() - Host not Initialized");
-    FAIL_IF_NOT(m_pMuxer->Get(), PYX_NOT_INITIALIZED, L"SetProperty() - Internal component not initialized");
+    FAIL_IF_NOT(m_hasMuxer, PYX_NOT_INITIALIZED, L"SetProperty() - Internal component not initialized");
+    PYXLock lock(m_pCache.get());
+    if (!m_pCache->IsOpen())
+    {
+        return PYX_UNEXPECTED; // the component has ended meanwhile
+    }
     pyx_int64 streamType = 0;
     PASS_ON_FAILURE(PYXReadProperty(this, PYX_PROPERTY_STREAM_TYPE, &streamType), L"SetProperty() failed");
-    if (const std::optional<PYX_RESULT> answer = m_pMuxer->MirrorProperty(streamType, name, value))
+    bool isNull = false;
+    PASS_ON_FAILURE_SILENTLY(MirrorProperty(*m_pMuxer, streamType, name, value, &isNull));
+    if (isNull)
     {
-        return *answer;
+        return PYX_OK;
     }
     FAIL_IF_NOT(name != nullptr, PYX_INVALID_POINTER, L"invalid pointer : name");
     return PYXPropertyStorageExImpl::SetProperty(name, value);
@@ -68,67 +92,70 @@ void PYXRingBufferInput::OnPropertyChanged(const wchar_t* name)
     }
 }
 
-PYX_RESULT PYXRingBufferInput::SubmitInput(PYXData* pData)
+PYX_RESULT PYXRingBufferInput::Accept(PYXData* pData, PYXInterfacePtr<PYXBuffer>* pspBuffer)
 {
-    PASS_ON_FAILURE_SILENTLY(CheckOpen());
+    FAIL_IF_NOT(m_pCache->IsOpen(), PYX_UNEXPECTED, L"SubmitInput() - Host not Initialized");
     if (!pData)
     {
         return PYX_EOF;
     }
-    if (!m_enabled)
+    if (m_enabled)
     {
-        return PYX_OK;
+        ++m_packetCount; // counts the packets that fail below too
+        *pspBuffer = PYXQuery<PYXBuffer>(pData);
+        FAIL_IF_NOT(*pspBuffer, PYX_UNEXPECTED, L"SubmitInput() - invalid pointer type");
     }
-    ++m_packetCount; // counts the packets that fail below too
-    PYXInterfacePtr<PYXBuffer> spBuffer;
-    void* pBuffer = nullptr;
-    if (pData->QueryInterface(PYXBuffer::c_id, &pBuffer) == PYX_OK)
-    {
-        *spBuffer.Out() = static_cast<PYXBuffer*>(pBuffer);
-    }
-    FAIL_IF_NOT(spBuffer, PYX_UNEXPECTED, L"SubmitInput() - invalid pointer type");
-    return StorePacket(spBuffer.Get());
-}
-
-PYX_RESULT PYXRingBufferInput::CheckOpen() const
-{
-    FAIL_IF_NOT(m_pCache->IsOpen(), PYX_UNEXPECTED, L"SubmitInput() - Host not Initialized");
     return PYX_OK;
 }
 
-PYXRingBufferVideoInput::PYXRingBufferVideoInput(std::shared_ptr<PYXRingBufferCache> pCache,
-                                                 std::shared_ptr<PYXRingBufferMuxer> pMuxer)
+PYX_RESULT PYXRingBufferInput::Store(PYX_RESULT (PYXRingBufferCache::*pAdd)(PYXBuffer*), PYXBuffer* pBuffer)
+{
+    PYXLock lock(m_pCache.get());
+    // The component may have ended meanwhile.
+    return m_pCache->IsOpen() ? (m_pCache.get()->*pAdd)(pBuffer) : PYX_UNEXPECTED;
+}
+
+PYXRingBufferVideoInput::PYXRingBufferVideoInput(std::shared_ptr<PYXRingBufferCache> pCache, PYXSharedMuxer pMuxer)
     : PYXRingBufferInput(std::move(pCache), std::move(pMuxer), PYX_VIDEO_STREAM_PROPERTIES,
                          L"Video stream - packets written %d")
 {
 }
 
-PYX_RESULT PYXRingBufferVideoInput::StorePacket(PYXBuffer* pBuffer)
+PYX_RESULT PYXRingBufferVideoInput::SubmitInput(PYXData* pData)
 {
-    bool isStart = false;
-    PASS_ON_FAILURE(PYXReadIsKeyPacket(pBuffer, &isStart), L"SubmitInput() unable to get video frame type");
-    PYXLock lock(m_pCache.get());
-    PASS_ON_FAILURE_SILENTLY(CheckOpen()); // the component may have ended meanwhile
-    if (isStart)
+    PYXInterfacePtr<PYXBuffer> spBuffer;
+    PASS_ON_FAILURE_SILENTLY(Accept(pData, &spBuffer));
+    if (!spBuffer)
     {
-        PASS_ON_FAILURE(m_pCache->AddVideoStartPacket(pBuffer), L"SubmitInput() failed to store the start packet");
         return PYX_OK;
     }
-    PASS_ON_FAILURE(m_pCache->AddVideoRegularPacket(pBuffer), L"SubmitInput() failed to store the regular packet");
+    bool isStart = false;
+    PASS_ON_FAILURE(PYXReadIsKeyPacket(spBuffer.Get(), &isStart), L"SubmitInput() unable to get video frame type");
+    if (isStart)
+    {
+        PASS_ON_FAILURE(Store(&PYXRingBufferCache::AddVideoStartPacket, spBuffer.Get()),
+                        L"SubmitInput() failed to store the start packet");
+        return PYX_OK;
+    }
+    PASS_ON_FAILURE(Store(&PYXRingBufferCache::AddVideoRegularPacket, spBuffer.Get()),
+                    L"SubmitInput() failed to store the regular packet");
     return PYX_OK;
 }
 
-PYXRingBufferAudioInput::PYXRingBufferAudioInput(std::shared_ptr<PYXRingBufferCache> pCache,
-                                                 std::shared_ptr<PYXRingBufferMuxer> pMuxer)
+PYXRingBufferAudioInput::PYXRingBufferAudioInput(std::shared_ptr<PYXRingBufferCache> pCache, PYXSharedMuxer pMuxer)
     : PYXRingBufferInput(std::move(pCache), std::move(pMuxer), PYX_AUDIO_STREAM_PROPERTIES,
                          L"Audio stream - packets written %d")
 {
 }
 
-PYX_RESULT PYXRingBufferAudioInput::StorePacket(PYXBuffer* pBuffer)
+PYX_RESULT PYXRingBufferAudioInput::SubmitInput(PYXData* pData)
 {
-    PYXLock lock(m_pCache.get());
-    PASS_ON_FAILURE_SILENTLY(CheckOpen()); // the component may have ended meanwhile
-    PASS_ON_FAILURE(m_pCache->AddAudioPacket(pBuffer), L"SubmitInput() failed to store the audio packet");
+    PYXInterfacePtr<PYXBuffer> spBuffer;
+    PASS_ON_FAILURE_SILENTLY(Accept(pData, &spBuffer));
+    if (spBuffer)
+    {
+        PASS_ON_FAILURE(Store(&PYXRingBufferCache::AddAudioPacket, spBuffer.Get()),
+                        L"SubmitInput() failed to store the audio packet");
+    }
     return PYX_OK;
 }

@@ -7,11 +7,14 @@
 #include "common/RefCounted.h"
 #include "common/RuntimeLoader.h"
 #include "RingBufferCache.h"
-#include "RingBufferMuxer.h"
 
 #include <atomic>
 #include <memory>
 #include <span>
+
+/// The muxer of one ring buffer, shared with its inputs, which may outlive it. Set while the component is made, null if
+/// there is none; cleared by the component at its end, once the cache is closed.
+using PYXSharedMuxer = std::shared_ptr<PYXInterfacePtr<PYXComponent>>;
 
 /// One stream into the ring buffer: carries its description, mirrors it to the
 /// muxer, and hands its packets to the cache. Holds no packets itself.
@@ -28,34 +31,28 @@ public:
 
     /// Forwards the value to the muxer's first input of the same stream type,
     /// then stores it here. What the muxer took and this input refuses stays set
-    /// on the muxer. Holds the cache's lock to the end: the muxer and observers are
-    /// called under it.
+    /// on the muxer. The muxer and observers are called with the cache's lock held.
     PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override;
-
-    /// Null ends the stream: PYX_EOF. A disabled input drops its packets and
-    /// answers PYX_OK. PYX_UNEXPECTED: the component has ended, or the packet is no
-    /// buffer. Others are the cache's.
-    PYX_RESULT SubmitInput(PYXData* pData) override;
 
     void OnPropertyChanged(const wchar_t* name) override;
 
 protected:
     /// `endText` is traced at the end, with the number of packets.
-    PYXRingBufferInput(std::shared_ptr<PYXRingBufferCache> pCache, std::shared_ptr<PYXRingBufferMuxer> pMuxer,
+    PYXRingBufferInput(std::shared_ptr<PYXRingBufferCache> pCache, PYXSharedMuxer pMuxer,
                        std::span<const PYXPropertyDeclaration> properties, const wchar_t* endText);
     ~PYXRingBufferInput() override;
 
-    /// The kind's own step of SubmitInput: stores a packet that is wanted.
-    virtual PYX_RESULT StorePacket(PYXBuffer* pBuffer) = 0;
+    /// What SubmitInput does first with a packet of any kind. Null ends the stream: PYX_EOF. PYX_OK without a buffer:
+    /// the input is disabled and drops the packet. PYX_UNEXPECTED: the component has ended, or the packet is no buffer.
+    PYX_RESULT Accept(PYXData* pData, PYXInterfacePtr<PYXBuffer>* pspBuffer);
 
-    /// PYX_UNEXPECTED (traced) once the component has ended. To rely on PYX_OK, hold
-    /// the cache's lock.
-    PYX_RESULT CheckOpen() const;
-
-    const std::shared_ptr<PYXRingBufferCache> m_pCache;
+    /// Hands a packet to the cache under its lock, which is free again when the result is traced.
+    PYX_RESULT Store(PYX_RESULT (PYXRingBufferCache::*pAdd)(PYXBuffer*), PYXBuffer* pBuffer);
 
 private:
-    const std::shared_ptr<PYXRingBufferMuxer> m_pMuxer;
+    const std::shared_ptr<PYXRingBufferCache> m_pCache;
+    const PYXSharedMuxer m_pMuxer;
+    const bool m_hasMuxer; // readable without the lock
     const wchar_t* const m_endText;
     const PYXRuntimeReference m_runtime; // an input traces at its end, and may outlive its component
     std::atomic<bool> m_enabled = true;  // copy of "Enabled"
@@ -66,18 +63,18 @@ private:
 class PYXRingBufferVideoInput final : public PYXRingBufferInput
 {
 public:
-    PYXRingBufferVideoInput(std::shared_ptr<PYXRingBufferCache> pCache, std::shared_ptr<PYXRingBufferMuxer> pMuxer);
+    PYXRingBufferVideoInput(std::shared_ptr<PYXRingBufferCache> pCache, PYXSharedMuxer pMuxer);
 
-private:
-    PYX_RESULT StorePacket(PYXBuffer* pBuffer) override;
+    /// Results are those of Accept, of the cache, and of the packet's frame type.
+    PYX_RESULT SubmitInput(PYXData* pData) override;
 };
 
 /// The cache places audio by time stamp.
 class PYXRingBufferAudioInput final : public PYXRingBufferInput
 {
 public:
-    PYXRingBufferAudioInput(std::shared_ptr<PYXRingBufferCache> pCache, std::shared_ptr<PYXRingBufferMuxer> pMuxer);
+    PYXRingBufferAudioInput(std::shared_ptr<PYXRingBufferCache> pCache, PYXSharedMuxer pMuxer);
 
-private:
-    PYX_RESULT StorePacket(PYXBuffer* pBuffer) override;
+    /// Results are those of Accept and of the cache.
+    PYX_RESULT SubmitInput(PYXData* pData) override;
 };
