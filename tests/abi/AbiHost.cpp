@@ -7,7 +7,7 @@
 
 #define FROM_RING_BUFFER " components/RingBuffer/RingBufferImpl PYXRingBufferImpl "
 
-/// A table of which each operation answers its own slot's number.
+/// A table of which each operation returns its own slot's number.
 template <class Int, Int... Slots> struct NumberedTable
 {
     static constexpr Int (*c_slots[])(const void*) = {[](const void*) { return Slots; }...};
@@ -18,10 +18,11 @@ template <class Int, Int... Slots> struct NumberedTable
 template <class... Methods> int FindSlots(Methods... methods)
 {
     const void* pObject = __make_integer_seq<NumberedTable, int, 40>::c_slots;
-    return (Record(__builtin_bit_cast(int (*)(const void*), methods)(&pObject)) + ...);
+    (Record("%d", __builtin_bit_cast(int (*)(const void*), methods)(&pObject)), ...);
+    return sizeof...(methods);
 }
 
-/// Calls an operation behind the published ones, which the headers do not name.
+/// Calls an operation after the published ones, which the headers do not name.
 template <class Result, class... Args> Result CallSlot(void* pObject, int slot, Args... args)
 {
     void** const pTable = *static_cast<void***>(pObject);
@@ -54,8 +55,9 @@ template <class Key> PYX_RESULT Describe(PYXPropertyStorageEx* p, Key key)
     if (pInfo)
     {
         const auto* pEnum = pInfo->pEnumDescription;
-        Record(pInfo->name, "|", pInfo->desc, "|", pInfo->type, "|", pInfo->contentType, "|", pInfo->defaultValue, "|",
-               pInfo->minValue, "|", pInfo->maxValue, "|", pInfo->accessType, "|", pEnum ? pEnum[1].name : L"none");
+        Record("%ls|%ls|%u|%u|%s|%s|%s|%u|%ls", pInfo->name, pInfo->desc, static_cast<pyx_uint32>(pInfo->type),
+               pInfo->contentType, ValueText(pInfo->defaultValue).text, ValueText(pInfo->minValue).text,
+               ValueText(pInfo->maxValue).text, pInfo->accessType, pEnum ? pEnum[1].name : L"none");
     }
     return result;
 }
@@ -74,12 +76,12 @@ bool Has(PYXInterface* p, const PYXGuid& id)
 
 /// Checks a storage by its integer property g_property, which is number `index` in name order.
 void CheckStorage(PYXPropertyStorageEx* p, int references, pyx_size index, int count, const char* observedSet,
-                  const char* plainSet, const char* cutName, const char* defaultValue, const char* description)
+                  const char* plainSet, const wchar_t* cutName, const char* defaultValue, const char* description)
 {
     const wchar_t* const name = g_property;
     wchar_t buffer[4];
     Observer observer;
-    Sink sink;
+    Packet sink;
     EXPECT(p->Acquire(), references + 1);
     EXPECT(p->Release(), references);
     EXPECT(Has(p, PYXInterface::c_id) && Has(p, PYXPropertyStorage::c_id) && Has(p, PYXPropertyStorageEx::c_id), true);
@@ -92,7 +94,7 @@ void CheckStorage(PYXPropertyStorageEx* p, int references, pyx_size index, int c
     EXPECT(p->HasProperty(name) && !p->HasProperty(L"Nothing"), true);
     EXPECT(p->GetPropertyCount(), count);
     EXPECT(p->GetPropertyAt(index, buffer, 4, &g_value), PYX_OK, "2:46");
-    EXPECT(IsEqual(buffer, cutName), true);
+    EXPECT(wcscmp(buffer, cutName), 0);
     EXPECT(p->AddTo(&sink, false, true), PYX_OK, "asked");
     EXPECT(p->AddTo(&sink, true, false), PYX_OK, "set 2:46");
     EXPECT(p->CopyTo(&sink, false), PYX_OK, "cleared set 2:46");
@@ -109,17 +111,18 @@ void CheckStorage(PYXPropertyStorageEx* p, int references, pyx_size index, int c
 void CheckComponent(PYXComponentEx* p, PYXInput** ppVideo, PYXInput** ppAudio)
 {
     g_property = L"Duration";
-    CheckStorage(p, 1, 1, 6, "changed(Duration)", "", "Dur", "2:30",
+    CheckStorage(p, 1, 1, 6, "changed(Duration)", "", L"Dur", "2:30",
                  "Duration|Duration (sec)|2|0|2:30|2:1|2:2147483647|3|none");
     EXPECT(Describe(p, L"TempPath"), PYX_OK, "TempPath|Temp location|11|2|11:|0:0|0:0|3|none");
     EXPECT(Has(p, PYXComponent::c_id) && Has(p, PYXComponentEx::c_id), true);
     EXPECT(p->Init(7, 640, 480), PYX_OK, "muxer.Init(7,640,480)");
     EXPECT(p->ReInit(320, 240), PYX_OK, "muxer.Init(0,320,240)");
     EXPECT(p->Terminate(), PYX_OK);
-    EXPECT(Record(p->HostOperation20(), p->HostOperation21(), ",", p->HostOperation22(), p->HostOperation23(), ",",
-                  p->GetContext() == &g_context, p->HostOperation25(), p->HostOperation26(), p->HostOperation27(), ",",
-                  p->GetInputCount(), p->HostOperation29(), p->HostOperation31()),
-           14, "00,1010,10100,1010");
+    Record("%d%d %d%d %d%d%d %d%d", p->HostOperation20(), p->HostOperation21(), p->HostOperation22(),
+           p->HostOperation23(), p->HostOperation25(), p->HostOperation26(), p->HostOperation27(), p->HostOperation29(),
+           p->HostOperation31());
+    EXPECT(p->GetContext() == &g_context, true, "00 1010 0100 010");
+    EXPECT(p->GetInputCount(), 1);
     EXPECT(p->SetProperty(L"EnableAudio", PYXVariantFromBool(true)), PYX_OK, "muxer.EnableAudio=1:1");
     EXPECT(p->GetInputCount(), 2);
     EXPECT(p->GetInput(0, ppVideo), PYX_OK);
@@ -133,9 +136,9 @@ void CheckInputs(PYXInput* pVideo, PYXInput* pAudio)
 {
     const char* description = "BitRate|Bit Rate|2|0|2:100000|2:1|2:2147483647|3|none";
     g_property = L"BitRate";
-    CheckStorage(pVideo, 2, 0, 7, "muxer.video.BitRate=2:45 changed(BitRate)", "muxer.video.BitRate=11:46", "Bit",
+    CheckStorage(pVideo, 2, 0, 7, "muxer.video.BitRate=2:45 changed(BitRate)", "muxer.video.BitRate=11:46", L"Bit",
                  "2:100000", description);
-    CheckStorage(pAudio, 2, 6, 11, "muxer.audio.BitRate=2:45 changed(BitRate)", "muxer.audio.BitRate=11:46", "Bit",
+    CheckStorage(pAudio, 2, 6, 11, "muxer.audio.BitRate=2:45 changed(BitRate)", "muxer.audio.BitRate=11:46", L"Bit",
                  "2:100000", description);
     EXPECT(Has(pVideo, PYXInput::c_id), true);
     CallSlot<void>(pVideo, 18, L"Enabled"); // OnPropertyChanged
@@ -204,6 +207,6 @@ extern "C" void RunHost()
            "trace 2" FROM_RING_BUFFER "'Video stream - packets written %d' with 4 "
            "trace 2" FROM_RING_BUFFER "'Audio stream - packets written %d' with 1");
     EXPECT(g_references, 1); // this program's own on its context
-    Print("Checks that failed between a native host and the module: ", g_failures);
-    ExitProcess(g_failures != 0);
+    printf("Checks that failed between a native host and the module: %d\n", g_failures);
+    exit(g_failures != 0);
 }

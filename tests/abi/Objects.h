@@ -3,20 +3,20 @@
 #include "common/Component.h"
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"
-#include "Report.h"
+#include "Record.h"
 
-/// All that a ring buffer meets in a process, laid out by this compiler: the
-/// host's packets, context, storage and observer, the runtime library's objects
-/// and the muxer. Whatever is called tells it to the record.
+/// All objects that a ring buffer meets in a process, laid out by this compiler:
+/// the host's packets, context and observer, the runtime library's objects and
+/// the muxer. Each call of them is recorded.
 
 inline pyx_int64 g_references;    ///< held on all objects of this program
-inline const wchar_t* g_property; ///< the one that a Sink has and watches
+inline const wchar_t* g_property; ///< the one that every storage here has and watches
 
-/// A slot that nobody has a reason to call: a call is recorded, and no check expects it.
+/// A slot that the module does not call: a call is recorded, and no check expects it.
 #define NOT_CALLED(Result, signature)                                                                                  \
     Result signature override                                                                                          \
     {                                                                                                                  \
-        Record("!" #signature);                                                                                        \
+        Record("%s", "!" #signature);                                                                                  \
         return static_cast<Result>(0);                                                                                 \
     }
 
@@ -49,35 +49,21 @@ template <class Interface> struct Counted : Interface
     }
 };
 
+/// Has one property, g_property, and records what is done to it.
 template <class Interface> struct Storage : Counted<Interface>
-{
-    NOT_CALLED(PYX_RESULT, SetProperty(const wchar_t*, PYXVariant));
-    NOT_CALLED(PYX_RESULT, GetProperty(const wchar_t*, PYXVariant*));
-    NOT_CALLED(bool, HasProperty(const wchar_t*));
-    NOT_CALLED(pyx_size, GetPropertyCount());
-    NOT_CALLED(PYX_RESULT, GetPropertyAt(pyx_size, wchar_t*, pyx_size, PYXVariant*));
-    NOT_CALLED(PYX_RESULT, Clear());
-    NOT_CALLED(PYX_RESULT, AddTo(PYXPropertyStorage*, bool, bool));
-    NOT_CALLED(PYX_RESULT, CopyTo(PYXPropertyStorage*, bool));
-    NOT_CALLED(void, AddObserver(PYXPropertyStorageObserver*));
-    NOT_CALLED(void, RemoveObserver(PYXPropertyStorageObserver*));
-};
-
-/// Has one property, g_property, and tells of no other.
-struct Sink final : Storage<PYXPropertyStorage>
 {
     PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override
     {
-        if (IsEqual(name, g_property))
+        if (wcscmp(name, g_property) == 0)
         {
-            Record("set ", value);
+            Record("set %s", ValueText(value).text);
         }
         return PYX_OK;
     }
 
     bool HasProperty(const wchar_t* name) override
     {
-        const bool hasIt = IsEqual(name, g_property);
+        const bool hasIt = wcscmp(name, g_property) == 0;
         if (hasIt)
         {
             Record("asked");
@@ -90,13 +76,21 @@ struct Sink final : Storage<PYXPropertyStorage>
         Record("cleared");
         return PYX_OK;
     }
+
+    NOT_CALLED(PYX_RESULT, GetProperty(const wchar_t*, PYXVariant*));
+    NOT_CALLED(pyx_size, GetPropertyCount());
+    NOT_CALLED(PYX_RESULT, GetPropertyAt(pyx_size, wchar_t*, pyx_size, PYXVariant*));
+    NOT_CALLED(PYX_RESULT, AddTo(PYXPropertyStorage*, bool, bool));
+    NOT_CALLED(PYX_RESULT, CopyTo(PYXPropertyStorage*, bool));
+    NOT_CALLED(void, AddObserver(PYXPropertyStorageObserver*));
+    NOT_CALLED(void, RemoveObserver(PYXPropertyStorageObserver*));
 };
 
 struct Observer final : PYXPropertyStorageObserver
 {
     void OnPropertyChanged(const wchar_t* name) override
     {
-        Record("changed(", name, ")");
+        Record("changed(%ls)", name);
     }
 };
 
@@ -112,7 +106,7 @@ struct Packet final : Storage<PYXBuffer>
     PYX_RESULT GetProperty(const wchar_t* name, PYXVariant* pValue) override
     {
         *pValue = PYXVariantFromInt64(m_type);
-        return m_type >= 0 && IsEqual(name, L"OutputDataType") ? PYX_OK : PYX_NOT_FOUND;
+        return m_type >= 0 && wcscmp(name, L"OutputDataType") == 0 ? PYX_OK : PYX_NOT_FOUND;
     }
 
     PYX_RESULT CopyTo(PYXPropertyStorage* pDest, bool) override
@@ -147,7 +141,7 @@ struct Packet final : Storage<PYXBuffer>
     }
 };
 
-/// Every packet there is. None is used twice, so what is done to one that has ended does no harm and is found out.
+/// None is used twice, so a call on a packet that has ended does no harm and is recorded.
 inline constinit Packet g_packets[32];
 inline constinit Packet* g_pNextPacket = g_packets;
 
@@ -175,14 +169,14 @@ template <class Interface> struct MuxerStorage : Storage<Interface>
 
     PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override
     {
-        Record(m_name, ".", name, "=", value);
+        Record("%s.%ls=%s", m_name, name, ValueText(value).text);
         return PYX_OK;
     }
 
     PYX_RESULT GetProperty(const wchar_t* name, PYXVariant* pValue) override
     {
         *pValue = PYXVariantFromInt64(m_streamType);
-        return IsEqual(name, L"StreamType") ? PYX_OK : PYX_NOT_FOUND;
+        return wcscmp(name, L"StreamType") == 0 ? PYX_OK : PYX_NOT_FOUND;
     }
 
     NOT_CALLED(pyx_size, GetPropertiesInfoCount());
@@ -191,7 +185,7 @@ template <class Interface> struct MuxerStorage : Storage<Interface>
     NOT_CALLED(PYX_RESULT, ValidateProperty(const wchar_t*, PYXVariant, PYXVariant*));
 };
 
-/// Refuses the packet at time 400, after having told of it.
+/// Refuses the packet at time 400, after recording it.
 struct MuxerInput final : MuxerStorage<PYXInput>
 {
     using MuxerStorage::MuxerStorage;
@@ -201,13 +195,13 @@ struct MuxerInput final : MuxerStorage<PYXInput>
         const auto spBuffer = PYXInterfacePtr<PYXData>(pData).Query<PYXBuffer>();
         if (!spBuffer)
         {
-            Record(m_name, "(end)");
+            Record("%s(end)", m_name);
             return PYX_EOF;
         }
         PYXVariant type;
         spBuffer->GetProperty(L"OutputDataType", &type);
-        Record(m_name, "(", spBuffer->GetPts(), "+", spBuffer->GetDuration(), " ", type, " ",
-               static_cast<pyx_int64>(spBuffer->GetSize()), " ", static_cast<char*>(spBuffer->GetNative()), ")");
+        Record("%s(%lld+%lld %s %llu %s)", m_name, spBuffer->GetPts(), spBuffer->GetDuration(), ValueText(type).text,
+               spBuffer->GetSize(), static_cast<char*>(spBuffer->GetNative()));
         return spBuffer->GetPts() == 400 ? PYX_FAIL : PYX_OK;
     }
 };
@@ -220,7 +214,7 @@ struct Muxer final : MuxerStorage<PYXComponentEx>
 
     PYX_RESULT Init(pyx_int32 format, pyx_int32 width, pyx_int32 height) override
     {
-        Record("muxer.Init(", format, ",", width, ",", height, ")");
+        Record("muxer.Init(%d,%d,%d)", format, width, height);
         return PYX_OK;
     }
 
@@ -255,10 +249,10 @@ struct TraceObject final : PYXTrace
     void TraceW(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope, const wchar_t* format,
                 va_list* pArgs) override
     {
-        Record("trace ", level, " ", path, line > 0 ? " " : " without a line ", scope, " '", format, "'");
+        Record("trace %d %ls%s%ls '%ls'", level, path, line > 0 ? " " : " without a line ", scope, format);
         if (pArgs)
         {
-            Record("with ", va_arg(*pArgs, int));
+            Record("with %d", va_arg(*pArgs, int));
         }
     }
 
@@ -271,11 +265,10 @@ struct TraceObject final : PYXTrace
 struct Factory final : PYXFactory
 {
     TraceObject m_trace;
-    Context m_other;
 
     PYX_RESULT GetDebug(void** ppOut) override
     {
-        *ppOut = &m_other;
+        *ppOut = &m_trace;
         return PYX_OK;
     }
 
@@ -307,6 +300,6 @@ PYX_EXPORT PYX_RESULT PYXQueryVersion(pyx_uint64* pVersion)
 
 PYX_EXPORT PYX_RESULT PYXCreateComponentInt(PYXContext* pContext, const wchar_t* id, PYXComponent** ppOut)
 {
-    Record(pContext == &g_context ? "create(" : "context lost, create(", id, ")");
+    Record("%screate(%ls)", pContext == &g_context ? "" : "context lost, ", id);
     return g_muxer.QueryInterface(PYXComponentEx::c_id, reinterpret_cast<void**>(ppOut));
 }
