@@ -2,7 +2,7 @@
 
 #include "common/PropertyReader.h"
 
-#include <regex>
+#include <sstream>
 
 namespace
 {
@@ -21,14 +21,19 @@ std::string Payload(const std::string& name, size_t bytes)
 
 Packet Packet::Parse(const std::string& token)
 {
-    static const std::regex s_notation(R"(([VA])(-?\d+)(s?)(K?)(?:\+(\d+))?(?:/(\d+))?)");
-    std::smatch match;
-    std::regex_match(token, match, s_notation);
-    const auto number = [&match](size_t i, pyx_int64 missing) {
-        return match[i].matched ? std::stoll(match[i]) : missing;
-    };
-    const pyx_int64 unit = match.length(3) ? PYX_TICKS_PER_SECOND : 1;
-    return {token[0], number(2, 0) * unit, match.length(4) > 0, number(5, 0), number(6, -1)};
+    Packet packet;
+    std::istringstream text(token);
+    text >> packet.kind >> packet.pts;
+    for (char mark = 0; text >> mark;)
+    {
+        packet.pts *= mark == 's' ? PYX_TICKS_PER_SECOND : 1;
+        packet.key = packet.key || mark == 'K';
+        if (mark == '+' || mark == '/')
+        {
+            text >> (mark == '+' ? packet.duration : packet.bytes);
+        }
+    }
+    return packet;
 }
 
 PYXInterfacePtr<HostBuffer> Packet::Build() const
