@@ -11,16 +11,15 @@ install(FILES CHANGELOG.md DESTINATION .)
 install(DIRECTORY docs DESTINATION .)
 
 # The boundary: interfaces, variants, the smart pointer, the host contract, and what they include.
-set(headers Component.h HostContract.h Interface.h InterfacePtr.h Platform.h PropertyNames.h PropertyStorage.h RefCounted.h
+set(boundary Component.h HostContract.h Interface.h InterfacePtr.h Platform.h PropertyNames.h PropertyStorage.h RefCounted.h
     Types.h Variant.h)
-list(TRANSFORM headers PREPEND public/common/)
-install(FILES ${headers} DESTINATION public/common)
+# What the libraries of the CMake package have of the framework core.
+list(APPEND boundary KeyPacket.cpp KeyPacket.h PropertyReader.cpp PropertyReader.h Variant.cpp VariantText.cpp VariantText.h)
+list(TRANSFORM boundary PREPEND public/common/)
+install(FILES ${boundary} DESTINATION public/common)
 
-# The libraries of the CMake package, and the examples that use them.
-install(DIRECTORY companions/host DESTINATION companions PATTERN CMakeLists.txt EXCLUDE)
-install(FILES public/common/Variant.cpp public/common/VariantText.cpp public/common/VariantText.h
-        DESTINATION public/common)
-install(DIRECTORY companions/example DESTINATION .)
+install(DIRECTORY companions/host companions/recorder DESTINATION companions PATTERN CMakeLists.txt EXCLUDE)
+install(DIRECTORY companions/example DESTINATION companions)
 
 # Names of properties that the host guide refers to.
 install(FILES companions/media/ClipProperties.h DESTINATION companions/media)

@@ -57,22 +57,24 @@ for header in "$package"/{public/common,companions/*}/*.h; do
 done
 
 echo "== the package, with the checks of the C++ library"
-build "$package/example" "$work/debug" -DCMAKE_BUILD_TYPE=Debug \
+build "$package/companions/example" "$work/debug" -DCMAKE_BUILD_TYPE=Debug \
     -DCMAKE_CXX_FLAGS='-Wall -Wextra -Werror -D_GLIBCXX_DEBUG -D_GLIBCXX_DEBUG_PEDANTIC'
 cd "$work/debug"
 run_here example-bare.exe
 [[ -s clip.mp4 ]]
 
 echo "== the package, optimised, from another folder"
-cp -r "$package/example" "$work/example"
+cp -r "$package/companions/example" "$work/example"
 build "$work/example" "$work/release" -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$package"
 cd "$work/release"
 run_here example-bare.exe
 
 echo "== a module in the current folder is not loaded"
 mkdir "$work/alone"
-mv example-bare.exe "$work/alone"
-if run_here ../alone/example-bare.exe; then exit 1; fi
+mv example-*.exe "$work/alone"
+for program in "$work"/alone/*; do
+    if run_here "$program"; then exit 1; fi
+done
 
 echo "== the trial, with nothing else"
 cd "$trial"
