@@ -5,7 +5,8 @@
 #   PYX_JOBS            how many compilers or tests at a time
 #   say TEXT            a line of progress on standard error
 #   die TEXT [CODE]     a line of failure on standard error, then exit (1)
-#   quietly TEXT CMD... runs CMD silently; says TEXT first, shows CMD's output only when it fails
+#   quietly TEXT CMD... runs CMD silently; says TEXT first, on a terminal with the time that has passed, and shows CMD's
+#                       output only when it fails
 #   need_folder FOLDER  makes it with its parents; when that cannot be, says which variable names another one, and exits
 #   hold_lock FILE      waits for the lock, which this script then has until it ends (or closes 9); says when it waits
 #   print_version       the version of the checkout, with the number of commits since: the rule of cmake/Version.cmake
@@ -37,7 +38,7 @@ need_folder()
     mkdir -p "$1" 2>/dev/null && [[ -w $1 ]] && return
     case $1 in
     "$PYX_CACHE"*) die "This folder, which keeps libraries between runs, cannot be written: $1 (PYX_CACHE names another)" ;;
-    *) die "This folder, which is needed to build, cannot be written: $1" ;;
+    *) die "This checkout cannot be built by this user: the folder $1 cannot be written" ;;
     esac
 }
 
@@ -49,17 +50,34 @@ hold_lock()
     flock 9
 }
 
+# Shows the time that has passed, until it is ended.
+show_time()
+{
+    SECONDS=0
+    while sleep 1 && kill -0 $$; do
+        printf '\r   %d:%02d' $((SECONDS / 60)) $((SECONDS % 60))
+    done
+}
+
 quietly()
 {
-    local text=$1 log
+    local text=$1 log clock=''
     shift
     say "$text"
+    if [[ -t 2 ]]; then
+        show_time >&2 2>/dev/null 9>&- &
+        clock=$!
+    fi
     log=$(mktemp)
     # The command runs in a subshell with errexit of its own: as an operand of || it would lose the caller's.
     local status=0
     set +e
     (set -e; "$@") >"$log" 2>&1 </dev/null
     status=$?
+    if [[ -n $clock ]]; then
+        { kill "$clock" && wait "$clock"; } 2>/dev/null
+        printf '\r\e[K' >&2
+    fi
     set -e
     if [[ $status -ne 0 ]]; then
         cat "$log" >&2
