@@ -60,17 +60,19 @@ build_folder()
 
 build_preset()
 {
-    local preset=$1 folder=$PYX_ROOT/build/$1 ffmpeg tests=OFF
+    local preset=$1 folder=$PYX_ROOT/build/$1 entries tests=OFF
     shift
     need_packages "${PACKAGES_BUILD[@]}"
-    # Whoever builds a part leaves the tests as they are; they need packages of their own.
+    # Partial builds leave the tests as they are; those need packages of their own.
     if [[ $# -eq 0 ]] || is_configured "$folder" PYX_TESTS:BOOL=ON; then
         tests=ON
         need_packages "${PACKAGES_TEST[@]}"
     fi
-    is_configured "$folder" || need_folder "$PYX_ROOT/build" # before the libraries, which take minutes
-    ffmpeg=$("$PYX_ROOT/script/lib/ffmpeg.sh")
-    build_folder "$folder" "$preset" "PYX_FFMPEG_ROOT:PATH=$ffmpeg" "PYX_TESTS:BOOL=$tests" -- "$@"
+    need_packages "${PACKAGES_MEDIA[@]}"
+    entries=("PYX_FFMPEG_ROOT:PATH=$("$PYX_ROOT/script/lib/ffmpeg.sh" --where)" "PYX_TESTS:BOOL=$tests")
+    is_configured "$folder" "${entries[@]}" || need_folder "$folder" # before the libraries, which take minutes
+    "$PYX_ROOT/script/lib/ffmpeg.sh" >/dev/null
+    build_folder "$folder" "$preset" "${entries[@]}" -- "$@"
 }
 
 build_bench()
