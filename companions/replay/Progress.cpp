@@ -4,14 +4,33 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 
 namespace
 {
 
-constexpr int c_barLength = 30;
+constexpr std::size_t c_longestBar = 30;
 constexpr auto c_barInterval = std::chrono::milliseconds(100);
 constexpr auto c_plainInterval = std::chrono::seconds(10);
 constexpr int c_plainPercent = 25;
+
+/// Of the terminal, as script/replay says.
+std::size_t Columns()
+{
+    const char* columns = std::getenv("COLUMNS");
+    const int number = columns ? std::atoi(columns) : 0;
+    return number > 0 ? static_cast<std::size_t>(number) : 80;
+}
+
+/// As long as it fits before `line`, so that the terminal does not break the line.
+std::string Bar(int percent, std::size_t line)
+{
+    const std::size_t around = line + 4; // brackets, a space, and the last column stays free
+    const std::size_t length = std::min(c_longestBar, Columns() - std::min(Columns(), around));
+    std::string bar(static_cast<std::size_t>(percent) * length / 100, '#');
+    bar.resize(length, '-');
+    return length > 2 ? "[" + bar + "] " : "";
+}
 
 } // namespace
 
@@ -45,9 +64,8 @@ void Progress::Show(pyx_int64 elapsed, pyx_uint64 bytes)
         std::fprintf(stderr, "reading: %s\n", line.c_str());
         return;
     }
-    std::string bar(static_cast<std::size_t>(percent * c_barLength / 100), '#');
-    bar.resize(c_barLength, '-');
-    std::fprintf(stderr, "\r[%s] %s\x1b[K", bar.c_str(), line.c_str());
+    const std::string shown = (Bar(percent, line.size()) + line).substr(0, Columns() - 1);
+    std::fprintf(stderr, "\r%s\x1b[K", shown.c_str());
     std::fflush(stderr);
     m_drawn = true;
 }

@@ -9,8 +9,8 @@
 ///     [############------------------]  40%  01:12 of 03:00  3.1 MB
 ///     reading: 40%  01:12 of 03:00  3.1 MB
 ///
-/// A bar is drawn ten times a second and stands alone on its line; whoever
-/// prints something else calls Clear() first.
+/// A bar is drawn ten times a second, no wider than the terminal, and has its
+/// line for itself: call Clear() before printing something else.
 class Progress
 {
 public:
