@@ -26,7 +26,7 @@ void ListCompleted(std::wstring_view path)
     {
         return;
     }
-    const std::string text = SystemPath(path);
+    const std::string text = PathForUser(path);
     const PYXFileHandle file(CreateFileW(g_listPath.c_str(), FILE_APPEND_DATA,
                                          FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
                                          FILE_ATTRIBUTE_NORMAL, nullptr));

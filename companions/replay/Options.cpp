@@ -1,6 +1,5 @@
 #include "replay/Options.h"
 
-#include "replay/input/Codecs.h"
 #include "replay/Text.h"
 
 #include <CLI/CLI.hpp>
@@ -10,21 +9,18 @@
 #include <shellapi.h>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
+#include <filesystem>
 #include <limits>
 #include <memory>
-#include <optional>
-#include <span>
-#include <sstream>
-#include <utility>
 #include <vector>
 
 namespace
 {
 
-constexpr std::array c_containers = {".mp4", ".mov", ".mkv"};
-constexpr std::array c_pages = {".html", ".htm"};
+constexpr const char* c_help =
+#include "Help.inc"
+    ;
 
 /// The arguments without the program's name, last one first, as the parser
 /// wants them.
@@ -53,210 +49,80 @@ std::wstring FullPath(const std::wstring& path)
     return result;
 }
 
-std::string SystemTempDirectory()
+std::wstring FromEnvironment(const wchar_t* name)
 {
-    wchar_t path[MAX_PATH + 1] = {};
-    GetTempPathW(MAX_PATH + 1, path);
-    return ToUtf8(path);
+    const wchar_t* text = _wgetenv(name);
+    return text ? text : L"";
 }
 
-bool EndsInOneOf(std::span<const char* const> endings, std::string path)
+/// Refuses an empty path, and one that ends in none of `endings` (if there are any).
+CLI::Validator EndsIn(std::vector<std::string> endings, const std::string& wanted)
 {
-    std::transform(path.begin(), path.end(), path.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; });
-    return std::any_of(endings.begin(), endings.end(), [&path](const char* ending) { return path.ends_with(ending); });
+    return {[endings = std::move(endings), wanted](const std::string& path) {
+                const std::string lower = CLI::detail::to_lower(path);
+                const bool fits = endings.empty() || std::ranges::any_of(endings, [&](const auto& ending) {
+                                      return lower.ends_with(ending);
+                                  });
+                return fits && !path.empty() ? "" : "needs " + wanted + ", not \"" + PathForUser(ToWide(path)) + "\"";
+            },
+            ""};
 }
 
-ProgressStyle StyleForStandardError()
+CLI::Option* AddPath(CLI::App* pApp, const std::string& name, std::wstring* pPath)
 {
-    return _isatty(_fileno(stderr)) ? ProgressStyle::Bar : ProgressStyle::Plain;
+    return pApp->add_option_function<std::string>(name, [pPath](const std::string& path) {
+        const std::wstring wide = ToWide(path);
+        *pPath = wide == c_standardInput ? wide : FullPath(wide);
+    });
 }
 
-/// The command line as it was typed.
-struct Arguments
+/// They would make an octal number of it.
+std::string WithoutLeadingZeros(std::string text)
 {
-    std::string input;
-    std::string output = "replay.mp4";
-    std::string temp;
-    std::string report;
-    std::string duration = "30";
-    std::string audio;
-    std::string saveAt;
-    std::string progress = "auto";
-    std::string control;
-    std::string completed;
-    std::vector<std::pair<std::string, std::string>> shownPaths;
-    bool unixPaths = false;
-};
-
-void DeclareFiles(CLI::App* pApp, Arguments* pArguments)
-{
-    pApp->add_option("INPUT", pArguments->input,
-                     "media file (" + SupportedContainers() + ")\nwith " + SupportedCodecs(AVMEDIA_TYPE_VIDEO) +
-                         " video, and " + SupportedCodecs(AVMEDIA_TYPE_AUDIO) +
-                         " audio if any;\n"
-                         "- reads Matroska or MPEG-TS from standard input")
-        ->required();
-    pApp->add_option("-o,--output", pArguments->output, "the clip: .mp4, .mov or .mkv")
-        ->option_text("FILE [replay.mp4]");
-    pApp->add_option("--temp", pArguments->temp,
-                     "existing directory for the temporary files; a new directory of our\n"
-                     "own is made in it and removed, nothing else there is touched")
-        ->option_text("DIR");
-    pApp->add_option("--report", pArguments->report, "write a page of the run that a browser shows")
-        ->option_text("FILE.html");
+    return text.erase(0, std::min(text.find_first_not_of('0'), text.size() - 1));
 }
 
-void DeclareSaving(CLI::App* pApp, Arguments* pArguments, Options* pOptions)
+std::string TakeAudio(const std::string& text, AudioChoice* pAudio)
 {
-    pApp->add_option("--duration", pArguments->duration, "seconds to keep, a whole number")
-        ->option_text("SECONDS [30]");
-    pApp->add_flag("--exact", pOptions->exact,
-                   "cut the clip at SECONDS after its first picture, wherever the input\n"
-                   "ends, instead of ending it with the newest picture");
-    pApp->add_option("--save-at", pArguments->saveAt,
-                     "save a clip at each of these times of the input, in seconds, into\n"
-                     "numbered files beside the output, and go on")
-        ->option_text("T1,T2,...");
-    pApp->add_option("--audio", pArguments->audio,
-                     "the audio track to keep, counted from 1, or none; without it the\n"
-                     "one that the input marks as its default")
-        ->option_text("N|none");
-    pApp->add_flag("--faststart", pOptions->faststart, "put the index of an .mp4 or .mov in front of its packets");
-    pApp->add_flag("--ram", pOptions->ram, "keep the packets in memory instead of temporary files");
-    pApp->add_flag("--realtime", pOptions->realtime, "read as fast as the video plays");
+    pAudio->none = text == "none";
+    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), pAudio->track);
+    const bool isTrack = result.ec == std::errc() && result.ptr == text.data() + text.size() && pAudio->track > 0;
+    return isTrack || pAudio->none ? "" : "needs a track's number from 1, or none, not \"" + text + "\"";
 }
 
-void DeclareTalking(CLI::App* pApp, Arguments* pArguments, Options* pOptions)
+void Declare(CLI::App* pApp, Options* pOptions, std::vector<double>* pSaveAt)
 {
-    pApp->add_flag("--verbose", pOptions->verbose, "say what happens, show the components' traces");
-    pApp->add_flag("--quiet", pOptions->quiet, "say nothing but warnings and failures");
-    pApp->add_flag("--json", pOptions->json, "report as one JSON object on standard output");
-    pApp->add_option("--progress", pArguments->progress, "bar, plain or none; auto asks the terminal")
-        ->check(CLI::IsMember({"auto", "bar", "plain", "none"}))
-        ->option_text("STYLE [auto]");
-    pApp->set_version_flag("--version", "replay " PYX_VERSION);
-    // For the script that starts us on Linux.
-    pApp->add_flag("--unix-paths", pArguments->unixPaths)->group("");
-    pApp->add_option("--control", pArguments->control)->group("");
-    pApp->add_option("--completed", pArguments->completed)->group("");
-    pApp->add_option("--show-as", pArguments->shownPaths)->group("");
-}
-
-void Declare(CLI::App* pApp, Arguments* pArguments, Options* pOptions)
-{
+    constexpr double longest = 1e9; // seconds; as ticks far inside 64 bits
+    const ProgressStyle automatic = _isatty(_fileno(stderr)) ? ProgressStyle::Bar : ProgressStyle::Plain;
+    pOptions->progress = automatic;
     pApp->allow_windows_style_options(false); // "/name" is a path
-    DeclareFiles(pApp, pArguments);
-    DeclareSaving(pApp, pArguments, pOptions);
-    DeclareTalking(pApp, pArguments, pOptions);
-    pApp->footer("Ctrl+C stops reading and saves what is kept.\n"
-                 "Exit codes: 0 a playable clip was written, 2 bad usage, 3 no completed group of pictures was kept,\n"
-                 "4 unreadable or broken input, 5 output or temporary directory cannot be written, 1 anything else.");
-}
-
-ProgressStyle StyleOf(const std::string& name)
-{
-    if (name == "auto")
-    {
-        return StyleForStandardError();
-    }
-    return name == "bar" ? ProgressStyle::Bar : name == "plain" ? ProgressStyle::Plain : ProgressStyle::None;
-}
-
-Outcome BadValue(const char* option, const std::string& value, const char* wanted)
-{
-    return {ExitCode::BadUsage, std::string(option) + " needs " + wanted + ", not \"" + value + "\""};
-}
-
-/// The whole text as a number within [lowest, highest].
-template <class Number> std::optional<Number> ToNumber(std::string_view text, Number lowest, Number highest)
-{
-    Number number{};
-    const char* pEnd = text.data() + text.size();
-    const std::from_chars_result result = std::from_chars(text.data(), pEnd, number);
-    const bool whole = result.ec == std::errc() && result.ptr == pEnd;
-    return whole && number >= lowest && number <= highest ? std::optional(number) : std::nullopt;
-}
-
-Outcome TakeDuration(const std::string& text, Options* pOptions)
-{
-    const std::optional number =
-        ToNumber<pyx_int64>(text, 1, std::numeric_limits<pyx_int32>::max()); // the property's bounds
-    pOptions->duration = number.value_or(0);
-    return number ? Outcome() : BadValue("--duration", text, "whole seconds from 1 to 2147483647");
-}
-
-Outcome TakeAudio(const std::string& text, Options* pOptions)
-{
-    pOptions->audio.none = text == "none";
-    const std::optional number = ToNumber(text, 1, std::numeric_limits<int>::max());
-    pOptions->audio.track = number.value_or(0);
-    return number || pOptions->audio.none ? Outcome() : BadValue("--audio", text, "a track's number from 1, or none");
-}
-
-Outcome TakeSaveTimes(const std::string& text, Options* pOptions)
-{
-    constexpr double highest = 1e9;       // seconds; as ticks far inside 64 bits
-    std::istringstream parts(text + ','); // so that nothing after the last comma is a part, too
-    for (std::string part; std::getline(parts, part, ',');)
-    {
-        const std::optional seconds = ToNumber(part, 0.0, highest);
-        if (!seconds)
-        {
-            return BadValue("--save-at", text, "times in seconds such as 20,42.5");
-        }
-        pOptions->saveAt.push_back(static_cast<pyx_int64>(*seconds * PYX_TICKS_PER_SECOND));
-    }
-    std::sort(pOptions->saveAt.begin(), pOptions->saveAt.end());
-    return {};
-}
-
-Outcome TakePath(const char* option, const std::string& path, std::wstring* pFullPath)
-{
-    *pFullPath = FullPath(ToWide(path));
-    return path.empty() ? BadValue(option, path, "a path") : Outcome();
-}
-
-Outcome TakeOutput(const std::string& path, Options* pOptions)
-{
-    RETURN_ON_FAILURE(TakePath("--output", path, &pOptions->output));
-    return EndsInOneOf(c_containers, path) ? Outcome()
-                                           : Outcome(ExitCode::BadUsage, "the output must end in .mp4, .mov or .mkv: " +
-                                                                             PathForUser(pOptions->output));
-}
-
-/// Its ending keeps it apart from the input and the clip, which it would replace.
-Outcome TakeReport(const std::string& path, Options* pOptions)
-{
-    RETURN_ON_FAILURE(TakePath("--report", path, &pOptions->report));
-    return EndsInOneOf(c_pages, path)
-               ? Outcome()
-               : Outcome(ExitCode::BadUsage, "the report must end in .html: " + PathForUser(pOptions->report));
-}
-
-/// Options that were not given keep what `*pOptions` had.
-Outcome Take(const CLI::App& app, const Arguments& arguments, Options* pOptions)
-{
-    pOptions->completed = ToWide(arguments.completed);
-    ShowUnixPaths(arguments.unixPaths);
-    for (const auto& [path, shown] : arguments.shownPaths)
-    {
-        ShowPathAs(ToWide(path), shown);
-    }
-    pOptions->input = ToWide(arguments.input);
-    if (pOptions->input != c_standardInput)
-    {
-        RETURN_ON_FAILURE(TakePath("INPUT", arguments.input, &pOptions->input));
-    }
-    RETURN_ON_FAILURE(TakeOutput(arguments.output, pOptions));
-    RETURN_ON_FAILURE(
-        TakePath("--temp", app.count("--temp") > 0 ? arguments.temp : SystemTempDirectory(), &pOptions->temp));
-    RETURN_ON_FAILURE(app.count("--report") > 0 ? TakeReport(arguments.report, pOptions) : Outcome());
-    RETURN_ON_FAILURE(TakeDuration(arguments.duration, pOptions));
-    RETURN_ON_FAILURE(app.count("--audio") > 0 ? TakeAudio(arguments.audio, pOptions) : Outcome());
-    RETURN_ON_FAILURE(app.count("--save-at") > 0 ? TakeSaveTimes(arguments.saveAt, pOptions) : Outcome());
-    pOptions->control = ToWide(arguments.control);
-    pOptions->progress = pOptions->quiet ? ProgressStyle::None : StyleOf(arguments.progress);
-    return {};
+    pApp->set_version_flag("--version", "replay " PYX_VERSION);
+    AddPath(pApp, "INPUT", &pOptions->input)->required()->check(EndsIn({}, "a path"));
+    AddPath(pApp, "-o,--output", &pOptions->output)
+        ->check(EndsIn({".mp4", ".mov", ".mkv"}, "a file .mp4, .mov or .mkv"));
+    AddPath(pApp, "--temp", &pOptions->temp)->check(EndsIn({}, "a path"));
+    // Its ending keeps it apart from the input and the clip, which it would replace.
+    AddPath(pApp, "--report", &pOptions->report)->check(EndsIn({".html", ".htm"}, "a file .html"));
+    pApp->add_option("--duration", pOptions->duration)
+        ->transform(WithoutLeadingZeros)
+        ->check(CLI::Range(1, std::numeric_limits<pyx_int32>::max())); // the property's bounds
+    pApp->add_option("--save-at", *pSaveAt)->delimiter(',')->allow_extra_args(false)->check(CLI::Range(0.0, longest));
+    pApp->add_option("--audio")->check(
+        [pOptions](const std::string& text) { return TakeAudio(text, &pOptions->audio); });
+    pApp->add_flag("--exact", pOptions->exact);
+    pApp->add_flag("--faststart", pOptions->faststart);
+    pApp->add_flag("--ram", pOptions->ram);
+    pApp->add_flag("--realtime", pOptions->realtime);
+    pApp->add_flag("--verbose", pOptions->verbose);
+    pApp->add_flag("--quiet", pOptions->quiet);
+    pApp->add_flag("--json", pOptions->json);
+    const std::map<std::string, ProgressStyle> styles = {{"auto", automatic},
+                                                         {"bar", ProgressStyle::Bar},
+                                                         {"plain", ProgressStyle::Plain},
+                                                         {"none", ProgressStyle::None}};
+    pApp->add_option_function<std::string>("--progress",
+                                           [=](const std::string& name) { pOptions->progress = styles.at(name); })
+        ->check(CLI::IsMember(styles));
 }
 
 /// "--name=" would take the next argument for its value. `arguments` come last
@@ -280,13 +146,16 @@ bool AsksForJson(const std::vector<std::string>& arguments)
 
 Outcome ReadCommandLine(Options* pOptions, std::string* pText)
 {
-    CLI::App app("Sample host of the replay buffer: plays a media file into it, packet by packet,\n"
-                 "and saves the last seconds as a clip.",
-                 "replay");
-    Arguments arguments;
-    Declare(&app, &arguments, pOptions);
+    CLI::App app("", "replay");
+    std::vector<double> saveAt;
     std::vector<std::string> typed = ReversedArguments();
+    Declare(&app, pOptions, &saveAt);
     pOptions->json = AsksForJson(typed);
+    pOptions->control = FromEnvironment(L"PYX_REPLAY_CONTROL"); // from the script that starts us on Linux
+    pOptions->completed = FromEnvironment(L"PYX_REPLAY_COMPLETED");
+    pOptions->output = FullPath(L"replay.mp4");
+    std::error_code none; // then the path is empty, and the run says that there is no such directory
+    pOptions->temp = FullPath(std::filesystem::temp_directory_path(none).native());
     RETURN_ON_FAILURE(CheckValues(typed));
     try
     {
@@ -299,12 +168,18 @@ Outcome ReadCommandLine(Options* pOptions, std::string* pText)
     }
     catch (const CLI::CallForHelp&)
     {
-        *pText = app.help();
+        *pText = c_help;
         return {};
     }
     catch (const CLI::ParseError& error)
     {
         return {ExitCode::BadUsage, std::string(error.what()) + " (--help lists the options)"};
     }
-    return Take(app, arguments, pOptions);
+    for (const double seconds : saveAt)
+    {
+        pOptions->saveAt.push_back(static_cast<pyx_int64>(seconds * PYX_TICKS_PER_SECOND));
+    }
+    std::ranges::sort(pOptions->saveAt);
+    pOptions->progress = pOptions->quiet ? ProgressStyle::None : pOptions->progress;
+    return {};
 }

@@ -45,5 +45,5 @@ struct Options
 
 /// Reads the process's command line. `*pText` is the text to print instead of
 /// running when help or the version was asked for, else empty.
-/// On failure `*pOptions` tells no more than whether `json` was asked for.
+/// On failure `*pOptions` has no more than `json`, `control` and `completed`.
 Outcome ReadCommandLine(Options* pOptions, std::string* pText);

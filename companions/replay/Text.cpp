@@ -11,29 +11,6 @@
 namespace
 {
 
-bool g_showUnixPaths = false;
-
-struct ShownPath
-{
-    std::wstring path;
-    std::string shown;
-};
-
-std::vector<ShownPath> g_shownPaths;
-
-/// "\\?\unix\a" and "Z:\a" without what stands before "\a"; other paths whole.
-std::string_view WithoutDrive(std::string_view path)
-{
-    for (const std::string_view drive : {"\\\\?\\unix", "Z:", "z:"})
-    {
-        if (path.starts_with(drive) && path.size() > drive.size())
-        {
-            return path.substr(drive.size());
-        }
-    }
-    return path;
-}
-
 template <class... Args> std::string Format(const char* format, Args... args)
 {
     char text[64];
@@ -43,40 +20,19 @@ template <class... Args> std::string Format(const char* format, Args... args)
 
 } // namespace
 
-void ShowUnixPaths(bool show)
-{
-    g_showUnixPaths = show;
-}
-
-void ShowPathAs(std::wstring path, std::string shown)
-{
-    g_shownPaths.push_back({std::move(path), std::move(shown)});
-}
-
 std::string PathForUser(std::wstring_view path)
 {
+    constexpr std::wstring_view onUnix = L"\\\\?\\unix";
     if (path == c_standardInput)
     {
         return "standard input";
     }
-    for (const ShownPath& entry : g_shownPaths)
+    if (!path.starts_with(onUnix))
     {
-        if (path.starts_with(entry.path))
-        {
-            return entry.shown + ToUtf8(path.substr(entry.path.size()));
-        }
+        return ToUtf8(path);
     }
-    return SystemPath(path);
-}
-
-std::string SystemPath(std::wstring_view path)
-{
-    const std::string whole = ToUtf8(path);
-    std::string text(g_showUnixPaths ? WithoutDrive(whole) : std::string_view(whole));
-    if (text.size() < whole.size())
-    {
-        std::replace(text.begin(), text.end(), '\\', '/');
-    }
+    std::string text = ToUtf8(path.substr(onUnix.size()));
+    std::ranges::replace(text, '\\', '/');
     return text;
 }
 

@@ -9,18 +9,9 @@
 /// The path that stands for standard input.
 inline constexpr std::wstring_view c_standardInput = L"-";
 
-/// A path as the user knows it, and "standard input" for "-". On request of the
-/// command line paths are shown as the system below sees them:
-/// "\\?\unix\tmp\a.mp4" and "Z:\tmp\a.mp4" become "/tmp/a.mp4".
+/// A path as the user knows it: "standard input" for "-", and on Linux, where
+/// script/replay gives "\\?\unix\tmp\a.mp4", "/tmp/a.mp4".
 std::string PathForUser(std::wstring_view path);
-void ShowUnixPaths(bool show);
-
-/// As PathForUser, but the file's real name whatever ShowPathAs says.
-std::string SystemPath(std::wstring_view path);
-
-/// Paths that begin with `path` are shown with `shown` in its place, from now
-/// on. For files that are reached by another name than the user's.
-void ShowPathAs(std::wstring path, std::string shown);
 
 /// "1.5 kB", "12.0 MB"; decimal units.
 std::string FormatBytes(pyx_uint64 bytes);
