@@ -10,6 +10,8 @@
 /// Integer: when what the clip shows was recorded, in ticks since 1970-01-01
 /// 00:00 UTC. 0: not known.
 inline constexpr const wchar_t* PYX_PROPERTY_CREATION_TIME = L"CreationTime";
+/// Text: what players show as the clip's name. Empty: none.
+inline constexpr const wchar_t* PYX_PROPERTY_TITLE = L"Title";
 /// Bool: whether an .mp4 or .mov has its index before its packets, so that it can
 /// be played while it arrives. Completing the clip then moves all of its bytes.
 inline constexpr const wchar_t* PYX_PROPERTY_FAST_START = L"FastStart";
@@ -36,6 +38,11 @@ inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_ROTATION = L"VideoRotation";
 inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_MIRRORED = L"VideoMirrored";
 /// Rate: width of a pixel to its height.
 inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_PIXEL_ASPECT = L"VideoPixelAspect";
+/// Buffers: the display that the pictures were graded on, and how bright they get,
+/// as FFmpeg's AVMasteringDisplayMetadata and AVContentLightMetadata. Those of
+/// another layout are not taken. Null: not known.
+inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_MASTERING_DISPLAY = L"VideoMasteringDisplay";
+inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_CONTENT_LIGHT = L"VideoContentLight";
 /// Integer: 0 not known, 1 limited, 2 full.
 inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_COLOR_RANGE = L"VideoColorRange";
 /// Integers: the code points of ISO/IEC 23091-2. 2: not known.

@@ -8,58 +8,23 @@ extern "C"
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <span>
 
 namespace
 {
 
 using Matrix = std::array<std::int32_t, 9>;
-
-// Where a stream keeps its side data has changed between the releases of FFmpeg.
-#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 31, 0)
-
-const pyx_uint8* FindMatrix(const AVStream& stream)
-{
-    const AVCodecParameters& parameters = *stream.codecpar;
-    const AVPacketSideData* pData =
-        av_packet_side_data_get(parameters.coded_side_data, parameters.nb_coded_side_data, AV_PKT_DATA_DISPLAYMATRIX);
-    return pData && pData->size >= sizeof(Matrix) ? pData->data : nullptr;
-}
-
-pyx_uint8* NewMatrix(AVStream* pStream)
-{
-    AVCodecParameters& parameters = *pStream->codecpar;
-    AVPacketSideData* pData = av_packet_side_data_new(&parameters.coded_side_data, &parameters.nb_coded_side_data,
-                                                      AV_PKT_DATA_DISPLAYMATRIX, sizeof(Matrix), 0);
-    return pData ? pData->data : nullptr;
-}
-
-#else
-
-const pyx_uint8* FindMatrix(const AVStream& stream)
-{
-    std::size_t size = 0;
-    const pyx_uint8* pData = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
-    return pData && size >= sizeof(Matrix) ? pData : nullptr;
-}
-
-pyx_uint8* NewMatrix(AVStream* pStream)
-{
-    return av_stream_new_side_data(pStream, AV_PKT_DATA_DISPLAYMATRIX, sizeof(Matrix));
-}
-
-#endif
-
 } // namespace
 
 Orientation GetOrientation(const AVStream& stream)
 {
-    const pyx_uint8* pData = FindMatrix(stream);
-    if (!pData)
+    Matrix matrix;
+    const std::span<const pyx_uint8> found = FindSideData(stream, AV_PKT_DATA_DISPLAYMATRIX);
+    if (found.size() < sizeof(matrix))
     {
         return {};
     }
-    Matrix matrix;
-    std::memcpy(matrix.data(), pData, sizeof(matrix));
+    std::memcpy(matrix.data(), found.data(), sizeof(matrix));
     const pyx_int64 determinant = pyx_int64{matrix[0]} * matrix[4] - pyx_int64{matrix[1]} * matrix[3];
     if (determinant < 0)
     {
@@ -87,10 +52,6 @@ bool SetOrientation(AVStream* pStream, Orientation orientation)
     Matrix matrix;
     av_display_rotation_set(matrix.data(), orientation.rotation);
     av_display_matrix_flip(matrix.data(), orientation.mirrored, 0);
-    pyx_uint8* pData = NewMatrix(pStream);
-    if (pData)
-    {
-        std::memcpy(pData, matrix.data(), sizeof(matrix));
-    }
-    return pData != nullptr;
+    const auto* pBytes = reinterpret_cast<const pyx_uint8*>(matrix.data());
+    return AddSideData(pStream, AV_PKT_DATA_DISPLAYMATRIX, {pBytes, sizeof(matrix)});
 }

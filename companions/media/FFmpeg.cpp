@@ -1,5 +1,7 @@
 #include "media/FFmpeg.h"
 
+#include <algorithm>
+
 int OpenMediaFile(const std::string& path, AVIOContext* pPipe, FFmpegPtr<AVFormatContext>* ppFile)
 {
     AVFormatContext* pFile = avformat_alloc_context();
@@ -27,3 +29,42 @@ std::string FFmpegErrorText(int code)
     av_strerror(code, text, sizeof(text));
     return text;
 }
+
+// Where a stream keeps its side data has changed between the releases of FFmpeg.
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 31, 0)
+
+std::span<const pyx_uint8> FindSideData(const AVStream& stream, AVPacketSideDataType type)
+{
+    const AVCodecParameters& parameters = *stream.codecpar;
+    const AVPacketSideData* pData =
+        av_packet_side_data_get(parameters.coded_side_data, parameters.nb_coded_side_data, type);
+    return pData ? std::span<const pyx_uint8>(pData->data, pData->size) : std::span<const pyx_uint8>();
+}
+
+bool AddSideData(AVStream* pStream, AVPacketSideDataType type, std::span<const pyx_uint8> bytes)
+{
+    AVCodecParameters& parameters = *pStream->codecpar;
+    AVPacketSideData* pData =
+        av_packet_side_data_new(&parameters.coded_side_data, &parameters.nb_coded_side_data, type, bytes.size(), 0);
+    pyx_uint8* pNew = pData ? pData->data : nullptr;
+    std::copy_n(bytes.begin(), pNew ? bytes.size() : 0, pNew);
+    return pNew != nullptr;
+}
+
+#else
+
+std::span<const pyx_uint8> FindSideData(const AVStream& stream, AVPacketSideDataType type)
+{
+    std::size_t size = 0;
+    const pyx_uint8* pData = av_stream_get_side_data(&stream, type, &size);
+    return {pData, pData ? size : 0};
+}
+
+bool AddSideData(AVStream* pStream, AVPacketSideDataType type, std::span<const pyx_uint8> bytes)
+{
+    pyx_uint8* pNew = av_stream_new_side_data(pStream, type, bytes.size());
+    std::copy_n(bytes.begin(), pNew ? bytes.size() : 0, pNew);
+    return pNew != nullptr;
+}
+
+#endif

@@ -11,6 +11,7 @@ extern "C"
 }
 
 #include <memory>
+#include <span>
 #include <string>
 
 /// Owners of FFmpeg's objects, and the conversions that muxer and sample host
@@ -50,6 +51,13 @@ int OpenMediaFile(const std::string& path, AVIOContext* pPipe, FFmpegPtr<AVForma
 
 /// FFmpeg's text for an error code.
 std::string FFmpegErrorText(int code);
+
+/// What a stream says beside its parameters, in FFmpeg's layout; empty when it
+/// says nothing of that type.
+std::span<const pyx_uint8> FindSideData(const AVStream& stream, AVPacketSideDataType type);
+
+/// False: no memory.
+bool AddSideData(AVStream* pStream, AVPacketSideDataType type, std::span<const pyx_uint8> bytes);
 
 /// A time in a stream's unit as ticks; AV_NOPTS_VALUE stays what it is.
 inline pyx_int64 ToTicks(pyx_int64 time, AVRational unit)

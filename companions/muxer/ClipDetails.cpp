@@ -1,10 +1,17 @@
 #include "muxer/ClipDetails.h"
 
+#include "common/HostContract.h"
+#include "common/InterfacePtr.h"
 #include "common/PropertyReader.h"
 #include "common/Trace.h"
 #include "media/ClipProperties.h"
 #include "media/DisplayMatrix.h"
 #include "media/Utf8.h"
+
+extern "C"
+{
+#include <libavutil/mastering_display_metadata.h>
+}
 
 #include <climits>
 #include <string>
@@ -30,6 +37,8 @@ const PYXPropertyDeclaration c_videoDetails[] = {
     {PYX_PROPERTY_VIDEO_ROTATION,       L"Rotation",        PYX_VARIANT_INT64,   Number(0),                    Number(0), Number(359),             c_access},
     {PYX_PROPERTY_VIDEO_MIRRORED,       L"Mirrored",        PYX_VARIANT_BOOL,    PYXVariantFromBool(false),    c_none,    c_none,                  c_access},
     {PYX_PROPERTY_VIDEO_PIXEL_ASPECT,   L"Pixel aspect",    PYX_VARIANT_RATE,    PYXVariantFromRate(1, 1),     c_none,    c_none,                  c_access},
+    {PYX_PROPERTY_VIDEO_MASTERING_DISPLAY, L"Mastering display", PYX_VARIANT_INTERFACE, c_none,           c_none,    c_none,                  c_access},
+    {PYX_PROPERTY_VIDEO_CONTENT_LIGHT,  L"Content light",   PYX_VARIANT_INTERFACE, c_none,                  c_none,    c_none,                  c_access},
     {PYX_PROPERTY_VIDEO_COLOR_RANGE,    L"Color range",     PYX_VARIANT_INT64,   Number(0),                    Number(0), Number(AVCOL_RANGE_JPEG), c_access},
     {PYX_PROPERTY_VIDEO_COLOR_PRIMARIES,L"Color primaries", PYX_VARIANT_INT64,   Number(2),                    Number(0), Number(AVCOL_PRI_NB - 1), c_access},
     {PYX_PROPERTY_VIDEO_COLOR_TRANSFER, L"Color transfer",  PYX_VARIANT_INT64,   Number(2),                    Number(0), Number(AVCOL_TRC_NB - 1), c_access},
@@ -63,6 +72,34 @@ AVRational ReadPixelAspect(PYXPropertyStorage* pInput)
     return result;
 }
 
+struct SideDataRow
+{
+    const wchar_t* name;
+    AVPacketSideDataType type;
+    std::size_t size;
+};
+
+constexpr SideDataRow c_sideData[] = {
+    {PYX_PROPERTY_VIDEO_MASTERING_DISPLAY, AV_PKT_DATA_MASTERING_DISPLAY_METADATA, sizeof(AVMasteringDisplayMetadata)},
+    {PYX_PROPERTY_VIDEO_CONTENT_LIGHT, AV_PKT_DATA_CONTENT_LIGHT_LEVEL, sizeof(AVContentLightMetadata)},
+};
+
+PYX_RESULT SetSideData(PYXPropertyStorage* pInput, const SideDataRow& row, AVStream* pStream)
+{
+    PYXVariantOwner value;
+    PASS_ON_FAILURE(pInput->GetProperty(row.name, value.Out()), L"the stream's %s cannot be read", row.name);
+    const bool isGiven = value.Get().type == PYX_VARIANT_INTERFACE && value.Get().interfaceValue;
+    const auto spBuffer = isGiven ? PYXInterfacePtr<PYXInterface>(value.Get().interfaceValue).Query<PYXBuffer>()
+                                  : PYXInterfacePtr<PYXBuffer>();
+    if (!spBuffer || spBuffer->GetSize() != row.size)
+    {
+        return PYX_OK;
+    }
+    const bool added = AddSideData(pStream, row.type, {static_cast<pyx_uint8*>(spBuffer->GetNative()), row.size});
+    FAIL_IF_NOT(added, PYX_OUT_OF_MEMORY, L"no memory for the stream's %s", row.name);
+    return PYX_OK;
+}
+
 PYX_RESULT SetCommonDetails(PYXPropertyStorage* pInput, AVStream* pStream)
 {
     const std::wstring language = PYXReadPropertyOr(pInput, PYX_PROPERTY_LANGUAGE, std::wstring());
@@ -92,6 +129,10 @@ PYX_RESULT SetVideoDetails(PYXPropertyStorage* pInput, AVStream* pStream)
     pStream->sample_aspect_ratio = parameters.sample_aspect_ratio;
     const Orientation orientation{ReadNumber(pInput, PYX_PROPERTY_VIDEO_ROTATION),
                                   ReadSwitch(pInput, PYX_PROPERTY_VIDEO_MIRRORED)};
+    for (const SideDataRow& row : c_sideData)
+    {
+        PASS_ON_FAILURE_SILENTLY(SetSideData(pInput, row, pStream));
+    }
     FAIL_IF_NOT(SetOrientation(pStream, orientation), PYX_OUT_OF_MEMORY, L"no memory for the video's orientation");
     return SetCommonDetails(pInput, pStream);
 }

@@ -110,6 +110,10 @@ void MediaFile::SetDetails(const FileDetails& details)
     {
         av_opt_set(pOptions, "movflags", "+faststart", 0);
     }
+    if (!details.title.empty())
+    {
+        av_dict_set(&m_pContext->metadata, "title", ToUtf8(details.title).c_str(), 0);
+    }
     if (details.creationTime > 0)
     {
         av_dict_set(&m_pContext->metadata, "creation_time", FormatTime(details.creationTime).c_str(), 0);

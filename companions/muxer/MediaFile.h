@@ -4,12 +4,14 @@
 #include "media/PartFile.h"
 
 #include <optional>
+#include <string>
 
 /// What a clip says of itself as a whole.
 struct FileDetails
 {
     pyx_int64 creationTime = 0; ///< ticks since 1970-01-01 00:00 UTC, 0: not known
-    bool fastStart = false;     ///< an .mp4 or .mov has its index before its packets
+    std::wstring title;
+    bool fastStart = false; ///< an .mp4 or .mov has its index before its packets
 };
 
 /// One clip: a container with its streams, written to a file that gets its name

@@ -20,6 +20,7 @@ const PYXPropertyDeclaration c_properties[] = {
     {PYX_PROPERTY_ENABLE_VIDEO,  L"Enable video stream", PYX_VARIANT_BOOL,    PYXVariantFromBool(true),      {},                     {},                             PYX_PROPERTY_ACCESS_FULL},
     {PYX_PROPERTY_ENABLE_AUDIO,  L"Enable audio stream", PYX_VARIANT_BOOL,    PYXVariantFromBool(false),     {},                     {},                             PYX_PROPERTY_ACCESS_FULL},
     {PYX_PROPERTY_CREATION_TIME, L"Creation time",       PYX_VARIANT_INT64,   PYXVariantFromInt64(0),        PYXVariantFromInt64(0), PYXVariantFromInt64(INT64_MAX), PYX_PROPERTY_ACCESS_READ_WRITE},
+    {PYX_PROPERTY_TITLE,         L"Title",               PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""),  {},                     {},                             PYX_PROPERTY_ACCESS_READ_WRITE},
     {PYX_PROPERTY_FAST_START,    L"Index in front",      PYX_VARIANT_BOOL,    PYXVariantFromBool(false),     {},                     {},                             PYX_PROPERTY_ACCESS_READ_WRITE},
 };
 // clang-format on
@@ -120,7 +121,7 @@ void PYXMuxerImpl::OnPropertyChanged(const wchar_t* name)
     {
         UpdateInput(StreamKind::Audio, PYX_PROPERTY_ENABLE_AUDIO);
     }
-    else if (wcscmp(name, PYX_PROPERTY_CREATION_TIME) == 0 || wcscmp(name, PYX_PROPERTY_FAST_START) == 0)
+    else
     {
         UpdateDetails();
     }
@@ -131,6 +132,7 @@ void PYXMuxerImpl::UpdateDetails()
     FileDetails details;
     details.creationTime = PYXReadPropertyOr(this, PYX_PROPERTY_CREATION_TIME, details.creationTime);
     details.fastStart = PYXReadPropertyOr(this, PYX_PROPERTY_FAST_START, details.fastStart);
+    details.title = PYXReadPropertyOr(this, PYX_PROPERTY_TITLE, details.title);
     m_spSession->SetDetails(details);
 }
 

@@ -19,6 +19,7 @@
 ///     "EnableVideo"   true     whether there is a video input
 ///     "EnableAudio"   false    whether there is an audio input
 ///     "CreationTime"  0        when the clip was recorded, see media/ClipProperties.h
+///     "Title"         ""       the clip's name for players
 ///     "FastStart"     false    whether an .mp4 or .mov has its index in front
 ///
 /// A clip begins with the first packet and is complete when every input has

@@ -6,6 +6,11 @@
 #include "media/DisplayMatrix.h"
 #include "muxer/MuxerImpl.h"
 
+extern "C"
+{
+#include <libavutil/mastering_display_metadata.h>
+}
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -95,6 +100,11 @@ TEST_F(MuxerTest, AClipSaysOfItselfWhatItsInputsSay)
     m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_COLOR_PRIMARIES, PYXVariantFromInt64(9));
     m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_COLOR_TRANSFER, PYXVariantFromInt64(16));
     m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_COLOR_MATRIX, PYXVariantFromInt64(9));
+    const AVContentLightMetadata light{1000, 400};
+    const PYXInterfacePtr<HostBuffer> spLight = HostBuffer::Create(sizeof(light));
+    std::memcpy(spLight->GetNative(), &light, sizeof(light));
+    m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_CONTENT_LIGHT, PYXVariantBorrowInterface(spLight.Get()));
+    m_spMuxer->SetProperty(PYX_PROPERTY_TITLE, PYXVariantBorrowWString(L"Fjord"));
     m_spVideo->SetProperty(PYX_PROPERTY_LANGUAGE, PYXVariantBorrowWString(L"fra"));
     m_spMuxer->SetProperty(PYX_PROPERTY_CREATION_TIME, PYXVariantFromInt64(1714979289 * PYX_TICKS_PER_SECOND));
     ASSERT_NO_FATAL_FAILURE(WriteClip());
@@ -108,6 +118,9 @@ TEST_F(MuxerTest, AClipSaysOfItselfWhatItsInputsSay)
     EXPECT_EQ(stream.codecpar->color_primaries, AVCOL_PRI_BT2020);
     EXPECT_EQ(stream.codecpar->color_trc, AVCOL_TRC_SMPTE2084);
     EXPECT_EQ(stream.codecpar->color_space, AVCOL_SPC_BT2020_NCL);
+    const std::span<const pyx_uint8> found = FindSideData(stream, AV_PKT_DATA_CONTENT_LIGHT_LEVEL);
+    EXPECT_TRUE(found.size() == sizeof(light) && std::memcmp(found.data(), &light, sizeof(light)) == 0);
+    EXPECT_EQ(Metadata(pFile->metadata, "title"), "Fjord");
     EXPECT_EQ(Metadata(stream.metadata, "language"), "fra");
     EXPECT_EQ(Metadata(pFile->metadata, "creation_time"), "2024-05-06T07:08:09.000000Z");
 }
