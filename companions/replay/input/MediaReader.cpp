@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <set>
 #include <string_view>
 
 namespace
@@ -46,6 +47,43 @@ std::string OnlyCodecs(const AVStream& stream)
 {
     return std::string(avcodec_get_name(stream.codecpar->codec_id)) + "; only " +
            SupportedCodecs(stream.codecpar->codec_type) + " can be kept";
+}
+
+/// What of the file no clip has: "subtitles, chapters"; or empty.
+std::string NameLeftOut(const AVFormatContext& file, const MediaInput& input)
+{
+    std::set<std::string> names; // each once
+    for (const AVStream* pStream : std::span(file.streams, file.nb_streams))
+    {
+        const bool isKept = pStream == &input.pVideo->Stream() || (input.pAudio && pStream == &input.pAudio->Stream());
+        const AVMediaType kind = pStream->codecpar->codec_type;
+        if (kind == AVMEDIA_TYPE_VIDEO && !isKept)
+        {
+            names.insert(pStream->disposition & AV_DISPOSITION_ATTACHED_PIC ? "a cover" : "another video stream");
+        }
+        if (kind == AVMEDIA_TYPE_AUDIO && !isKept && input.pAudio)
+        {
+            names.insert("other audio tracks");
+        }
+        if (kind == AVMEDIA_TYPE_SUBTITLE)
+        {
+            names.insert("subtitles");
+        }
+        if (av_dict_get(pStream->metadata, "timecode", nullptr, 0))
+        {
+            names.insert("the timecode");
+        }
+    }
+    if (file.nb_chapters > 0)
+    {
+        names.insert("chapters");
+    }
+    std::string list;
+    for (const std::string& name : names)
+    {
+        list += (list.empty() ? "" : ", ") + name;
+    }
+    return list;
 }
 
 bool IsReordered(AVCodecID codec)
@@ -107,6 +145,10 @@ Outcome MediaReader::Open(const std::wstring& path, const AudioChoice& audio, Me
         pInput->warnings.emplace_back(
             "the audio is left out: the beginning of the input does not tell its channels and sample rate");
         pInput->pAudio.reset();
+    }
+    if (const std::string names = NameLeftOut(pDemuxer->File(), *pInput); !names.empty())
+    {
+        pInput->warnings.push_back("the clip will not have all of the input, which also has: " + names);
     }
     return {};
 }
