@@ -206,7 +206,7 @@ bool PYXDataStreamMemoryImpl::Grow(pyx_uint64 size)
 /// Takes up to `wantedSize` bytes of a segment with room.
 void PYXDataStreamMemoryImpl::AddSlice(pyx_uint64 wantedSize)
 {
-    const PYXMemorySegments::Place segment = m_spSegments->Open(wantedSize);
+    const auto segment = m_spSegments->Open(wantedSize);
     if (m_segments.empty() || m_segments.back() != segment)
     {
         m_segments.push_back(segment);

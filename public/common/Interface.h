@@ -12,9 +12,8 @@
 ///
 ///     [any-thread]            any, several at once. It waits for a clip that is being written only where that is said.
 ///     [one-thread-at-a-time]  one at a time; nothing is locked.
-///     [cache-locked]          the thread that holds the ring buffer's lock, which is its cache's. Code of a host or of
-///     a
-///                             muxer that is called so must not wait for another thread that calls the ring buffer.
+///     [cache-locked]          the thread that holds the ring buffer's lock, which is its cache's. A callee must
+///                             not wait for another thread that calls the ring buffer.
 class PYXInterface
 {
 public:

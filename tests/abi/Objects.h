@@ -17,7 +17,8 @@ inline const wchar_t* g_property; ///< the one that every storage here has and w
     Result signature override                                                                                          \
     {                                                                                                                  \
         Record("%s", "!" #signature);                                                                                  \
-        return static_cast<Result>(0);                                                                                 \
+        using Returned = Result;                                                                                       \
+        return Returned();                                                                                             \
     }
 
 template <class Interface> struct Counted : Interface

@@ -13,8 +13,9 @@ extern "C"
     __declspec(dllimport) void (*GetProcAddress(void* module, const char* name))();
     __declspec(dllimport) void* SetUnhandledExceptionFilter(pyx_int32 (*filter)(void* exception));
     __declspec(dllimport) void CoTaskMemFree(void* p);
-    int _snprintf(char* text, pyx_size size, const char* format, ...) __attribute__((format(printf, 3, 4)));
-    int _vsnprintf(char* text, pyx_size size, const char* format, va_list args);
+    int snprintf(char* text, pyx_size size, const char* format, ...) __asm__("_snprintf")
+        __attribute__((format(printf, 3, 4)));
+    int vsnprintf(char* text, pyx_size size, const char* format, va_list args) __asm__("_vsnprintf");
     int printf(const char* format, ...);
     int strcmp(const char* left, const char* right);
     int wcscmp(const wchar_t* left, const wchar_t* right);
@@ -33,8 +34,7 @@ __attribute__((format(printf, 1, 2))) inline void Record(const char* format, ...
     va_start(args, format);
     *g_pCallsEnd = ' ';
     g_pCallsEnd += g_pCallsEnd == g_calls ? 0 : 1;
-    g_pCallsEnd +=
-        _vsnprintf(g_pCallsEnd, static_cast<pyx_size>(g_calls + sizeof(g_calls) - g_pCallsEnd), format, args);
+    g_pCallsEnd += vsnprintf(g_pCallsEnd, static_cast<pyx_size>(g_calls + sizeof(g_calls) - g_pCallsEnd), format, args);
     va_end(args);
 }
 
@@ -45,14 +45,14 @@ struct ValueText
 
     explicit ValueText(const PYXVariant& value)
     {
-        _snprintf(text, sizeof(text), "%u:%lld", static_cast<pyx_uint32>(value.type), value.int64Value);
+        snprintf(text, sizeof(text), "%u:%lld", static_cast<pyx_uint32>(value.type), value.int64Value);
         if (value.type == PYX_VARIANT_WSTRING)
         {
-            _snprintf(text, sizeof(text), "11:%ls", value.wstringValue);
+            snprintf(text, sizeof(text), "11:%ls", value.wstringValue);
         }
         if (value.type == PYX_VARIANT_SIZE)
         {
-            _snprintf(text, sizeof(text), "5:%dx%d", value.sizeValue.width, value.sizeValue.height);
+            snprintf(text, sizeof(text), "5:%dx%d", value.sizeValue.width, value.sizeValue.height);
         }
     }
 };
