@@ -44,7 +44,7 @@ def probe(path, *arguments):
 def packets(path, stream):
     """(time stamp in seconds, hash of the bytes) of each packet."""
     found = probe(path, "-select_streams", stream, "-show_packets", "-show_data_hash", "md5")["packets"]
-    return [(float(packet["pts_time"]), packet["data_hash"]) for packet in found]
+    return [(float(packet["pts_time"]), packet["data_hash"]) for packet in found if "pts_time" in packet]
 
 
 def frames(path):
@@ -115,6 +115,45 @@ def check_hand_over(replay, folder):
     check(sum((frames(part) for part in clips), []) == frames(video), "the clips do not meet")
 
 
+def steps(source, clip, stream):
+    """How far the packets that both have are moved in time, in hundredths of a second; of steady ones one value."""
+    kept = {data: pts for pts, data in packets(clip, stream)}
+    return {round((pts - kept[data]) * 100) for pts, data in packets(source, stream) if data in kept}
+
+
+def check_odd_inputs(replay, folder):
+    """Inputs whose times are odd: nothing of them is lost, and picture and sound stay together."""
+    video, clip = folder / "steady.mkv", folder / "odd.mkv"
+    pictures = SECONDS * FRAME_RATE
+
+    def replayed(name, *conversion, before=()):
+        if conversion:
+            run("ffmpeg", "-v", "error", "-y", *before, "-i", video, "-c", "copy", *conversion, folder / name)
+        command = [*replay, folder / name, "-o", clip, "--duration", 600, "--temp", folder, "--json"]
+        return json.loads(run(*command).stdout)
+
+    # Audio whose times repeat: only what begins before the first picture may go.
+    replayed("fragments.mp4", "-movflags", "+frag_every_frame+empty_moov")
+    check(len(packets(clip, "a")) >= len(packets(folder / "fragments.mp4", "a")) - 1, "repeated times cost audio")
+    # Below zero Matroska has no times.
+    replayed("negative.mkv", "-avoid_negative_ts", "disabled", before=("-ss", 4.5))
+    moved = steps(folder / "negative.mkv", clip, "v")
+    check(len(moved) == 1 and moved <= steps(folder / "negative.mkv", clip, "a"), f"the pictures are moved by {moved}")
+    # Joined recordings, whose times jump far back and far ahead.
+    for name, offset in (("early.ts", 0), ("late.ts", 5000)):
+        run("ffmpeg", "-v", "error", "-y", "-i", video, "-c", "copy", "-output_ts_offset", offset, folder / name)
+    early, late = ((folder / name).read_bytes() for name in ("early.ts", "late.ts"))
+    (folder / "joined.ts").write_bytes(late + early + late)
+    covered = replayed("joined.ts")["coveredTo"]
+    check(len(frames(clip)) == 3 * pictures and abs(covered - 3 * SECONDS) < 1, f"joined parts make {covered} s")
+    # The length that a pipe begins with is no promise.
+    with video.open("rb") as whole:
+        part = whole.read(video.stat().st_size // 2)
+    command = [str(argument) for argument in (*replay, "-", "-o", clip, "--temp", folder, "--quiet")]
+    ended = subprocess.run(command, input=part, stdout=subprocess.DEVNULL)
+    check(ended.returncode == 0, f"a pipe that ends early ends with {ended.returncode}")
+
+
 def check_failures(replay, folder):
     clip = folder / "failed.mp4"
     told = json.loads(run(*replay, folder / "none.mkv", "-o", clip, "--temp", folder, "--json", expected=4).stdout)
@@ -137,6 +176,7 @@ def main():
         check_clip(replay, folder, "one-key", "mp4")
         check_clip(replay, folder, "audio-ends", "mkv")
         check_hand_over(replay, folder)
+        check_odd_inputs(replay, folder)
         check_failures(replay, folder)
 
 
