@@ -84,15 +84,6 @@ protected:
         }
     }
 
-    /// Starts with video alone, in a file system that disasters.sh has made.
-    void StartIn(const char* fileSystem)
-    {
-        m_companions.inputs = "V";
-        Start();
-        m_directory = std::filesystem::path(getenv(fileSystem)) / "cache";
-        EXPECT_EQ(Set(L"TempPath", m_directory.c_str()), PYX_OK);
-    }
-
     void ExpectAllIsWell(const std::string& written)
     {
         EXPECT_EQ(m_spComponent->Init(0, 0, 0), PYX_OK);
@@ -101,53 +92,7 @@ protected:
         EXPECT_EQ(Terminate(), PYX_OK);
         EXPECT_EQ(Written(), written);
     }
-
-    std::filesystem::path m_directory;
 };
-
-#define SKIP_WITHOUT_FILE_SYSTEMS()                                                                                    \
-    if (!getenv("PYX_TEST_TINY"))                                                                                      \
-    {                                                                                                                  \
-        GTEST_SKIP() << "needs file systems of its own, see tests/disasters.sh";                                       \
-    }
-
-TEST_F(FileDisasterTest, AFullFileSystemRefusesPacketsAndKeepsWhatWasComplete)
-{
-    SKIP_WITHOUT_FILE_SYSTEMS();
-    StartIn("PYX_TEST_TINY");
-    Feed("V0sK/300000 V1sK/300000 V2s/300000");
-    EXPECT_EQ(TryFeed("V3s/300000"), PYX_FAIL);
-    EXPECT_EQ(TryFeed("V4sK/300000"), PYX_FAIL);
-    EXPECT_EQ(Terminate(), PYX_OK);
-    EXPECT_EQ(Written(), "V0 V10000000 V20000000 V-");
-    ExpectAllIsWell("V0 V10000000 V-");
-}
-
-TEST_F(FileDisasterTest, AReadOnlyDirectoryRefusesPackets)
-{
-    SKIP_WITHOUT_FILE_SYSTEMS();
-    StartIn("PYX_TEST_READ_ONLY");
-    EXPECT_EQ(TryFeed("V0sK"), PYX_FAIL);
-    EXPECT_EQ(TryFeed("V1s"), PYX_FAIL);
-    EXPECT_EQ(Set(L"TempPath", m_temp.path.c_str()), PYX_OK);
-    ExpectAllIsWell("V0 V10000000 V-");
-}
-
-TEST_F(FileDisasterTest, ADirectoryRemovedUnderWayFailsTheWriteOut)
-{
-    SKIP_WITHOUT_FILE_SYSTEMS();
-    StartIn("PYX_TEST_TINY");
-    Feed("V0sK V1sK");
-    // Files that are open here can only be removed by the other system.
-    const std::wstring path = m_directory.generic_wstring().substr(2);
-    _wspawnlp(_P_WAIT, L"start.exe", L"start.exe", L"/unix", L"/bin/rm", L"-r", path.c_str(), nullptr);
-    Wait([this] { return !std::filesystem::exists(m_directory); }); // the command does not
-    EXPECT_EQ(TryFeed("V2s"), PYX_OK);                              // the open file lives on
-    EXPECT_EQ(TryFeed("V3sK"), PYX_FAIL);
-    EXPECT_EQ(Terminate(), PYX_FAIL);
-    EXPECT_EQ(Written(), "");
-    ExpectAllIsWell("V0 V10000000 V-");
-}
 
 /// Run in a process of its own by the next tests.
 TEST_F(FileDisasterTest, DISABLED_OtherHost)

@@ -53,22 +53,6 @@ TEST_P(IntakeTest, AudioGoesToTheGroupThatCoversIt)
                                  : "V0 A0 V2 A3 V10 A10 A19 A10 V20 A20 V- A-");
 }
 
-TEST_P(IntakeTest, AGroupTakesLateAudioWhenItsSuccessorHadTwoVideoPacketsFirst)
-{
-    Feed("V10K A10 V20K V25 A25 A15");
-    EXPECT_EQ(Kept(), "V0 A0 A5 V10 V15 A15 V- A-");
-}
-
-TEST_P(IntakeTest, KeepsTheFewestGroupsThatAreLongerThanTheDuration)
-{
-    Set(L"Duration", L"3");
-    FeedSeconds(6, "333333");
-    EXPECT_EQ(Files(),
-              GetParam() ? "" : "Temp3.RBA Temp3.RBV Temp4.RBA Temp4.RBV Temp5.RBA Temp5.RBV Temp6.RBA Temp6.RBV");
-    EXPECT_EQ(Kept(), "V0+333333 A0 V9666667+333333 V10000000+333333 A10000000 V19666667+333333 V20000000+333333 "
-                      "A20000000 V29666667+333333 V- A-");
-}
-
 TEST_P(IntakeTest, ASpanOfExactlyTheDurationStaysAndALessOneIsTrimmedAtOnce)
 {
     Set(L"Duration", L"3");
@@ -78,19 +62,6 @@ TEST_P(IntakeTest, ASpanOfExactlyTheDurationStaysAndALessOneIsTrimmedAtOnce)
     EXPECT_EQ(Groups(), 3u);
     EXPECT_EQ(Kept().substr(0, 21), "V0 A0 V9666667+333333");
     EXPECT_EQ(Groups(), 0u);
-}
-
-TEST_P(IntakeTest, AudioThatTheActiveGroupRefusesIsTriedAgain)
-{
-    FaultyCall<"AllocBuffer", 0, PYX_RESULT(void*, int, pyx_size, void*)> alloc(m_spContext.Get(), 3);
-    Feed("V1K");
-    m_faults.Fail("AllocBuffer", 1, 77);
-    Feed("A2");
-    EXPECT_EQ(Traces(), "E RingBufferGOP PYX_ERROR 77 : code 77: WritePacket() - Buffer allocation failed.\n"
-                        "E RingBufferGOP PYX_ERROR 77 : code 77: AddAudioPacket() - Failed to write the buffer "
-                        "information to temporary file.");
-    Feed("V3 V5K A5");
-    EXPECT_EQ(Kept(), "V0 A1 V2 V4 A4 V- A-");
 }
 
 TEST_P(IntakeTest, AFailedPacketIsTracedAtEachLevelAndTheNextIsTaken)
