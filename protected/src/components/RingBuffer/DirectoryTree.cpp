@@ -71,7 +71,7 @@ bool CreatePath(const std::wstring& path)
         const std::wstring component = path.substr(begin, end - begin);
         if (!component.empty() && component != L".")
         {
-            // A share, or a parent that we may not touch, cannot be created; what lies below it may.
+            // A share, or a parent that we may not touch, cannot be created; what is below it may.
             created = CreateOne(path.substr(0, end));
         }
         begin = end + 1;

@@ -35,7 +35,7 @@ class PYXRingBufferImpl final
 {
 public:
     /// Acquires `pContext`. A component whose muxer could not be created can be
-    /// read; setting, Init and Terminate answer PYX_NOT_INITIALIZED.
+    /// read; setting, Init and Terminate return PYX_NOT_INITIALIZED.
     explicit PYXRingBufferImpl(PYXContext* pContext);
 
     /// Terminates. Whatever fails then, memory included, the cache is closed.
@@ -49,15 +49,15 @@ public:
 
     /// Forwards to the muxer first every property but the ring buffer's own
     /// three; what the muxer refuses is not stored. A name that only the muxer
-    /// knows is set there and answered with PYX_NOT_FOUND. When memory runs out in
+    /// knows is set there, and PYX_NOT_FOUND returned. When memory runs out in
     /// the reaction to it, the value is stored all the same, and setting it again does
     /// nothing: another value has to be set in between.
     PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override;
 
     // PYXComponent
 
-    /// Empties the cache, makes the temporary directory new and empty (whatever
-    /// lies in it is deleted) and initialises the muxer.
+    /// Empties the cache, makes the temporary directory new and empty (what
+    /// is in it is deleted) and initialises the muxer.
     PYX_RESULT Init(pyx_int32 format, pyx_int32 width, pyx_int32 height) override;
     PYX_RESULT ReInit(pyx_int32 width, pyx_int32 height) override;
 

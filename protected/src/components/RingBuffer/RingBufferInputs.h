@@ -22,7 +22,7 @@ using PYXSharedMuxer = std::shared_ptr<PYXInterfacePtr<PYXComponent>>;
 /// Threads: the two inputs may be called from different threads, and while the
 /// component ends; what they share is guarded by the cache's lock.
 /// Lifetime: counted; held by the component and by hosts. An input that is switched
-/// off still feeds its component; one whose component has ended answers
+/// off still feeds its component; one whose component has ended returns
 /// PYX_UNEXPECTED.
 class PYXRingBufferInput : public PYXRefCounted<PYXPropertyStorageExImpl<PYXInput>>
 {

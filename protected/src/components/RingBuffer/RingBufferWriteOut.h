@@ -5,7 +5,7 @@
 
 /// Pushes every packet of the cache, oldest group first, into the muxer, with times
 /// that start at zero and nothing at or past the duration, then ends both streams
-/// and empties the cache. An empty cache is traced and answered with PYX_OK. On
+/// and empties the cache. An empty cache is traced, and PYX_OK returned. On
 /// failure the groups stay, all of them complete once the muxer's inputs are found,
 /// and the result is the failed call's.
 /// PYX_NOT_INITIALIZED: null muxer. PYX_UNEXPECTED: the muxer has no inputs
