@@ -60,6 +60,7 @@ void PYXMemorySegments::Release(Place segment)
         segment->used = 0;
         m_segments.splice(m_segments.begin(), m_segments, segment);
         ++m_free;
+        Trim();
     }
 }
 
@@ -69,6 +70,7 @@ void PYXMemorySegments::BeginGroup()
     Trim();
 }
 
+/// Gives the free segments that are not kept back to the system.
 void PYXMemorySegments::Trim()
 {
     for (; m_free > m_kept; --m_free)
@@ -97,7 +99,6 @@ PYX_RESULT PYXDataStreamMemoryImpl::Close()
 {
     DropSlices(m_slices.begin());
     m_pos = 0;
-    m_spSegments->Trim();
     return PYX_OK;
 }
 
@@ -207,14 +208,10 @@ bool PYXDataStreamMemoryImpl::Grow(pyx_uint64 size)
 void PYXDataStreamMemoryImpl::AddSlice(pyx_uint64 wantedSize)
 {
     const auto segment = m_spSegments->Open(wantedSize);
-    if (m_segments.empty() || m_segments.back() != segment)
-    {
-        m_segments.push_back(segment);
-        ++segment->holders;
-    }
     const pyx_uint64 size = std::min(wantedSize, segment->size - segment->used);
-    m_slices.push_back({segment->pBytes.get() + segment->used, Size() + size, m_segments.size()});
+    m_slices.push_back({segment, segment->pBytes.get() + segment->used, Size() + size});
     segment->used += size;
+    ++segment->holders;
 }
 
 /// Drops what is after `size` bytes, if anything.
@@ -230,12 +227,8 @@ void PYXDataStreamMemoryImpl::Cut(pyx_uint64 size)
 
 void PYXDataStreamMemoryImpl::DropSlices(std::vector<Slice>::iterator first)
 {
+    std::for_each(first, m_slices.end(), [this](const Slice& slice) { m_spSegments->Release(slice.segment); });
     m_slices.erase(first, m_slices.end());
-    for (const pyx_size held = m_slices.empty() ? 0 : m_slices.back().held; m_segments.size() > held;)
-    {
-        m_spSegments->Release(m_segments.back());
-        m_segments.pop_back();
-    }
 }
 
 /// Calls copy(pBytes, length) for each part of the next `size` bytes, which the stream

@@ -29,7 +29,7 @@ public:
         std::unique_ptr<pyx_uint8, Free> pBytes;
         pyx_uint64 size;      ///< bytes
         pyx_uint64 used = 0;  ///< bytes from its start; the rest is room
-        pyx_size holders = 0; ///< streams, each once for every time that it came to the segment
+        pyx_size holders = 0; ///< slices of streams
     };
     using Place = std::list<Segment>::iterator;
 
@@ -40,21 +40,21 @@ public:
     /// nothing has changed then.
     Place Open(pyx_uint64 size);
 
-    /// Takes one holder off a segment. After the last one it is free.
+    /// Takes one holder off a segment. After the last one it is free, and kept or given
+    /// back to the system.
     void Release(Place segment);
 
     /// A new group of streams begins. From here on as many free segments are kept as
     /// the last group has opened, and two more; before the first group none.
     void BeginGroup();
 
-    /// Gives the free segments that are not kept back to the system.
+private:
     void Trim();
 
-private:
     const pyx_uint64 m_segmentSize;
     std::list<Segment> m_segments;
     pyx_size m_free = 0;   // so many in front
-    pyx_size m_kept = 0;   // free ones at most after Trim
+    pyx_size m_kept = 0;   // free ones at most
     pyx_size m_opened = 0; // since the last BeginGroup
 };
 
@@ -92,9 +92,9 @@ private:
     /// slice before it ends.
     struct Slice
     {
-        pyx_uint8* pBytes; ///< in the last of `held` segments
+        PYXMemorySegments::Place segment;
+        pyx_uint8* pBytes; ///< in the segment
         pyx_uint64 end;    ///< position in the stream
-        pyx_size held;     ///< segments that hold the stream up to here
     };
 
     pyx_uint64 Size() const;
@@ -105,7 +105,6 @@ private:
     template <class Copy> void Advance(pyx_uint64 size, const Copy& copy);
 
     const std::shared_ptr<PYXMemorySegments> m_spSegments;
-    std::vector<Slice> m_slices;                      // empty until the first write that stores bytes
-    std::vector<PYXMemorySegments::Place> m_segments; // those held, so that the end need not read every slice
-    pyx_uint64 m_pos = 0;                             // never above Size()
+    std::vector<Slice> m_slices; // empty until the first write that stores bytes
+    pyx_uint64 m_pos = 0;        // never above Size()
 };
