@@ -7,6 +7,7 @@
 #include <io.h>
 #include <share.h>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace
@@ -16,49 +17,15 @@ constexpr PYXTraceSource c_traceSource{L"common/DataStreamFile", L"PYXDataStream
 
 constexpr int c_permission = 0x1B6; // everybody may read and write a file created here
 
-int OpenFlags(pyx_uint32 mode)
-{
-    switch (mode)
-    {
-    case PYX_STREAM_MODE_WRITE:
-        return _O_BINARY | _O_CREAT | _O_TRUNC | _O_WRONLY;
-    case PYX_STREAM_MODE_READ_WRITE:
-        return _O_BINARY | _O_CREAT | _O_TRUNC | _O_RDWR;
-    case PYX_STREAM_MODE_APPEND:
-        return _O_BINARY | _O_CREAT | _O_APPEND | _O_RDWR;
-    default:
-        return _O_BINARY | _O_RDONLY;
-    }
-}
+// By the values of PYX_STREAM_MODE_..., PYX_STREAM_SHARE_... and PYX_STREAM_SEEK_...; what is beyond them last.
+constexpr int c_openFlags[] = {_O_RDONLY, _O_CREAT | _O_TRUNC | _O_WRONLY, _O_CREAT | _O_TRUNC | _O_RDWR,
+                               _O_CREAT | _O_APPEND | _O_RDWR, _O_RDONLY};
+constexpr int c_shareFlags[] = {_SH_DENYRW, _SH_DENYWR, _SH_DENYRD, _SH_DENYNO, 0};
+constexpr int c_seekOrigins[] = {SEEK_SET, SEEK_CUR, SEEK_END, SEEK_SET};
 
-int ShareFlag(pyx_uint32 share)
+template <size_t size> int Translate(const int (&values)[size], pyx_uint32 value)
 {
-    switch (share)
-    {
-    case PYX_STREAM_SHARE_NONE:
-        return _SH_DENYRW;
-    case PYX_STREAM_SHARE_READ:
-        return _SH_DENYWR;
-    case PYX_STREAM_SHARE_WRITE:
-        return _SH_DENYRD;
-    case PYX_STREAM_SHARE_ALL:
-        return _SH_DENYNO;
-    default:
-        return 0;
-    }
-}
-
-int SeekOrigin(pyx_uint32 origin)
-{
-    switch (origin)
-    {
-    case PYX_STREAM_SEEK_CURRENT:
-        return SEEK_CUR;
-    case PYX_STREAM_SEEK_END:
-        return SEEK_END;
-    default:
-        return SEEK_SET;
-    }
+    return values[std::min<size_t>(value, size - 1)];
 }
 
 } // namespace
@@ -74,7 +41,8 @@ PYX_RESULT PYXDataStreamFileImpl::Open(const wchar_t* pFilePath, pyx_uint32 mode
     FAIL_IF_NOT(pFilePath != nullptr, PYX_INVALID_ARG, L"pFilePath != NULL");
     m_Path = pFilePath;
     // The checking variant of this call refuses the permission.
-    m_iFileDescriptor = _wsopen(m_Path.c_str(), OpenFlags(mode), ShareFlag(share), c_permission);
+    m_iFileDescriptor =
+        _wsopen(m_Path.c_str(), _O_BINARY | Translate(c_openFlags, mode), Translate(c_shareFlags, share), c_permission);
     if (m_iFileDescriptor == -1)
     {
         return PYX_FAIL;
@@ -124,7 +92,7 @@ PYX_RESULT PYXDataStreamFileImpl::Write(const void* pData, pyx_uint64 iSize, pyx
 PYX_RESULT PYXDataStreamFileImpl::Seek(pyx_uint32 origin, pyx_int64 offset, pyx_uint64* pNewPosition)
 {
     FAIL_IF_NOT(m_iFileDescriptor != -1, PYX_FILE_NOT_OPEN, L"Seek() - File not Open");
-    const pyx_int64 position = _lseeki64(m_iFileDescriptor, offset, SeekOrigin(origin));
+    const pyx_int64 position = _lseeki64(m_iFileDescriptor, offset, Translate(c_seekOrigins, origin));
     if (position == -1)
     {
         return PYX_FAIL;
