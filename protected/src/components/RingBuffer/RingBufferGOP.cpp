@@ -48,14 +48,9 @@ std::wstring AddExtension(const std::wstring& fileName, const wchar_t* extension
 
 PYXRingBufferGOP::PYXRingBufferGOP(PYXContext* pContext, const std::wstring& tempPath, bool inRam,
                                    const std::shared_ptr<PYXMemorySegments>& spSegments)
-    : PYXRingBufferGOP(pContext, inRam, spSegments, TakeFileName(tempPath))
-{
-}
-
-PYXRingBufferGOP::PYXRingBufferGOP(PYXContext* pContext, bool inRam,
-                                   const std::shared_ptr<PYXMemorySegments>& spSegments, const std::wstring& fileName)
-    : m_spContext(pContext), m_audio(pContext, inRam, spSegments, AddExtension(fileName, L".RBA"), c_audioTexts),
-      m_video(pContext, inRam, spSegments, AddExtension(fileName, L".RBV"), c_videoTexts)
+    : m_spContext(pContext), m_fileName(TakeFileName(tempPath)),
+      m_audio(pContext, inRam, spSegments, AddExtension(m_fileName, L".RBA"), c_audioTexts),
+      m_video(pContext, inRam, spSegments, AddExtension(m_fileName, L".RBV"), c_videoTexts)
 {
 }
 

@@ -65,12 +65,10 @@ public:
     PYX_RESULT CloseAudioFile() PYX_NO_THREAD_ANALYSIS;
 
 private:
-    /// `fileName` without its extension, or empty.
-    PYXRingBufferGOP(PYXContext* pContext, bool inRam, const std::shared_ptr<PYXMemorySegments>& spSegments,
-                     const std::wstring& fileName);
     PYX_RESULT CheckVideo() const PYX_REQUIRES(this);
 
     const PYXInterfacePtr<PYXContext> m_spContext;
+    const std::wstring m_fileName; // without an extension; empty without a directory
     PYXPacketStore m_audio PYX_GUARDED_BY(this);
     PYXPacketStore m_video PYX_GUARDED_BY(this); // declared last, so that it ends first
 };
