@@ -3,6 +3,7 @@
 #include "host/KeptNames.h"
 
 #include <algorithm>
+#include <cstring>
 #include <cwchar>
 #include <limits>
 #include <new>
@@ -11,6 +12,16 @@
 PYXInterfacePtr<HostBuffer> HostBuffer::Create(pyx_size size)
 {
     return PYXInterfacePtr<HostBuffer>(new (ByteCount{size}) HostBuffer(size));
+}
+
+PYXInterfacePtr<HostBuffer> HostBuffer::Create(std::span<const pyx_uint8> bytes)
+{
+    PYXInterfacePtr<HostBuffer> spBuffer = Create(bytes.size());
+    if (spBuffer && !bytes.empty())
+    {
+        std::memcpy(spBuffer->GetNative(), bytes.data(), bytes.size());
+    }
+    return spBuffer;
 }
 
 HostBuffer::HostBuffer(pyx_size size) : m_size(size)

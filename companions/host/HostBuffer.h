@@ -6,6 +6,7 @@
 #include "host/HostObject.h"
 
 #include <cstddef>
+#include <span>
 #include <vector>
 
 /// A packet of the host: bytes of a fixed size, a time stamp, a duration, and
@@ -30,6 +31,9 @@ public:
     /// A buffer of `size` bytes (0 is allowed, the bytes are not initialised)
     /// without properties, its times 0. Null when there is no memory for it.
     static PYXInterfacePtr<HostBuffer> Create(pyx_size size);
+
+    /// A buffer with a copy of these bytes.
+    static PYXInterfacePtr<HostBuffer> Create(std::span<const pyx_uint8> bytes);
 
     // PYXInterface
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override;

@@ -74,7 +74,7 @@ struct PYXSavedClip
     pyx_int64 newest = 0;                ///< when the newest picture kept ended; later than `to` only with `exact`
     pyx_uint64 bytes = 0;                ///< of the file
     pyx_uint64 groups = 0;               ///< of pictures, that were kept for it
-    pyx_uint64 packets = 0;              ///< video and audio, that were kept for it
+    pyx_uint64 packets = 0;              ///< video and audio, that were kept for it and can be decoded
     std::vector<std::string> warnings{}; ///< a line each, for a person
     double secondsTaken = 0;             ///< by the writing
 };

@@ -1,20 +1,14 @@
 #include "replay/Clip.h"
 
-#include "common/Handles.h"
 #include "media/FFmpeg.h"
-#include "replay/Completed.h"
+#include "recorder/Reasons.h"
 #include "replay/Text.h"
-#include "replay/WriteTest.h"
 
 #include <algorithm>
+#include <filesystem>
 
 namespace
 {
-
-pyx_uint64 Join(DWORD high, DWORD low)
-{
-    return static_cast<pyx_uint64>(high) << 32 | low;
-}
 
 Outcome NotPlayable(const std::wstring& path, const std::string& why)
 {
@@ -52,42 +46,29 @@ private:
 
 } // namespace
 
-std::optional<ClipFile::Identity> ClipFile::Identify(const std::wstring& path)
+Outcome CheckWritable(const std::wstring& path)
 {
-    const PYXFileHandle file(CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                         nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-    BY_HANDLE_FILE_INFORMATION info;
-    if (!file || !GetFileInformationByHandle(file.Get(), &info))
-    {
-        return std::nullopt;
-    }
-    return Identity{info.dwVolumeSerialNumber, Join(info.nFileIndexHigh, info.nFileIndexLow),
-                    Join(info.ftLastWriteTime.dwHighDateTime, info.ftLastWriteTime.dwLowDateTime)};
+    const PYXStatus status = PYXCheckWritable(path, 1);
+    return status.IsOk() ? Outcome()
+                         : Outcome(ExitCode::CannotWrite, "cannot write " + PathForUser(path) + ": " + status.text);
 }
 
-Outcome ClipFile::Prepare(const std::wstring& path, const std::wstring& input)
+Outcome CheckClip(const std::wstring& path, const std::wstring& input)
 {
-    m_path = path;
-    m_before = Identify(path);
-    if (m_before && m_before == Identify(input))
+    std::error_code missing;
+    if (std::filesystem::equivalent(path, input, missing))
     {
         return {ExitCode::BadUsage, "the output would replace the input " + PathForUser(input)};
     }
     return CheckWritable(path);
 }
 
-bool ClipFile::IsNew() const
-{
-    const std::optional<Identity> now = Identify(m_path);
-    return now && now != m_before;
-}
-
-Outcome ClipFile::ReadBack(ClipContents* pContents) const
+Outcome ReadClip(const std::wstring& path, ClipContents* pContents)
 {
     FFmpegPtr<AVFormatContext> pFile;
-    if (const int error = OpenMediaFile(ToUtf8(m_path), nullptr, &pFile); error < 0)
+    if (const int error = OpenMediaFile(ToUtf8(path), nullptr, &pFile); error < 0)
     {
-        return NotPlayable(m_path, FFmpegErrorText(error));
+        return NotPlayable(path, FFmpegErrorText(error));
     }
     Count count(pContents);
     const FFmpegPtr<AVPacket> pPacket(av_packet_alloc());
@@ -99,12 +80,11 @@ Outcome ClipFile::ReadBack(ClipContents* pContents) const
     }
     if (error != AVERROR_EOF)
     {
-        return NotPlayable(m_path, FFmpegErrorText(error));
+        return NotPlayable(path, FFmpegErrorText(error));
     }
     if (pContents->groups == 0)
     {
-        return NotPlayable(m_path, "it has no key picture");
+        return NotPlayable(path, "it has no key picture");
     }
-    ListCompleted(m_path);
     return {};
 }

@@ -1,13 +1,19 @@
 #include "replay/Replay.h"
 
 #include "host/HostObject.h"
+#include "recorder/Reasons.h"
+#include "replay/Completed.h"
+#include "replay/input/Describe.h"
 #include "replay/input/StreamDetails.h"
 #include "replay/Interrupt.h"
 #include "replay/Text.h"
 
+#include <windows.h>
+
 #include <chrono>
 #include <cstdio>
 #include <cwchar>
+#include <filesystem>
 #include <thread>
 
 namespace
@@ -70,6 +76,22 @@ std::wstring Numbered(const std::wstring& path, unsigned number)
     return path.substr(0, ending) + L"-" + std::to_wstring(number) + path.substr(ending);
 }
 
+Outcome NotWritten(const std::wstring& path, const PYXStatus& why)
+{
+    return {ExitCode::CannotWrite, "the clip could not be written to " + PathForUser(path) + ": " + why.text};
+}
+
+/// What became of a clip, and what is in it.
+Outcome Check(const PYXSavedClip& clip, ClipContents* pContents)
+{
+    if (clip.status.IsOk())
+    {
+        return ReadClip(clip.path, pContents);
+    }
+    return clip.status.result == PYX_NOT_FOUND ? Outcome(ExitCode::NothingKept, clip.status.text)
+                                               : NotWritten(clip.path, clip.status);
+}
+
 } // namespace
 
 Outcome Replay::Run()
@@ -77,21 +99,29 @@ Outcome Replay::Run()
     const Clock::time_point start = Clock::now();
     m_report.exact = m_options.exact;
     RETURN_ON_FAILURE(OpenInput());
-    RETURN_ON_FAILURE(ClipFile().Prepare(m_options.output, m_options.input)); // before hours of video are read
+    RETURN_ON_FAILURE(CheckClip(m_options.output, m_options.input)); // before hours of video are read
     Outcome outcome;
     {
-        Recorder recorder(m_options, *m_input.pVideo, m_input.pAudio.get(), m_pObserver,
-                          [this](::Take* pTake) { Take(pTake); });
-        RETURN_ON_FAILURE(recorder.Open());
+        PYXRecorder recorder;
+        if (const PYXStatus opened = recorder.Open(Settings()); !opened.IsOk())
+        {
+            return opened.result == PYX_FILE_NOT_OPEN
+                       ? Outcome(ExitCode::CannotWrite, "cannot write to the temporary directory " +
+                                                            PathForUser(m_options.temp) + ": " + opened.text)
+                       : Outcome(ExitCode::Failed, opened.text);
+        }
         m_fed = true;
         outcome = Feed(&recorder);
-        recorder.Finish(m_options.output);
-        m_report.in = recorder.TakenIn();
-        if (m_saves > 0)
+        recorder.End({.path = m_options.output, .onSaved = [this](const PYXSavedClip& clip) { TakeClip(clip); }});
+        if (m_lastSave.Code() == ExitCode::NothingKept && !m_report.clips.empty())
         {
-            m_report.longestSubmit = {recorder.LongestSubmitWhileSaving(), recorder.LongestSubmitOtherwise()};
+            m_lastSave = CopyLastClip();
         }
         outcome = Conclude(outcome);
+    }
+    if (m_saves > 0)
+    {
+        m_report.longestSubmit = m_longest;
     }
     if (HostObject::Alive() != 0)
     {
@@ -99,6 +129,22 @@ Outcome Replay::Run()
     }
     m_report.secondsTaken = std::chrono::duration<double>(Clock::now() - start).count();
     return outcome;
+}
+
+PYXRecorderSettings Replay::Settings() const
+{
+    PYXRecorderSettings settings;
+    settings.folder = m_options.temp;
+    settings.inMemory = m_options.ram;
+    settings.seconds = m_options.duration;
+    settings.exact = m_options.exact;
+    settings.video = DescribeVideo(*m_input.pVideo);
+    settings.spMore = DescribeClip(*m_input.pVideo, m_options.faststart);
+    if (m_input.pAudio)
+    {
+        settings.audio = DescribeAudio(*m_input.pAudio);
+    }
+    return settings;
 }
 
 Outcome Replay::OpenInput()
@@ -123,35 +169,51 @@ Outcome Replay::OpenInput()
     return {};
 }
 
-Outcome Replay::Feed(Recorder* pRecorder)
+Outcome Replay::Feed(PYXRecorder* pRecorder)
 {
     LiveOrder order(m_input.pVideo.get(), m_input.pAudio.get());
     Progress progress(m_options.progress, m_input.pVideo->FileDuration());
-    const Pace pace(m_options.realtime);
-    MediaPacket packet;
-    while (!IsInterrupted() && order.Next(&packet) == ReadResult::Packet)
     {
-        pace.WaitFor(order.Elapsed());
-        if (packet.video && !packet.hidden && !m_hasOrigin)
-        {
-            m_report.origin = packet.pts;
-            m_hasOrigin = true;
-        }
-        if (IsSaveDue(order.Elapsed()))
-        {
-            progress.Clear();
-            BeginSave(pRecorder);
-        }
-        RETURN_ON_FAILURE(pRecorder->Submit(std::move(packet)));
-        progress.Show(order.Elapsed(), pRecorder->TakenIn().bytes);
+        const std::lock_guard lock(m_sync);
+        m_pProgress = &progress;
     }
-    progress.Clear();
+    Outcome stored;
+    {
+        const std::jthread requests([this, pRecorder](const std::stop_token& stop) {
+            for (; !stop.stop_requested(); std::this_thread::sleep_for(std::chrono::milliseconds(50)))
+            {
+                if (TakeSaveRequest())
+                {
+                    BeginSave(pRecorder);
+                }
+            }
+        });
+        const Pace pace(m_options.realtime);
+        MediaPacket packet;
+        while (stored.IsOk() && !IsInterrupted() && order.Next(&packet) == ReadResult::Packet)
+        {
+            pace.WaitFor(order.Elapsed());
+            m_lastPacket = Clock::now().time_since_epoch().count();
+            if (IsSaveDue(order.Elapsed()))
+            {
+                BeginSave(pRecorder);
+            }
+            stored = Submit(pRecorder, packet);
+            const std::lock_guard lock(m_sync);
+            progress.Show(order.Elapsed(), m_report.in.bytes);
+        }
+    }
+    {
+        const std::lock_guard lock(m_sync);
+        progress.Clear();
+        m_pProgress = nullptr;
+    }
+    RETURN_ON_FAILURE(stored);
     if (const std::size_t missed = m_options.saveAt.size() - m_nextSaveAt; missed > 0 && !IsInterrupted())
     {
-        Warn(std::to_string(missed) + (missed == 1 ? " time" : " times") +
-             " of --save-at lie behind the end of the input");
+        Warn(std::to_string(missed) + (missed == 1 ? " time" : " times") + " of --save-at come after the input's end");
     }
-    WarnOfLosses(order, pRecorder->TakenIn());
+    WarnOfLosses(order, pRecorder->Look().packetsLate);
     if (const std::string why = WhyBroken(order); !why.empty())
     {
         return {ExitCode::BadInput,
@@ -160,9 +222,39 @@ Outcome Replay::Feed(Recorder* pRecorder)
     return {};
 }
 
+Outcome Replay::Submit(PYXRecorder* pRecorder, const MediaPacket& packet)
+{
+    if (packet.video && !packet.hidden && !std::exchange(m_hasOrigin, true))
+    {
+        m_report.origin = packet.pts;
+    }
+    const Clock::time_point start = Clock::now();
+    const PYX_RESULT result = packet.video
+                                  ? pRecorder->SubmitVideo(packet.Bytes(), packet.pts, packet.duration, packet.key)
+                                  : pRecorder->SubmitAudio(packet.Bytes(), packet.pts, packet.duration);
+    const std::chrono::nanoseconds taken = Clock::now() - start;
+    if (result != PYX_OK)
+    {
+        const std::string why = "a packet could not be stored: " + pRecorder->Explain(result);
+        return {m_options.ram ? ExitCode::Failed : ExitCode::CannotWrite, why};
+    }
+    const PYXRecorderLook look = pRecorder->Look();
+    std::chrono::nanoseconds& longest = look.savesWaiting > 0 ? m_longest.whileSaving : m_longest.otherwise;
+    longest = std::max(longest, taken);
+    const std::lock_guard lock(m_sync);
+    m_report.in.bytes += packet.Bytes().size();
+    ++(packet.video ? m_report.in.videoPackets : m_report.in.audioPackets);
+    if (m_pObserver)
+    {
+        m_pObserver->OnSubmitted({packet.video, packet.key, packet.pts, packet.duration, packet.Bytes().size(), taken,
+                                  look.from, look.bytes});
+    }
+    return {};
+}
+
 bool Replay::IsSaveDue(pyx_int64 elapsed)
 {
-    bool due = TakeSaveRequest();
+    bool due = false;
     for (; m_nextSaveAt < m_options.saveAt.size() && m_options.saveAt[m_nextSaveAt] <= elapsed; ++m_nextSaveAt)
     {
         due = true;
@@ -171,55 +263,97 @@ bool Replay::IsSaveDue(pyx_int64 elapsed)
 }
 
 /// A save that fails does not end the recording.
-void Replay::BeginSave(Recorder* pRecorder)
+void Replay::BeginSave(PYXRecorder* pRecorder)
 {
-    const std::wstring output = Numbered(m_options.output, m_saves + 1);
-    bool begun = false;
-    Outcome outcome = pRecorder->Save(output, &begun);
-    if (!outcome.IsOk())
+    const std::lock_guard lock(m_sync);
+    const PYXRecorderLook look = pRecorder->Look();
+    if (look.groups == 0)
     {
-        Warn("no clip is saved, recording goes on: " + outcome.Text());
-        const bool lost = outcome.Code() != ExitCode::NothingKept; // else there was nothing to lose
-        m_failedSave = lost && m_failedSave.IsOk() ? std::move(outcome) : m_failedSave;
+        Warn("no clip is saved, recording goes on: nothing is kept yet");
+        return;
     }
-    else if (!begun)
+    if (look.savesForPicture > 0)
     {
         Warn("a clip that was asked for before is not begun yet and serves this request too");
+        return;
     }
-    m_saves += begun ? 1 : 0;
+    const unsigned number = NextNumber();
+    const std::wstring output = Numbered(m_options.output, number);
+    const PYXStatus status =
+        pRecorder->Save({.path = output, .onSaved = [this](const PYXSavedClip& clip) { TakeClip(clip); }});
+    if (!status.IsOk())
+    {
+        const Outcome failure = NotWritten(output, status);
+        Warn(failure.Text() + "; recording goes on");
+        m_failedSave = m_failedSave.IsOk() ? failure : m_failedSave;
+        return;
+    }
+    m_saves = number;
+    const auto silence = Clock::now().time_since_epoch() - Clock::duration(m_lastPacket);
+    Print("saving " + PathForUser(output) + " at the next key picture" +
+          (silence > std::chrono::seconds(1) ? ", when the input goes on: it has stalled" : ""));
 }
 
-/// A clip is written, or has failed.
-void Replay::Take(::Take* pTake)
+/// The next one that no file has.
+unsigned Replay::NextNumber() const
 {
-    for (const std::string& warning : pTake->saved.warnings)
+    unsigned number = m_saves + 1;
+    for (std::error_code unknown; std::filesystem::exists(Numbered(m_options.output, number), unknown);)
+    {
+        ++number;
+    }
+    return number;
+}
+
+/// A clip is written, or has failed. On the recorder's thread.
+void Replay::TakeClip(const PYXSavedClip& clip)
+{
+    const bool isLast = clip.id == 0;
+    ClipContents contents;
+    const Outcome outcome = Check(clip, &contents);
+    const std::lock_guard lock(m_sync);
+    for (const std::string& warning : clip.warnings)
     {
         Warn(warning);
     }
-    if (!pTake->outcome.IsOk())
+    Outcome& failure = isLast ? m_lastSave : m_failedSave;
+    failure = failure.IsOk() ? outcome : failure;
+    if (outcome.IsOk())
     {
-        TakeFailure(*pTake);
-        return;
+        const std::string text =
+            "saved " + PathForUser(clip.path) + " in " + FormatSeconds(clip.secondsTaken, 2) + " s";
+        isLast ? Say(text) : Print(text);
+        WarnOfMissing(clip, contents);
+        AddClip(clip.path, contents, {clip.from, clip.to, clip.newest});
     }
-    Say("saved " + PathForUser(pTake->output) + " in " + FormatSeconds(pTake->secondsTaken, 2) + " s");
-    WarnOfMissing(pTake->saved.stretch);
-    if (m_pObserver)
+    else if (!isLast)
     {
-        m_pObserver->OnSaved(pTake->saved.stretch);
+        Warn(outcome.Text());
     }
-    m_report.clips.push_back({pTake->output, pTake->contents, std::move(pTake->saved.stretch)});
 }
 
-/// A save on the way is told of at once. The clip at the end is the run's own, and so is its failure.
-void Replay::TakeFailure(const ::Take& take)
+void Replay::AddClip(const std::wstring& path, const ClipContents& contents, const SavedStretch& stretch)
 {
-    if (take.output == m_options.output)
+    ListCompleted(path);
+    m_report.clips.push_back({path, contents, stretch});
+    if (m_pObserver)
     {
-        m_lastSave = take.outcome;
-        return;
+        m_pObserver->OnSaved(stretch);
     }
-    WarnOfFailure(take.output, take.outcome);
-    m_failedSave = m_failedSave.IsOk() ? take.outcome : m_failedSave;
+}
+
+/// A save that waited for its key picture at the end took all that was kept.
+Outcome Replay::CopyLastClip()
+{
+    const ReportedClip last = m_report.clips.back();
+    if (!CopyFileW(last.output.c_str(), m_options.output.c_str(), FALSE))
+    {
+        return NotWritten(m_options.output, {PYX_FILE_NOT_OPEN, PYXSystemText(GetLastError())});
+    }
+    Print("nothing came after " + PathForUser(last.output) + ", so " + PathForUser(m_options.output) + " is the same");
+    ListCompleted(m_options.output);
+    m_report.clips.push_back({m_options.output, last.contents, last.stretch});
+    return {};
 }
 
 /// How the run ends: with what stopped the feeding, else with a clip that failed.
@@ -231,7 +365,7 @@ Outcome Replay::Conclude(const Outcome& fed)
     }
     if (!m_lastSave.IsOk())
     {
-        WarnOfFailure(m_options.output, m_lastSave);
+        Warn(m_lastSave.Text());
     }
     return m_report.clips.empty() ? fed : Outcome(fed.Code(), fed.Text() + "; what was read until then is saved");
 }
@@ -250,13 +384,13 @@ std::string Replay::WhyBroken(const LiveOrder& order) const
                : "";
 }
 
-void Replay::WarnOfLosses(const LiveOrder& order, const Intake& intake)
+void Replay::WarnOfLosses(const LiveOrder& order, pyx_uint64 lateAudio)
 {
     if (const unsigned damages = m_input.pVideo->Damages() + (m_input.pAudio ? m_input.pAudio->Damages() : 0);
         damages > 0)
     {
         Warn("the input is damaged in " + std::to_string(damages) + (damages == 1 ? " place" : " places") +
-             ", reading went on behind");
+             ", reading went on after it");
     }
     if (IsInterrupted())
     {
@@ -267,15 +401,21 @@ void Replay::WarnOfLosses(const LiveOrder& order, const Intake& intake)
         Warn("the last " + FormatSeconds(static_cast<double>(order.DroppedAudio()) / PYX_TICKS_PER_SECOND, 1) +
              " s of the audio are left out, because the video ends there");
     }
-    if (intake.lateAudio > 0)
+    if (lateAudio > 0)
     {
-        Warn(std::to_string(intake.lateAudio) + " audio packets came too late for their group; --ram keeps such");
+        Warn(std::to_string(lateAudio) + " audio packets came too late for their group; --ram keeps such");
     }
 }
 
-void Replay::WarnOfMissing(const SavedStretch& stretch)
+void Replay::WarnOfMissing(const PYXSavedClip& clip, const ClipContents& contents)
 {
-    const pyx_int64 missing = stretch.newest - stretch.to;
+    const pyx_uint64 written = contents.videoPackets + contents.audioPackets;
+    if (!m_options.exact && written < clip.packets)
+    {
+        Warn(PathForUser(clip.path) + " holds " + std::to_string(written) + " of the " + std::to_string(clip.packets) +
+             " packets that were kept for it");
+    }
+    const pyx_int64 missing = clip.newest - clip.to;
     if (missing > PYX_TICKS_PER_SECOND)
     {
         Warn("the newest " + FormatSeconds(static_cast<double>(missing) / PYX_TICKS_PER_SECOND, 1) +
@@ -284,21 +424,36 @@ void Replay::WarnOfMissing(const SavedStretch& stretch)
     }
 }
 
-void Replay::WarnOfFailure(const std::wstring& output, const Outcome& outcome)
-{
-    Warn("the clip " + PathForUser(output) + " is not saved: " + outcome.Text());
-}
-
 void Replay::Warn(const std::string& text)
 {
+    const std::lock_guard lock(m_sync);
+    ClearProgress();
     std::fprintf(stderr, "replay: warning: %s\n", text.c_str());
     m_report.warnings.push_back(text);
 }
 
-void Replay::Say(const std::string& text) const
+void Replay::Say(const std::string& text)
 {
     if (m_options.verbose)
     {
+        Print(text);
+    }
+}
+
+void Replay::Print(const std::string& text)
+{
+    const std::lock_guard lock(m_sync);
+    if (!m_options.quiet)
+    {
+        ClearProgress();
         std::fprintf(stderr, "replay: %s\n", text.c_str());
+    }
+}
+
+void Replay::ClearProgress()
+{
+    if (m_pProgress)
+    {
+        m_pProgress->Clear();
     }
 }

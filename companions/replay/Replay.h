@@ -1,12 +1,21 @@
 #pragma once
 
+#include "recorder/Recorder.h"
+#include "replay/Clip.h"
 #include "replay/input/LiveOrder.h"
 #include "replay/Progress.h"
-#include "replay/Recorder.h"
 #include "replay/report/Report.h"
+#include "replay/SessionObserver.h"
 
-/// One run of the program: opens the input, feeds the replay buffer, saves and
-/// checks the clips: one at the end, and one whenever it is asked for meanwhile.
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+/// One run of the program: opens the input, feeds the recorder, saves and checks
+/// the clips: one at the end, and one whenever it is asked for meanwhile.
+///
+/// Threads: Run() is the caller's; while it reads, one of its own takes requests, so that they are heard while the
+/// input stalls, and the recorder's reports its clips.
 class Replay
 {
 public:
@@ -30,28 +39,40 @@ public:
     }
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     Outcome OpenInput();
-    Outcome Feed(Recorder* pRecorder);
+    PYXRecorderSettings Settings() const;
+    Outcome Feed(PYXRecorder* pRecorder);
+    Outcome Submit(PYXRecorder* pRecorder, const MediaPacket& packet);
     bool IsSaveDue(pyx_int64 elapsed);
-    void BeginSave(Recorder* pRecorder);
-    void Take(::Take* pTake);
-    void TakeFailure(const ::Take& take);
+    void BeginSave(PYXRecorder* pRecorder);
+    unsigned NextNumber() const;
+    void TakeClip(const PYXSavedClip& clip);
+    void AddClip(const std::wstring& path, const ClipContents& contents, const SavedStretch& stretch);
+    Outcome CopyLastClip();
     Outcome Conclude(const Outcome& fed);
-    void Say(const std::string& text) const;
-    void WarnOfFailure(const std::wstring& output, const Outcome& outcome);
+    void Say(const std::string& text);
     void Warn(const std::string& text);
+    void Print(const std::string& text);
+    void ClearProgress();
+    void WarnOfMissing(const PYXSavedClip& clip, const ClipContents& contents);
     std::string WhyBroken(const LiveOrder& order) const;
-    void WarnOfLosses(const LiveOrder& order, const Intake& intake);
-    void WarnOfMissing(const SavedStretch& stretch);
+    void WarnOfLosses(const LiveOrder& order, pyx_uint64 lateAudio);
 
     const Options& m_options;
     SessionObserver* const m_pObserver;
     MediaInput m_input;
     bool m_hasOrigin = false;     // of the report
     std::size_t m_nextSaveAt = 0; // in the option's list
-    unsigned m_saves = 0;         // numbers given to clips
-    Outcome m_failedSave;         // the first of the numbered ones
-    Outcome m_lastSave;           // of the clip at the end
     bool m_fed = false;
+    LongestSubmit m_longest = {};
+    std::atomic<Clock::rep> m_lastPacket{0}; // when it came
+
+    std::recursive_mutex m_sync;     // of what follows
+    Progress* m_pProgress = nullptr; // while there is one
+    unsigned m_saves = 0;            // the number given to a clip last
+    Outcome m_failedSave;            // the first of the numbered ones
+    Outcome m_lastSave;              // of the clip at the end
     Report m_report;
 };

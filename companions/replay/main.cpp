@@ -1,12 +1,13 @@
 // The sample host: plays a media file into the replay buffer and saves the last seconds.
 
+#include "replay/Clip.h"
 #include "replay/Completed.h"
 #include "replay/Interrupt.h"
 #include "replay/Replay.h"
 #include "replay/report/ReportPage.h"
 #include "replay/Text.h"
-#include "replay/WriteTest.h"
 
+#include <windows.h>
 #include <fcntl.h>
 #include <io.h>
 

@@ -52,7 +52,7 @@ TEST_F(TimelineTest, FollowsTheGroupsFromDroppingToTheCut)
     }
     Group(5, 5); // a save is on its way, and the next component has taken over
     EXPECT_EQ(Fates(), "--kkkk");
-    timeline.OnSaved({{}, Ticks(2), Ticks(3.5), Ticks(5)});
+    timeline.OnSaved({Ticks(2), Ticks(3.5), Ticks(5)});
     EXPECT_EQ(Fates(), "--wcck");
 
     const std::deque<TimelineGroup>& groups = timeline.Groups();

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "common/Component.h"
+#include "recorder/Recorder.h"
 #include "replay/input/MediaReader.h"
 
-/// Describe a stream on the component's input, which passes it on to the muxer.
-/// A host does it before the first packet of a clip is written.
+/// Describe a stream, and the clip, as the recorder takes it.
 
-Outcome DescribeVideo(PYXInput* pInput, const MediaReader& video);
-Outcome DescribeAudio(PYXInput* pInput, const MediaReader& audio);
+PYXVideoStream DescribeVideo(const MediaReader& video);
+PYXAudioStream DescribeAudio(const MediaReader& audio);
+PYXInterfacePtr<PYXPropertyStorage> DescribeClip(const MediaReader& video, bool fastStart);

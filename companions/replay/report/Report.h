@@ -1,7 +1,10 @@
 #pragma once
 
 #include "replay/Clip.h"
-#include "replay/Session.h"
+#include "replay/SessionObserver.h"
+
+#include <optional>
+#include <vector>
 
 /// A clip that was written.
 struct ReportedClip

@@ -3,16 +3,17 @@
 #include "common/Types.h"
 
 #include <deque>
-#include <vector>
 
 /// A group of pictures as the host saw it go by. Times in ticks.
-struct KeptGroup
+struct PYXKeptGroup
 {
     pyx_int64 start = 0;        ///< of its key picture
     pyx_int64 lastPts = 0;      ///< of the picture submitted last, which with B-frames is not the one shown last
     pyx_int64 lastDuration = 0; ///< of that picture
     pyx_int64 end = 0;          ///< when the picture shown last ends
     pyx_uint64 bytes = 0;       ///< submitted from its key picture on to the next one, audio with them
+    pyx_uint64 packets = 0;     ///< likewise
+    pyx_uint64 leading = 0;     ///< of them, pictures shown before the key picture, which need the group before
     bool hasAudio = false;
 
     /// The group's length as the component counts it.
@@ -22,17 +23,17 @@ struct KeptGroup
     }
 };
 
-/// The groups of pictures that the component holds, as its host can tell from
+/// The groups of pictures that a component holds, as its host can tell from
 /// what it submitted and from the rule by which the component drops the oldest.
 ///
-/// The component tells no one what it holds. A host that wants to know where a
-/// clip will begin, or whether a group has audio, keeps these few numbers for
-/// each group. Threads: one.
-class KeptGroups
+/// The component has no operation that tells what it holds. A host that wants to
+/// know where a clip will begin, or whether a group has audio, keeps these few
+/// numbers for each group. Threads: one at a time.
+class PYXKeptGroups
 {
 public:
     /// Oldest first; the last one is the one that pictures are added to.
-    const std::deque<KeptGroup>& All() const
+    const std::deque<PYXKeptGroup>& All() const
     {
         return m_groups;
     }
@@ -46,6 +47,10 @@ public:
     /// by pauses.
     pyx_int64 SecondsNeeded(pyx_int64 asked, pyx_int64 pts, pyx_int64 duration) const;
 
+    /// How many seconds it must be told to keep so that it drops oldest groups
+    /// until the others have no more than so many bytes; 1 at least.
+    pyx_int64 SecondsForBytes(pyx_uint64 bytes) const;
+
     void Start(pyx_int64 pts, pyx_int64 duration);
 
     /// Without a group it is dropped, as by the component.
@@ -56,16 +61,31 @@ public:
     /// Of a packet just added; before the first group nothing is counted.
     void AddBytes(pyx_uint64 bytes);
 
-    /// Forgets and returns the groups that the component drops, told to keep so
-    /// many seconds, when a group has just started.
-    std::vector<KeptGroup> Trim(pyx_int64 seconds);
+    /// Forgets the groups that the component drops, told to keep so many seconds, when a group has just started or the
+    /// number was set.
+    void Trim(pyx_int64 seconds);
 
     /// When the newest picture ends; only while there is a group.
-    pyx_int64 End() const;
+    pyx_int64 End() const
+    {
+        return m_groups.back().end;
+    }
 
     /// Of all groups.
-    pyx_uint64 Bytes() const;
+    pyx_uint64 Bytes() const
+    {
+        return m_bytes;
+    }
+
+    pyx_uint64 Packets() const
+    {
+        return m_packets;
+    }
 
 private:
-    std::deque<KeptGroup> m_groups;
+    pyx_int64 Span() const;
+
+    std::deque<PYXKeptGroup> m_groups;
+    pyx_uint64 m_bytes = 0;
+    pyx_uint64 m_packets = 0;
 };

@@ -1,0 +1,113 @@
+#include "recorder/KeptGroups.h"
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+
+namespace
+{
+
+/// A longer way from a group's last picture to the next group is a pause, and
+/// no time that the group's pictures are shown for.
+constexpr pyx_int64 c_pause = PYX_TICKS_PER_SECOND;
+
+constexpr pyx_int64 c_mostSeconds = std::numeric_limits<pyx_int32>::max();
+
+pyx_int64 RoundUpToSeconds(pyx_int64 ticks)
+{
+    return ticks / PYX_TICKS_PER_SECOND + (ticks % PYX_TICKS_PER_SECOND > 0 ? 1 : 0);
+}
+
+} // namespace
+
+pyx_int64 PYXKeptGroups::SecondsNeeded(pyx_int64 asked, pyx_int64 pts, pyx_int64 duration) const
+{
+    const pyx_int64 end = pts + duration;
+    pyx_int64 span = m_groups.empty() ? 0 : end - m_groups.front().start;
+    for (auto group = m_groups.begin(); group != m_groups.end(); ++group)
+    {
+        span -= group->Length();
+        const pyx_int64 nextStart = std::next(group) == m_groups.end() ? pts : std::next(group)->start;
+        const pyx_int64 shownUntil = std::min(nextStart, group->end + c_pause);
+        if (end - shownUntil < asked * PYX_TICKS_PER_SECOND)
+        {
+            return std::clamp(RoundUpToSeconds(span), asked, c_mostSeconds);
+        }
+    }
+    return asked;
+}
+
+void PYXKeptGroups::Start(pyx_int64 pts, pyx_int64 duration)
+{
+    m_groups.push_back({.start = pts, .lastPts = pts, .lastDuration = duration, .end = pts + duration});
+}
+
+void PYXKeptGroups::AddPicture(pyx_int64 pts, pyx_int64 duration)
+{
+    if (m_groups.empty())
+    {
+        return;
+    }
+    PYXKeptGroup& group = m_groups.back();
+    group.lastPts = pts;
+    group.lastDuration = duration;
+    group.end = std::max(group.end, pts + duration);
+    group.leading += pts < group.start ? 1 : 0;
+}
+
+void PYXKeptGroups::AddAudio(pyx_int64 pts)
+{
+    const auto group = std::find_if(m_groups.rbegin(), m_groups.rend(),
+                                    [pts](const PYXKeptGroup& candidate) { return candidate.start <= pts; });
+    if (group != m_groups.rend())
+    {
+        group->hasAudio = true;
+    }
+}
+
+void PYXKeptGroups::AddBytes(pyx_uint64 bytes)
+{
+    if (!m_groups.empty())
+    {
+        m_groups.back().bytes += bytes;
+        ++m_groups.back().packets;
+        m_bytes += bytes;
+        ++m_packets;
+    }
+}
+
+/// From the oldest picture to the newest in decode order, as the component counts it.
+pyx_int64 PYXKeptGroups::Span() const
+{
+    return m_groups.empty() ? 0 : m_groups.back().start + m_groups.back().Length() - m_groups.front().start;
+}
+
+pyx_int64 PYXKeptGroups::SecondsForBytes(pyx_uint64 bytes) const
+{
+    pyx_uint64 rest = m_bytes;
+    pyx_int64 span = Span();
+    for (auto group = m_groups.begin(); rest > bytes && std::next(group) != m_groups.end(); ++group)
+    {
+        rest -= group->bytes;
+        span -= group->Length();
+    }
+    return std::clamp((span - 1) / PYX_TICKS_PER_SECOND, pyx_int64{1},
+                      c_mostSeconds); // a group goes while more is left
+}
+
+void PYXKeptGroups::Trim(pyx_int64 seconds)
+{
+    pyx_int64 span = Span();
+    while (m_groups.size() > 1)
+    {
+        const PYXKeptGroup& oldest = m_groups.front();
+        span -= oldest.Length();
+        if (span <= seconds * PYX_TICKS_PER_SECOND)
+        {
+            break;
+        }
+        m_bytes -= oldest.bytes;
+        m_packets -= oldest.packets;
+        m_groups.pop_front();
+    }
+}

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "recorder/Status.h"
+
+#include <windows.h>
+
+#include <memory>
+#include <string>
+
+/// A directory of a recorder's own for a component's temporary files.
+///
+/// The component removes everything in the directory that it is given, so it is
+/// never given one that somebody else uses: a new one is made inside the one
+/// that the host names, and goes with this object. What has the name already, a
+/// link or another's directory, is left alone and another name is taken.
+///
+///     FOLDER\pyx-recorder-<process>-<number>.lock   held while the process lives
+///     FOLDER\pyx-recorder-<process>-<number>\       the component's
+///
+/// A process that was killed leaves both, and its lock is free. Sweep() removes
+/// them: the directory of a free lock that has our text in it, there only files
+/// named as the component names them, and the directory only when nothing else
+/// is in it.
+class PYXPrivateDirectory
+{
+public:
+    PYXPrivateDirectory() = default;
+    PYXPrivateDirectory(const PYXPrivateDirectory&) = delete;
+    PYXPrivateDirectory& operator=(const PYXPrivateDirectory&) = delete;
+
+    /// Waits up to 2 s for a file that another program holds.
+    ~PYXPrivateDirectory();
+
+    /// Removes what killed processes left in `folder`.
+    static void Sweep(const std::wstring& folder);
+
+    /// PYX_FILE_NOT_OPEN: `folder` does not exist or takes no files.
+    PYXStatus Make(const std::wstring& folder);
+
+    /// Whether the component, which removes and makes it again and does not report a failure, has made it.
+    PYXStatus Check() const;
+
+    const std::wstring& Path() const
+    {
+        return m_path;
+    }
+
+    /// Whether a group's video has no file of audio beside it: its audio was never stored.
+    bool LacksAudio() const;
+
+private:
+    struct Close
+    {
+        void operator()(HANDLE handle) const
+        {
+            CloseHandle(handle);
+        }
+    };
+    using Lock = std::unique_ptr<void, Close>;
+
+    static Lock OpenLock(const std::wstring& path, DWORD disposition);
+    static void RemoveLeft(const std::wstring& lockPath);
+    bool Take(const std::wstring& path);
+
+    Lock m_lock;
+    std::wstring m_path; // empty until there is a directory
+};

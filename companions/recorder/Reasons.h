@@ -1,0 +1,37 @@
+#pragma once
+
+#include "recorder/Status.h"
+
+#include <string>
+
+/// Why something failed, or would fail, in words. Threads: any.
+
+/// Passes a step's failure on.
+#define PYX_RETURN_IF_FAILED(step)                                                                                     \
+    do                                                                                                                 \
+    {                                                                                                                  \
+        if (PYXStatus pyxStatus = (step); !pyxStatus.IsOk())                                                           \
+        {                                                                                                              \
+            return pyxStatus;                                                                                          \
+        }                                                                                                              \
+    } while (false)
+
+/// What a result means; a number only when it is none of the framework's.
+std::string PYXReasonOf(PYX_RESULT result);
+
+/// The system's words for a GetLastError code: "Access denied".
+std::string PYXSystemText(unsigned long error);
+
+/// UTF-8 of a text of Windows.
+std::string PYXToUtf8(const std::wstring& text);
+
+/// Why a file of so many bytes cannot be written in a directory now; empty when it can. A component returns the same
+/// for a full disk and for a missing right. This tries it with a file that is gone when the call returns, of 1 MiB at
+/// most: a nearly full disk still takes a few bytes.
+std::string PYXWhyUnwritable(const std::wstring& directory, pyx_uint64 bytes);
+
+/// What a path has before its last name: "C:\a\b.mp4" -> "C:\a".
+std::wstring PYXDirectoryOf(const std::wstring& path);
+
+/// Finds out, before hours of work go into a file of so many bytes, that it cannot be written. PYX_FILE_NOT_OPEN: why.
+PYXStatus PYXCheckWritable(const std::wstring& path, pyx_uint64 bytes);

@@ -1,0 +1,653 @@
+#include "recorder/Recorder.h"
+
+#include "common/KeyPacket.h"
+#include "host/HostBuffer.h"
+#include "recorder/Reasons.h"
+#include "recorder/Session.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <filesystem>
+#include <limits>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+PYXInterfacePtr<HostBuffer> MakePacket(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration)
+{
+    PYXInterfacePtr<HostBuffer> spPacket = HostBuffer::Create(bytes);
+    if (spPacket)
+    {
+        spPacket->SetPts(pts);
+        spPacket->SetDuration(duration);
+    }
+    return spPacket;
+}
+
+PYXStatus NotOpen()
+{
+    return {PYX_NOT_INITIALIZED, "the recorder is not open"};
+}
+
+} // namespace
+
+/// Locks: m_feedSync before m_sync. With m_feedSync held packets are stored, which can wait for a disk; with m_sync
+/// nothing is called. Sessions are destroyed with neither held, but for one that gets no more packets as it ends.
+class PYXRecorder::Impl
+{
+public:
+    Impl() = default;
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+    ~Impl();
+
+    PYXStatus Open(const PYXRecorderSettings& settings);
+    PYX_RESULT SubmitVideo(PYXBuffer* pPacket);
+    PYX_RESULT SubmitAudio(PYXBuffer* pPacket);
+    PYXStatus Save(PYXSaveRequest request, pyx_uint64* pId);
+    PYXStatus Cancel(pyx_uint64 id);
+    PYXStatus Retry(PYXSaveRequest request, pyx_uint64* pId);
+    void GiveUp();
+    PYXRecorderLook Look();
+    void Wait();
+    PYXSavedClip End(PYXSaveRequest request);
+
+    PYXRecorderSettings m_settings; // not changed after Open()
+
+private:
+    /// One save, from its request to its end.
+    struct Job
+    {
+        PYXSaveRequest request;
+        pyx_uint64 id = 0;
+        std::unique_ptr<PYXRecorderSession> pSession; // that it writes; null: it has none yet, or there was nothing
+        std::unique_ptr<PYXRecorderSession> pNext;    // takes over from that one
+        std::vector<std::string> warnings;
+        bool cancelled = false;
+    };
+    using JobPtr = std::unique_ptr<Job>;
+    using Jobs = std::deque<JobPtr>;
+
+    PYXStatus OpenSession(std::unique_ptr<PYXRecorderSession>* ppSession) const;
+    PYX_RESULT Store(PYX_RESULT result);
+    void HandOver(PYXBuffer* pKeyPicture);
+    void FeedLeaving(PYXBuffer* pPacket);
+    PYX_RESULT FeedAudio(PYXBuffer* pPacket);
+    void FeedHeldAudio(pyx_int64 before);
+    void ReleaseLeavingIfComplete();
+    void ReleaseLeaving();
+    void ReleaseOverdue();
+    void Accept(Jobs* pQueue, JobPtr pJob, pyx_uint64* pId);
+    static JobPtr Take(Jobs* pQueue, pyx_uint64 id);
+    void Work();
+    void Finish(JobPtr pJob);
+
+    std::shared_ptr<PYXRecorderModule> m_spModule; // null: not open
+
+    // Guarded by m_feedSync: what packets go through.
+    std::mutex m_feedSync;
+    std::unique_ptr<PYXRecorderSession> m_pFeeding; // null: not open, or ended
+    JobPtr m_pLeaving;                              // its successor has begun, and what is before that may still come
+    PYXInterfacePtr<PYXBuffer> m_spFirst;           // that begins the successor
+    bool m_leavingHasFirst = false;
+    bool m_pictureReached = false; // a picture, or a packet of audio, that is after m_spFirst has come
+    bool m_audioReached = false;
+    std::deque<PYXInterfacePtr<PYXBuffer>> m_heldAudio;         // leads the pictures: it may belong to the next session
+    pyx_int64 m_newest = std::numeric_limits<pyx_int64>::min(); // greatest time stamp of a picture
+
+    // Guarded by m_sync.
+    std::mutex m_sync;
+    std::condition_variable m_wake;     // of the worker
+    std::condition_variable m_finished; // of Wait() and End()
+    Jobs m_asked;                       // wait for a key picture each
+    Jobs m_toWrite;
+    Job* m_pWriting = nullptr; // the worker's
+    JobPtr m_pRemnant;         // failed
+    std::size_t m_unfinished = 0;
+    pyx_uint64 m_lastId = 0;
+    std::optional<Clock::time_point> m_leavingUntil;
+    PYXRecorderLook m_look; // but for what Look() adds
+    bool m_ending = false;
+
+    std::thread m_worker;
+};
+
+PYXStatus PYXRecorder::Impl::Open(const PYXRecorderSettings& settings)
+{
+    if (m_spModule || settings.seconds < 1 || settings.module.empty())
+    {
+        return {PYX_INVALID_ARG, m_spModule ? "the recorder is open already" : "the settings are not possible"};
+    }
+    m_settings = settings;
+    std::error_code error;
+    if (m_settings.folder.empty())
+    {
+        m_settings.folder = std::filesystem::temp_directory_path(error).wstring();
+    }
+    auto spModule = std::make_shared<PYXRecorderModule>();
+    PYX_RETURN_IF_FAILED(spModule->Load(m_settings.module));
+    m_spModule = std::move(spModule);
+    PYXPrivateDirectory::Sweep(m_settings.folder);
+    std::unique_ptr<PYXRecorderSession> pSession;
+    if (PYXStatus status = OpenSession(&pSession); !status.IsOk())
+    {
+        m_spModule.reset();
+        return status;
+    }
+    m_pFeeding = std::move(pSession);
+    m_worker = std::thread([this] { Work(); });
+    return {};
+}
+
+PYXStatus PYXRecorder::Impl::OpenSession(std::unique_ptr<PYXRecorderSession>* ppSession) const
+{
+    auto pSession = std::make_unique<PYXRecorderSession>();
+    PYX_RETURN_IF_FAILED(pSession->Open(m_settings, m_spModule));
+    *ppSession = std::move(pSession);
+    return {};
+}
+
+PYX_RESULT PYXRecorder::Impl::SubmitVideo(PYXBuffer* pPacket)
+{
+    bool isKey = false;
+    PASS_ON_FAILURE_SILENTLY(PYXReadIsKeyPacket(pPacket, &isKey));
+    const pyx_int64 pts = pPacket->GetPts();
+    const std::lock_guard lock(m_feedSync);
+    if (!m_pFeeding)
+    {
+        return PYX_NOT_INITIALIZED;
+    }
+    if (m_pLeaving)
+    {
+        FeedLeaving(pPacket);
+    }
+    if (isKey)
+    {
+        FeedHeldAudio(pts);
+        HandOver(pPacket);
+    }
+    const PYX_RESULT result = m_pFeeding->SubmitVideo(pPacket, isKey);
+    m_newest = std::max(m_newest, pts);
+    FeedHeldAudio(m_newest + 1);
+    return Store(result);
+}
+
+/// Audio that leads the pictures is held back, because a picture that comes may begin the next session: then it belongs
+/// there. Before the first picture it is held as well, and dropped where no picture can have been meant for it.
+PYX_RESULT PYXRecorder::Impl::SubmitAudio(PYXBuffer* pPacket)
+{
+    const std::lock_guard lock(m_feedSync);
+    if (!m_pFeeding || !m_settings.audio)
+    {
+        return m_pFeeding ? PYX_INVALID_ARG : PYX_NOT_INITIALIZED;
+    }
+    if (pPacket->GetPts() <= m_newest)
+    {
+        return Store(FeedAudio(pPacket));
+    }
+    m_heldAudio.emplace_back(pPacket);
+    PYX_RESULT result = PYX_OK;
+    while (pPacket->GetPts() - m_heldAudio.front()->GetPts() > c_patience)
+    {
+        result = m_pFeeding->Groups().All().empty() ? PYX_OK : FeedAudio(m_heldAudio.front().Get());
+        m_heldAudio.pop_front();
+    }
+    return Store(result);
+}
+
+void PYXRecorder::Impl::FeedHeldAudio(pyx_int64 before)
+{
+    while (!m_heldAudio.empty() && m_heldAudio.front()->GetPts() < before)
+    {
+        static_cast<void>(Store(FeedAudio(m_heldAudio.front().Get())));
+        m_heldAudio.pop_front();
+    }
+}
+
+PYX_RESULT PYXRecorder::Impl::FeedAudio(PYXBuffer* pPacket)
+{
+    PYXRecorderSession* pSession = m_pFeeding.get();
+    if (m_pLeaving && pPacket->GetPts() < m_spFirst->GetPts())
+    {
+        pSession = m_pLeaving->pSession.get();
+    }
+    else if (m_pLeaving)
+    {
+        m_audioReached = true;
+        ReleaseLeavingIfComplete();
+    }
+    const PYX_RESULT result = pSession->SubmitAudio(pPacket);
+    if (result != PYX_FILE_NOT_OPEN)
+    {
+        return result;
+    }
+    const std::lock_guard lock(m_sync);
+    ++m_look.packetsLate;
+    return PYX_OK;
+}
+
+/// Keeps what Look() shows, after each packet.
+PYX_RESULT PYXRecorder::Impl::Store(PYX_RESULT result)
+{
+    const PYXKeptGroups& groups = m_pFeeding->Groups();
+    const std::lock_guard lock(m_sync);
+    m_look.from = groups.All().empty() ? 0 : groups.All().front().start;
+    m_look.to = groups.All().empty() ? 0 : groups.End();
+    m_look.bytes = groups.Bytes();
+    m_look.groups = groups.All().size();
+    m_look.packetsRefused += result == PYX_OK ? 0 : 1;
+    return result;
+}
+
+void PYXRecorder::Impl::HandOver(PYXBuffer* pKeyPicture)
+{
+    const std::lock_guard lock(m_sync);
+    if (m_asked.empty() || m_pLeaving) // one at a time, or what is late for the first would find no session
+    {
+        return;
+    }
+    m_pLeaving = std::move(m_asked.front());
+    m_asked.pop_front();
+    m_pLeaving->pSession = std::exchange(m_pFeeding, std::move(m_pLeaving->pNext));
+    m_spFirst = PYXInterfacePtr<PYXBuffer>(pKeyPicture);
+    m_leavingHasFirst = m_pictureReached = false;
+    m_audioReached = !m_settings.audio;
+    m_leavingUntil = Clock::now() + std::chrono::nanoseconds(c_patience * 100);
+    m_wake.notify_one();
+}
+
+/// Pictures that are shown before their group's key picture are decoded with the help of the group before it, which
+/// only the session that leaves has.
+void PYXRecorder::Impl::FeedLeaving(PYXBuffer* pPacket)
+{
+    if (pPacket->GetPts() >= m_spFirst->GetPts())
+    {
+        m_pictureReached = true;
+        m_audioReached = m_audioReached || pPacket->GetPts() >= m_spFirst->GetPts() + c_patience;
+        ReleaseLeavingIfComplete();
+        return;
+    }
+    PYX_RESULT result = PYX_OK;
+    if (!std::exchange(m_leavingHasFirst, true))
+    {
+        result = m_pLeaving->pSession->SubmitVideo(m_spFirst.Get(), true);
+    }
+    if (result == PYX_OK)
+    {
+        result = m_pLeaving->pSession->SubmitVideo(pPacket, false);
+    }
+    if (result != PYX_OK)
+    {
+        m_pLeaving->warnings.push_back("its last pictures could not be stored: " + PYXReasonOf(result));
+        ReleaseLeaving();
+    }
+}
+
+void PYXRecorder::Impl::ReleaseLeavingIfComplete()
+{
+    if (m_pictureReached && m_audioReached)
+    {
+        ReleaseLeaving();
+    }
+}
+
+/// Gives a session that gets no more packets to the worker.
+void PYXRecorder::Impl::ReleaseLeaving()
+{
+    if (!m_pLeaving)
+    {
+        return;
+    }
+    m_spFirst.Reset();
+    const std::lock_guard lock(m_sync);
+    m_toWrite.push_back(std::move(m_pLeaving));
+    m_leavingUntil.reset();
+    m_wake.notify_one();
+}
+
+/// No packet has come since for so long that none will.
+void PYXRecorder::Impl::ReleaseOverdue()
+{
+    const std::lock_guard lock(m_feedSync);
+    bool overdue = false;
+    {
+        const std::lock_guard stateLock(m_sync);
+        overdue = m_leavingUntil && Clock::now() >= *m_leavingUntil;
+    }
+    if (overdue)
+    {
+        ReleaseLeaving();
+    }
+}
+
+PYXStatus PYXRecorder::Impl::Save(PYXSaveRequest request, pyx_uint64* pId)
+{
+    if (!m_spModule)
+    {
+        return NotOpen();
+    }
+    const PYXRecorderLook look = Look();
+    if (look.groups == 0)
+    {
+        return {PYX_NOT_FOUND, "nothing is kept yet"};
+    }
+    const double share = request.seconds > 0 ? std::min(1.0, static_cast<double>(request.seconds) / look.Seconds()) : 1;
+    PYX_RETURN_IF_FAILED(
+        PYXCheckWritable(request.path, static_cast<pyx_uint64>(share * static_cast<double>(look.bytes))));
+    auto pJob = std::make_unique<Job>();
+    PYX_RETURN_IF_FAILED(OpenSession(&pJob->pNext));
+    pJob->request = std::move(request);
+    const std::lock_guard lock(m_feedSync); // so that End() misses none
+    if (!m_pFeeding)
+    {
+        return NotOpen();
+    }
+    Accept(&m_asked, std::move(pJob), pId);
+    return {};
+}
+
+void PYXRecorder::Impl::Accept(Jobs* pQueue, JobPtr pJob, pyx_uint64* pId)
+{
+    const std::lock_guard lock(m_sync);
+    pJob->id = ++m_lastId;
+    if (pId)
+    {
+        *pId = pJob->id;
+    }
+    ++m_unfinished;
+    pQueue->push_back(std::move(pJob));
+    m_wake.notify_one();
+}
+
+PYXRecorder::Impl::JobPtr PYXRecorder::Impl::Take(Jobs* pQueue, pyx_uint64 id)
+{
+    const auto found =
+        std::find_if(pQueue->begin(), pQueue->end(), [id](const JobPtr& pJob) { return pJob->id == id; });
+    JobPtr pJob = found == pQueue->end() ? nullptr : std::move(*found);
+    if (pJob)
+    {
+        pQueue->erase(found);
+    }
+    return pJob;
+}
+
+PYXStatus PYXRecorder::Impl::Cancel(pyx_uint64 id)
+{
+    const std::lock_guard feedLock(m_feedSync);
+    if (m_pLeaving && m_pLeaving->id == id)
+    {
+        ReleaseLeaving();
+    }
+    const std::lock_guard lock(m_sync);
+    JobPtr pJob = Take(&m_asked, id);
+    pJob = pJob ? std::move(pJob) : Take(&m_toWrite, id);
+    if (!pJob)
+    {
+        return {PYX_NOT_FOUND, "that save is being written, or finished"};
+    }
+    pJob->cancelled = true;
+    m_toWrite.push_back(std::move(pJob));
+    m_wake.notify_one();
+    return {};
+}
+
+PYXStatus PYXRecorder::Impl::Retry(PYXSaveRequest request, pyx_uint64* pId)
+{
+    const pyx_uint64 bytes = Look().bytesForRetry;
+    PYX_RETURN_IF_FAILED(bytes > 0 ? PYXCheckWritable(request.path, bytes) : PYXStatus());
+    JobPtr pJob;
+    {
+        const std::lock_guard lock(m_sync);
+        pJob = std::move(m_pRemnant);
+    }
+    if (!pJob)
+    {
+        return {PYX_NOT_FOUND, "no save has failed"};
+    }
+    pJob->request = std::move(request);
+    pJob->warnings.clear();
+    Accept(&m_toWrite, std::move(pJob), pId);
+    return {};
+}
+
+void PYXRecorder::Impl::GiveUp()
+{
+    JobPtr pRemnant; // goes without the lock
+    const std::lock_guard lock(m_sync);
+    pRemnant.swap(m_pRemnant);
+}
+
+PYXRecorderLook PYXRecorder::Impl::Look()
+{
+    const std::lock_guard lock(m_sync);
+    PYXRecorderLook look = m_look;
+    look.savesForPicture = static_cast<unsigned>(m_asked.size());
+    look.savesWaiting = static_cast<unsigned>(m_unfinished);
+    if (m_pWriting && m_pWriting->pSession)
+    {
+        look.writing = m_pWriting->id;
+        look.packetsWritten = m_pWriting->pSession->PacketsWritten();
+        look.packetsToWrite = m_pWriting->pSession->PacketsToWrite();
+    }
+    look.bytesForRetry = m_pRemnant ? m_pRemnant->pSession->Groups().Bytes() : 0;
+    return look;
+}
+
+void PYXRecorder::Impl::Wait()
+{
+    std::unique_lock lock(m_sync);
+    m_finished.wait(lock, [this] { return m_unfinished == m_asked.size(); });
+}
+
+PYXSavedClip PYXRecorder::Impl::End(PYXSaveRequest request)
+{
+    PYXSavedClip last;
+    last.path = request.path;
+    auto pLast = std::make_unique<Job>();
+    pLast->request = std::move(request);
+    pLast->request.onSaved = [&last, onSaved = std::move(pLast->request.onSaved)](const PYXSavedClip& clip) {
+        last = clip;
+        if (onSaved)
+        {
+            onSaved(clip);
+        }
+    };
+    {
+        const std::lock_guard feedLock(m_feedSync);
+        if (!m_pFeeding)
+        {
+            last.status = NotOpen();
+            return last;
+        }
+        FeedHeldAudio(std::numeric_limits<pyx_int64>::max());
+        ReleaseLeaving();
+        const std::lock_guard lock(m_sync);
+        ++m_unfinished;
+        m_asked.push_back(std::move(pLast));
+        m_asked.front()->pSession = std::move(m_pFeeding); // nothing is left for those after it
+        std::move(m_asked.begin(), m_asked.end(), std::back_inserter(m_toWrite));
+        m_asked.clear();
+        m_look.from = m_look.to = 0;
+        m_look.bytes = m_look.groups = 0;
+        m_wake.notify_one();
+    }
+    Wait();
+    return last;
+}
+
+void PYXRecorder::Impl::Work()
+{
+    std::unique_lock lock(m_sync);
+    for (;;)
+    {
+        if (!m_toWrite.empty())
+        {
+            JobPtr pJob = std::move(m_toWrite.front());
+            m_toWrite.pop_front();
+            m_pWriting = pJob.get();
+            lock.unlock();
+            Finish(std::move(pJob));
+            lock.lock();
+            --m_unfinished;
+            m_finished.notify_all();
+        }
+        else if (m_ending)
+        {
+            return;
+        }
+        else if (!m_leavingUntil)
+        {
+            m_wake.wait(lock);
+        }
+        else if (m_wake.wait_until(lock, *m_leavingUntil) == std::cv_status::timeout)
+        {
+            lock.unlock();
+            ReleaseOverdue();
+            lock.lock();
+        }
+    }
+}
+
+void PYXRecorder::Impl::Finish(JobPtr pJob)
+{
+    PYXSavedClip clip;
+    clip.id = pJob->id;
+    clip.path = pJob->request.path;
+    clip.warnings = std::move(pJob->warnings);
+    clip.status = {PYX_FAIL, "the save was cancelled"};
+    if (!pJob->cancelled)
+    {
+        clip.status = pJob->pSession ? pJob->pSession->Write(clip.path, pJob->request.seconds, &clip)
+                                     : PYXStatus{PYX_NOT_FOUND, "nothing is left for it"};
+    }
+    const auto onSaved = std::move(pJob->request.onSaved);
+    JobPtr pGone; // with the lock released
+    {
+        const std::lock_guard lock(m_sync);
+        m_pWriting = nullptr;
+        clip.canRetry = !clip.status.IsOk() && !pJob->cancelled && !m_ending && pJob->pSession &&
+                        !pJob->pSession->Groups().All().empty();
+        pGone = clip.canRetry ? std::exchange(m_pRemnant, std::move(pJob)) : std::move(pJob);
+    }
+    if (clip.canRetry && pGone)
+    {
+        clip.warnings.emplace_back("what an earlier save could not write is given up");
+    }
+    pGone.reset();
+    if (onSaved)
+    {
+        onSaved(clip);
+    }
+}
+
+PYXRecorder::Impl::~Impl()
+{
+    {
+        const std::lock_guard feedLock(m_feedSync);
+        ReleaseLeaving();
+        const std::lock_guard lock(m_sync);
+        m_ending = true;
+        std::move(m_asked.begin(), m_asked.end(), std::back_inserter(m_toWrite));
+        m_asked.clear();
+        for (const JobPtr& pJob : m_toWrite)
+        {
+            pJob->cancelled = true;
+        }
+        if (m_pWriting && m_pWriting->pSession)
+        {
+            m_pWriting->pSession->Stop();
+        }
+        m_wake.notify_one();
+    }
+    if (m_worker.joinable())
+    {
+        m_worker.join();
+    }
+}
+
+PYXRecorder::PYXRecorder() : m_pImpl(std::make_unique<Impl>())
+{
+}
+
+PYXRecorder::~PYXRecorder() = default;
+
+PYXStatus PYXRecorder::Open(const PYXRecorderSettings& settings)
+{
+    return m_pImpl->Open(settings);
+}
+
+PYX_RESULT PYXRecorder::SubmitVideo(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration, bool isKey)
+{
+    const PYXInterfacePtr<HostBuffer> spPacket = MakePacket(bytes, pts, duration);
+    if (!spPacket)
+    {
+        return PYX_OUT_OF_MEMORY;
+    }
+    PASS_ON_FAILURE_SILENTLY(PYXMarkVideoPacket(spPacket.Get(), m_pImpl->m_settings.video.codec, isKey));
+    return m_pImpl->SubmitVideo(spPacket.Get());
+}
+
+PYX_RESULT PYXRecorder::SubmitAudio(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration)
+{
+    const PYXInterfacePtr<HostBuffer> spPacket = MakePacket(bytes, pts, duration);
+    return spPacket ? m_pImpl->SubmitAudio(spPacket.Get()) : PYX_OUT_OF_MEMORY;
+}
+
+PYX_RESULT PYXRecorder::SubmitVideo(PYXBuffer* pPacket)
+{
+    return pPacket ? m_pImpl->SubmitVideo(pPacket) : PYX_INVALID_POINTER;
+}
+
+PYX_RESULT PYXRecorder::SubmitAudio(PYXBuffer* pPacket)
+{
+    return pPacket ? m_pImpl->SubmitAudio(pPacket) : PYX_INVALID_POINTER;
+}
+
+std::string PYXRecorder::Explain(PYX_RESULT result) const
+{
+    const PYXRecorderSettings& settings = m_pImpl->m_settings;
+    const std::string why = settings.inMemory ? "" : PYXWhyUnwritable(settings.folder, 1 << 20);
+    return why.empty() ? PYXReasonOf(result) : why;
+}
+
+PYXStatus PYXRecorder::Save(PYXSaveRequest request, pyx_uint64* pId)
+{
+    return m_pImpl->Save(std::move(request), pId);
+}
+
+PYXStatus PYXRecorder::Cancel(pyx_uint64 id)
+{
+    return m_pImpl->Cancel(id);
+}
+
+PYXStatus PYXRecorder::Retry(PYXSaveRequest request, pyx_uint64* pId)
+{
+    return m_pImpl->Retry(std::move(request), pId);
+}
+
+void PYXRecorder::GiveUp()
+{
+    m_pImpl->GiveUp();
+}
+
+PYXRecorderLook PYXRecorder::Look() const
+{
+    return m_pImpl->Look();
+}
+
+void PYXRecorder::Wait()
+{
+    m_pImpl->Wait();
+}
+
+PYXSavedClip PYXRecorder::End(PYXSaveRequest request)
+{
+    return m_pImpl->End(std::move(request));
+}

@@ -1,0 +1,479 @@
+#include "recorder/Session.h"
+
+#include "common/KeyPacket.h"
+#include "common/PropertyNames.h"
+#include "common/PropertyReader.h"
+#include "common/RefCounted.h"
+#include "host/HostBuffer.h"
+#include "host/HostContext.h"
+#include "recorder/Reasons.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <limits>
+#include <new>
+#include <thread>
+#include <utility>
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+/// The most that "Duration" takes, 68 years: longer than anything that is kept.
+constexpr pyx_int64 c_mostSeconds = std::numeric_limits<pyx_int32>::max();
+
+/// A packet that is this far after a kept group's start is cut by every write-out.
+constexpr pyx_int64 c_beyondEveryClip = c_mostSeconds * PYX_TICKS_PER_SECOND;
+
+/// The content of packets that are there to be cut. An empty one could not be read back from a file.
+constexpr pyx_uint8 c_oneByte[] = {0};
+
+struct NamedValue
+{
+    const wchar_t* name;
+    PYXVariant value;
+};
+
+PYXStatus Refused(const wchar_t* name, PYX_RESULT result)
+{
+    // A component is made even when its own companion could not be loaded.
+    return {result, result == PYX_NOT_INITIALIZED
+                        ? "the component has no muxer: is pyx-component-ffmpeg64.dll beside the program?"
+                        : "property " + PYXToUtf8(name) + " was refused: " + PYXReasonOf(result)};
+}
+
+/// Sets values in the order given and stops at the first refusal.
+PYXStatus SetAll(PYXPropertyStorage* pStorage, std::initializer_list<NamedValue> values)
+{
+    for (const NamedValue& named : values)
+    {
+        if (const PYX_RESULT result = pStorage->SetProperty(named.name, named.value); result != PYX_OK)
+        {
+            return Refused(named.name, result);
+        }
+    }
+    return {};
+}
+
+/// The component returns PYX_NOT_FOUND when it has passed on a property that it does not have itself; so does a muxer
+/// that does not have it either. A value that the muxer has no form for is no reason to save no clip.
+PYXStatus OfferAll(PYXPropertyStorage* pStorage, PYXPropertyStorage* pMore)
+{
+    wchar_t name[256];
+    PYXVariantOwner value;
+    for (pyx_size i = 0; pMore && pMore->GetPropertyAt(i, name, std::size(name), value.Out()) == PYX_OK; ++i)
+    {
+        const PYX_RESULT result = pStorage->SetProperty(name, value.Get());
+        if (result != PYX_OK && result != PYX_NOT_FOUND && result != PYX_OUT_OF_RANGE && result != PYX_INVALID_ARG)
+        {
+            return Refused(name, result);
+        }
+    }
+    return {};
+}
+
+/// What both kinds of streams have.
+template <class Stream> PYXStatus DescribeStream(PYXInput* pInput, const Stream& stream)
+{
+    PYX_RETURN_IF_FAILED(SetAll(pInput, {{PYX_PROPERTY_CODEC_ID, PYXVariantFromInt64(stream.codec)}}));
+    if (stream.bitRate > 0)
+    {
+        PYX_RETURN_IF_FAILED(SetAll(pInput, {{PYX_PROPERTY_BIT_RATE, PYXVariantFromInt64(stream.bitRate)}}));
+    }
+    if (!stream.setUp.empty())
+    {
+        const PYXInterfacePtr<HostBuffer> spSetUp = HostBuffer::Create(stream.setUp);
+        if (!spSetUp)
+        {
+            return {PYX_OUT_OF_MEMORY, PYXReasonOf(PYX_OUT_OF_MEMORY)};
+        }
+        PYX_RETURN_IF_FAILED(SetAll(pInput, {{PYX_PROPERTY_EXTRA_DATA, PYXVariantBorrowInterface(spSetUp.Get())}}));
+    }
+    return OfferAll(pInput, stream.spMore.Get());
+}
+
+PYXStatus DescribeVideo(PYXInput* pInput, const PYXVideoStream& video)
+{
+    PYX_RETURN_IF_FAILED(
+        SetAll(pInput, {{PYX_PROPERTY_VIDEO_FRAME_SIZE, PYXVariantFromSize(video.size.width, video.size.height)}}));
+    if (video.rate.numerator > 0 && video.rate.denominator > 0)
+    {
+        const PYXVariant rate = PYXVariantFromRate(video.rate.numerator, video.rate.denominator);
+        PYX_RETURN_IF_FAILED(SetAll(pInput, {{PYX_PROPERTY_VIDEO_FRAME_RATE, rate}}));
+    }
+    return DescribeStream(pInput, video);
+}
+
+PYXStatus DescribeAudio(PYXInput* pInput, const PYXAudioStream& audio)
+{
+    PYX_RETURN_IF_FAILED(
+        SetAll(pInput, {
+                           {PYX_PROPERTY_AUDIO_SAMPLE_RATE, PYXVariantFromInt64(audio.sampleRate)},
+                           {PYX_PROPERTY_AUDIO_CHANNELS, PYXVariantFromInt64(audio.channels)},
+                           {PYX_PROPERTY_AUDIO_CHANNEL_LAYOUT, PYXVariantFromInt64(0)}, // the usual one
+                       }));
+    return DescribeStream(pInput, audio);
+}
+
+} // namespace
+
+/// The host's context as one component sees it. A write-out asks for a buffer for each packet that it hands to the
+/// muxer: counting these shows how far it is, and refusing one ends it.
+class PYXRecorderContext final : public PYXRefCounted<PYXContext>
+{
+public:
+    explicit PYXRecorderContext(PYXInterfacePtr<PYXContext> spHost) : m_spHost(std::move(spHost))
+    {
+    }
+
+    PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override
+    {
+        if (!out || (id != PYXContext::c_id && id != PYXInterface::c_id))
+        {
+            return m_spHost->QueryInterface(id, out);
+        }
+        *out = static_cast<PYXContext*>(this);
+        Acquire();
+        return PYX_OK;
+    }
+
+    PYX_RESULT AllocBuffer(PYX_MEMORY_TYPE type, pyx_size size, PYXBuffer** ppOut) override
+    {
+        if (m_stopped)
+        {
+            return PYX_FAIL;
+        }
+        ++m_count;
+        return m_spHost->AllocBuffer(type, size, ppOut);
+    }
+
+    PYXInterfacePtr<PYXContext> m_spHost;
+    std::atomic<pyx_uint64> m_count{0};
+    std::atomic<pyx_uint64> m_countInAll{0};
+    std::atomic<bool> m_stopped{false};
+};
+
+PYXRecorderSession::PYXRecorderSession() = default;
+
+PYXRecorderSession::~PYXRecorderSession()
+{
+    if (m_spComponent && !m_groups.All().empty())
+    {
+        static_cast<void>(m_spComponent->Init(0, 0, 0)); // a component that goes writes what it keeps, if it can
+    }
+}
+
+PYXStatus PYXRecorderSession::Open(const PYXRecorderSettings& settings,
+                                   std::shared_ptr<const PYXRecorderModule> spModule)
+{
+    PYXInterfacePtr<PYXContext> spHost = settings.spContext;
+    if (!spHost)
+    {
+        spHost = PYXInterfacePtr<PYXContext>(HostContext::Create().Get());
+    }
+    m_spContext = PYXInterfacePtr<PYXRecorderContext>(new (std::nothrow) PYXRecorderContext(spHost));
+    if (!spHost || !m_spContext)
+    {
+        return {PYX_OUT_OF_MEMORY, PYXReasonOf(PYX_OUT_OF_MEMORY)};
+    }
+    m_spModule = std::move(spModule);
+    m_codec = settings.video.codec;
+    m_inMemory = settings.inMemory;
+    m_exact = settings.exact;
+    m_budget = settings.budget;
+    m_asked = settings.seconds;
+    m_hadAudio = settings.audio.has_value();
+    PYX_RETURN_IF_FAILED(m_directory.Make(settings.folder));
+    PYX_RETURN_IF_FAILED(m_spModule->Create(m_spContext.Get(), &m_spComponent));
+    PYX_RETURN_IF_FAILED(SetUp(settings));
+    PYX_RETURN_IF_FAILED(m_directory.Check());
+    PYX_RETURN_IF_FAILED(OfferAll(m_spComponent.Get(), settings.spMore.Get()));
+    PYX_RETURN_IF_FAILED(FindInput(PYX_STREAM_TYPE_VIDEO, &m_spVideo));
+    PYX_RETURN_IF_FAILED(DescribeVideo(m_spVideo.Get(), settings.video));
+    if (!settings.audio)
+    {
+        return {};
+    }
+    PYX_RETURN_IF_FAILED(SetAll(m_spComponent.Get(), {{PYX_PROPERTY_ENABLE_AUDIO, PYXVariantFromBool(true)}}));
+    PYX_RETURN_IF_FAILED(FindInput(PYX_STREAM_TYPE_AUDIO, &m_spAudio));
+    return DescribeAudio(m_spAudio.Get(), *settings.audio);
+}
+
+PYXStatus PYXRecorderSession::SetUp(const PYXRecorderSettings& settings)
+{
+    // "TempPath" comes second: setting it re-initialises the component, for the storage chosen by then. It is needed in
+    // memory mode too, because a component without a temporary directory writes no clip when it is terminated.
+    PYX_RETURN_IF_FAILED(
+        SetAll(m_spComponent.Get(), {
+                                        {PYX_PROPERTY_BUFFER_IN_RAM_ENABLED, PYXVariantFromBool(settings.inMemory)},
+                                        {PYX_PROPERTY_TEMP_PATH, PYXVariantBorrowWString(m_directory.Path().c_str())},
+                                    }));
+    PYX_RESULT result = KeepSeconds(m_asked);
+    if (result == PYX_OK)
+    {
+        result = m_spComponent->Init(0, 0, 0);
+    }
+    return result == PYX_OK ? PYXStatus()
+                            : PYXStatus{result, "the component could not be initialised: " + PYXReasonOf(result)};
+}
+
+// By its type, not by its place: switching a stream off and on again changes the places.
+PYXStatus PYXRecorderSession::FindInput(pyx_int64 streamType, PYXInterfacePtr<PYXInput>* pspInput)
+{
+    for (pyx_int32 i = 0; i < m_spComponent->GetInputCount(); ++i)
+    {
+        pyx_int64 type = 0;
+        if (m_spComponent->GetInput(i, pspInput->Out()) == PYX_OK &&
+            PYXReadProperty(pspInput->Get(), PYX_PROPERTY_STREAM_TYPE, &type) == PYX_OK && type == streamType)
+        {
+            return {};
+        }
+    }
+    return {PYX_UNEXPECTED, "the component has no input of stream type " + std::to_string(streamType)};
+}
+
+/// Setting it drops the groups that are too old by then.
+PYX_RESULT PYXRecorderSession::KeepSeconds(pyx_int64 seconds)
+{
+    if (seconds == m_seconds)
+    {
+        return PYX_OK;
+    }
+    m_seconds = seconds;
+    return m_spComponent->SetProperty(PYX_PROPERTY_DURATION, PYXVariantFromInt64(seconds));
+}
+
+PYX_RESULT PYXRecorderSession::SubmitVideo(PYXBuffer* pPacket, bool isKey)
+{
+    const pyx_int64 pts = pPacket->GetPts();
+    const pyx_int64 duration = pPacket->GetDuration();
+    if (!isKey && m_broken != PYX_OK)
+    {
+        return m_broken;
+    }
+    m_broken = isKey ? PrepareGroup(pts, duration) : PYX_OK;
+    if (m_broken == PYX_OK)
+    {
+        m_broken = m_spVideo->SubmitInput(pPacket);
+    }
+    PASS_ON_FAILURE_SILENTLY(m_broken);
+    if (isKey)
+    {
+        m_groups.Start(pts, duration);
+        m_groups.Trim(m_seconds);
+    }
+    else
+    {
+        m_groups.AddPicture(pts, duration);
+    }
+    m_groups.AddBytes(pPacket->GetSize());
+    KeepToBudget();
+    return PYX_OK;
+}
+
+PYX_RESULT PYXRecorderSession::SubmitAudio(PYXBuffer* pPacket)
+{
+    const pyx_int64 pts = pPacket->GetPts();
+    if (!m_groups.All().empty() && pts < m_groups.All().front().start)
+    {
+        return PYX_FILE_NOT_OPEN; // the component would drop it and say nothing
+    }
+    PASS_ON_FAILURE_SILENTLY(m_spAudio->SubmitInput(pPacket));
+    m_groups.AddAudio(pts);
+    m_groups.AddBytes(pPacket->GetSize());
+    KeepToBudget();
+    return PYX_OK;
+}
+
+/// Before a start packet, which closes the group before it and trims.
+PYX_RESULT PYXRecorderSession::PrepareGroup(pyx_int64 pts, pyx_int64 duration)
+{
+    if (!m_groups.All().empty())
+    {
+        PASS_ON_FAILURE_SILENTLY(FillSilentGroup(m_groups.All().back().start + c_beyondEveryClip));
+    }
+    return KeepSeconds(m_exact ? m_asked : m_groups.SecondsNeeded(m_asked, pts, duration));
+}
+
+/// In file mode the write-out opens both files of every group, and a group that got no audio has no audio file. So one
+/// without audio is given a packet of one byte, at a time that every write-out cuts.
+PYX_RESULT PYXRecorderSession::FillSilentGroup(pyx_int64 pts)
+{
+    if (m_inMemory || !m_spAudio || m_groups.All().back().hasAudio)
+    {
+        return PYX_OK;
+    }
+    const PYXInterfacePtr<HostBuffer> spPacket = HostBuffer::Create(c_oneByte);
+    if (!spPacket)
+    {
+        return PYX_OUT_OF_MEMORY;
+    }
+    spPacket->SetPts(pts);
+    return m_spAudio->SubmitInput(spPacket.Get());
+}
+
+/// The next key picture raises the duration again, as far as the bytes allow it then.
+void PYXRecorderSession::KeepToBudget()
+{
+    if (m_budget > 0 && m_groups.Bytes() > m_budget && m_groups.All().size() > 1)
+    {
+        static_cast<void>(KeepSeconds(std::min(m_seconds, m_groups.SecondsForBytes(m_budget))));
+        m_groups.Trim(m_seconds);
+    }
+}
+
+PYXStatus PYXRecorderSession::Write(const std::wstring& path, pyx_int64 seconds, PYXSavedClip* pClip)
+{
+    const Clock::time_point start = Clock::now();
+    if (m_groups.All().empty())
+    {
+        return {PYX_NOT_FOUND, "no group of pictures was kept, so there is no clip: a group starts with a key picture"};
+    }
+    PYX_RESULT result = Prepare(seconds);
+    Describe(pClip);
+    PYX_RETURN_IF_FAILED(SetAll(m_spComponent.Get(), {{PYX_PROPERTY_PATH, PYXVariantBorrowWString(path.c_str())}}));
+    PYX_RETURN_IF_FAILED(PYXCheckWritable(path, m_groups.Bytes()));
+    result = result == PYX_OK ? Terminate(path, pClip) : result;
+    pClip->secondsTaken = std::chrono::duration<double>(Clock::now() - start).count();
+    if (result != PYX_OK)
+    {
+        return WhyNotWritten(path, result);
+    }
+    m_groups = {};
+    std::error_code unknown;
+    const std::uintmax_t size = std::filesystem::file_size(path, unknown);
+    pClip->bytes = unknown ? 0 : size;
+    return {};
+}
+
+/// Makes what is kept fit to be written, and drops of it what is not asked for.
+PYX_RESULT PYXRecorderSession::Prepare(pyx_int64 seconds)
+{
+    if (seconds > 0)
+    {
+        PASS_ON_FAILURE_SILENTLY(KeepSeconds(m_exact ? seconds : m_groups.SecondsNeeded(seconds, m_groups.End(), 0)));
+        m_groups.Trim(m_seconds);
+    }
+    PASS_ON_FAILURE_SILENTLY(KeepSeconds(!m_exact ? c_mostSeconds : seconds > 0 ? seconds : m_asked)); // nothing is cut
+    if (std::exchange(m_prepared, true))
+    {
+        return PYX_OK;
+    }
+    const auto& groups = m_groups.All();
+    if (m_spAudio && std::none_of(groups.begin(), groups.end(), [](const PYXKeptGroup& g) { return g.hasAudio; }))
+    {
+        PASS_ON_FAILURE_SILENTLY(LeaveAudioOut());
+    }
+    PASS_ON_FAILURE_SILENTLY(FillSilentGroup(groups.back().start + c_beyondEveryClip));
+    return groups.size() == 1 ? CloseOnlyGroup() : PYX_OK;
+}
+
+/// A group is complete when the next one starts, and only then the component writes. When there is one group alone, it
+/// is closed with a start packet whose time is exactly `Duration` after the group's: early enough that nothing is
+/// trimmed, late enough that it is cut itself.
+PYX_RESULT PYXRecorderSession::CloseOnlyGroup()
+{
+    const pyx_int64 pts = m_groups.All().front().start + m_seconds * PYX_TICKS_PER_SECOND;
+    const PYXInterfacePtr<HostBuffer> spPacket = HostBuffer::Create(c_oneByte);
+    if (!spPacket)
+    {
+        return PYX_OUT_OF_MEMORY;
+    }
+    spPacket->SetPts(pts);
+    PASS_ON_FAILURE_SILENTLY(PYXMarkVideoPacket(spPacket.Get(), m_codec, true));
+    PASS_ON_FAILURE_SILENTLY(m_spVideo->SubmitInput(spPacket.Get()));
+    return m_inMemory || !m_spAudio ? PYX_OK : m_spAudio->SubmitInput(spPacket.Get()); // the closing group's audio file
+}
+
+/// The muxer loses its audio input; the cache stays, and what it holds of audio is not written.
+PYX_RESULT PYXRecorderSession::LeaveAudioOut()
+{
+    m_spAudio.Reset();
+    return m_spComponent->SetProperty(PYX_PROPERTY_ENABLE_AUDIO, PYXVariantFromBool(false));
+}
+
+void PYXRecorderSession::Describe(PYXSavedClip* pClip) const
+{
+    const auto& groups = m_groups.All();
+    pClip->from = groups.front().start;
+    pClip->newest = m_groups.End();
+    pClip->to = m_exact ? std::min(pClip->newest, pClip->from + m_seconds * PYX_TICKS_PER_SECOND) : pClip->newest;
+    pClip->groups = groups.size();
+    pClip->packets = m_groups.Packets() - groups.front().leading;
+    pClip->hasAudio = m_spAudio.Get() != nullptr;
+    // Of the newest group only the first picture may have come.
+    const auto silent =
+        std::count_if(groups.begin(), groups.end() - 1, [](const PYXKeptGroup& g) { return !g.hasAudio; });
+    if (m_hadAudio && !m_spAudio)
+    {
+        pClip->warnings.emplace_back("there was no audio in the stretch that was kept, so the clip has none");
+    }
+    else if (m_hadAudio && silent > 0)
+    {
+        pClip->warnings.push_back(std::to_string(silent) + " of the " + std::to_string(groups.size()) +
+                                  " kept groups of pictures have no audio");
+    }
+}
+
+/// In file mode a temporary file that another program reads fails the write-out, which leaves all as it was: it is
+/// tried again for a while. An audio file that is not there, because its disk was full, will not come: then the
+/// pictures are saved without audio.
+PYX_RESULT PYXRecorderSession::Terminate(const std::wstring& path, PYXSavedClip* pClip)
+{
+    constexpr auto patience = std::chrono::seconds(2);
+    const Clock::time_point end = Clock::now() + patience;
+    for (;;)
+    {
+        m_spContext->m_count = 0;
+        m_spContext->m_countInAll = m_groups.Packets();
+        const PYX_RESULT result = m_spComponent->Terminate();
+        if (result != PYX_FAIL || m_inMemory || m_spContext->m_stopped || Clock::now() > end)
+        {
+            return result;
+        }
+        if (m_spAudio && m_directory.LacksAudio())
+        {
+            PASS_ON_FAILURE_SILENTLY(LeaveAudioOut());
+            pClip->hasAudio = false;
+            pClip->warnings.emplace_back(
+                "some of the audio could not be stored, so the clip has none; packets that are "
+                "kept in memory need no files");
+        }
+        else if (!PYXWhyUnwritable(PYXDirectoryOf(path), m_groups.Bytes()).empty())
+        {
+            return result;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+}
+
+/// The muxer has taken its unfinished file away again, so the room that it lacked is compared with what it had to
+/// write.
+PYXStatus PYXRecorderSession::WhyNotWritten(const std::wstring& path, PYX_RESULT result) const
+{
+    const std::string why = PYXWhyUnwritable(PYXDirectoryOf(path), m_groups.Bytes());
+    if (!why.empty())
+    {
+        return {PYX_FILE_NOT_OPEN, why};
+    }
+    const bool store = result == PYX_FAIL && !m_inMemory;
+    return {result, store ? "a temporary file cannot be read; another program may hold it" : PYXReasonOf(result)};
+}
+
+void PYXRecorderSession::Stop()
+{
+    m_spContext->m_stopped = true;
+}
+
+pyx_uint64 PYXRecorderSession::PacketsWritten() const
+{
+    return m_spContext->m_count;
+}
+
+pyx_uint64 PYXRecorderSession::PacketsToWrite() const
+{
+    return m_spContext->m_countInAll;
+}

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "common/Component.h"
+#include "recorder/KeptGroups.h"
+#include "recorder/Module.h"
+#include "recorder/PrivateDirectory.h"
+#include "recorder/Recorder.h"
+
+#include <memory>
+
+class PYXRecorderContext;
+
+/// One use of a component, from making it to its clip:
+///
+///     Open:     make the component, set it up, describe the streams
+///     Submit:   hand over packets
+///     Write:    terminate, which writes the clip; again after a failure
+///
+/// A component is told to keep whole groups of the last `Duration` seconds, and
+/// writes `Duration` seconds from the first of them on. That cuts off the newest
+/// pictures, so unless the exact length is asked for, the session raises
+/// `Duration` for the write-out: then nothing is cut.
+///
+/// Threads: one at a time; Stop() and the counts of packets at any time.
+class PYXRecorderSession
+{
+public:
+    PYXRecorderSession();
+    PYXRecorderSession(const PYXRecorderSession&) = delete;
+    PYXRecorderSession& operator=(const PYXRecorderSession&) = delete;
+
+    /// Drops what is kept.
+    ~PYXRecorderSession();
+
+    /// Results as of PYXRecorder::Open.
+    PYXStatus Open(const PYXRecorderSettings& settings, std::shared_ptr<const PYXRecorderModule> spModule);
+
+    /// As PYXRecorder::SubmitVideo; `isKey` is what the packet's kind says.
+    PYX_RESULT SubmitVideo(PYXBuffer* pPacket, bool isKey);
+
+    /// PYX_FILE_NOT_OPEN, also in memory mode: the packet came too late and is lost, the session goes on.
+    PYX_RESULT SubmitAudio(PYXBuffer* pPacket);
+
+    const PYXKeptGroups& Groups() const
+    {
+        return m_groups;
+    }
+
+    /// No packets are submitted any more. Fills in `*pClip` but for its id, path and canRetry. After a success the
+    /// session holds nothing; after a failure everything, and Write() may be called again, with another path.
+    PYXStatus Write(const std::wstring& path, pyx_int64 seconds, PYXSavedClip* pClip);
+
+    /// A write-out that is under way, and each one from now on, fails at its next packet.
+    void Stop();
+
+    /// Handed to the muxer by the last write-out, and in all.
+    pyx_uint64 PacketsWritten() const;
+    pyx_uint64 PacketsToWrite() const;
+
+private:
+    PYXStatus SetUp(const PYXRecorderSettings& settings);
+    PYXStatus FindInput(pyx_int64 streamType, PYXInterfacePtr<PYXInput>* pspInput);
+    PYX_RESULT KeepSeconds(pyx_int64 seconds);
+    PYX_RESULT PrepareGroup(pyx_int64 pts, pyx_int64 duration);
+    PYX_RESULT FillSilentGroup(pyx_int64 pts);
+    PYX_RESULT CloseOnlyGroup();
+    PYX_RESULT LeaveAudioOut();
+    void KeepToBudget();
+    PYX_RESULT Prepare(pyx_int64 seconds);
+    void Describe(PYXSavedClip* pClip) const;
+    PYX_RESULT Terminate(const std::wstring& path, PYXSavedClip* pClip);
+    PYXStatus WhyNotWritten(const std::wstring& path, PYX_RESULT result) const;
+
+    // In this order: the component goes before its directory and its module, the context after the component.
+    PYXInterfacePtr<PYXRecorderContext> m_spContext;
+    std::shared_ptr<const PYXRecorderModule> m_spModule;
+    PYXPrivateDirectory m_directory;
+    PYXInterfacePtr<PYXComponentEx> m_spComponent;
+    PYXInterfacePtr<PYXInput> m_spVideo;
+    PYXInterfacePtr<PYXInput> m_spAudio; // null without audio
+
+    bool m_inMemory = false;
+    bool m_exact = false;
+    bool m_hadAudio = false;      // the stream is recorded, whether or not the clip gets it
+    pyx_uint64 m_budget = 0;      // bytes; 0: any
+    pyx_int64 m_codec = 0;        // of the pictures
+    pyx_int64 m_asked = 0;        // seconds
+    pyx_int64 m_seconds = 0;      // the component's "Duration" now
+    PYX_RESULT m_broken = PYX_OK; // why the rest of the newest group is refused
+    bool m_prepared = false;      // for the write-out
+    PYXKeptGroups m_groups;
+};

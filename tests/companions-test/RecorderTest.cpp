@@ -1,0 +1,326 @@
+#include "companions-test/FolderTest.h"
+#include "recorder/Recorder.h"
+#include "support/Companions.h"
+#include "support/Faults.h"
+#include "support/Packet.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <thread>
+
+namespace
+{
+
+/// A recorder between the recording companions. A save is written "result: packets", with those of its clip as they
+/// came out, and "!" after a result that Retry() can follow.
+class RecorderTest : public FolderTest
+{
+protected:
+    RecorderTest()
+    {
+        m_settings.folder = m_folder.wstring();
+        m_settings.audio = PYXAudioStream();
+    }
+
+    ~RecorderTest() override
+    {
+        m_recorder.reset();
+        FaultPlan::Get() = {};
+        Companions::Get() = {};
+        EXPECT_EQ(List(), "");
+    }
+
+    void Open()
+    {
+        m_recorder.emplace();
+        const PYXStatus status = m_recorder->Open(m_settings);
+        ASSERT_TRUE(status.IsOk()) << status.text;
+    }
+
+    void Feed(const std::string& packets)
+    {
+        for (const std::string& token : Split(packets, ' '))
+        {
+            const auto spPacket = Packet::Parse(token).Build();
+            ASSERT_EQ(token[0] == 'V' ? m_recorder->SubmitVideo(spPacket.Get())
+                                      : m_recorder->SubmitAudio(spPacket.Get()),
+                      PYX_OK)
+                << token;
+        }
+    }
+
+    PYXSaveRequest Request(pyx_int64 seconds = 0)
+    {
+        return {.path = (m_folder / "clip.mp4").wstring(), .seconds = seconds, .onSaved = [this](const auto& clip) {
+                    m_clips += std::to_string(clip.status.result) + (clip.canRetry ? "! " : ": ");
+                    m_clips += Companions::Get().Take(&Companions::written) + "\n";
+                    Companions::Get().base = -1;
+                    m_last = clip;
+                }};
+    }
+
+    pyx_uint64 Save(pyx_int64 seconds = 0)
+    {
+        pyx_uint64 id = 0;
+        const PYXStatus status = m_recorder->Save(Request(seconds), &id);
+        EXPECT_TRUE(status.IsOk()) << status.text;
+        return id;
+    }
+
+    std::string Clips()
+    {
+        m_recorder->Wait();
+        return std::exchange(m_clips, {});
+    }
+
+    std::string End()
+    {
+        m_recorder->End(Request());
+        return Clips();
+    }
+
+    PYXRecorderSettings m_settings;
+    std::optional<PYXRecorder> m_recorder;
+    std::string m_clips;
+    PYXSavedClip m_last;
+};
+
+TEST_F(RecorderTest, EachPacketGoesWhereItBelongsHoweverItArrives)
+{
+    for (const bool inMemory : {false, true})
+    {
+        m_settings.inMemory = inMemory;
+        Open();
+        Feed("V0K+40 A0 V40+40 A40");
+        Save();
+        Feed("A100 A125 V80+40 V120K+40 V110 A110"); // audio that leads and that lags, an open group
+        EXPECT_EQ(m_recorder->Look().savesForPicture, 0u);
+        Feed("V160+40");
+        EXPECT_EQ(Clips(), "0: V0+40 A0 V40+40 A40 V80+40 A100 A110 V120+40 V110 V- A-\n");
+        EXPECT_EQ(End(), "0: V0+40 V-10 A5 V40+40 V- A-\n");
+        EXPECT_EQ(m_last.from, 120);
+        EXPECT_EQ(m_last.to, 200);
+        EXPECT_EQ(m_last.packets, 3u) << "without the picture that cannot be decoded";
+        EXPECT_EQ(m_recorder->Look().packetsLate, 0u);
+    }
+}
+
+/// From a thread for each stream, one of them ahead of the other by up to a second, as encoders are.
+TEST_F(RecorderTest, ClipsThatAreSavedMeanwhileMeetWithoutALostOrDoubledPacket)
+{
+    constexpr pyx_int64 picture = PYX_TICKS_PER_SECOND / 25;
+    constexpr pyx_int64 pictures = 1500;
+    m_settings.seconds = 20;
+    Open();
+    std::atomic<pyx_int64> now[2] = {0, 0};
+    const auto feed = [&](int stream, pyx_int64 step) {
+        for (pyx_int64 pts = 0; pts < pictures * picture; pts += step)
+        {
+            while (pts - now[1 - stream] > (pts / PYX_TICKS_PER_SECOND + stream) % 2 * PYX_TICKS_PER_SECOND)
+            {
+                std::this_thread::yield();
+            }
+            const bool key = pts % (picture * 30) == 0;
+            const auto spPacket = Packet{stream ? 'A' : 'V', pts, key, step}.Build();
+            ASSERT_EQ(stream ? m_recorder->SubmitAudio(spPacket.Get()) : m_recorder->SubmitVideo(spPacket.Get()),
+                      PYX_OK);
+            now[stream] = pts + step;
+        }
+        now[stream] = std::numeric_limits<pyx_int64>::max();
+    };
+    std::vector<std::pair<pyx_int64, std::string>> clips; // base, packets
+    const auto keep = [&](const PYXSavedClip& clip) {
+        EXPECT_TRUE(clip.status.IsOk()) << clip.status.text;
+        clips.emplace_back(clip.from, Companions::Get().Take(&Companions::written));
+        Companions::Get().base = -1;
+    };
+    std::jthread video(feed, 0, picture);
+    std::jthread audio(feed, 1, picture / 2);
+    for (const pyx_int64 at : {10, 25, 26, 45}) // three clips of what came since, and one of its last seconds
+    {
+        while (now[0] < at * PYX_TICKS_PER_SECOND)
+        {
+            std::this_thread::yield();
+        }
+        const PYXStatus status =
+            m_recorder->Save({.path = m_folder / "c.mp4", .seconds = at == 45 ? 5 : 0, .onSaved = keep});
+        EXPECT_TRUE(status.IsOk()) << status.text;
+    }
+    video.join();
+    audio.join();
+    m_recorder->End({.path = m_folder / "c.mp4", .onSaved = keep});
+    EXPECT_EQ(m_recorder->Look().packetsLate, 0u);
+    ASSERT_EQ(clips.size(), 5u);
+    std::set<std::pair<char, pyx_int64>> seen;
+    for (const auto& [from, packets] : clips)
+    {
+        for (const std::string& packet : Split(packets, ' '))
+        {
+            EXPECT_EQ(packet.find('('), std::string::npos) << packet << " is not as it went in";
+            const pyx_int64 pts = packet.ends_with('-') ? -1 : std::stoll(packet.substr(1)) + from;
+            EXPECT_TRUE(pts < 0 || seen.emplace(packet[0], pts).second) << packet << " is doubled";
+        }
+    }
+    const auto count = [&](pyx_int64 from, pyx_int64 to) {
+        pyx_int64 missing = 0;
+        for (pyx_int64 pts = from; pts < to; pts += picture / 2)
+        {
+            missing += seen.count({'A', pts}) == 0;
+            missing += pts % picture == 0 && seen.count({'V', pts}) == 0;
+        }
+        return missing;
+    };
+    EXPECT_EQ(count(0, clips[2].first), 0) << "missing until the third clip";
+    EXPECT_EQ(count(clips[3].first, pictures * picture), 0) << "missing from the fourth clip on";
+    EXPECT_LT(clips[4].first - clips[3].first, 8 * PYX_TICKS_PER_SECOND) << "the last 5 s, and up to a group";
+    EXPECT_GE(clips[4].first - clips[3].first, 5 * PYX_TICKS_PER_SECOND);
+}
+
+TEST_F(RecorderTest, AFailedSaveIsKeptForAnotherTry)
+{
+    Open();
+    Feed("V0K A0 V40");
+    Save();
+    FaultPlan::Get().Fail("End V", 1, PYX_INVALID_ARG);
+    Feed("V80K A80 V120");
+    EXPECT_EQ(Clips(), "4! V0 A0 V40 V-\n");
+    EXPECT_GT(m_recorder->Look().bytesForRetry, 0u);
+    EXPECT_TRUE(m_recorder->Retry(Request()).IsOk());
+    EXPECT_EQ(Clips(), "0: V0 A0 V40 V- A-\n");
+    EXPECT_EQ(m_recorder->Retry(Request()).result, PYX_NOT_FOUND);
+    FaultPlan::Get().Fail("End V", -1, PYX_INVALID_ARG);
+    Save();
+    Feed("V160K A160 V200");
+    EXPECT_EQ(End(), "4! V0 A0 V40 V-\n4! V0 A0 V40 V-\n");
+    ASSERT_EQ(m_last.warnings.size(), 1u);
+    FaultPlan::Get() = {};
+    EXPECT_TRUE(m_recorder->Retry(Request()).IsOk());
+    EXPECT_EQ(Clips(), "0: V0 A0 V40 V- A-\n") << "the later one";
+    EXPECT_EQ(m_last.from, 160);
+}
+
+TEST_F(RecorderTest, WhatIsRefusedOrCancelledLeavesNoTrace)
+{
+    Open();
+    EXPECT_EQ(m_recorder->Save(Request()).result, PYX_NOT_FOUND) << "nothing is kept";
+    Feed("V0K A0 V40");
+    EXPECT_EQ(m_recorder->Save({.path = m_folder / "none" / "c.mp4"}).result, PYX_FILE_NOT_OPEN);
+    EXPECT_EQ(m_recorder->Save({.path = m_folder}).result, PYX_FILE_NOT_OPEN) << "a directory";
+    EXPECT_TRUE(m_recorder->Cancel(Save()).IsOk());
+    Feed("V80K A80 V120 A120");
+    EXPECT_EQ(Clips(), "1: \n");
+    const pyx_uint64 id = Save();
+    Feed("V160K V200");
+    EXPECT_TRUE(m_recorder->Cancel(id).IsOk()) << "its audio may still come";
+    Feed("A200");
+    EXPECT_EQ(Clips(), "1: \n");
+    EXPECT_EQ(m_recorder->Cancel(id).result, PYX_NOT_FOUND);
+    EXPECT_EQ(End(), "0: V0 V40 A40 V- A-\n");
+    Open();
+    Feed("V0K A0 V40");
+    Save();
+    Save();
+    m_recorder.reset();
+    EXPECT_EQ(m_clips, "1: \n1: \n") << "of the destructor";
+}
+
+TEST_F(RecorderTest, ASaveThatWaitsAtTheEndGetsWhatIsKept)
+{
+    m_settings.audio.reset();
+    Companions::Get().inputs = "V";
+    Open();
+    Feed("V0K V40");
+    Save();
+    EXPECT_EQ(End(), "0: V0 V40 V-\n11: \n");
+    const auto spPacket = Packet::Parse("V80K").Build();
+    EXPECT_EQ(m_recorder->SubmitVideo(spPacket.Get()), PYX_NOT_INITIALIZED);
+}
+
+TEST_F(RecorderTest, ABudgetLowersTheSecondsUntilTheRateFalls)
+{
+    m_settings.audio.reset();
+    Companions::Get().inputs = "V";
+    m_settings.seconds = 20;
+    m_settings.budget = 100'000;
+    Open();
+    const auto feed = [this](int from, int to, int bytes) {
+        for (int second = from; second < to; ++second)
+        {
+            const auto spPacket = Packet{'V', second * PYX_TICKS_PER_SECOND, true, PYX_TICKS_PER_SECOND, bytes}.Build();
+            EXPECT_EQ(m_recorder->SubmitVideo(spPacket.Get()), PYX_OK);
+            EXPECT_LE(m_recorder->Look().bytes, m_settings.budget);
+        }
+        return m_recorder->Look().Seconds();
+    };
+    EXPECT_EQ(feed(0, 60, 1000), 21);
+    EXPECT_LE(feed(60, 100, 20'000), 5);
+    EXPECT_EQ(feed(100, 160, 2000), 21);
+    EXPECT_EQ(Split(End(), ' ').size(), 1 + 21 + 1u);
+}
+
+/// As a virus scanner does.
+TEST_F(RecorderTest, ATemporaryFileThatAnotherProgramReadsIsTriedAgain)
+{
+    Open();
+    Feed("V0K A0 V40K A40 V80");
+    std::vector<HANDLE> held;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_folder))
+    {
+        if (entry.path().extension() == ".RBV" && fs::file_size(entry) > 0)
+        {
+            held.push_back(
+                CreateFileW(entry.path().c_str(), GENERIC_READ, FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr));
+        }
+    }
+    ASSERT_FALSE(held.empty());
+    const std::jthread letGo([&held] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        std::for_each(held.begin(), held.end(), CloseHandle);
+    });
+    EXPECT_EQ(End(), "0: V0 A0 V40 A40 V80 V- A-\n");
+}
+
+TEST_F(RecorderTest, OnlyItsOwnDirectoriesAreUsedAndRemoved)
+{
+    const std::string mine = std::string("pyx-recorder-") + std::to_string(GetCurrentProcessId()) + "-";
+    const std::string lock = "A recorder holds this while it uses the directory of the same name\n";
+    Put("pyx-recorder-7-0.lock", lock.c_str()); // of a process that was killed
+    Put("pyx-recorder-7-0/Temp0.RBV");
+    Put("pyx-recorder-8-0.lock", lock.c_str());
+    Put("pyx-recorder-8-0/Temp0.RBV.txt");
+    Put("pyx-recorder-77-0/Temp3.RBA"); // no lock
+    Put("pyx-recorder-78-0/Temp3.RBA"); // another's lock
+    Put("pyx-recorder-78-0.lock");
+    Put(mine + "0/Temp3.RBA"); // has the name already
+    m_settings.inMemory = true;
+    Open();
+    EXPECT_TRUE(fs::exists(m_folder / (mine + "1.lock"))) << List();
+    auto pOther = std::make_unique<PYXRecorder>();
+    EXPECT_TRUE(pOther->Open(m_settings).IsOk());
+    EXPECT_TRUE(fs::exists(m_folder / (mine + "1"))) << "of a process that lives";
+    m_recorder.reset();
+    EXPECT_TRUE(fs::exists(m_folder / (mine + "2")));
+    pOther.reset();
+    std::vector<std::string> theirs = {"77-0", "77-0/Temp3.RBA",   "78-0", "78-0.lock", "78-0/Temp3.RBA",
+                                       "8-0",  "8-0/Temp0.RBV.txt"};
+    std::for_each(theirs.begin(), theirs.end(), [](std::string& name) { name.insert(0, "pyx-recorder-"); });
+    theirs.insert(theirs.end(), {mine + "0", mine + "0/Temp3.RBA"});
+    std::sort(theirs.begin(), theirs.end());
+    EXPECT_EQ(Split(List(), ' '), theirs);
+    fs::remove_all(m_folder);
+    m_recorder.emplace();
+    EXPECT_EQ(m_recorder->Open(m_settings).result, PYX_FILE_NOT_OPEN);
+    m_settings.module = L"sub\\module.dll";
+    EXPECT_EQ(m_recorder->Open(m_settings).result, PYX_INVALID_ARG);
+    m_settings.module = L"none.dll";
+    EXPECT_EQ(m_recorder->Open(m_settings).result, PYX_NOT_FOUND);
+    fs::create_directories(m_folder);
+}
+
+} // namespace
