@@ -128,7 +128,11 @@ Outcome MediaReader::Open(const std::wstring& path, const AudioChoice& audio, Me
     {
         if (const Outcome begun = *ppReader ? (*ppReader)->Begin() : Outcome(); !begun.IsOk())
         {
-            return {begun.Code(), "cannot read " + name + ": " + begun.Text()};
+            const std::string kind = pDemuxer->IsPipe()
+                                         ? std::string("; it is ") + pDemuxer->File().iformat->long_name +
+                                               ", and a pipe can be Matroska or MPEG-TS"
+                                         : "";
+            return {begun.Code(), "cannot read " + name + ": " + begun.Text() + kind};
         }
         if (*ppReader && (*ppReader)->m_end == ReadResult::End && (*ppReader)->m_ready.empty())
         {
