@@ -4,9 +4,8 @@
 #include <string_view>
 
 /// A list of the files that a run has completed, for the program that started
-/// it: each path as the system below names it, and an empty one when the run has
-/// come to its end; a zero byte after each. On a system whose files have rights that
-/// this program cannot see, the one who started it sets them.
+/// it: each path, and an empty one at the end of the run; a zero byte after each.
+/// Permissions are set by the caller; Wine cannot see them.
 /// Threads: any.
 
 /// The file that is appended to; none: nothing is listed.

@@ -7,8 +7,8 @@
 #   to_windows PATH           an absolute Linux path as programs under Wine see it, character by character: for drive
 #                             letters Wine takes a name of other capitals for the same, and not every character
 #
-# Files have the rights that the services' umask leaves, whoever's program makes them, so theirs leaves the owner's only.
-# Who wants others to read a file says so when it is complete.
+# Files have the rights that the services' umask leaves: private by default (umask 077). A script that wants another right
+# sets it when the file is complete.
 # shellcheck shell=bash disable=SC2030,SC2031,SC2034 # `wineserver` is for those who source this file
 
 # Started directly: Debian's wrapper first prints a hint about 32-bit support, which nothing here needs.
