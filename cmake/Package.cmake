@@ -31,9 +31,11 @@ install(FILES cmake/pyx-ring-buffer-config.cmake ${PROJECT_BINARY_DIR}/pyx-ring-
         DESTINATION lib/cmake/pyx-ring-buffer)
 
 if(PYX_COMPANIONS)
+    add_executable(example-recorder companions/example/Recorder.cpp)
+    target_link_libraries(example-recorder PRIVATE pyx-recorder pyx-warnings)
     add_executable(example-bare companions/example/Bare.cpp)
     target_link_libraries(example-bare PRIVATE pyx-host pyx-warnings)
-    install(PROGRAMS $<TARGET_FILE:example-bare> $<TARGET_FILE:replay>
+    install(PROGRAMS $<TARGET_FILE:example-recorder> $<TARGET_FILE:example-bare> $<TARGET_FILE:replay>
                      $<TARGET_FILE:companion-muxer> $<TARGET_FILE:companion-runtime>
             DESTINATION . COMPONENT trial)
 endif()

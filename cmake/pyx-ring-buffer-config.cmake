@@ -1,5 +1,6 @@
 # find_package(pyx-ring-buffer): what a host's build needs of the package.
 #
+#   pyx::recorder             encoders in, clips out: what most hosts link. On pyx::host
 #   pyx::host                 the objects that a host supplies, context and buffers. On pyx::variant
 #   pyx::variant              the functions on PYXVariant, for a host with buffers of its own
 #   pyx::ring-buffer          the headers alone: #include "common/Component.h"
@@ -35,3 +36,4 @@ endfunction()
 
 pyx_add_library(variant public/common ring-buffer ole32)
 pyx_add_library(host companions/host variant)
+pyx_add_library(recorder companions/recorder host)

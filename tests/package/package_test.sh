@@ -60,7 +60,7 @@ echo "== the package, with the checks of the C++ library"
 build "$package/companions/example" "$work/debug" -DCMAKE_BUILD_TYPE=Debug \
     -DCMAKE_CXX_FLAGS='-Wall -Wextra -Werror -D_GLIBCXX_DEBUG -D_GLIBCXX_DEBUG_PEDANTIC'
 cd "$work/debug"
-run_here example-bare.exe
+run_here example-recorder.exe
 [[ -s clip.mp4 ]]
 
 echo "== the package, optimised, from another folder"
@@ -78,7 +78,7 @@ done
 
 echo "== the trial, with nothing else"
 cd "$trial"
-run_here example-bare.exe
+run_here example-recorder.exe
 run_here replay.exe clip.mp4 -o again.mp4 --duration 4 --quiet
 [[ -s again.mp4 ]]
 [[ $(run_here replay.exe --version) == "replay $version" ]]
