@@ -33,7 +33,8 @@ public:
         }
         ++m_pContents->videoPackets;
         m_pContents->groups += (packet.flags & AV_PKT_FLAG_KEY) != 0 ? 1 : 0;
-        m_start = std::min(m_start, ToTicks(packet.pts, stream.time_base));
+        const bool isShown = (packet.flags & AV_PKT_FLAG_DISCARD) == 0;
+        m_start = isShown ? std::min(m_start, ToTicks(packet.pts, stream.time_base)) : m_start;
         m_end = std::max(m_end, ToTicks(packet.pts + packet.duration, stream.time_base));
         m_pContents->seconds = static_cast<double>(m_end - m_start) / PYX_TICKS_PER_SECOND;
     }

@@ -1,6 +1,9 @@
 #include "replay/Replay.h"
 
+#include "common/KeyPacket.h"
+#include "host/HostBuffer.h"
 #include "host/HostObject.h"
+#include "media/ClipProperties.h"
 #include "recorder/Reasons.h"
 #include "replay/Completed.h"
 #include "replay/input/Describe.h"
@@ -10,6 +13,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cwchar>
@@ -224,12 +228,20 @@ Outcome Replay::Feed(PYXRecorder* pRecorder)
 
 Outcome Replay::Submit(PYXRecorder* pRecorder, const MediaPacket& packet)
 {
-    if (packet.video && !packet.hidden && !std::exchange(m_hasOrigin, true))
+    if (packet.video && !packet.hidden)
     {
-        m_report.origin = packet.pts;
+        const bool isFirst = !std::exchange(m_hasOrigin, true);
+        m_report.origin = isFirst || (m_hasHidden && packet.pts < m_report.origin) ? packet.pts : m_report.origin;
     }
+    if (packet.newStretch)
+    {
+        Warn("after " + FormatTime(packet.pts - m_report.origin) +
+             " the pictures have another size, or the input has a cut: players may not show a clip of both sides");
+    }
+    m_hasHidden = m_hasHidden || (packet.video && packet.hidden);
     const Clock::time_point start = Clock::now();
-    const PYX_RESULT result = packet.video
+    const PYX_RESULT result = packet.video && packet.hidden ? SubmitHidden(pRecorder, packet)
+                              : packet.video
                                   ? pRecorder->SubmitVideo(packet.Bytes(), packet.pts, packet.duration, packet.key)
                                   : pRecorder->SubmitAudio(packet.Bytes(), packet.pts, packet.duration);
     const std::chrono::nanoseconds taken = Clock::now() - start;
@@ -250,6 +262,21 @@ Outcome Replay::Submit(PYXRecorder* pRecorder, const MediaPacket& packet)
                                   look.from, look.bytes});
     }
     return {};
+}
+
+PYX_RESULT Replay::SubmitHidden(PYXRecorder* pRecorder, const MediaPacket& packet) const
+{
+    const PYXInterfacePtr<HostBuffer> spBuffer = HostBuffer::Create(packet.Bytes().size());
+    if (!spBuffer)
+    {
+        return PYX_OUT_OF_MEMORY;
+    }
+    std::ranges::copy(packet.Bytes(), static_cast<pyx_uint8*>(spBuffer->GetNative()));
+    spBuffer->SetPts(packet.pts);
+    spBuffer->SetDuration(packet.duration);
+    PASS_ON_FAILURE_SILENTLY(PYXMarkVideoPacket(spBuffer.Get(), m_input.pVideo->Codec().componentId, packet.key));
+    PASS_ON_FAILURE_SILENTLY(spBuffer->SetProperty(PYX_PROPERTY_NOT_SHOWN, PYXVariantFromBool(true)));
+    return pRecorder->SubmitVideo(spBuffer.Get());
 }
 
 bool Replay::IsSaveDue(pyx_int64 elapsed)
@@ -324,7 +351,7 @@ void Replay::TakeClip(const PYXSavedClip& clip)
             "saved " + PathForUser(clip.path) + " in " + FormatSeconds(clip.secondsTaken, 2) + " s";
         isLast ? Say(text) : Print(text);
         WarnOfMissing(clip, contents);
-        AddClip(clip.path, contents, {clip.from, clip.to, clip.newest});
+        AddClip(clip.path, contents, {std::max(clip.from, m_report.origin), clip.to, clip.newest});
     }
     else if (!isLast)
     {

@@ -45,6 +45,7 @@ private:
     PYXRecorderSettings Settings() const;
     Outcome Feed(PYXRecorder* pRecorder);
     Outcome Submit(PYXRecorder* pRecorder, const MediaPacket& packet);
+    PYX_RESULT SubmitHidden(PYXRecorder* pRecorder, const MediaPacket& packet) const;
     bool IsSaveDue(pyx_int64 elapsed);
     void BeginSave(PYXRecorder* pRecorder);
     unsigned NextNumber() const;
@@ -64,6 +65,7 @@ private:
     SessionObserver* const m_pObserver;
     MediaInput m_input;
     bool m_hasOrigin = false;     // of the report
+    bool m_hasHidden = false;     // pictures that are not shown
     std::size_t m_nextSaveAt = 0; // in the option's list
     bool m_fed = false;
     LongestSubmit m_longest = {};

@@ -126,15 +126,22 @@ def check_odd_inputs(replay, folder):
     video, clip = folder / "steady.mkv", folder / "odd.mkv"
     pictures = SECONDS * FRAME_RATE
 
-    def replayed(name, *conversion, before=()):
+    def replayed(name, *conversion, before=(), output=clip):
         if conversion:
             run("ffmpeg", "-v", "error", "-y", *before, "-i", video, "-c", "copy", *conversion, folder / name)
-        command = [*replay, folder / name, "-o", clip, "--duration", 600, "--temp", folder, "--json"]
+        command = [*replay, folder / name, "-o", output, "--duration", 600, "--temp", folder, "--json"]
         return json.loads(run(*command).stdout)
 
     # Audio whose times repeat: only what begins before the first picture may go.
     replayed("fragments.mp4", "-movflags", "+frag_every_frame+empty_moov")
     check(len(packets(clip, "a")) >= len(packets(folder / "fragments.mp4", "a")) - 1, "repeated times cost audio")
+    # A loss-free cut between key pictures: those before it are decoded and not shown.
+    run("ffmpeg", "-v", "error", "-y", "-ss", 4.5, "-i", video, "-c", "copy", folder / "cut.mp4")
+    report = replayed("cut.mp4", output=folder / "cut-clip.mp4")
+    shown = frames(folder / "cut.mp4")
+    check(frames(folder / "cut-clip.mp4") == shown, "a cut brings pictures back")
+    covered = (report["coveredFrom"], round(report["coveredTo"] * FRAME_RATE))
+    check(covered == (0, len(shown)), f"a cut covers {covered}")
     # Below zero Matroska has no times.
     replayed("negative.mkv", "-avoid_negative_ts", "disabled", before=("-ss", 4.5))
     moved = steps(folder / "negative.mkv", clip, "v")

@@ -1,5 +1,6 @@
 #include "replay/input/StreamDetails.h"
 
+#include "host/HostBuffer.h"
 #include "media/ClipProperties.h"
 #include "media/DisplayMatrix.h"
 #include "media/Utf8.h"
@@ -9,6 +10,7 @@ extern "C"
 #include <libavutil/parseutils.h>
 }
 
+#include <algorithm>
 #include <string_view>
 
 namespace
@@ -59,6 +61,18 @@ void SetCommon(PYXPropertyStorage* pStream, const MediaReader& reader)
     }
 }
 
+void KeepSideData(PYXPropertyStorage* pStream, const wchar_t* name, const MediaReader& video, AVPacketSideDataType type)
+{
+    const std::span<const pyx_uint8> bytes = FindSideData(video.Stream(), type);
+    const PYXInterfacePtr<HostBuffer> spBuffer =
+        bytes.empty() ? PYXInterfacePtr<HostBuffer>() : HostBuffer::Create(bytes.size());
+    if (spBuffer)
+    {
+        std::ranges::copy(bytes, static_cast<pyx_uint8*>(spBuffer->GetNative()));
+        Keep(pStream, name, PYXVariantBorrowInterface(spBuffer.Get()));
+    }
+}
+
 } // namespace
 
 std::string WhatIsNotKept(const MediaReader& video, const std::wstring& output)
@@ -87,6 +101,8 @@ void SetVideoDetails(PYXPropertyStorage* pStream, const MediaReader& video)
         Keep(pStream, PYX_PROPERTY_VIDEO_PIXEL_ASPECT,
              PYXVariantFromRate(static_cast<pyx_uint32>(aspect.num), static_cast<pyx_uint32>(aspect.den)));
     }
+    KeepSideData(pStream, PYX_PROPERTY_VIDEO_MASTERING_DISPLAY, video, AV_PKT_DATA_MASTERING_DISPLAY_METADATA);
+    KeepSideData(pStream, PYX_PROPERTY_VIDEO_CONTENT_LIGHT, video, AV_PKT_DATA_CONTENT_LIGHT_LEVEL);
     SetCommon(pStream, video);
 }
 
@@ -102,6 +118,10 @@ void SetClipDetails(PYXPropertyStorage* pClip, const MediaReader& video, bool fa
     if (pEntry && av_parse_time(&microseconds, pEntry->value, 0) >= 0)
     {
         Keep(pClip, PYX_PROPERTY_CREATION_TIME, PYXVariantFromInt64(microseconds * 10));
+    }
+    if (const AVDictionaryEntry* pTitle = av_dict_get(video.File().metadata, "title", nullptr, 0))
+    {
+        Keep(pClip, PYX_PROPERTY_TITLE, PYXVariantBorrowWString(ToWide(pTitle->value).c_str()));
     }
     if (fastStart)
     {
