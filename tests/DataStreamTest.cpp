@@ -76,6 +76,19 @@ protected:
         return std::to_string(size) + '@' + std::to_string(position);
     }
 
+    /// Open files that a process started now would hold too.
+    static int CountInheritedFiles()
+    {
+        int count = 0;
+        DWORD flags = 0;
+        for (std::uintptr_t value = 4; value < 0x400; value += 4)
+        {
+            const auto handle = reinterpret_cast<HANDLE>(value);
+            count += GetHandleInformation(handle, &flags) && flags & HANDLE_FLAG_INHERIT ? 1 : 0;
+        }
+        return count;
+    }
+
     static std::string Traces()
     {
         return Companions::Get().Take(&Companions::traces);
@@ -159,11 +172,13 @@ TEST_P(DataStreamTest, FailsWithoutATraceWhenTheSystemRefuses)
         EXPECT_EQ(Traces(), "E DataStreamMemoryImpl PYX_ERROR 6 : code 6: Write() - Stream is not allocated");
         return;
     }
+    const int inherited = CountInheritedFiles();
     EXPECT_EQ(Open(0), PYX_FAIL); // no such file
     EXPECT_EQ(Open(1), PYX_OK);
     EXPECT_EQ(Read(1), "1 "); // write only
     PYXDataStreamFileImpl other;
-    EXPECT_EQ(other.Open(m_path.c_str(), 0, 3), PYX_FAIL);                     // share 0: nobody else
+    EXPECT_EQ(other.Open(m_path.c_str(), 0, 3), PYX_FAIL); // share 0: nobody else
+    EXPECT_EQ(CountInheritedFiles(), inherited) << "a process that the host starts would hold the file";
     EXPECT_EQ(m_pStream->Open((m_temp.path / "Other").c_str(), 2, 3), PYX_OK); // closes the first
     EXPECT_EQ(other.Open(m_path.c_str(), 3, 0), PYX_OK);
     EXPECT_EQ(other.Write("12", 2, nullptr), PYX_OK);

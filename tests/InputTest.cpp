@@ -60,32 +60,37 @@ TEST_F(InputTest, TheFirstReadableFrameTypeTellsStartPackets)
               "11\nE RingBufferImpl PYX_ERROR 11 : code 11: SubmitInput() unable to get video frame type");
 }
 
-TEST_F(InputTest, DropsWhatItIsNotGivenToKeepAndCountsTheRest)
+TEST_F(InputTest, TakesNothingButBuffers)
 {
-    EXPECT_EQ(Outcome(TryFeed("V-")), "23");
-    {
-        const auto spData = Packet{}.Build();
-        FaultyCall<"QueryInterface", 0, PYX_RESULT(void*, const PYXGuid&, void**)> query(spData.Get(), 2);
-        m_faults.Fail("QueryInterface", 1, PYX_NO_INTERFACE);
-        EXPECT_EQ(Outcome(Input(0)->SubmitInput(spData.Get())),
-                  "2\nE RingBufferImpl Assertion failed:SubmitInput() - invalid pointer type");
-    }
-    Feed("V1K V2");
-    Input(0)->SetProperty(L"Enabled", PYXVariantFromBool(false));
-    Feed("V3 V4");
-    EXPECT_EQ(TryFeed("V-"), PYX_EOF);
-    Set(L"EnableVideo", L"false");
-    EXPECT_EQ(Traces(), "I* RingBufferImpl Video stream - packets written 3");
+    const auto spData = Packet{}.Build();
+    FaultyCall<"QueryInterface", 0, PYX_RESULT(void*, const PYXGuid&, void**)> query(spData.Get(), 2);
+    m_faults.Fail("QueryInterface", 1, PYX_NO_INTERFACE);
+    EXPECT_EQ(Outcome(Input(0)->SubmitInput(spData.Get())),
+              "2\nE RingBufferImpl Assertion failed:SubmitInput() - invalid pointer type");
+}
+
+TEST_F(InputTest, AFailedPacketIsTracedAtEachLevelAndTheNextIsTaken)
+{
+    FaultyCall<"AllocBuffer", 0, PYX_RESULT(void*, int, pyx_size, void*)> alloc(m_spContext.Get(), 3);
+    const std::string failure = "\nE RingBufferImpl PYX_ERROR 77 : code 77: ";
+    m_faults.Fail("AllocBuffer", 1, 77);
+    EXPECT_EQ(TryFeed("V1K"), 77);
+    EXPECT_TRUE(Traces().ends_with(failure + "AddVideoStartPacket() failed" + failure +
+                                   "SubmitInput() failed to store the start packet"));
+    m_faults.Fail("AllocBuffer", 1, 77);
+    EXPECT_EQ(TryFeed("V2"), 77);
+    EXPECT_TRUE(Traces().ends_with(failure + "AddVideoRegularPacket() failed" + failure +
+                                   "SubmitInput() failed to store the regular packet"));
+    Feed("V3 A3 V4K A4"); // the empty group is still the active one
+    EXPECT_EQ(Terminate(), PYX_OK);
+    EXPECT_EQ(Written(), "V0 A0 V1 A1 V- A-");
 }
 
 TEST_F(InputTest, MirrorsToTheFirstMuxerInputOfItsKindBeforeItStores)
 {
-    EXPECT_EQ(Outcome(SetInput(L"BitRate", 0)), "5");
-    EXPECT_EQ(Outcome(SetInput(L"Unknown", 1)), "11");
     EXPECT_EQ(Outcome(SetInput(L"BitRate", 7)), "0");
-    EXPECT_EQ(Outcome(SetInput(nullptr, 7)), "7\nE RingBufferImpl Assertion failed:invalid pointer : name");
     EXPECT_EQ(Outcome(Input(1)->SetProperty(L"CodecID", PYXVariantFromInt64(86076))), "0");
-    EXPECT_EQ(Calls(), "V.BitRate=0\nV.Unknown=1\nV.BitRate=7\nV.=7\nA.CodecID=86076");
+    EXPECT_EQ(Calls(), "V.BitRate=7\nA.CodecID=86076");
     const std::pair<const char*, const char*> failures[] = {{"GetInput", "Muxer has invalid input stream"},
                                                             {"Input.GetProperty", "Muxer input GetProperty() failed"},
                                                             {"Input.SetProperty", "Unable to set property for muxer"}};
@@ -114,17 +119,6 @@ TEST_F(InputTest, TheMuxersInputsDecideWhatIsMirrored)
         const std::string outcome = Outcome(SetInput(L"BitRate", 7));
         EXPECT_EQ(outcome + " calls " + Calls() + " stored " + ::Get(Input(0).Get(), L"BitRate"), expected);
     }
-}
-
-TEST_F(InputTest, OutlivesItsComponentHarmlessly)
-{
-    const auto spVideo = Input(0);
-    Destroy();
-    Traces();
-    EXPECT_EQ(Outcome(spVideo->SubmitInput(nullptr)),
-              "2\nE RingBufferImpl Assertion failed:SubmitInput() - Host not Initialized");
-    EXPECT_EQ(Outcome(spVideo->SetProperty(L"BitRate", {})),
-              "2\nE RingBufferImpl Assertion failed:SetProperty() - Host not Initialized");
 }
 
 } // namespace

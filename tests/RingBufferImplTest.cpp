@@ -68,38 +68,20 @@ StreamType | Stream Type | 2 0 | 2 | - | - | 3 | 0 Unknown 1 Video 2 Audio 3 Dat
 )");
 }
 
-TEST_F(RingBufferImplTest, ForwardsPropertiesToTheMuxerFirst)
+TEST_F(RingBufferImplTest, KeepsItsValueWhenTheMuxerRefusesAnother)
 {
     Create();
-    Calls();
-    EXPECT_EQ(Outcome(Set(L"Path", L"x.mp4")), "0");
-    EXPECT_EQ(Outcome(Set(L"Duration", L"0")), "5");
-    EXPECT_EQ(Outcome(Set(L"Duration", L"2147483647")), "0");
-    EXPECT_EQ(Outcome(Set(L"Quality", L"best")), "11");
-    EXPECT_EQ(Outcome(Set(nullptr, L"")), "7\nE RingBufferImpl Assertion failed:invalid pointer : name");
+    EXPECT_EQ(Set(L"Path", L"x.mp4"), PYX_OK);
     m_faults.Fail("SetProperty", 1, 77);
-    EXPECT_EQ(Outcome(Set(L"Path", L"y.mp4")),
-              "77\nE RingBufferImpl PYX_ERROR 77 : code 77: muxer::SetProperty() failed");
-    EXPECT_EQ(Calls(), "Path=x.mp4\nQuality=best\n=\nPath=y.mp4");
+    EXPECT_EQ(Set(L"Path", L"y.mp4"), 77);
     EXPECT_EQ(Get(L"Path"), "x.mp4");
-    EXPECT_EQ(Get(L"Duration"), "2147483647");
 }
 
-TEST_F(RingBufferImplTest, SwitchesStreams)
+TEST_F(RingBufferImplTest, ChecksTheIndexOfAnInputFirst)
 {
     Create();
-    EXPECT_EQ(m_spComponent->GetInputCount(), 1);
-    Set(L"EnableAudio", L"true");
-    EXPECT_EQ(m_spComponent->GetInputCount(), 2);
-    Set(L"EnableVideo", L"false");
-    EXPECT_EQ(Traces(), "I* RingBufferImpl Video stream - packets written 0");
-    EXPECT_EQ(::Get(Input(0).Get(), L"StreamType"), "2");
-    EXPECT_EQ(Outcome(m_spComponent->GetInput(1, nullptr)), "4\nE RingBufferImpl Assertion failed:Invalid index");
     EXPECT_EQ(Outcome(m_spComponent->GetInput(-1, nullptr)), "4\nE RingBufferImpl Assertion failed:Invalid index");
     EXPECT_EQ(Outcome(m_spComponent->GetInput(0, nullptr)), "4\nE RingBufferImpl Assertion failed:ppOutput = NULL");
-    Set(L"EnableVideo", L"true");
-    Set(L"EnableAudio", L"false");
-    EXPECT_EQ(::Get(Input(0).Get(), L"StreamType"), "1");
 }
 
 TEST_F(RingBufferImplTest, MakesItsDirectoryNewAndTakesItAway)
@@ -118,33 +100,6 @@ TEST_F(RingBufferImplTest, MakesItsDirectoryNewAndTakesItAway)
     EXPECT_EQ(Files(), "a");
     Feed("V1K V2K");
     EXPECT_EQ(TestDirectory::List(m_temp.path / "a" / "b"), "Temp1.RBV Temp2.RBV");
-}
-
-TEST_F(RingBufferImplTest, PassesMuxerFailuresOn)
-{
-    Start();
-    m_faults.Fail("Init", 1, 77);
-    EXPECT_EQ(Outcome(m_spComponent->Init(5, 640, 480)),
-              "77\nE RingBufferImpl PYX_ERROR 77 : code 77: muxer::Init() failed");
-    EXPECT_EQ(Outcome(m_spComponent->ReInit(640, 480)), "0");
-    EXPECT_EQ(Calls(), "Init 5 640 480\nInit 0 640 480");
-    m_faults.Fail("Init", 1, 77);
-    EXPECT_EQ(Outcome(Set(L"BufferInRamEnabled", L"true")),
-              "0\nE RingBufferImpl PYX_ERROR 77 : code 77: muxer::Init() failed");
-}
-
-TEST_F(RingBufferImplTest, WritesOutBeforeItsStorageChanges)
-{
-    Start();
-    Feed("V1K A1 V2K A2");
-    EXPECT_EQ(Files(), "Temp1.RBA Temp1.RBV Temp2.RBA Temp2.RBV");
-    Set(L"BufferInRamEnabled", L"true");
-    EXPECT_EQ(Written(), "V0 A0 V1 A1 V- A-");
-    Feed("V1K A1 V2K A2");
-    EXPECT_EQ(Files(), "");
-    Set(L"TempPath", (m_temp.path / "other").c_str());
-    EXPECT_EQ(Written(), "V0 A0 V1 A1 V- A-");
-    EXPECT_EQ(Files(), "other");
 }
 
 } // namespace
