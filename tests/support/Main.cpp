@@ -25,13 +25,8 @@ std::atomic<long long> s_blocks;
 std::atomic<long long> s_runtimeBlocks;
 std::atomic<int> s_brokenBlocks;
 
-decltype(&CoTaskMemAlloc) s_pAlloc = nullptr; // what the imports were before they were replaced
-decltype(&CoTaskMemFree) s_pFree = nullptr;
-decltype(&free) s_pCFree = nullptr;
-decltype(&malloc) s_pMalloc = nullptr;
-decltype(&calloc) s_pCalloc = nullptr;
-decltype(&realloc) s_pRealloc = nullptr;
-decltype(&_strdup) s_pStrdup = nullptr;
+decltype(&CoTaskMemFree) s_pTaskFree = nullptr; // what the imports were before they were replaced
+decltype(&free) s_pFree = nullptr;
 
 template <class Function> void Replace(HMODULE module, const char* name, Function* pReplacement, Function** ppOriginal)
 {
@@ -44,13 +39,22 @@ template <class Function> void Replace(HMODULE module, const char* name, Functio
     WritePointer(ppPlace, reinterpret_cast<void*>(pReplacement));
 }
 
-void* CountedAlloc(SIZE_T size)
+/// Counts the blocks that a function takes; one that is given a block to resize takes none.
+template <FixedText name, std::atomic<long long>* pCount, class First, class... Rest>
+void CountTaken(HMODULE module, void* (* /*type*/)(First, Rest...))
 {
-    return ++s_blocks, s_pAlloc(size);
+    static void* (*s_pOriginal)(First, Rest...) = nullptr;
+    void* (*const pCounting)(First, Rest...) = [](First first, Rest... rest) {
+        void* const p = s_pOriginal(first, rest...);
+        *pCount += p && !(std::is_pointer_v<First> && first) ? 1 : 0;
+        return p;
+    };
+    Replace(module, name.value, pCounting, &s_pOriginal);
 }
-void CountedFree(void* p)
+
+void CountedTaskFree(void* p)
 {
-    s_blocks -= p ? 1 : 0, s_pFree(p);
+    s_blocks -= p ? 1 : 0, s_pTaskFree(p);
 }
 
 /// The heap checks look at the end of a block only when they are asked to, so before it goes.
@@ -58,30 +62,7 @@ void CheckedFree(void* p)
 {
     s_brokenBlocks += p && !HeapValidate(reinterpret_cast<HANDLE>(_get_heap_handle()), 0, p) ? 1 : 0;
     s_runtimeBlocks -= p ? 1 : 0;
-    s_pCFree(p);
-}
-
-template <class T> T* Counted(T* p)
-{
-    s_runtimeBlocks += p ? 1 : 0;
-    return p;
-}
-
-void* CountedMalloc(std::size_t size)
-{
-    return Counted(s_pMalloc(size));
-}
-void* CountedCalloc(std::size_t count, std::size_t size)
-{
-    return Counted(s_pCalloc(count, size));
-}
-void* CountedRealloc(void* p, std::size_t size)
-{
-    return p ? s_pRealloc(p, size) : Counted(s_pRealloc(p, size));
-}
-char* CountedStrdup(const char* text)
-{
-    return Counted(s_pStrdup(text));
+    s_pFree(p);
 }
 
 /// A crash ends the program at once, without a debugger or a dialog.
@@ -158,13 +139,12 @@ long long CountRuntimeBlocks()
 
 void CountMemory(HMODULE module)
 {
-    Replace(module, "CoTaskMemAlloc", &CountedAlloc, &s_pAlloc);
-    Replace(module, "CoTaskMemFree", &CountedFree, &s_pFree);
-    Replace(module, "free", &CheckedFree, &s_pCFree);
-    Replace(module, "malloc", &CountedMalloc, &s_pMalloc);
-    Replace(module, "calloc", &CountedCalloc, &s_pCalloc);
-    Replace(module, "realloc", &CountedRealloc, &s_pRealloc);
-    Replace(module, "_strdup", &CountedStrdup, &s_pStrdup);
+    CountTaken<"CoTaskMemAlloc", &s_blocks>(module, &CoTaskMemAlloc);
+    CountTaken<"malloc", &s_runtimeBlocks>(module, &malloc);
+    CountTaken<"calloc", &s_runtimeBlocks>(module, &calloc);
+    CountTaken<"realloc", &s_runtimeBlocks>(module, &realloc);
+    Replace(module, "CoTaskMemFree", &CountedTaskFree, &s_pTaskFree);
+    Replace(module, "free", &CheckedFree, &s_pFree);
 }
 
 int main(int argc, char** argv)
