@@ -105,9 +105,9 @@ void PYXPrivateDirectory::RemoveLeft(const std::wstring& lockPath)
         return;
     }
     const std::wstring path = lockPath.substr(0, lockPath.size() - c_lockEnding.size());
-    if (IsRealDirectory(path))
+    if (IsRealDirectory(path) && !RemoveStores(path))
     {
-        RemoveStores(path);
+        return; // the next sweep needs the lock to know the directory for ours
     }
     lock.reset();
     DeleteFileW(lockPath.c_str());
@@ -187,10 +187,14 @@ PYXPrivateDirectory::~PYXPrivateDirectory()
         return;
     }
     constexpr int mostTries = 20; // 2 s
-    for (int tries = 0; tries < mostTries && !RemoveStores(m_path); ++tries)
+    int tries = 0;
+    for (; tries < mostTries && !RemoveStores(m_path); ++tries)
     {
         Sleep(100);
     }
     m_lock.reset();
-    DeleteFileW(LockOf(m_path).c_str());
+    if (tries < mostTries) // else the next sweep removes the rest, and needs the lock to know it
+    {
+        DeleteFileW(LockOf(m_path).c_str());
+    }
 }
