@@ -196,7 +196,7 @@ PYX_RESULT PYXRecorder::Impl::SubmitAudio(PYXBuffer* pPacket)
     PYX_RESULT result = PYX_OK;
     while (pPacket->GetPts() - m_heldAudio.front()->GetPts() > c_patience)
     {
-        result = m_pFeeding->Groups().All().empty() ? PYX_OK : FeedAudio(m_heldAudio.front().Get());
+        result = FeedAudio(m_heldAudio.front().Get());
         m_heldAudio.pop_front();
     }
     return Store(result);

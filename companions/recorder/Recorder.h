@@ -157,8 +157,8 @@ public:
     PYXStatus Open(const PYXRecorderSettings& settings);
 
     /// Stores one packet; the bytes are copied. A picture before the first key picture is dropped, with PYX_OK.
-    /// After a failure the pictures up to the next key picture are refused with the same result, because they could not
-    /// be decoded; what was stored before stays. PYX_NOT_INITIALIZED: before Open() or after End().
+    /// After a failure the packets up to the next key picture are refused with the same result, because the pictures
+    /// could not be decoded; what was stored before stays. PYX_NOT_INITIALIZED: before Open() or after End().
     [[nodiscard]] PYX_RESULT SubmitVideo(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration,
                                          bool isKey);
 

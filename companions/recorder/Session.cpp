@@ -277,7 +277,11 @@ PYX_RESULT PYXRecorderSession::SubmitVideo(PYXBuffer* pPacket, bool isKey)
 PYX_RESULT PYXRecorderSession::SubmitAudio(PYXBuffer* pPacket)
 {
     const pyx_int64 pts = pPacket->GetPts();
-    if (!m_groups.All().empty() && pts < m_groups.All().front().start)
+    if (m_broken != PYX_OK || m_groups.All().empty())
+    {
+        return m_broken; // the component would queue it without end, and a later group would fail over it
+    }
+    if (pts < m_groups.All().front().start)
     {
         return PYX_FILE_NOT_OPEN; // the component would drop it and say nothing
     }

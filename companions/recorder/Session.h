@@ -38,7 +38,8 @@ public:
     /// As PYXRecorder::SubmitVideo; `isKey` is what the packet's kind says.
     PYX_RESULT SubmitVideo(PYXBuffer* pPacket, bool isKey);
 
-    /// PYX_FILE_NOT_OPEN, also in memory mode: the packet came too late and is lost, the session goes on.
+    /// Before the first picture it is dropped. PYX_FILE_NOT_OPEN, also in memory mode: the packet came too late and is
+    /// lost, the session goes on.
     PYX_RESULT SubmitAudio(PYXBuffer* pPacket);
 
     const PYXKeptGroups& Groups() const
