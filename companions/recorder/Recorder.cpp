@@ -383,7 +383,9 @@ PYXStatus PYXRecorder::Impl::Cancel(pyx_uint64 id)
     const std::lock_guard feedLock(m_feedSync);
     if (m_pLeaving && m_pLeaving->id == id)
     {
+        m_pLeaving->cancelled = true; // before the worker can take it
         ReleaseLeaving();
+        return {};
     }
     const std::lock_guard lock(m_sync);
     JobPtr pJob = Take(&m_asked, id);
