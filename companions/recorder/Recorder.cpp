@@ -493,6 +493,7 @@ void PYXRecorder::Impl::Work()
         {
             JobPtr pJob = std::move(m_toWrite.front());
             m_toWrite.pop_front();
+            pJob->cancelled = pJob->cancelled || m_ending;
             m_pWriting = pJob.get();
             lock.unlock();
             Finish(std::move(pJob));
@@ -551,17 +552,17 @@ void PYXRecorder::Impl::Finish(JobPtr pJob)
 
 PYXRecorder::Impl::~Impl()
 {
+    std::unique_ptr<PYXRecorderSession> pFeeding; // taken, so that an onSaved that is called from here on can neither
+    JobPtr pRemnant;                              // save nor try again
     {
         const std::lock_guard feedLock(m_feedSync);
         ReleaseLeaving();
         const std::lock_guard lock(m_sync);
         m_ending = true;
+        pFeeding = std::move(m_pFeeding);
+        pRemnant = std::move(m_pRemnant);
         std::move(m_asked.begin(), m_asked.end(), std::back_inserter(m_toWrite));
         m_asked.clear();
-        for (const JobPtr& pJob : m_toWrite)
-        {
-            pJob->cancelled = true;
-        }
         if (m_pWriting && m_pWriting->pSession)
         {
             m_pWriting->pSession->Stop();
