@@ -44,49 +44,39 @@ private:
     std::size_t m_next = 0;
 };
 
-std::string Merge(LiveOrder* pOrder)
+/// The merged packets, "v0 a0 ...", then what the order tells of itself.
+std::string Merge(std::vector<pyx_int64> videoPlaces, std::vector<pyx_int64> audioPlaces,
+                  ReadResult end = ReadResult::End)
 {
+    ScriptedSource video(true, std::move(videoPlaces), end);
+    ScriptedSource audio(false, std::move(audioPlaces));
+    LiveOrder order(&video, &audio);
     std::string merged;
     MediaPacket packet;
-    while (pOrder->Next(&packet) == ReadResult::Packet)
+    while (order.Next(&packet) == ReadResult::Packet)
     {
-        merged += (packet.video ? " v" : " a") + std::to_string(packet.pts / c_step);
+        merged += (packet.video ? "v" : "a") + std::to_string(packet.pts / c_step) + ' ';
     }
-    return merged;
+    return merged + "elapsed " + std::to_string(order.Elapsed() / c_step) + " end " +
+           std::to_string(order.End() / c_step) + " dropped " + std::to_string(order.DroppedAudio() / c_step) + ' ' +
+           order.BrokenText();
 }
 
 TEST(LiveOrderTest, PacketsComeWhenALiveCaptureWouldHaveThem)
 {
-    ScriptedSource video(true, {0, 3, 1, 2, 6, 4, 5});
-    ScriptedSource audio(false, {0, 1, 2, 3, 4, 5, 6});
-    LiveOrder order(&video, &audio);
-    EXPECT_EQ(Merge(&order), " v0 a0 a1 a2 v3 v1 v2 a3 a4 a5 v6 v4 v5 a6");
-    EXPECT_EQ(order.Elapsed(), 6 * c_step);
-    EXPECT_EQ(order.End(), 7 * c_step);
-    EXPECT_TRUE(order.BrokenText().empty());
+    EXPECT_EQ(Merge({0, 3, 1, 2, 6, 4, 5}, {0, 1, 2, 3, 4, 5, 6}),
+              "v0 a0 a1 a2 v3 v1 v2 a3 a4 a5 v6 v4 v5 a6 elapsed 6 end 7 dropped 0 ");
 }
 
 TEST(LiveOrderTest, NoPictureIsLostForAudioAndAudioEndsWithTheVideo)
 {
-    ScriptedSource video(true, {0, 1, 2, 3});
-    ScriptedSource brief(false, {0, 1});
-    LiveOrder first(&video, &brief);
-    EXPECT_EQ(Merge(&first), " v0 a0 v1 a1 v2 v3");
-    EXPECT_EQ(first.DroppedAudio(), 0);
-
-    ScriptedSource again(true, {0, 1});
-    ScriptedSource lasting(false, {0, 1, 2, 3, 4});
-    LiveOrder second(&again, &lasting);
-    EXPECT_EQ(Merge(&second), " v0 a0 v1 a1");
-    EXPECT_EQ(second.DroppedAudio(), 3 * c_step);
+    EXPECT_EQ(Merge({0, 1, 2, 3}, {0, 1}), "v0 a0 v1 a1 v2 v3 elapsed 3 end 4 dropped 0 ");
+    EXPECT_EQ(Merge({0, 1}, {0, 1, 2, 3, 4}), "v0 a0 v1 a1 elapsed 1 end 5 dropped 3 ");
 }
 
 TEST(LiveOrderTest, ABrokenStreamEndsTheOrderWithItsReasonAndKeepsWhatCameBefore)
 {
-    ScriptedSource video(true, {0, 1}, ReadResult::Broken);
-    LiveOrder alone(&video, nullptr);
-    EXPECT_EQ(Merge(&alone), " v0 v1");
-    EXPECT_EQ(alone.BrokenText(), "cut");
+    EXPECT_EQ(Merge({0, 1}, {}, ReadResult::Broken), "v0 v1 elapsed 1 end 2 dropped 0 cut");
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "common/KeyPacket.h"
 #include "common/PropertyNames.h"
+#include "FolderTest.h"
 #include "host/HostBuffer.h"
 #include "host/HostContext.h"
 #include "media/ClipProperties.h"
@@ -14,32 +15,20 @@ extern "C"
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 namespace
 {
 
 /// The muxer by itself, fed as the ring buffer feeds it.
-class MuxerTest : public testing::Test
+class MuxerTest : public FolderTest
 {
 protected:
     MuxerTest()
     {
-        std::filesystem::create_directories(m_folder);
         m_spMuxer = PYXInterfacePtr<PYXMuxerImpl>(new PYXMuxerImpl(HostContext::Create().Get()));
         m_spMuxer->GetInput(0, m_spVideo.Out());
         SetPath(L"clip.mp4");
         m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_FRAME_SIZE, PYXVariantFromSize(64, 48));
-    }
-
-    ~MuxerTest() override
-    {
-        m_spVideo = PYXInterfacePtr<PYXInput>();
-        m_spMuxer = PYXInterfacePtr<PYXMuxerImpl>();
-        std::error_code ignored;
-        std::filesystem::remove_all(m_folder, ignored);
     }
 
     void SetPath(const wchar_t* name)
@@ -81,8 +70,7 @@ protected:
 
     PYXInterfacePtr<PYXMuxerImpl> m_spMuxer;
     PYXInterfacePtr<PYXInput> m_spVideo;
-    std::filesystem::path m_folder = std::filesystem::temp_directory_path() / "pyx-muxer-test";
-    std::filesystem::path m_clip;
+    fs::path m_clip;
 };
 
 std::string Metadata(const AVDictionary* pMetadata, const char* name)
@@ -129,15 +117,11 @@ TEST_F(MuxerTest, FastStartPutsTheIndexInFrontAndKeepsEveryPacket)
 {
     ASSERT_NO_FATAL_FAILURE(WriteClip());
     m_spMuxer->SetProperty(PYX_PROPERTY_FAST_START, PYXVariantFromBool(true));
-    const std::filesystem::path plain = m_clip;
+    const fs::path plain = m_clip;
     SetPath(L"front.mp4");
     ASSERT_NO_FATAL_FAILURE(WriteClip());
-    const auto read = [](const std::filesystem::path& path) {
-        std::ifstream file(path, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(file), {});
-    };
-    const std::string before = read(plain);
-    const std::string after = read(m_clip);
+    const std::string before = Read(plain);
+    const std::string after = Read(m_clip);
     EXPECT_EQ(after.size(), before.size());
     EXPECT_GT(before.find("moov"), before.find("mdat"));
     EXPECT_LT(after.find("moov"), after.find("mdat"));
@@ -147,16 +131,16 @@ TEST_F(MuxerTest, FastStartPutsTheIndexInFrontAndKeepsEveryPacket)
 
 TEST_F(MuxerTest, AClipTakesItsNameWhenItIsCompleteAndElseLeavesNothing)
 {
-    std::ofstream(m_clip) << "older";
+    Put("clip.mp4", "older");
     for (int i = 0; i < 100; ++i) // more than wait for the order of the first
     {
         ASSERT_EQ(SubmitPicture(i), PYX_OK);
     }
-    EXPECT_EQ(std::filesystem::file_size(m_clip), 5U);
+    EXPECT_EQ(Read(m_clip), "older");
     m_spMuxer->Terminate();
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 1);
+    EXPECT_EQ(List(), "clip.mp4");
     ASSERT_NO_FATAL_FAILURE(WriteClip());
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 1);
+    EXPECT_EQ(List(), "clip.mp4");
     EXPECT_TRUE(OpenClip());
 
     SetPath(L"missing/clip.mp4");
