@@ -118,14 +118,6 @@ protected:
         return {"Set " + Narrow(name), [=, this] { return Set(name, value); }};
     }
 
-    Step Submission(const Packet& packet)
-    {
-        return {packet.kind + std::to_string(packet.pts), [packet, this] {
-                    const auto spInput = Input(packet.kind == 'V' ? 0 : 1); // null when it could not be switched on
-                    return spInput ? spInput->SubmitInput(packet.Build().Get()) : PYX_NOT_FOUND;
-                }};
-    }
-
     /// From the making of a component to the clip: five groups of 0.6 s, of which 2 s are kept, and one late packet.
     std::vector<Step> Scenario()
     {
@@ -138,21 +130,21 @@ protected:
             {"Describe", [this] { return Input(0)->SetProperty(L"BitRate", PYXVariantBorrowWString(L"5")); }},
             {"Init", [this] { return m_spComponent->Init(0, 640, 480); }},
         };
-        for (const pyx_int64 start : {0, 6'000'000, 12'000'000, 18'000'000, 24'000'000})
+        for (const std::string& packet : Split(c_packets, ' '))
         {
-            steps.push_back(Submission({.kind = 'V', .pts = start, .key = true, .duration = 3'000'000}));
-            if (start == 12'000'000)
-            {
-                steps.push_back(Submission({.kind = 'A', .pts = start - 1'000'000}));
-                steps.back().name = "Late audio";
-            }
-            steps.push_back(Submission({.kind = 'A', .pts = start}));
-            steps.push_back(Submission({.kind = 'V', .pts = start + 3'000'000, .duration = 3'000'000}));
+            steps.push_back({packet == "A11000000" ? "Late audio" : packet, [packet, this] {
+                                 // No input when it could not be switched on.
+                                 return Input(packet[0] == 'A' ? 1 : 0) ? TryFeed(packet) : PYX_NOT_FOUND;
+                             }});
         }
         steps.push_back({"Terminate", [this] { return Terminate(); }});
         return steps;
     }
 
+    static constexpr const char* c_packets = "V0K+3000000 A0 V3000000+3000000 V6000000K+3000000 A6000000 "
+                                             "V9000000+3000000 V12000000K+3000000 A11000000 A12000000 "
+                                             "V15000000+3000000 V18000000K+3000000 A18000000 V21000000+3000000 "
+                                             "V24000000K+3000000 A24000000 V27000000+3000000";
     static constexpr const char* c_clip = "V0+3000000 A0 V3000000+3000000 A5000000 "
                                           "V6000000+3000000 A6000000 V9000000+3000000 "
                                           "V12000000+3000000 A12000000 V15000000+3000000 V18000000+3000000 A18000000 "
