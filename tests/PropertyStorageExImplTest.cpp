@@ -238,16 +238,6 @@ TEST_F(PropertyStorageExImplTest, ChecksBothHalvesOfAFloatSize)
     {
         EXPECT_EQ(m_storage.SetProperty(L"P", floats(width, height)), PYX_OUT_OF_RANGE) << width << ' ' << height;
     }
-    struct Open final : PYXPropertyInfo
-    {
-        Open()
-        {
-            type = PYX_VARIANT_FLOAT_SIZE;
-        }
-    } open; // without bounds next to no width is left
-    EXPECT_TRUE(PYXIsInRange(floats(0, 1e38F), open));
-    EXPECT_FALSE(PYXIsInRange(floats(1, 1), open));
-    EXPECT_FALSE(PYXIsInRange(floats(0, -1), open));
 }
 
 TEST_F(PropertyStorageExImplTest, ValidatesAValueIntoItself)
