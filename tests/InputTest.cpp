@@ -3,6 +3,25 @@
 namespace
 {
 
+/// Notes the sizes that a host's buffers are asked for with.
+class NotingContext final : public PYXRefCounted<PYXContext>
+{
+public:
+    PYX_RESULT QueryInterface(const PYXGuid&, void**) override
+    {
+        return PYX_NO_INTERFACE;
+    }
+    PYX_RESULT AllocBuffer(PYX_MEMORY_TYPE type, pyx_size size, PYXBuffer** ppOut) override
+    {
+        sizes.push_back(size);
+        return m_spContext->AllocBuffer(type, size, ppOut);
+    }
+    std::vector<pyx_size> sizes;
+
+private:
+    const PYXInterfacePtr<HostContext> m_spContext = HostContext::Create();
+};
+
 class InputTest : public RingBufferTest
 {
 protected:
@@ -15,53 +34,26 @@ protected:
     {
         return Input(0)->SetProperty(name, PYXVariantFromInt64(value));
     }
-
-    /// A video packet with these frame types.
-    PYX_RESULT Submit(pyx_int64 pts, const std::vector<std::pair<const wchar_t*, pyx_int64>>& types)
-    {
-        const auto spBuffer = Packet{.kind = 'A', .pts = pts}.Build(); // no frame type of its own
-        for (const auto& [name, value] : types)
-        {
-            spBuffer->SetProperty(name, PYXVariantFromInt64(value));
-        }
-        return Input(0)->SubmitInput(spBuffer.Get());
-    }
 };
 
-TEST_F(InputTest, TheFirstReadableFrameTypeTellsStartPackets)
+TEST_F(InputTest, ARecordCostsTheHostOneByte)
 {
-    const wchar_t* const avc = L"OutputDataType";
-    const wchar_t* const hevc = L"HevcOutputDataType";
-    const wchar_t* const av1 = L"Av1OutputFrameType";
-    const struct
-    {
-        std::vector<std::pair<const wchar_t*, pyx_int64>> types;
-        bool isStart;
-    } rows[] = {{{{avc, 0}}, true},
-                {{{avc, 1}}, true},
-                {{{avc, 2}}, false},
-                {{{avc, -1}}, false},
-                {{{hevc, 1}}, true},
-                {{{hevc, 2}}, false},
-                {{{av1, 0}}, true},
-                {{{av1, 1}}, false},
-                {{{avc, 2}, {hevc, 0}}, false},
-                {{{hevc, 0}, {avc, 3}, {av1, 0}}, false},
-                {{{av1, 0}, {hevc, 1}}, true}};
-    for (const auto& row : rows)
-    {
-        EXPECT_EQ(m_spComponent->Init(0, 0, 0), PYX_OK); // a regular packet is dropped now
-        EXPECT_EQ(Submit(5, row.types), PYX_OK);
-        Feed("V9K");
-        EXPECT_EQ(Terminate(), PYX_OK);
-        EXPECT_EQ(Written(), row.isStart ? "V0(A5) V4 V- A-" : "") << "row " << &row - rows;
-    }
-    EXPECT_EQ(Outcome(Submit(1, {})),
-              "11\nE RingBufferImpl PYX_ERROR 11 : code 11: SubmitInput() unable to get video frame type");
+    const PYXInterfacePtr<NotingContext> spContext(new NotingContext);
+    PYXComponent* pComponent = nullptr;
+    EXPECT_EQ(m_pModule->create(spContext.Get(), nullptr, &pComponent), PYX_OK);
+    *m_spComponent.Out() = static_cast<PYXComponentEx*>(pComponent);
+    Set(L"BufferInRamEnabled", L"true");
+    Set(L"TempPath", m_temp.path.c_str());
+    Feed("V1K/100 V2K");
+    EXPECT_EQ(Terminate(), PYX_OK);
+    EXPECT_EQ(spContext->sizes, (std::vector<pyx_size>{1, 1, 100, 3})); // two records, then what they hold
+    Destroy();
 }
 
 TEST_F(InputTest, TakesNothingButBuffers)
 {
+    EXPECT_EQ(Outcome(Input(0)->SubmitInput(Packet{.kind = 'A'}.Build().Get())),
+              "11\nE RingBufferImpl PYX_ERROR 11 : code 11: SubmitInput() unable to get video frame type");
     const auto spData = Packet{}.Build();
     FaultyCall<"QueryInterface", 0, PYX_RESULT(void*, const PYXGuid&, void**)> query(spData.Get(), 2);
     m_faults.Fail("QueryInterface", 1, PYX_NO_INTERFACE);
