@@ -56,17 +56,17 @@ TEST_F(RuntimeLoaderTest, TheLastObjectThatTracesHoldsTheRuntime)
 
 TEST_F(RuntimeLoaderTest, AHostKeepsTheRuntimeAndItsTraceObject)
 {
-    PYXModuleHandle runtime(LoadLibraryW(L"pyxrt64.dll"));
+    PYXModuleOwner runtime(LoadLibraryW(L"pyxrt64.dll"));
     Start();
     Destroy();
-    EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), runtime.Get());
+    EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), runtime.get());
     m_faults.Fail("PYXInit", 1, 9); // the trace object of before still serves
     Start();
     Traces();
     EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), "4\nE RingBufferImpl Assertion failed:Invalid index");
     Destroy();
     Traces();
-    runtime.Reset();
+    runtime.reset();
     EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
     m_faults.Fail("PYXInit", 1, 9); // no trace object, and the old one has gone
     Start();

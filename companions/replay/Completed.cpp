@@ -27,9 +27,9 @@ void ListCompleted(std::wstring_view path)
         return;
     }
     const std::string text = PathForUser(path);
-    const PYXFileHandle file(CreateFileW(g_listPath.c_str(), FILE_APPEND_DATA,
-                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
-                                         FILE_ATTRIBUTE_NORMAL, nullptr));
+    const auto file = PYXOwn<PYXFileOwner>(CreateFileW(g_listPath.c_str(), FILE_APPEND_DATA,
+                                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                                       OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     DWORD written = 0;
-    WriteFile(file.Get(), text.c_str(), static_cast<DWORD>(text.size() + 1), &written, nullptr);
+    WriteFile(file.get(), text.c_str(), static_cast<DWORD>(text.size() + 1), &written, nullptr);
 }

@@ -42,9 +42,9 @@ void Take(const std::string& request)
 /// end stays in `*pPartial`. False: the file is gone.
 bool TakeNewLines(const std::wstring& path, pyx_uint64* pOffset, std::string* pPartial)
 {
-    const PYXFileHandle file(CreateFileW(path.c_str(), GENERIC_READ,
-                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                         FILE_ATTRIBUTE_NORMAL, nullptr));
+    const auto file = PYXOwn<PYXFileOwner>(CreateFileW(path.c_str(), GENERIC_READ,
+                                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (const DWORD error = GetLastError(); !file)
     {
         return error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND;
@@ -53,8 +53,8 @@ bool TakeNewLines(const std::wstring& path, pyx_uint64* pOffset, std::string* pP
     offset.QuadPart = static_cast<LONGLONG>(*pOffset);
     char bytes[256];
     DWORD size = 0;
-    if (SetFilePointerEx(file.Get(), offset, nullptr, FILE_BEGIN) &&
-        ReadFile(file.Get(), bytes, sizeof(bytes), &size, nullptr))
+    if (SetFilePointerEx(file.get(), offset, nullptr, FILE_BEGIN) &&
+        ReadFile(file.get(), bytes, sizeof(bytes), &size, nullptr))
     {
         *pOffset += size;
         pPartial->append(bytes, size);

@@ -2,37 +2,38 @@
 
 #include "common/HostContract.h"
 
-/// The framework's runtime library, shared by all objects of this module and
-/// counted: loaded for the first of them, freed with the last.
+/// The framework's runtime library, counted for the whole module: loaded for the first object that can trace, freed
+/// with the last.
 ///
-/// A host may hold the library too. While it does, the trace object stays known
-/// after the last reference from here; it is forgotten when the library has gone.
-/// Loading the library anew asks it again. A host that frees the library and loads
-/// it again while no reference is held here does so unnoticed.
-/// Threads: any. One lock guards the record; the library is loaded, asked for
-/// its objects and freed with it held, so not from a DllMain. Nothing here traces.
+/// The cached trace object stays valid while the DLL is loaded, by this module or by its host, and is forgotten when
+/// the DLL has gone. A host that frees the DLL and loads it again while no reference is held here does so unnoticed.
+/// [any-thread] One lock guards the record; the library is loaded, asked for its objects and freed with it held, so not
+/// from a DllMain. Nothing here traces.
 
-/// Takes one reference, loading the library first if need be.
-/// PYX_FAIL: the library or an entry is missing; other codes are the library's.
-/// No reference is taken then. After a failure past the loading the handle is
-/// kept until the count drops to 0 again: until then calls succeed without a
-/// factory and without a trace object.
-PYX_RESULT LoadRuntime();
+/// Whether the library is held for an object's life or for one trace record.
+enum class PYXRuntimeUse
+{
+    Object,
+    Record
+};
 
-/// Gives one reference back; the last one frees the library. Does nothing while
-/// the library is not loaded.
+/// Takes one reference, and loads and starts the library first if need be. A record does not start a library whose
+/// trace object is known. PYX_FAIL: the library or an entry is missing; other codes are the library's. No reference is
+/// taken then. After a failure past the loading the handle is kept until the count drops to 0 again: until then calls
+/// succeed without a trace object.
+PYX_RESULT LoadRuntime(PYXRuntimeUse use = PYXRuntimeUse::Object);
+
+/// Drops one reference; the last one frees the library. Does nothing while the library is not loaded.
 void ReleaseRuntime();
 
-/// The runtime library's trace object, or null while there is none. Borrowed: it
-/// is valid while the caller holds the library.
+/// The runtime library's trace object, or null while there is none. Borrowed: valid while the caller holds the library.
 PYXTrace* GetTraceObject();
 
-/// Holds the runtime library while it lives, for whatever may trace until its
-/// own end. Without a library it holds nothing.
+/// Holds the runtime library while it lives; without a library it holds nothing.
 class PYXRuntimeReference
 {
 public:
-    PYXRuntimeReference() : m_held(LoadRuntime() == PYX_OK)
+    explicit PYXRuntimeReference(PYXRuntimeUse use = PYXRuntimeUse::Object) : m_held(LoadRuntime(use) == PYX_OK)
     {
     }
 
@@ -47,9 +48,10 @@ public:
         }
     }
 
-    bool IsHeld() const
+    /// Null without a library. Borrowed from this reference.
+    PYXTrace* GetTrace() const
     {
-        return m_held;
+        return m_held ? GetTraceObject() : nullptr;
     }
 
 private:

@@ -4,42 +4,43 @@
 
 #include <string>
 
-/// Diagnostics: one record per call to the runtime library's trace object.
-/// Without a runtime library tracing does nothing and nothing else changes. A
-/// record holds the library while it is sent; while nobody else holds it, that
-/// loads and frees it, so what traces often holds a PYXRuntimeReference.
-/// Threads: any.
+/// Diagnostics: one record per call to the runtime library's trace object. Without a runtime library tracing does
+/// nothing and nothing else changes. Each Trace() keeps the DLL loaded for the call, and loads it where no other
+/// reference is held: what traces often holds a PYXRuntimeReference.
+/// [any-thread]
 
-/// Where a record comes from. `source` names the source of a class, which may
-/// be spread over several files; `scope` is the class's tag. Both are static.
+/// Where a record comes from. `source` names the source of a class, which may be spread over several files; `scope` is
+/// the class's tag. Both are static.
 struct PYXTraceSource
 {
     const wchar_t* source;
     const wchar_t* scope;
 };
 
-/// Sends one record. The arguments after `format` reach the trace object as they
-/// are; with `argCount` 0 the format is the text as it stands.
+/// Sends one record. The arguments after `format` reach the trace object as they are; with `argCount` 0 the format is
+/// the text as it stands.
 void Trace(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope, int argCount,
            const wchar_t* format, ...);
 
 /// Formats by the platform's wide rules ("%s" is a wide string), at any length.
 std::wstring FormatText(const wchar_t* format, ...);
 
-/// The message of a check, formatted only when there are arguments. The text of
-/// the checked expression is accepted and never shown.
-std::wstring MakeAssertText(int argCount, const wchar_t* expression, const wchar_t* message, ...);
+/// The message of a check, formatted only when there are arguments.
+template <class... Args> std::wstring MakeAssertText(const wchar_t* message, Args... args)
+{
+    if constexpr (sizeof...(args) == 0)
+    {
+        return message;
+    }
+    else
+    {
+        return FormatText(message, args...);
+    }
+}
 
-/// The two records behind the check macros, at the error level.
+/// The two records of the check macros, at the error level.
 void TraceFailedCondition(const PYXTraceSource& source, pyx_int32 line, const std::wstring& message);
 void TraceFailedCall(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT result, const std::wstring& message);
-
-/// The message of a check macro. The checked expression is never shown, so the
-/// macros do not turn it into a text.
-template <class... Args> std::wstring MakeCheckText(const wchar_t* message, Args... args)
-{
-    return MakeAssertText(static_cast<int>(sizeof...(args)), nullptr, message, args...);
-}
 
 #define PYX_WIDEN_TEXT(text) L##text
 #define PYX_WIDEN(text) PYX_WIDEN_TEXT(text)
@@ -48,10 +49,10 @@ template <class... Args> std::wstring MakeCheckText(const wchar_t* message, Args
 
 /// Asks whether the caller or the state is wrong: unless `condition` holds,
 /// traces "Assertion failed:" and the message, and returns `code`. The message
-/// may be a format with its arguments behind it.
+/// may be a format followed by its arguments.
 #define FAIL_IF_NOT(condition, code, ...) FAIL_IF_NOT_AT(__LINE__, condition, code, __VA_ARGS__)
 
-/// Asks whether the callee failed: unless `call` answers PYX_OK, traces
+/// Asks whether the callee failed: unless `call` returns PYX_OK, traces
 /// "PYX_ERROR", the code, its text and the message, and returns the code.
 #define PASS_ON_FAILURE(call, ...) PASS_ON_FAILURE_AT(__LINE__, call, __VA_ARGS__)
 
@@ -68,7 +69,7 @@ template <class... Args> std::wstring MakeCheckText(const wchar_t* message, Args
     {                                                                                                                  \
         if (!(condition))                                                                                              \
         {                                                                                                              \
-            TraceFailedCondition(c_traceSource, line, MakeCheckText(__VA_ARGS__));                                     \
+            TraceFailedCondition(c_traceSource, line, MakeAssertText(__VA_ARGS__));                                    \
             return code;                                                                                               \
         }                                                                                                              \
     } while (false)
@@ -79,7 +80,7 @@ template <class... Args> std::wstring MakeCheckText(const wchar_t* message, Args
         const PYX_RESULT pyxResult = (call);                                                                           \
         if (pyxResult != PYX_OK)                                                                                       \
         {                                                                                                              \
-            TraceFailedCall(c_traceSource, line, pyxResult, MakeCheckText(__VA_ARGS__));                               \
+            TraceFailedCall(c_traceSource, line, pyxResult, MakeAssertText(__VA_ARGS__));                              \
             return pyxResult;                                                                                          \
         }                                                                                                              \
     } while (false)

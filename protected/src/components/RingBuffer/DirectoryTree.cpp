@@ -28,7 +28,7 @@ bool RemoveEntry(const std::wstring& path, const WIN32_FIND_DATAW& entry)
 bool RemoveEntries(const std::wstring& path)
 {
     WIN32_FIND_DATAW entry;
-    const PYXFindHandle find(FindFirstFileW((path + L"\\*.*").c_str(), &entry));
+    const auto find = PYXOwn<PYXFindOwner>(FindFirstFileW((path + L"\\*.*").c_str(), &entry));
     if (!find)
     {
         return true;
@@ -39,7 +39,7 @@ bool RemoveEntries(const std::wstring& path)
         {
             return false;
         }
-    } while (FindNextFileW(find.Get(), &entry));
+    } while (FindNextFileW(find.get(), &entry));
     return true;
 }
 
