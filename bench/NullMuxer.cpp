@@ -6,6 +6,7 @@
 #include "common/InterfacePtr.h"
 #include "common/PropertyStorageExImpl.h"
 #include "common/RefCounted.h"
+#include "common/ReservedOperations.h"
 #include "common/StreamProperties.h"
 
 #include <array>

@@ -277,6 +277,8 @@ public:
 
     ~Curious() override
     {
+        Acquire();
+        Release(); // does not end it again
         const auto look = [this] { return ::Get(&m_storage, L"Extra"); };
         *m_pSeen += look() + ' ' + std::async(std::launch::async, look).get() + ' ';
     }

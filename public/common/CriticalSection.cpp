@@ -1,57 +1,33 @@
 #include "common/CriticalSection.h"
 
-#include <windows.h>
-
-struct PYXCriticalSection::Section
+PYXCriticalSection::PYXCriticalSection()
 {
-    Section()
-    {
-        InitializeCriticalSection(&section);
-    }
-
-    Section(const Section&) = delete;
-    Section& operator=(const Section&) = delete;
-
-    ~Section()
-    {
-        DeleteCriticalSection(&section);
-    }
-
-    CRITICAL_SECTION section;
-};
-
-PYXCriticalSection::PYXCriticalSection() : m_pSection(std::make_unique<Section>())
-{
+    InitializeCriticalSection(&m_section);
 }
 
-PYXCriticalSection::~PYXCriticalSection() = default;
+PYXCriticalSection::~PYXCriticalSection()
+{
+    DeleteCriticalSection(&m_section);
+}
 
 bool PYXCriticalSection::Lock(pyx_uint32 timeout)
 {
-    if (!m_pSection)
-    {
-        return false;
-    }
     if (timeout == PYX_WAIT_FOREVER)
     {
-        EnterCriticalSection(&m_pSection->section);
+        EnterCriticalSection(&m_section);
         return true;
     }
-    bool entered = TryEnterCriticalSection(&m_pSection->section) != FALSE;
+    bool entered = TryEnterCriticalSection(&m_section) != FALSE;
     for (pyx_uint32 tries = 0; !entered && tries < timeout; ++tries)
     {
         Sleep(1);
-        entered = TryEnterCriticalSection(&m_pSection->section) != FALSE;
+        entered = TryEnterCriticalSection(&m_section) != FALSE;
     }
     return entered;
 }
 
 bool PYXCriticalSection::Unlock()
 {
-    if (!m_pSection)
-    {
-        return false;
-    }
-    LeaveCriticalSection(&m_pSection->section);
+    LeaveCriticalSection(&m_section);
     return true;
 }

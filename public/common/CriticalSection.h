@@ -3,7 +3,7 @@
 #include "common/ThreadSafety.h"
 #include "common/Types.h"
 
-#include <memory>
+#include <windows.h>
 
 /// Time-out of PYXCriticalSection::Lock that waits for ever.
 inline constexpr pyx_uint32 PYX_WAIT_FOREVER = 0xFFFFFFFF;
@@ -23,14 +23,13 @@ public:
     /// section was entered.
     virtual bool Lock(pyx_uint32 timeout) PYX_TRY_ACQUIRE(true);
 
-    /// Leaves the section; false when there is none.
+    /// Leaves the section. Always true.
     virtual bool Unlock() PYX_RELEASE();
 
     virtual ~PYXCriticalSection();
 
 private:
-    struct Section;
-    std::unique_ptr<Section> m_pSection;
+    CRITICAL_SECTION m_section;
 };
 
 /// Holds a lock for a scope. A null lock object is not locked and not unlocked.

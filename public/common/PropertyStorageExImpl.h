@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/HostContract.h"
 #include "common/InterfacePtr.h"
 #include "common/PropertyTable.h"
 
@@ -9,10 +10,9 @@
 ///
 /// `Interface` is what the deriving class publishes; OnPropertyChanged takes the
 /// first slot after it.
-/// Forwards each slot to PYXPropertyTable, which does the work.
-/// Threads: any thread may call any operation. Hooks and observers are called
-/// without the storage's lock, so they may call back; the destination of AddTo and
-/// CopyTo is called with it held.
+/// PYXPropertyTable keeps and checks the values; this calls hooks, observers and destinations.
+/// [any-thread] Hooks and observers are called without the storage's lock, so they may call back; the destination of
+/// AddTo and CopyTo is called with it held.
 /// Lifetime: properties are declared by the owner's constructor only.
 template <class Interface> class PYXPropertyStorageExImpl : public Interface
 {
@@ -21,7 +21,7 @@ public:
     PYXPropertyStorageExImpl(const PYXPropertyStorageExImpl&) = delete;
     PYXPropertyStorageExImpl& operator=(const PYXPropertyStorageExImpl&) = delete;
 
-    /// Answers both property-storage interfaces.
+    /// Offers both property-storage interfaces.
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override
     {
         return PYXQueryInterface<PYXPropertyStorage, PYXPropertyStorageEx>(static_cast<Interface*>(this), id, out);
@@ -30,17 +30,21 @@ public:
     /// Validates, stores and announces a value; an equal value announces nothing.
     /// PYX_NOT_FOUND: never declared. PYX_ACCESS_DENIED: not writable.
     /// PYX_OUT_OF_RANGE, PYX_INVALID_ARG: refused, nothing has changed.
-    PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override
+    PYX_RESULT SetProperty(const wchar_t* name, PYXVariant newValue) override
     {
-        PASS_ON_FAILURE_SILENTLY(PYXPropertyTable::CheckWritable(*this, name));
-        PYXVariantOwner validated;
-        PASS_ON_FAILURE_SILENTLY(this->ValidateProperty(name, value, validated.Out()));
-        bool changed = false;
-        PASS_ON_FAILURE_SILENTLY(m_table.Store(name, &validated, &changed));
-        if (changed)
+        PYXPropertyInfoImpl* pInfo = nullptr;
+        PASS_ON_FAILURE_SILENTLY(m_table.FindWritable(name, &pInfo));
+        PYXVariantOwner value;
+        PASS_ON_FAILURE_SILENTLY(this->ValidateProperty(name, newValue, value.Out()));
+        if (m_table.Exchange(*pInfo, &value))
         {
+            value = {}; // unlocked: Release() may run foreign code
+            pInfo->OnValueChanged();
             this->OnPropertyChanged(name);
-            m_table.NotifyObservers(name);
+            for (PYXPropertyStorageObserver* pObserver : m_table.GetObservers()) // they may register others meanwhile
+            {
+                pObserver->OnPropertyChanged(name);
+            }
         }
         return PYX_OK;
     }
@@ -49,7 +53,7 @@ public:
     /// PYX_OUT_OF_MEMORY: then it is a text kind without a text.
     PYX_RESULT GetProperty(const wchar_t* name, PYXVariant* pValue) override
     {
-        return m_table.GetValue(*this, name, pValue);
+        return m_table.GetValue(name, pValue);
     }
 
     bool HasProperty(const wchar_t* name) override
@@ -76,15 +80,39 @@ public:
 
     /// A value that the destination cannot convert is skipped silently, any
     /// other failure stops. `deep` is accepted and ignored. The destination is
-    /// called with this storage's lock held.
+    /// called with this storage's lock held, so that it gets a consistent snapshot.
     PYX_RESULT AddTo(PYXPropertyStorage* pDest, bool overwrite, [[maybe_unused]] bool deep) override
     {
-        return m_table.AddTo(*this, pDest, overwrite);
+        constexpr const PYXTraceSource& c_traceSource = c_propertyTraceSource;
+        FAIL_IF_NULL_AT(130, pDest);
+        if (pDest == this)
+        {
+            return PYX_OK;
+        }
+        return m_table.ForEach([&](const wchar_t* name, const PYXVariant& value) {
+            if (!overwrite && pDest->HasProperty(name))
+            {
+                return PYX_OK;
+            }
+            const PYX_RESULT result = pDest->SetProperty(name, value);
+            if (result != PYX_INVALID_ARG)
+            {
+                PASS_ON_FAILURE_AT(145, result, L"AddTo() - failed to copy property=%s", name);
+            }
+            return PYX_OK;
+        });
     }
 
     PYX_RESULT CopyTo(PYXPropertyStorage* pDest, bool deep) override
     {
-        return PYXPropertyTable::CopyTo(*this, pDest, deep);
+        constexpr const PYXTraceSource& c_traceSource = c_propertyTraceSource;
+        FAIL_IF_NULL_AT(155, pDest);
+        if (pDest == this)
+        {
+            return PYX_OK;
+        }
+        static_cast<void>(pDest->Clear());
+        return this->AddTo(pDest, true, deep);
     }
 
     void AddObserver(PYXPropertyStorageObserver* pObserver) override
@@ -114,7 +142,7 @@ public:
 
     PYX_RESULT ValidateProperty(const wchar_t* name, PYXVariant value, PYXVariant* pOutValidated) override
     {
-        return PYXPropertyTable::Validate(*this, name, value, pOutValidated);
+        return m_table.Validate(name, value, pOutValidated);
     }
 
     /// Called without a lock after a value was stored, before the observers.

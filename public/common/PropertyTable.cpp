@@ -1,7 +1,5 @@
 #include "common/PropertyTable.h"
 
-#include "common/HostContract.h"
-
 #include <algorithm>
 #include <iterator>
 #include <string_view>
@@ -45,20 +43,18 @@ pyx_size PYXPropertyTable::GetCount() const
     return m_PropertiesInfo.size();
 }
 
-PYX_RESULT PYXPropertyTable::GetValue(PYXPropertyStorageEx& storage, const wchar_t* name, PYXVariant* pValue)
+PYX_RESULT PYXPropertyTable::GetValue(const wchar_t* name, PYXVariant* pValue)
 {
     FAIL_IF_NULL_AT(186, name);
     FAIL_IF_NULL_AT(187, pValue);
-    const PYXPropertyInfo* pParamInfo = nullptr;
-    PASS_ON_FAILURE_SILENTLY(storage.GetPropertyInfo(name, &pParamInfo));
-    if ((pParamInfo->accessType & PYX_PROPERTY_ACCESS_READ) == 0)
-    {
-        return PYX_ACCESS_DENIED;
-    }
     PYXPropertyInfoImpl* const pInfo = Find(name);
     if (!pInfo)
     {
         return PYX_NOT_FOUND;
+    }
+    if ((pInfo->accessType & PYX_PROPERTY_ACCESS_READ) == 0)
+    {
+        return PYX_ACCESS_DENIED;
     }
     PYXLock lock(&m_sync);
     return PYXVariantCopy(pValue, &ValueOf(*pInfo).Get());
@@ -81,25 +77,27 @@ std::wstring PYXPropertyTable::GetText(const wchar_t* name)
 {
     PYXLock lock(&m_sync);
     PYXPropertyInfoImpl* const pInfo = Find(name);
-    const PYXVariant value = pInfo ? ValueOf(*pInfo).Get() : PYXVariant{}; // on loan while the lock is held
+    const PYXVariant value = pInfo ? ValueOf(*pInfo).Get() : PYXVariant{}; // borrowed; valid while locked
     return value.type == PYX_VARIANT_WSTRING && value.wstringValue ? value.wstringValue : L"";
 }
 
-PYX_RESULT PYXPropertyTable::CheckWritable(PYXPropertyStorageEx& storage, const wchar_t* name)
+PYX_RESULT PYXPropertyTable::FindWritable(const wchar_t* name, PYXPropertyInfoImpl** ppInfo) const
 {
     FAIL_IF_NULL_AT(168, name);
-    const PYXPropertyInfo* pParamInfo = nullptr;
-    PASS_ON_FAILURE_SILENTLY(storage.GetPropertyInfo(name, &pParamInfo));
-    return (pParamInfo->accessType & PYX_PROPERTY_ACCESS_WRITE) != 0 ? PYX_OK : PYX_ACCESS_DENIED;
+    *ppInfo = Find(name);
+    if (!*ppInfo)
+    {
+        return PYX_NOT_FOUND;
+    }
+    return ((*ppInfo)->accessType & PYX_PROPERTY_ACCESS_WRITE) != 0 ? PYX_OK : PYX_ACCESS_DENIED;
 }
 
-PYX_RESULT PYXPropertyTable::Validate(PYXPropertyStorageEx& storage, const wchar_t* name, const PYXVariant& value,
-                                      PYXVariant* pOutValidated)
+PYX_RESULT PYXPropertyTable::Validate(const wchar_t* name, const PYXVariant& value, PYXVariant* pOutValidated) const
 {
     FAIL_IF_NULL_AT(273, name);
     FAIL_IF_NULL_AT(274, pOutValidated);
     const PYXPropertyInfo* pParamInfo = nullptr;
-    PASS_ON_FAILURE_AT(279, storage.GetPropertyInfo(name, &pParamInfo), L"Property=%s", name);
+    PASS_ON_FAILURE_AT(279, GetInfo(name, &pParamInfo), L"Property=%s", name);
     PASS_ON_FAILURE_AT(280,
                        CastVariantToPYXProperty(pOutValidated, &value, pParamInfo->type, pParamInfo->contentType,
                                                 pParamInfo->pEnumDescription),
@@ -107,28 +105,16 @@ PYX_RESULT PYXPropertyTable::Validate(PYXPropertyStorageEx& storage, const wchar
     return PYXIsInRange(*pOutValidated, *pParamInfo) ? PYX_OK : PYX_OUT_OF_RANGE;
 }
 
-PYX_RESULT PYXPropertyTable::Store(const wchar_t* name, PYXVariantOwner* pValidated, bool* pChanged)
+bool PYXPropertyTable::Exchange(PYXPropertyInfoImpl& info, PYXVariantOwner* pValue)
 {
-    PYXPropertyInfoImpl* const pInfo = Find(name);
-    if (!pInfo)
+    PYXLock lock(&m_sync);
+    bool equal = false;
+    if (PYXVariantCompare(&ValueOf(info).Get(), &pValue->Get(), &equal) == PYX_OK && equal)
     {
-        return PYX_NOT_FOUND;
+        return false;
     }
-    {
-        PYXLock lock(&m_sync);
-        bool equal = false;
-        *pChanged = PYXVariantCompare(&ValueOf(*pInfo).Get(), &pValidated->Get(), &equal) != PYX_OK || !equal;
-        if (*pChanged)
-        {
-            std::swap(ValueOf(*pInfo), *pValidated);
-        }
-    }
-    if (*pChanged)
-    {
-        PYXVariantClear(pValidated->InOut()); // without the lock: releasing an interface calls a stranger
-        pInfo->OnValueChanged();
-    }
-    return PYX_OK;
+    std::swap(ValueOf(info), *pValue);
+    return true;
 }
 
 void PYXPropertyTable::Reset()
@@ -141,40 +127,6 @@ void PYXPropertyTable::Reset()
         std::swap(*pOld++, ValueOf(*pInfo));
         static_cast<void>(PYXVariantCopy(ValueOf(*pInfo).Out(), &pInfo->defaultValue));
     }
-}
-
-PYX_RESULT PYXPropertyTable::AddTo(PYXPropertyStorage& storage, PYXPropertyStorage* pDest, bool overwrite)
-{
-    FAIL_IF_NULL_AT(130, pDest);
-    if (pDest == &storage)
-    {
-        return PYX_OK;
-    }
-    PYXLock lock(&m_sync); // the destination is called under it, so that it gets one moment's values
-    for (const auto& [name, pInfo] : m_PropertiesInfo)
-    {
-        if (!overwrite && pDest->HasProperty(name.c_str()))
-        {
-            continue;
-        }
-        const PYX_RESULT result = pDest->SetProperty(name.c_str(), ValueOf(*pInfo).Get());
-        if (result != PYX_INVALID_ARG)
-        {
-            PASS_ON_FAILURE_AT(145, result, L"AddTo() - failed to copy property=%s", name.c_str());
-        }
-    }
-    return PYX_OK;
-}
-
-PYX_RESULT PYXPropertyTable::CopyTo(PYXPropertyStorage& storage, PYXPropertyStorage* pDest, bool deep)
-{
-    FAIL_IF_NULL_AT(155, pDest);
-    if (pDest == &storage)
-    {
-        return PYX_OK;
-    }
-    static_cast<void>(pDest->Clear());
-    return storage.AddTo(pDest, true, deep);
 }
 
 void PYXPropertyTable::AddObserver(PYXPropertyStorageObserver* pObserver)
@@ -194,17 +146,10 @@ void PYXPropertyTable::RemoveObserver(PYXPropertyStorageObserver* pObserver)
     std::erase(m_observers, pObserver);
 }
 
-void PYXPropertyTable::NotifyObservers(const wchar_t* name)
+std::vector<PYXPropertyStorageObserver*> PYXPropertyTable::GetObservers()
 {
-    std::vector<PYXPropertyStorageObserver*> observers;
-    {
-        PYXLock lock(&m_observersSync);
-        observers = m_observers; // observers may register others while we call them
-    }
-    for (PYXPropertyStorageObserver* pObserver : observers)
-    {
-        pObserver->OnPropertyChanged(name);
-    }
+    PYXLock lock(&m_observersSync);
+    return m_observers;
 }
 
 PYXPropertyInfoImpl* PYXPropertyTable::Find(const wchar_t* name) const

@@ -10,13 +10,10 @@
 #include <vector>
 
 /// The properties of one object, in name order (16-bit units): descriptions,
-/// current values, observers.
+/// current values, the list of observers.
 ///
-/// `storage` is the object that owns the table; virtual calls go through it.
-/// Threads: any thread may call any operation. m_sync guards the current values,
-/// m_observersSync, always taken second, the observer list. Hooks and observers
-/// are called with neither held, so they may call back; so is an interface value
-/// that is given up. The destination of AddTo is called with m_sync held.
+/// [any-thread] m_sync guards the current values, m_observersSync, always taken
+/// second, the observer list. Nothing here calls hooks, observers or other storages.
 /// Lifetime: owned by its object, whose constructor alone declares.
 class PYXPropertyTable
 {
@@ -35,37 +32,42 @@ public:
     pyx_size GetCount() const;
 
     /// PYX_ACCESS_DENIED: not readable. `*pValue` must be empty.
-    PYX_RESULT GetValue(PYXPropertyStorageEx& storage, const wchar_t* name, PYXVariant* pValue);
+    PYX_RESULT GetValue(const wchar_t* name, PYXVariant* pValue);
     PYX_RESULT GetValueAt(pyx_size index, wchar_t* name, pyx_size nameSize, PYXVariant* pValue);
 
     /// The current value of a wide text, empty for anything else. Takes no task
     /// memory.
     std::wstring GetText(const wchar_t* name);
 
-    /// The three steps of setting a value. May it be set? PYX_ACCESS_DENIED: no.
-    static PYX_RESULT CheckWritable(PYXPropertyStorageEx& storage, const wchar_t* name);
+    /// The three steps of setting a value. PYX_ACCESS_DENIED: not writable.
+    PYX_RESULT FindWritable(const wchar_t* name, PYXPropertyInfoImpl** ppInfo) const;
 
     /// Converts to the declared kind and checks the range.
-    static PYX_RESULT Validate(PYXPropertyStorageEx& storage, const wchar_t* name, const PYXVariant& value,
-                               PYXVariant* pOutValidated);
+    PYX_RESULT Validate(const wchar_t* name, const PYXVariant& value, PYXVariant* pOutValidated) const;
 
-    /// Exchanges the current value with `*pValidated`, releases the old one and
-    /// calls the description's hook. `*pChanged`: the two were not equal.
-    PYX_RESULT Store(const wchar_t* name, PYXVariantOwner* pValidated, bool* pChanged);
+    /// Exchanges the current value with `*pValue`. False, and nothing is exchanged: the two are equal.
+    bool Exchange(PYXPropertyInfoImpl& info, PYXVariantOwner* pValue);
 
     /// Back to the defaults.
     void Reset();
 
-    /// See PYXPropertyStorage. `storage` is the object itself.
-    PYX_RESULT AddTo(PYXPropertyStorage& storage, PYXPropertyStorage* pDest, bool overwrite);
-    static PYX_RESULT CopyTo(PYXPropertyStorage& storage, PYXPropertyStorage* pDest, bool deep);
+    /// Calls `visit(name, value)` with the lock held for each property, as long as it returns PYX_OK; its last result.
+    template <class Visit> PYX_RESULT ForEach(Visit visit)
+    {
+        PYXLock lock(&m_sync);
+        for (const auto& [name, pInfo] : m_PropertiesInfo)
+        {
+            PASS_ON_FAILURE_SILENTLY(visit(name.c_str(), ValueOf(*pInfo).Get()));
+        }
+        return PYX_OK;
+    }
 
     /// Null, and an observer that is registered, is ignored.
     void AddObserver(PYXPropertyStorageObserver* pObserver);
     void RemoveObserver(PYXPropertyStorageObserver* pObserver);
 
-    /// Tells the observers in the order in which they were registered.
-    void NotifyObservers(const wchar_t* name);
+    /// In the order in which they were registered.
+    std::vector<PYXPropertyStorageObserver*> GetObservers();
 
 private:
     /// A property's current value. Every access goes this way, so that the compiler

@@ -4,8 +4,8 @@
 
 #include <atomic>
 
-/// Gives a class that implements one interface its deleting destructor in a
-/// table of its own, because no published table may hold one.
+/// Adds the deleting destructor slot for a class with one interface, in a table of its own: no published table may hold
+/// one.
 class PYXDestructible
 {
 public:
@@ -15,9 +15,8 @@ public:
     virtual ~PYXDestructible() = default;
 };
 
-/// The one count of an object, starting at 0: its creator acquires it before
-/// handing the pointer out.
-/// Threads: any.
+/// The one count of an object, starting at 0: its creator acquires it before handing the pointer out.
+/// [any-thread]
 class PYXReferenceCount
 {
 public:
@@ -27,11 +26,17 @@ public:
         return m_count.fetch_add(1, std::memory_order_relaxed) + 1;
     }
 
-    /// Returns the new count. acq_rel: the thread that reaches 0 sees all earlier
-    /// writes of the others.
-    pyx_uint32 Decrement()
+    /// Returns the new count; at 0 the object is deleted. acq_rel: the thread that reaches 0 sees all earlier writes of
+    /// the others.
+    template <class Object> pyx_uint32 Decrement(Object* pObject)
     {
-        return m_count.fetch_sub(1, std::memory_order_acq_rel) - 1;
+        const pyx_uint32 count = m_count.fetch_sub(1, std::memory_order_acq_rel) - 1;
+        if (count == 0)
+        {
+            Increment(); // code that the destructor calls may acquire and release the object once more
+            delete pObject;
+        }
+        return count;
     }
 
     pyx_uint32 Get() const
@@ -62,12 +67,7 @@ public:
     /// At 0 the object destroys itself.
     pyx_uint32 Release() override
     {
-        const pyx_uint32 count = m_count.Decrement();
-        if (count == 0)
-        {
-            delete this;
-        }
-        return count;
+        return m_count.Decrement(this);
     }
 
     virtual pyx_uint32 GetRefCount()
@@ -83,14 +83,9 @@ private:
 /// one table: every interface's Acquire and Release ends here.
 ///
 /// Table: destructor, Acquire, Release, GetRefCount.
-class PYXRefCounter
+class PYXRefCounter : public PYXDestructible
 {
 public:
-    PYXRefCounter() = default;
-    PYXRefCounter(const PYXRefCounter&) = delete;
-    PYXRefCounter& operator=(const PYXRefCounter&) = delete;
-    virtual ~PYXRefCounter() = default;
-
     virtual pyx_uint32 Acquire()
     {
         return m_count.Increment();
@@ -99,12 +94,7 @@ public:
     /// At 0 the object destroys itself.
     virtual pyx_uint32 Release()
     {
-        const pyx_uint32 count = m_count.Decrement();
-        if (count == 0)
-        {
-            delete this;
-        }
-        return count;
+        return m_count.Decrement(this);
     }
 
     virtual pyx_uint32 GetRefCount()
@@ -131,58 +121,5 @@ public:
     pyx_uint32 Release() override
     {
         return PYXRefCounter::Release();
-    }
-};
-
-/// The operations of a component that belong to the host: `Base` is a
-/// PYXComponentEx, and each answers with its constant.
-template <class Base> class PYXReservedOperations : public Base
-{
-public:
-    using Base::Base;
-
-    PYX_RESULT HostOperation20() override
-    {
-        return PYX_OK;
-    }
-
-    PYX_RESULT HostOperation21() override
-    {
-        return PYX_OK;
-    }
-
-    PYX_RESULT HostOperation22() override
-    {
-        return PYX_NOT_IMPLEMENTED; // data enters through the inputs
-    }
-
-    PYX_RESULT HostOperation23() override
-    {
-        return PYX_NOT_IMPLEMENTED;
-    }
-
-    PYX_RESULT HostOperation25() override
-    {
-        return PYX_OK;
-    }
-
-    PYX_RESULT HostOperation26() override
-    {
-        return PYX_NOT_IMPLEMENTED;
-    }
-
-    PYX_RESULT HostOperation27() override
-    {
-        return PYX_OK;
-    }
-
-    pyx_int32 HostOperation29() override
-    {
-        return 0;
-    }
-
-    PYX_RESULT HostOperation31() override
-    {
-        return PYX_NOT_IMPLEMENTED;
     }
 };

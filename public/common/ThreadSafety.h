@@ -11,13 +11,13 @@
 /// On a member: its lock.
 #define PYX_GUARDED_BY(lock) PYX_THREAD_ATTRIBUTE(guarded_by(lock))
 
-/// On a function: the locks that its caller holds.
-#define PYX_REQUIRES(...) PYX_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
+/// On a function: the lock that its caller holds.
+#define PYX_REQUIRES(lock) PYX_THREAD_ATTRIBUTE(requires_capability(lock))
 
-/// On a function: the locks that it takes, takes when it answers `success`, gives back.
-#define PYX_ACQUIRE(...) PYX_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
-#define PYX_TRY_ACQUIRE(success, ...) PYX_THREAD_ATTRIBUTE(try_acquire_capability(success __VA_OPT__(, ) __VA_ARGS__))
-#define PYX_RELEASE(...) PYX_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
+/// On a function: acquires the lock; acquires its object's own if it returns `success`; releases its object's own.
+#define PYX_ACQUIRE(lock) PYX_THREAD_ATTRIBUTE(acquire_capability(lock))
+#define PYX_TRY_ACQUIRE(success) PYX_THREAD_ATTRIBUTE(try_acquire_capability(success))
+#define PYX_RELEASE() PYX_THREAD_ATTRIBUTE(release_capability())
 
 /// On a class: a lock; the holder of one for a scope.
 #define PYX_CAPABILITY(name) PYX_THREAD_ATTRIBUTE(capability(name))

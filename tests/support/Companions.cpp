@@ -2,6 +2,7 @@
 
 #include "common/PropertyStorageExImpl.h"
 #include "common/RefCounted.h"
+#include "common/ReservedOperations.h"
 #include "host/HostObject.h"
 #include "support/Faults.h"
 #include "support/Packet.h"

@@ -5,6 +5,7 @@
 #include "common/InterfacePtr.h"
 #include "common/PropertyStorageExImpl.h"
 #include "common/RefCounted.h"
+#include "common/ReservedOperations.h"
 #include "common/RuntimeLoader.h"
 #include "common/ThreadSafety.h"
 #include "RingBufferCache.h"
