@@ -21,29 +21,22 @@ bool IsKnown(PYXVariantType type)
     return type <= PYX_VARIANT_FLOAT_VECTOR4D;
 }
 
-/// A compile-time name for the payload members of the two string kinds.
-template <class Char> constexpr auto StringMember()
-{
-    if constexpr (sizeof(Char) == sizeof(char))
-    {
-        return &PYXVariant::stringValue;
-    }
-    else
-    {
-        return &PYXVariant::wstringValue;
-    }
-}
-
-template <class Char> PYX_RESULT AssignText(PYXVariant* pVariant, PYXVariantType type, const Char* text)
+template <class Char>
+PYX_RESULT AssignText(PYXVariant* pVariant, PYXVariantType type, Char* PYXVariant::* member, const Char* text)
 {
     if (!pVariant || !text)
     {
         return PYX_INVALID_POINTER;
     }
-    auto copy = PYXTaskText<Char>::Copy(text, std::char_traits<Char>::length(text));
+    const size_t size = (std::char_traits<Char>::length(text) + 1) * sizeof(Char);
+    auto copy = PYXAllocateText<Char>(size);
+    if (copy)
+    {
+        memcpy(copy.get(), text, size);
+    }
     pVariant->type = type;
-    Char* const assigned = pVariant->*StringMember<Char>() = copy.Detach();
-    return assigned ? PYX_OK : PYX_OUT_OF_MEMORY;
+    pVariant->*member = copy.release();
+    return pVariant->*member ? PYX_OK : PYX_OUT_OF_MEMORY;
 }
 
 template <class Char> bool EqualTexts(const Char* first, const Char* second)
@@ -152,13 +145,13 @@ PYX_RESULT SetFloat(PYXVariant* pDest, float value)
 PYX_RESULT SetWidened(PYXVariant* pDest, const char* text)
 {
     const PYXTaskWString wide = PYXStringToWString(text);
-    return wide.Get() ? PYXVariantAssignWString(pDest, wide.Get()) : PYX_OK;
+    return wide.get() ? PYXVariantAssignWString(pDest, wide.get()) : PYX_OK;
 }
 
 PYX_RESULT SetNarrowed(PYXVariant* pDest, const wchar_t* text)
 {
     const PYXTaskString narrow = PYXWStringToString(text);
-    return narrow.Get() ? PYXVariantAssignString(pDest, narrow.Get()) : PYX_OK;
+    return narrow.get() ? PYXVariantAssignString(pDest, narrow.get()) : PYX_OK;
 }
 
 PYX_RESULT FromEmpty(PYXVariant* pDest, PYXVariantType type)
@@ -341,7 +334,7 @@ PYX_RESULT Convert(PYXVariant* pDest, const PYXVariant& source, PYXVariantType t
                                            : Parse(pDest, source.stringValue, type);
     case PYX_VARIANT_WSTRING:
         return type == PYX_VARIANT_STRING ? SetNarrowed(pDest, source.wstringValue)
-                                          : Parse(pDest, PYXWStringToString(source.wstringValue).Get(), type);
+                                          : Parse(pDest, PYXWStringToString(source.wstringValue).get(), type);
     case PYX_VARIANT_RECT:
     case PYX_VARIANT_SIZE:
     case PYX_VARIANT_POINT:
@@ -403,12 +396,12 @@ void PYXVariantClear(PYXVariant* pVariant)
 
 PYX_RESULT PYXVariantAssignString(PYXVariant* pVariant, const char* text)
 {
-    return AssignText(pVariant, PYX_VARIANT_STRING, text);
+    return AssignText(pVariant, PYX_VARIANT_STRING, &PYXVariant::stringValue, text);
 }
 
 PYX_RESULT PYXVariantAssignWString(PYXVariant* pVariant, const wchar_t* text)
 {
-    return AssignText(pVariant, PYX_VARIANT_WSTRING, text);
+    return AssignText(pVariant, PYX_VARIANT_WSTRING, &PYXVariant::wstringValue, text);
 }
 
 PYX_RESULT PYXVariantCopy(PYXVariant* pDest, const PYXVariant* pSource)

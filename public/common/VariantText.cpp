@@ -5,61 +5,30 @@
 #include <objbase.h>
 
 #include <algorithm>
+#include <bit>
 #include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <span>
 #include <string_view>
 #include <type_traits>
 #include <utility>
 
-template <class Char>
-PYXTaskText<Char>::PYXTaskText(PYXTaskText&& other) noexcept : m_text(std::exchange(other.m_text, nullptr))
+void PYXTaskMemoryCloser::operator()(void* p) const noexcept
 {
+    CoTaskMemFree(p);
 }
 
-template <class Char> PYXTaskText<Char>& PYXTaskText<Char>::operator=(PYXTaskText&& other) noexcept
+template <class Char> PYXTaskText<Char> PYXAllocateText(size_t size)
 {
-    std::swap(m_text, other.m_text);
-    return *this;
+    return PYXTaskText<Char>(static_cast<Char*>(CoTaskMemAlloc(size)));
 }
 
-template <class Char> PYXTaskText<Char>::~PYXTaskText()
-{
-    CoTaskMemFree(m_text);
-}
-
-template <class Char> PYXTaskText<Char> PYXTaskText<Char>::Allocate(size_t count)
-{
-    PYXTaskText result;
-    result.m_text = static_cast<Char*>(CoTaskMemAlloc(count * sizeof(Char)));
-    return result;
-}
-
-template <class Char> PYXTaskText<Char> PYXTaskText<Char>::Copy(const Char* text, size_t length)
-{
-    PYXTaskText result;
-    if (text)
-    {
-        result = Allocate(length + 1);
-    }
-    if (result.m_text)
-    {
-        memcpy(result.m_text, text, length * sizeof(Char));
-        result.m_text[length] = 0;
-    }
-    return result;
-}
-
-template <class Char> Char* PYXTaskText<Char>::Detach()
-{
-    return std::exchange(m_text, nullptr);
-}
-
-template class PYXTaskText<char>;
-template class PYXTaskText<wchar_t>;
+template PYXTaskText<char> PYXAllocateText<char>(size_t);
+template PYXTaskText<wchar_t> PYXAllocateText<wchar_t>(size_t);
 
 namespace
 {
@@ -69,11 +38,11 @@ constexpr std::string_view c_blanks = " \t\n\v\f\r";
 enum class Scanned
 {
     Number,
-    Nothing, // what stands there is no number
-    End,     // nothing but blanks is left
+    Nothing, // the text goes on with something else
+    End,     // only blanks are left
 };
 
-/// The magnitude with its sign. One that does not fit is the largest that does; a sign turns an unsigned one around.
+/// The magnitude with its sign. Saturates; '-' on an unsigned value negates modulo 2^n, as scanf does.
 template <class Number> Number Signed(pyx_uint64 magnitude, bool isNegative)
 {
     constexpr auto largest = static_cast<pyx_uint64>(std::numeric_limits<Number>::max());
@@ -81,14 +50,14 @@ template <class Number> Number Signed(pyx_uint64 magnitude, bool isNegative)
     return static_cast<Number>(isNegative ? 0 - magnitude : magnitude);
 }
 
-/// Whether a second 0x is in front of the digits, which the scanner skips.
+/// scanf's %x accepts another 0x here.
 bool HasHexPrefix(std::string_view text)
 {
     return text.size() > 2 && (text.starts_with("0x") || text.starts_with("0X")) &&
            std::isxdigit(static_cast<unsigned char>(text[2]));
 }
 
-/// Takes a whole number off the text as the C library's scanner does: blanks and a sign in front, then as many digits
+/// Takes a whole number off the text as the C library's scanner does: blanks and a sign, then as many digits
 /// as there are. That scanner itself crashes in some C libraries when there is no memory.
 template <class Number> Scanned ScanNumber(std::string_view* pText, int base, Number* pNumber)
 {
@@ -113,34 +82,35 @@ template <class Number> Scanned ScanNumber(std::string_view* pText, int base, Nu
     return Scanned::Number;
 }
 
-/// Scans numbers with a separator between them, up to the first that is not there. Only a text that begins with no
-/// number fails: hosts rely on partial texts, and on blanks, to convert.
-template <class... Fields> PYX_RESULT ScanList(const char* text, char separator, Fields*... fields)
+/// Scans numbers with a separator between them until one is missing. Only a text that begins with no number fails:
+/// hosts rely on partial texts, and on blanks, to convert.
+template <class Number> PYX_RESULT ScanList(const char* text, char separator, std::span<Number> numbers)
 {
     if (!text || !*text)
     {
         return PYX_INVALID_ARG;
     }
     std::string_view rest(text);
-    bool isFirst = true;
-    PYX_RESULT result = PYX_OK;
-    const auto scan = [&](auto* pField) {
-        if (!std::exchange(isFirst, false))
-        {
-            const bool follows = rest.starts_with(separator);
-            rest.remove_prefix(follows ? 1 : 0);
-            return follows && ScanNumber(&rest, 10, pField) == Scanned::Number;
-        }
-        const Scanned scanned = ScanNumber(&rest, 10, pField);
-        result = scanned == Scanned::Nothing ? PYX_INVALID_ARG : PYX_OK;
-        return scanned == Scanned::Number;
-    };
-    static_cast<void>((scan(fields) && ...));
-    return result;
+    const Scanned first = ScanNumber(&rest, 10, &numbers[0]);
+    bool goesOn = first == Scanned::Number;
+    for (size_t i = 1; goesOn && i < numbers.size() && rest.starts_with(separator); ++i)
+    {
+        rest.remove_prefix(1);
+        goesOn = ScanNumber(&rest, 10, &numbers[i]) == Scanned::Number;
+    }
+    return first == Scanned::Nothing ? PYX_INVALID_ARG : PYX_OK;
 }
 
-/// How many places the first digit of a number that is not 0 stands before the
-/// point; 0 or less behind it. `digits` has no exponent.
+/// A structure of `Count` numbers of one kind.
+template <class Structure, class Number, size_t Count = sizeof(Structure) / sizeof(Number)>
+Structure ScanStructure(const char* text, char separator, PYX_RESULT* pError)
+{
+    std::array<Number, Count> numbers{};
+    *pError = ScanList(text, separator, std::span<Number>(numbers));
+    return std::bit_cast<Structure>(numbers);
+}
+
+/// Position of the first non-zero digit before the decimal point; 0 or less after it. `digits` has no exponent.
 pyx_int64 LeadingPlaces(std::string_view digits)
 {
     const size_t point = std::min(digits.find('.'), digits.size());
@@ -148,8 +118,7 @@ pyx_int64 LeadingPlaces(std::string_view digits)
     return static_cast<pyx_int64>(point) - static_cast<pyx_int64>(first) + (first > point ? 1 : 0);
 }
 
-/// What a scanner reads from a number beyond the range of its kind, `number` being
-/// its digits and exponent: zero when it is too small, infinity when too large.
+/// Result for an out-of-range number, its digits and exponent given: infinity or zero.
 template <class Real> Real OutOfRange(std::string_view number, bool isHexadecimal)
 {
     const size_t mark = std::min(number.find_first_of(isHexadecimal ? "pP" : "eE"), number.size());
@@ -168,8 +137,8 @@ template <class Real> Real OutOfRange(std::string_view number, bool isHexadecima
     return places + exponent > 0 ? std::numeric_limits<Real>::infinity() : Real{};
 }
 
-/// Reads a real number as the scanner of the C locale does: blanks and a sign in
-/// front, hexadecimal behind 0x, whatever follows left alone.
+/// Reads a real number as the scanner of the C locale does: blanks and a sign first, hexadecimal after 0x; what follows
+/// the number is not read.
 template <class Real> PYX_RESULT ScanReal(const char* text, Real* pValue)
 {
     if (!text || !*text)
@@ -186,12 +155,18 @@ template <class Real> PYX_RESULT ScanReal(const char* text, Real* pValue)
     number.remove_prefix(isNegative || number.starts_with('+') ? 1 : 0);
     const bool isHexadecimal = number.starts_with("0x") || number.starts_with("0X");
     number.remove_prefix(isHexadecimal ? 2 : 0);
+    number = number.substr(0, number.find("+-")); // no exponent has two signs, although some C++ libraries read them
     Real value{};
     const auto format = isHexadecimal ? std::chars_format::hex : std::chars_format::general;
     const auto [pEnd, error] = std::from_chars(number.data(), number.data() + number.size(), value, format);
-    if (number.starts_with('-') || error == std::errc::invalid_argument)
+    const bool hasDigits =
+        !number.empty() && (std::isxdigit(static_cast<unsigned char>(number[0])) || number[0] == '.');
+    const bool isCutInfinity =
+        std::isinf(value) && pEnd < number.data() + number.size() && (*pEnd == 'i' || *pEnd == 'I');
+    if (number.starts_with('-') || error == std::errc::invalid_argument || (isHexadecimal && !hasDigits) ||
+        isCutInfinity)
     {
-        return PYX_INVALID_ARG;
+        return PYX_INVALID_ARG; // "infin" is not a short form of "infinity"
     }
     if (error == std::errc::result_out_of_range)
     {
@@ -220,24 +195,14 @@ int Convert(const wchar_t* source, char* dest, int capacity)
 
 template <class To, class From> PYXTaskText<To> ConvertText(const From* text)
 {
-    constexpr int slack = 8;
     if (!text || !*text)
     {
         return {};
     }
     _configthreadlocale(_ENABLE_PER_THREAD_LOCALE);
-    const int needed = Convert(text, static_cast<To*>(nullptr), 0);
-    if (needed == 0)
-    {
-        return {};
-    }
-    const auto buffer = PYXTaskText<To>::Allocate(static_cast<size_t>(needed) + slack + 1);
-    const int converted = buffer.Get() ? Convert(text, buffer.Get(), needed + slack) : 0;
-    if (converted <= 1)
-    {
-        return {};
-    }
-    return PYXTaskText<To>::Copy(buffer.Get(), static_cast<size_t>(converted) - 1);
+    const int length = Convert(text, static_cast<To*>(nullptr), 0); // with the terminator
+    auto converted = PYXAllocateText<To>(static_cast<size_t>(length) * sizeof(To));
+    return converted && Convert(text, converted.get(), length) > 1 ? std::move(converted) : nullptr;
 }
 
 } // namespace
@@ -273,9 +238,7 @@ pyx_int64 PYXParseInt64(const char* text, PYX_RESULT* pError)
         *pError = scanned == Scanned::Nothing ? PYX_INVALID_ARG : PYX_OK;
         return static_cast<pyx_int64>(bits);
     }
-    pyx_int64 value = 0;
-    *pError = ScanList(text, ',', &value);
-    return value;
+    return ScanStructure<pyx_int64, pyx_int64>(text, ',', pError);
 }
 
 double PYXParseDouble(const char* text, PYX_RESULT* pError)
@@ -294,53 +257,36 @@ float PYXParseFloat(const char* text, PYX_RESULT* pError)
 
 PYXRect PYXParseRect(const char* text, PYX_RESULT* pError)
 {
-    PYXRect rect{};
-    *pError = ScanList(text, ',', &rect.left, &rect.top, &rect.right, &rect.bottom);
-    return rect;
+    return ScanStructure<PYXRect, pyx_int32>(text, ',', pError);
 }
 
 PYXSize PYXParseSize(const char* text, PYX_RESULT* pError)
 {
-    PYXSize size{};
     *pError = PYX_INVALID_ARG;
-    if (text && strchr(text, ','))
-    {
-        *pError = ScanList(text, ',', &size.width, &size.height);
-    }
-    else if (text && strchr(text, 'x'))
-    {
-        *pError = ScanList(text, 'x', &size.width, &size.height);
-    }
-    return size;
+    const char separator = text && strchr(text, ',') ? ',' : 'x';
+    return text && strchr(text, separator) ? ScanStructure<PYXSize, pyx_int32>(text, separator, pError) : PYXSize{};
 }
 
 PYXPoint PYXParsePoint(const char* text, PYX_RESULT* pError)
 {
-    PYXPoint point{};
-    *pError = ScanList(text, ',', &point.x, &point.y);
-    return point;
+    return ScanStructure<PYXPoint, pyx_int32>(text, ',', pError);
 }
 
 PYXRate PYXParseRate(const char* text, PYX_RESULT* pError)
 {
-    PYXRate rate{};
-    *pError = ScanList(text, ',', &rate.numerator, &rate.denominator);
-    return rate;
+    return ScanStructure<PYXRate, pyx_uint32>(text, ',', pError);
 }
 
 PYXColor PYXParseColor(const char* text, PYX_RESULT* pError)
 {
-    pyx_uint32 r = 0;
-    pyx_uint32 g = 0;
-    pyx_uint32 b = 0;
-    pyx_uint32 a = 0;
-    *pError = ScanList(text, ',', &r, &g, &b, &a);
+    std::array<pyx_uint32, 4> numbers{};
+    *pError = ScanList(text, ',', std::span<pyx_uint32>(numbers));
     if (*pError != PYX_OK)
     {
         return {0, 0, 0, 255};
     }
-    const auto low = [](pyx_uint32 value) { return static_cast<pyx_uint8>(value & 0xFF); };
-    return {low(r), low(g), low(b), low(a)};
+    const auto low = [&](size_t index) { return static_cast<pyx_uint8>(numbers[index] & 0xFF); };
+    return {low(0), low(1), low(2), low(3)};
 }
 
 const char* PYXFormatInt64(pyx_int64 value, PYXNumberText* pText)

@@ -4,49 +4,30 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <string>
 
-/// Text from task memory, the allocator pair that all modules of the process
-/// share. Owned; null when there is none.
-template <class Char> class PYXTaskText
+struct PYXTaskMemoryCloser
 {
-public:
-    PYXTaskText() = default;
-    PYXTaskText(const PYXTaskText&) = delete;
-    PYXTaskText& operator=(const PYXTaskText&) = delete;
-    PYXTaskText(PYXTaskText&& other) noexcept;
-    PYXTaskText& operator=(PYXTaskText&& other) noexcept;
-    ~PYXTaskText();
-
-    /// An uninitialised buffer of `count` characters; null when memory ran out.
-    static PYXTaskText Allocate(size_t count);
-
-    /// A copy of `length` characters and a terminator; null when `text` is null
-    /// or memory ran out.
-    static PYXTaskText Copy(const Char* text, size_t length);
-
-    Char* Get() const
-    {
-        return m_text;
-    }
-
-    /// Gives the text to the caller, who frees it with CoTaskMemFree.
-    Char* Detach();
-
-private:
-    Char* m_text = nullptr;
+    void operator()(void* p) const noexcept;
 };
 
+/// Text from task memory, the allocator pair that all modules of the process share. Null when there is none.
+template <class Char> using PYXTaskText = std::unique_ptr<Char, PYXTaskMemoryCloser>;
 using PYXTaskString = PYXTaskText<char>;
 using PYXTaskWString = PYXTaskText<wchar_t>;
 
-/// Parsing. `*pError` becomes 0, or PYX_INVALID_ARG when the text is null, empty
-/// or not matched at all. A partial match succeeds and leaves the other fields 0.
+/// An uninitialised text of `size` bytes; null when memory ran out.
+template <class Char> PYXTaskText<Char> PYXAllocateText(size_t size);
+
+/// Parsing. `*pError` becomes PYX_OK, or PYX_INVALID_ARG when the text is null, empty
+/// or begins with no number. A partial match succeeds and leaves the other fields 0; so
+/// does a text of blanks alone, but for a bool.
 
 /// Accepts exactly true, True, TRUE, 1, false, False, FALSE and 0.
 bool PYXParseBool(const char* text, PYX_RESULT* pError);
 
-/// Decimal, or hexadecimal behind a lower-case 0x.
+/// Decimal, or hexadecimal after a lower-case 0x.
 pyx_int64 PYXParseInt64(const char* text, PYX_RESULT* pError);
 
 /// Whatever locale a host sets, the decimal point is a point. "inf", "-inf" and
@@ -80,7 +61,7 @@ std::string PYXFormatRate(const PYXRate& rate);
 std::string PYXFormatColor(const PYXColor& color);
 
 /// UTF-8 to UTF-16 and back, whatever the process's code page. A null or empty
-/// text, or one that cannot be converted, gives null. The calling thread is left
-/// in per-thread locale mode.
+/// text, or one that cannot be converted, gives null. Asks the C library for its
+/// per-thread locale mode, where it has one (mingw-w64's has none).
 PYXTaskWString PYXStringToWString(const char* text);
 PYXTaskString PYXWStringToString(const wchar_t* text);
