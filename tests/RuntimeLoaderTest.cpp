@@ -73,32 +73,25 @@ TEST_F(RuntimeLoaderTest, AHostKeepsTheRuntimeAndItsTraceObject)
     EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), "4");
 }
 
-/// A call and its code; which of the calls by its name fails.
-struct Failure
+TEST_F(RuntimeLoaderTest, AComponentWithoutTheRuntimeWorksWithoutTraces)
 {
-    const char* call;
-    int nth;
-    PYX_RESULT code = static_cast<PYX_RESULT>(9);
-};
-
-class RuntimeFailureTest : public RuntimeLoaderTest, public testing::WithParamInterface<Failure>
-{
-};
-
-INSTANTIATE_TEST_SUITE_P(Calls, RuntimeFailureTest,
-                         testing::Values(Failure{"GetProcAddress", 1}, Failure{"GetProcAddress", 2},
-                                         Failure{"PYXInit", 1}, Failure{"PYXInit", 1, c_noFactory},
-                                         Failure{"PYXQueryVersion", 1}));
-
-TEST_P(RuntimeFailureTest, LeavesAComponentThatWorksWithoutTraces)
-{
-    m_faults.Fail(GetParam().call, GetParam().nth, GetParam().code);
-    Start();
-    EXPECT_EQ(m_faults.failed, GetParam().call);
-    EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), "4");
-    Feed("V1K A1 V2K A2");
-    EXPECT_EQ(Terminate(), PYX_OK);
-    EXPECT_EQ(Written(), "V0 A0 V1 A1 V- A-");
+    constexpr auto code = static_cast<PYX_RESULT>(9);
+    const std::tuple<const char*, int, PYX_RESULT> rows[] = {{"GetProcAddress", 1, code},
+                                                             {"GetProcAddress", 2, code},
+                                                             {"PYXInit", 1, code},
+                                                             {"PYXInit", 1, c_noFactory},
+                                                             {"PYXQueryVersion", 1, code}};
+    for (const auto& [call, nth, result] : rows)
+    {
+        m_faults.Fail(call, nth, result);
+        Start();
+        EXPECT_EQ(m_faults.failed, call);
+        EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), "4");
+        Feed("V1K A1 V2K A2");
+        EXPECT_EQ(Terminate(), PYX_OK);
+        EXPECT_EQ(Written(), "V0 A0 V1 A1 V- A-");
+        Destroy();
+    }
 }
 
 TEST_F(RuntimeLoaderTest, AComponentWithoutMuxerCanBeRead)
