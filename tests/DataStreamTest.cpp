@@ -16,7 +16,6 @@ struct Kind
 {
     const char* name;
     bool isMemory;
-    pyx_uint64 segmentSize; // 0: segments of its own
 };
 
 /// One contract for both kinds of streams.
@@ -29,9 +28,7 @@ protected:
         FaultPlan::Get() = {};
         if (m_isMemory)
         {
-            const pyx_uint64 size = GetParam().segmentSize;
-            m_pStream =
-                std::make_unique<PYXDataStreamMemoryImpl>(size ? std::make_shared<PYXMemorySegments>(size) : nullptr);
+            m_pStream = std::make_unique<PYXDataStreamMemoryImpl>();
         }
         else
         {
@@ -100,9 +97,7 @@ protected:
     std::unique_ptr<PYXDataStreamImpl> m_pStream;
 };
 
-INSTANTIATE_TEST_SUITE_P(Kinds, DataStreamTest,
-                         testing::Values(Kind{"File", false, 0}, Kind{"Memory", true, 0},
-                                         Kind{"MemoryInSmallSegments", true, 2}),
+INSTANTIATE_TEST_SUITE_P(Kinds, DataStreamTest, testing::Values(Kind{"File", false}, Kind{"Memory", true}),
                          [](const auto& kind) { return kind.param.name; });
 
 TEST_P(DataStreamTest, KeepsBytesAndPositions)
