@@ -11,12 +11,6 @@ using Session = std::vector<std::string>;
 
 std::string s_running; // shown when the module crashes
 
-Session Split(const std::string& steps)
-{
-    std::istringstream text(steps);
-    return {std::istream_iterator<std::string>(text), {}};
-}
-
 std::string Join(const Session& session)
 {
     std::string text;
@@ -148,20 +142,22 @@ protected:
 /// everything else.
 Session MakeSession(unsigned seed)
 {
-    static const Session s_video = Split("s s s s s+10000000 s/700 s/0 sK sK sK+10000000");
-    static const Session s_audio = Split("s s s s s s s s s s s/0 s/700");
+    static const Session s_video = Split("s s s s s+10000000 s/700 s/0 sK sK sK+10000000", ' ');
+    static const Session s_audio = Split("s s s s s s s s s s s/0 s/700", ' ');
     static const Session s_properties = Split(
         "Duration=1 Duration=2 Duration=4 Duration=2147483647 Duration=0 Duration=2147483648 Duration=x TempPath=T "
         "TempPath= BufferInRamEnabled=true BufferInRamEnabled=false BufferInRamEnabled=x EnableAudio=true "
         "EnableAudio=false EnableVideo=true EnableVideo=false Path=a.mp4 Path=b.mp4 Nope=1 =1 V.Enabled=false "
-        "V.Enabled=true A.Enabled=false A.Enabled=true V.BitRate=0 V.Enabled=x A.Nope=1 V.=1");
+        "V.Enabled=true A.Enabled=false A.Enabled=true V.BitRate=0 V.Enabled=x A.Nope=1 V.=1",
+        ' ');
     static const Session s_calls = Split("Terminate Terminate Init ReInit Get0 Get1 Get7 V- A- Files Files Files Files "
-                                         "new:VA new:V new:A new:");
-    static const Session s_faults = Split("!Submit !End !Init !SetProperty !Input.SetProperty !Create");
+                                         "new:VA new:V new:A new:",
+                                         ' ');
+    static const Session s_faults = Split("!Submit !End !Init !SetProperty !Input.SetProperty !Create", ' ');
     std::mt19937 random(seed);
     const auto below = [&](size_t count) { return random() % count; };
     const auto pick = [&](const Session& from) { return from[below(from.size())]; };
-    Session session = Split("new:VA EnableAudio=true TempPath=T Duration=4 BufferInRamEnabled=true");
+    Session session = Split("new:VA EnableAudio=true TempPath=T Duration=4 BufferInRamEnabled=true", ' ');
     session.resize(5 - below(2));
     if (below(3) == 0)
     {

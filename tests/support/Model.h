@@ -198,13 +198,12 @@ private:
     int CountFiles() const
     {
         int count = m_hasDirectory ? 0 : c_none;
-        for (const Group& group : m_groups)
+        for (const auto* pGroups : {&m_groups, &m_active})
         {
-            count += group.exist[0] + group.exist[1];
-        }
-        for (const Group& group : m_active)
-        {
-            count += group.exist[0] + group.exist[1];
+            for (const Group& group : *pGroups)
+            {
+                count += group.exist[0] + group.exist[1];
+            }
         }
         return count;
     }
