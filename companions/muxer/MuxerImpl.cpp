@@ -45,13 +45,8 @@ PYXMuxerImpl::~PYXMuxerImpl()
 
 PYX_RESULT PYXMuxerImpl::QueryInterface(const PYXGuid& id, void** out)
 {
-    if (id == PYXInterface::c_id || id == PYXComponent::c_id || id == PYXComponentEx::c_id)
-    {
-        *out = static_cast<PYXComponentEx*>(this);
-        Acquire();
-        return PYX_OK;
-    }
-    return PYXPropertyStorageExImpl<PYXComponentEx>::QueryInterface(id, out);
+    return PYXQueryInterface<PYXInterface, PYXPropertyStorage, PYXPropertyStorageEx, PYXComponent, PYXComponentEx>(
+        static_cast<PYXComponentEx*>(this), id, out);
 }
 
 PYX_RESULT PYXMuxerImpl::ValidateProperty(const wchar_t* name, PYXVariant value, PYXVariant* pOutValidated)

@@ -42,13 +42,8 @@ PYXMuxerInput::PYXMuxerInput(StreamKind kind, std::shared_ptr<MuxSession> spSess
 
 PYX_RESULT PYXMuxerInput::QueryInterface(const PYXGuid& id, void** out)
 {
-    if (id == PYXInput::c_id || id == PYXInterface::c_id)
-    {
-        *out = static_cast<PYXInput*>(this);
-        Acquire();
-        return PYX_OK;
-    }
-    return PYXPropertyStorageExImpl<PYXInput>::QueryInterface(id, out);
+    return PYXQueryInterface<PYXInterface, PYXPropertyStorage, PYXPropertyStorageEx, PYXInput>(
+        static_cast<PYXInput*>(this), id, out);
 }
 
 PYX_RESULT PYXMuxerInput::SubmitInput(PYXData* pData)
