@@ -1,8 +1,9 @@
 #include "replay/Completed.h"
 
-#include "common/Handles.h"
 #include "replay/Text.h"
 
+#include <filesystem>
+#include <fstream>
 #include <mutex>
 
 namespace
@@ -22,14 +23,8 @@ void ListCompletedIn(const std::wstring& listPath)
 void ListCompleted(std::wstring_view path)
 {
     const std::lock_guard lock(g_sync);
-    if (g_listPath.empty())
+    if (!g_listPath.empty())
     {
-        return;
+        std::ofstream(std::filesystem::path(g_listPath), std::ios::binary | std::ios::app) << PathForUser(path) << '\0';
     }
-    const std::string text = PathForUser(path);
-    const auto file = PYXOwn<PYXFileOwner>(CreateFileW(g_listPath.c_str(), FILE_APPEND_DATA,
-                                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                                       OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    DWORD written = 0;
-    WriteFile(file.get(), text.c_str(), static_cast<DWORD>(text.size() + 1), &written, nullptr);
 }

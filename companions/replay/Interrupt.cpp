@@ -1,12 +1,11 @@
 #include "replay/Interrupt.h"
 
-#include "common/Handles.h"
-#include "common/Types.h"
-
 #include <windows.h>
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <utility>
 
 namespace
@@ -39,45 +38,28 @@ void Take(const std::string& request)
 }
 
 /// Takes what was appended to the file since the last call; a line without its
-/// end stays in `*pPartial`. False: the file is gone.
-bool TakeNewLines(const std::wstring& path, pyx_uint64* pOffset, std::string* pPartial)
+/// end is left for the next.
+void TakeNewLines(const std::filesystem::path& path, std::streamoff* pOffset)
 {
-    const auto file = PYXOwn<PYXFileOwner>(CreateFileW(path.c_str(), GENERIC_READ,
-                                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (const DWORD error = GetLastError(); !file)
+    std::ifstream file(path, std::ios::binary);
+    file.seekg(*pOffset);
+    for (std::string line; std::getline(file, line) && !file.eof(); *pOffset = file.tellg())
     {
-        return error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND;
+        Take(line);
     }
-    LARGE_INTEGER offset;
-    offset.QuadPart = static_cast<LONGLONG>(*pOffset);
-    char bytes[256];
-    DWORD size = 0;
-    if (SetFilePointerEx(file.get(), offset, nullptr, FILE_BEGIN) &&
-        ReadFile(file.get(), bytes, sizeof(bytes), &size, nullptr))
-    {
-        *pOffset += size;
-        pPartial->append(bytes, size);
-    }
-    for (std::size_t end = 0; (end = pPartial->find('\n')) != std::string::npos; pPartial->erase(0, end + 1))
-    {
-        Take(pPartial->substr(0, end));
-    }
-    return true;
 }
 
-void Watch(const std::stop_token& token, const std::wstring& path)
+void Watch(const std::stop_token& token, const std::filesystem::path& path)
 {
-    constexpr auto interval = std::chrono::milliseconds(50);
-    pyx_uint64 offset = 0;
-    std::string partial;
-    while (!token.stop_requested() && TakeNewLines(path, &offset, &partial))
+    std::streamoff offset = 0;
+    for (std::error_code unknown; !token.stop_requested(); std::this_thread::sleep_for(std::chrono::milliseconds(50)))
     {
-        std::this_thread::sleep_for(interval);
-    }
-    if (!token.stop_requested())
-    {
-        g_interrupted = true;
+        TakeNewLines(path, &offset);
+        if (!std::filesystem::exists(path, unknown) && !unknown)
+        {
+            g_interrupted = true;
+            return;
+        }
     }
 }
 
