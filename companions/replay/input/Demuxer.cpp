@@ -74,7 +74,7 @@ Outcome Demuxer::Open(const std::wstring& path)
     if (error == AVERROR_INVALIDDATA || (isPipe && error == AVERROR_EOF))
     {
         return {ExitCode::BadInput, forUser + "it is damaged, or of none of the kinds that are read: " +
-                                        (isPipe ? "Matroska, MPEG-TS" : SupportedContainers())};
+                                        (isPipe ? "Matroska, MPEG-TS" : c_containerNames)};
     }
     if (error < 0)
     {

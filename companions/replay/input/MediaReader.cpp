@@ -45,8 +45,9 @@ AVStream* FindStream(const AVFormatContext& file, AVMediaType kind, int number, 
 
 std::string OnlyCodecs(const AVStream& stream)
 {
+    const bool isVideo = stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
     return std::string(avcodec_get_name(stream.codecpar->codec_id)) + "; only " +
-           SupportedCodecs(stream.codecpar->codec_type) + " can be kept";
+           (isVideo ? c_videoCodecNames : c_audioCodecNames) + " can be kept";
 }
 
 /// What of the file no clip has: "subtitles, chapters"; or empty.
@@ -181,7 +182,7 @@ Outcome MediaReader::Begin()
         return {ExitCode::BadInput, m_brokenText};
     }
     m_end = result == ReadResult::End ? result : ReadResult::Packet;
-    if (result != ReadResult::Packet || m_pCodec->frameTypeName == nullptr || !m_parser.Open(Parameters()))
+    if (result != ReadResult::Packet || !m_pCodec->IsVideo() || !m_parser.Open(Parameters()))
     {
         return {};
     }
@@ -316,7 +317,7 @@ ReadResult MediaReader::ReadPacket()
     packet.pts = ToTicks(time, unit);
     packet.duration = isEven ? ToTicks(1, {rate.den, rate.num}) : ToTicks(read.duration, unit);
     packet.key = (read.flags & AV_PKT_FLAG_KEY) != 0;
-    packet.video = m_pCodec->frameTypeName != nullptr;
+    packet.video = m_pCodec->IsVideo();
     packet.hidden = (read.flags & AV_PKT_FLAG_DISCARD) != 0;
     if (packet.video && (packet.key || m_parsesAll))
     {
