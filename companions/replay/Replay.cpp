@@ -7,7 +7,6 @@
 #include "recorder/Reasons.h"
 #include "replay/Completed.h"
 #include "replay/input/Describe.h"
-#include "replay/input/StreamDetails.h"
 #include "replay/Interrupt.h"
 #include "replay/Text.h"
 
