@@ -255,11 +255,8 @@ Outcome Replay::Submit(PYXRecorder* pRecorder, const MediaPacket& packet)
     const std::lock_guard lock(m_sync);
     m_report.in.bytes += packet.Bytes().size();
     ++(packet.video ? m_report.in.videoPackets : m_report.in.audioPackets);
-    if (m_pObserver)
-    {
-        m_pObserver->OnSubmitted({packet.video, packet.key, packet.pts, packet.duration, packet.Bytes().size(), taken,
-                                  look.from, look.bytes});
-    }
+    m_pTimeline->OnSubmitted(
+        {packet.video, packet.key, packet.pts, packet.duration, packet.Bytes().size(), taken, look.from, look.bytes});
     return {};
 }
 
@@ -362,10 +359,7 @@ void Replay::AddClip(const std::wstring& path, const ClipContents& contents, con
 {
     ListCompleted(path);
     m_report.clips.push_back({path, contents, stretch});
-    if (m_pObserver)
-    {
-        m_pObserver->OnSaved(stretch);
-    }
+    m_pTimeline->OnSaved(stretch);
 }
 
 /// A save that waited for its key picture at the end took all that was kept.

@@ -5,7 +5,6 @@
 #include "replay/input/LiveOrder.h"
 #include "replay/Progress.h"
 #include "replay/report/Report.h"
-#include "replay/SessionObserver.h"
 
 #include <atomic>
 #include <memory>
@@ -19,8 +18,8 @@
 class Replay
 {
 public:
-    /// The observer is borrowed and may be null.
-    Replay(const Options& options, SessionObserver* pObserver) : m_options(options), m_pObserver(pObserver)
+    /// Both are borrowed.
+    Replay(const Options& options, Timeline* pTimeline) : m_options(options), m_pTimeline(pTimeline)
     {
     }
 
@@ -62,7 +61,7 @@ private:
     void WarnOfLosses(const LiveOrder& order, pyx_uint64 lateAudio);
 
     const Options& m_options;
-    SessionObserver* const m_pObserver;
+    Timeline* const m_pTimeline;
     MediaInput m_input;
     bool m_hasOrigin = false;     // of the report
     bool m_hasHidden = false;     // pictures that are not shown

@@ -60,7 +60,7 @@ Outcome RunWithPage(const Options& options, Replay* pReplay, const Timeline& tim
     Outcome outcome = pReplay->Run();
     if (!options.report.empty() && pReplay->HasReport())
     {
-        const Outcome written = WriteReportPage(options, pReplay->Result(), outcome, timeline);
+        const Outcome written = WriteReportPage(options, pReplay->Result(), outcome, timeline.Seen());
         outcome = outcome.IsOk() ? written : outcome;
     }
     return outcome;

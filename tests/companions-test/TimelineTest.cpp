@@ -34,7 +34,7 @@ protected:
     std::string Fates() const
     {
         std::string fates;
-        for (const TimelineGroup& group : timeline.Groups())
+        for (const TimelineGroup& group : timeline.Seen().groups)
         {
             fates += "k-wc"[static_cast<std::size_t>(group.fate)];
         }
@@ -55,7 +55,7 @@ TEST_F(TimelineTest, FollowsTheGroupsFromDroppingToTheCut)
     timeline.OnSaved({Ticks(2), Ticks(3.5), Ticks(5)});
     EXPECT_EQ(Fates(), "--wcck");
 
-    const std::deque<TimelineGroup>& groups = timeline.Groups();
+    const std::deque<TimelineGroup>& groups = timeline.Seen().groups;
     EXPECT_EQ(groups[3].cutAt, Ticks(3.5));
     EXPECT_EQ(groups[4].cutAt, Ticks(4)) << "not before the group's own start";
     EXPECT_EQ(groups[4].heldFrom, Ticks(2));
@@ -71,9 +71,9 @@ TEST_F(TimelineTest, AudioBeforeAllGroupsIsInNoneAndLateAudioInItsOwn)
     Group(1, 1);
     Group(2, 1);
     Audio(1.75);
-    EXPECT_EQ(timeline.BytesOutside(), 10U);
-    EXPECT_EQ(timeline.Groups()[0].audioPackets, 4U);
-    EXPECT_EQ(timeline.Groups()[1].audioPackets, 2U);
+    EXPECT_EQ(timeline.Seen().bytesOutside, 10U);
+    EXPECT_EQ(timeline.Seen().groups[0].audioPackets, 4U);
+    EXPECT_EQ(timeline.Seen().groups[1].audioPackets, 2U);
 }
 
 TEST(SubmitTimesTest, RoundsPercentilesUpByAnEighthAndNoMore)

@@ -1,10 +1,18 @@
 #pragma once
 
 #include "replay/Clip.h"
-#include "replay/SessionObserver.h"
+#include "replay/report/Timeline.h"
 
 #include <optional>
 #include <vector>
+
+/// What went into the recorder.
+struct Intake
+{
+    pyx_uint64 videoPackets = 0;
+    pyx_uint64 audioPackets = 0;
+    pyx_uint64 bytes = 0;
+};
 
 /// A clip that was written.
 struct ReportedClip

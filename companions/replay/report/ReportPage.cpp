@@ -11,8 +11,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <vector>
 
 namespace
 {
@@ -59,97 +57,72 @@ std::string UrlOf(const std::filesystem::path& clip, const std::filesystem::path
                             : EncodeForUrl(relative.generic_u8string());
 }
 
-/// The run's numbers as the page reads them: times in seconds from the input's
-/// first picture, costs in microseconds.
-class RunAsJson
+// The page reads times in seconds from the input's first picture, and costs in microseconds.
+
+double Seconds(pyx_int64 ticks)
 {
-public:
-    RunAsJson(const Timeline& timeline, pyx_int64 origin) : m_timeline(timeline), m_origin(origin)
-    {
-    }
+    return static_cast<double>(ticks) / PYX_TICKS_PER_SECOND;
+}
 
-    Json TimelineAsJson(const Options& options) const
+Json TimelineAsJson(const Options& options, const TimelineRecord& timeline, pyx_int64 origin)
+{
+    constexpr const char* fates[] = {"kept", "dropped", "written", "cut"};
+    const auto time = [origin](pyx_int64 pts) { return Seconds(pts - origin); };
+    Json json = {{"duration", options.duration},
+                 {"storage", options.ram ? "memory" : "temporary files"},
+                 {"bytesOutside", timeline.bytesOutside},
+                 {"forgotten", timeline.forgotten},
+                 {"groups", Json::array()},
+                 {"audio", Json::array()},
+                 {"saves", Json::array()}};
+    for (const TimelineGroup& group : timeline.groups)
     {
-        Json json = {{"duration", options.duration},
-                     {"storage", options.ram ? "memory" : "temporary files"},
-                     {"bytesOutside", m_timeline.BytesOutside()},
-                     {"forgotten", m_timeline.Forgotten()},
-                     {"groups", Json::array()},
-                     {"audio", Json::array()},
-                     {"saves", Json::array()}};
-        std::ranges::transform(m_timeline.Groups(), std::back_inserter(json["groups"]),
-                               [this](const TimelineGroup& group) { return GroupAsJson(group); });
-        std::ranges::transform(m_timeline.Audio(), std::back_inserter(json["audio"]), [this](const TimelineSpan& span) {
-            return Json::array({Time(span.start), Time(span.end)});
-        });
-        std::ranges::transform(m_timeline.Saves(), std::back_inserter(json["saves"]),
-                               [this](const TimelineSave& save) { return Time(save.at); });
-        return json;
+        json["groups"].push_back({{"start", time(group.start)},
+                                  {"end", time(group.end)},
+                                  {"pictures", group.pictures},
+                                  {"audioPackets", group.audioPackets},
+                                  {"bytes", group.bytes},
+                                  {"fate", fates[static_cast<std::size_t>(group.fate)]},
+                                  {"clip", group.clip},
+                                  {"cutAt", time(group.cutAt)},
+                                  {"heldFrom", time(group.heldFrom)},
+                                  {"heldBytes", group.heldBytes}});
     }
-
-    Json SubmitAsJson() const
+    for (const TimelineSpan& span : timeline.audio)
     {
-        SubmitTimes all;
-        Json kinds = Json::array({nullptr});
-        for (const auto& [kind, name] :
-             {std::pair(PacketKind::Start, "group starts"), std::pair(PacketKind::Regular, "other video"),
-              std::pair(PacketKind::Audio, "audio")})
-        {
-            all.Add(m_timeline.Times(kind));
-            kinds.push_back(TimesAsJson(m_timeline.Times(kind), name));
-        }
-        kinds.front() = TimesAsJson(all, "all");
-        Json steps = Json::array();
-        for (const auto& [start, calls] : all.Steps())
-        {
-            steps.push_back({{"from", Micros(start)}, {"to", Micros(SubmitTimes::EndOfStep(start))}, {"calls", calls}});
-        }
-        return {{"kinds", kinds}, {"steps", steps}};
+        json["audio"].push_back(Json::array({time(span.start), time(span.end)}));
     }
-
-private:
-    static double Seconds(pyx_int64 ticks)
+    for (const pyx_int64 at : timeline.saves)
     {
-        return static_cast<double>(ticks) / PYX_TICKS_PER_SECOND;
+        json["saves"].push_back(time(at));
     }
+    return json;
+}
 
-    static double Micros(pyx_int64 ticks)
+Json SubmitAsJson(const std::array<SubmitTimes, 3>& times)
+{
+    const auto micros = [](pyx_int64 ticks) { return static_cast<double>(ticks) * 1e6 / PYX_TICKS_PER_SECOND; };
+    Json kinds = Json::array();
+    const auto addKind = [&](const char* name, const SubmitTimes& kind) {
+        kinds.push_back({{"name", name},
+                         {"calls", kind.Count()},
+                         {"p50", micros(kind.Percentile(50))},
+                         {"p99", micros(kind.Percentile(99))},
+                         {"longest", micros(kind.Longest())}});
+    };
+    SubmitTimes all;
+    std::ranges::for_each(times, [&all](const SubmitTimes& kind) { all.Add(kind); });
+    addKind("all", all);
+    addKind("group starts", times[static_cast<std::size_t>(PacketKind::Start)]);
+    addKind("other video", times[static_cast<std::size_t>(PacketKind::Regular)]);
+    addKind("audio", times[static_cast<std::size_t>(PacketKind::Audio)]);
+    Json steps = Json::array();
+    for (const auto& [start, calls] : all.Steps())
     {
-        return static_cast<double>(ticks) * 1e6 / PYX_TICKS_PER_SECOND;
+        steps.push_back({{"from", micros(start)}, {"to", micros(SubmitTimes::EndOfStep(start))}, {"calls", calls}});
     }
-
-    double Time(pyx_int64 pts) const
-    {
-        return Seconds(pts - m_origin);
-    }
-
-    Json GroupAsJson(const TimelineGroup& group) const
-    {
-        constexpr const char* fates[] = {"kept", "dropped", "written", "cut"};
-        return {{"start", Time(group.start)},
-                {"end", Time(group.end)},
-                {"pictures", group.pictures},
-                {"audioPackets", group.audioPackets},
-                {"bytes", group.bytes},
-                {"fate", fates[static_cast<std::size_t>(group.fate)]},
-                {"clip", group.clip},
-                {"cutAt", Time(group.cutAt)},
-                {"heldFrom", Time(group.heldFrom)},
-                {"heldBytes", group.heldBytes}};
-    }
-
-    static Json TimesAsJson(const SubmitTimes& times, const char* name)
-    {
-        return {{"name", name},
-                {"calls", times.Count()},
-                {"p50", Micros(times.Percentile(50))},
-                {"p99", Micros(times.Percentile(99))},
-                {"longest", Micros(times.Longest())}};
-    }
-
-    const Timeline& m_timeline;
-    const pyx_int64 m_origin;
-};
+    return {{"kinds", kinds}, {"steps", steps}};
+}
 
 /// So that no text in it can end the page's element, or start a comment in it.
 std::string AsElementText(const Json& json)
@@ -162,13 +135,12 @@ std::string AsElementText(const Json& json)
     return text;
 }
 
-std::string RunAsText(const Options& options, const Report& report, const Outcome& run, const Timeline& timeline)
+std::string RunAsText(const Options& options, const Report& report, const Outcome& run, const TimelineRecord& timeline)
 {
-    const RunAsJson asJson(timeline, report.origin);
     Json json = {{"summary", Json::parse(ReportAsJson(report, run))},
                  {"input", {{"name", NameOf(options.input)}, {"path", PathForUser(options.input)}}},
-                 {"timeline", asJson.TimelineAsJson(options)},
-                 {"submit", asJson.SubmitAsJson()}};
+                 {"timeline", TimelineAsJson(options, timeline, report.origin)},
+                 {"submit", SubmitAsJson(timeline.times)}};
     for (std::size_t i = 0; i < report.clips.size(); ++i)
     {
         Json& clip = json["summary"]["clips"][i];
@@ -180,7 +152,8 @@ std::string RunAsText(const Options& options, const Report& report, const Outcom
 
 } // namespace
 
-Outcome WriteReportPage(const Options& options, const Report& report, const Outcome& run, const Timeline& timeline)
+Outcome WriteReportPage(const Options& options, const Report& report, const Outcome& run,
+                        const TimelineRecord& timeline)
 {
     const std::string_view page = Template();
     const std::size_t place = page.find(c_placeForRun);

@@ -10,4 +10,5 @@
 /// It is the file report.html, a resource of this program, with the numbers put
 /// in as JSON. CannotWrite: the page could not be written, and a file that had
 /// its name is still there.
-Outcome WriteReportPage(const Options& options, const Report& report, const Outcome& run, const Timeline& timeline);
+Outcome WriteReportPage(const Options& options, const Report& report, const Outcome& run,
+                        const TimelineRecord& timeline);

@@ -1,11 +1,34 @@
 #pragma once
 
-#include "replay/report/SubmitTimes.h"
-#include "replay/SessionObserver.h"
+#include "common/Types.h"
 
 #include <array>
+#include <chrono>
 #include <deque>
+#include <map>
 #include <vector>
+
+/// A packet that the recorder took. Times in ticks.
+struct SubmittedPacket
+{
+    bool video;
+    bool key; ///< of video: it starts a group
+    pyx_int64 pts;
+    pyx_int64 duration;
+    std::size_t bytes;
+    std::chrono::nanoseconds taken; ///< how long the recorder took, as the host felt it
+    // What is kept after it; of a key picture.
+    pyx_int64 heldFrom;   ///< start of the oldest group
+    pyx_uint64 heldBytes; ///< of all groups
+};
+
+/// What a clip was made of.
+struct SavedStretch
+{
+    pyx_int64 from = 0;   ///< start of the first group
+    pyx_int64 to = 0;     ///< end of the clip's last picture; pictures from here on were cut
+    pyx_int64 newest = 0; ///< end of the newest picture submitted
+};
 
 /// What became of a group of pictures.
 enum class GroupFate
@@ -39,11 +62,40 @@ struct TimelineSpan
     pyx_int64 end;
 };
 
-/// A clip: what of the input it covers, and when it was saved.
-struct TimelineSave
+/// How long calls took: a histogram of eight steps per doubling, so that a step
+/// is at most an eighth of its time, and a day of calls takes some kilobytes.
+/// Threads: one at a time.
+class SubmitTimes
 {
-    TimelineSpan covered;
-    pyx_int64 at; ///< end of the newest picture by then
+public:
+    /// A time below zero, which a clock that jumps can yield, counts as none.
+    void Add(pyx_int64 ticks);
+    void Add(const SubmitTimes& other);
+
+    /// Calls that took [start of their step, start of the next step) ticks, by the former; steps without calls are left
+    /// out.
+    const std::map<pyx_int64, pyx_uint64>& Steps() const
+    {
+        return m_steps;
+    }
+
+    static pyx_int64 EndOfStep(pyx_int64 start);
+
+    pyx_uint64 Count() const;
+
+    /// Exact.
+    pyx_int64 Longest() const
+    {
+        return m_longest;
+    }
+
+    /// The time that `percent` of the calls did not exceed, rounded up to its
+    /// step's end. 0 without calls.
+    pyx_int64 Percentile(pyx_uint64 percent) const;
+
+private:
+    std::map<pyx_int64, pyx_uint64> m_steps;
+    pyx_int64 m_longest = 0;
 };
 
 /// The kinds of packets whose costs differ.
@@ -55,49 +107,35 @@ enum class PacketKind
 };
 
 /// One run as its host saw it, for the report page.
+struct TimelineRecord
+{
+    std::deque<TimelineGroup> groups; ///< in time order
+    std::size_t forgotten = 0;        ///< how many groups came before those
+    pyx_uint64 bytesOutside = 0;      ///< of packets that fell into no group
+    std::vector<pyx_int64> saves;     ///< of each clip the end of the newest picture when it was saved
+    /// Where there is audio. Gaps of less than 10 ms, which is less than half a packet, are left out.
+    std::vector<TimelineSpan> audio;
+    std::array<SubmitTimes, 3> times; ///< by PacketKind
+};
+
+/// Watches a run: each packet, and what became of it.
 ///
 /// Of a long run it keeps the last c_mostGroups groups: some hundred bytes each.
 /// Threads: one at a time.
-class Timeline : public SessionObserver
+class Timeline
 {
 public:
     static constexpr std::size_t c_mostGroups = 20'000;
 
-    void OnSubmitted(const SubmittedPacket& packet) override;
-    void OnSaved(const SavedStretch& stretch) override;
+    /// Called after each packet.
+    void OnSubmitted(const SubmittedPacket& packet);
 
-    /// In time order.
-    const std::deque<TimelineGroup>& Groups() const
-    {
-        return m_groups;
-    }
+    /// Called for each clip, between packets.
+    void OnSaved(const SavedStretch& stretch);
 
-    /// How many groups came before those of Groups().
-    std::size_t Forgotten() const
+    const TimelineRecord& Seen() const
     {
-        return m_forgotten;
-    }
-
-    const std::vector<TimelineSave>& Saves() const
-    {
-        return m_saves;
-    }
-
-    /// Where there is audio. Gaps of less than 10 ms, which is less than half a packet, are left out.
-    const std::vector<TimelineSpan>& Audio() const
-    {
-        return m_audio;
-    }
-
-    const SubmitTimes& Times(PacketKind kind) const
-    {
-        return m_times[static_cast<std::size_t>(kind)];
-    }
-
-    /// Bytes of packets that fell into no group.
-    pyx_uint64 BytesOutside() const
-    {
-        return m_bytesOutside;
+        return m_seen;
     }
 
 private:
@@ -105,11 +143,6 @@ private:
     void AddAudio(const SubmittedPacket& packet);
     void AddToAudioLane(const TimelineSpan& span);
 
-    std::deque<TimelineGroup> m_groups;
-    std::size_t m_forgotten = 0;
-    pyx_uint64 m_bytesOutside = 0;
+    TimelineRecord m_seen;
     std::vector<SubmittedPacket> m_waitingAudio; // came before the first group
-    std::vector<TimelineSave> m_saves;
-    std::vector<TimelineSpan> m_audio;
-    std::array<SubmitTimes, 3> m_times; // by PacketKind
 };
