@@ -48,15 +48,10 @@ void MuxSession::Stream::Reset()
     *this = std::move(fresh);
 }
 
-void MuxSession::SetPath(const std::wstring& path)
+void MuxSession::SetNext(const std::wstring& path, const FileDetails& details)
 {
     PYXLock lock(&m_sync);
     m_path = path;
-}
-
-void MuxSession::SetDetails(const FileDetails& details)
-{
-    PYXLock lock(&m_sync);
     m_details = details;
 }
 

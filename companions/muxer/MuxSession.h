@@ -44,11 +44,8 @@ enum class StreamKind
 class MuxSession
 {
 public:
-    /// Names the file that the next session writes.
-    void SetPath(const std::wstring& path);
-
-    /// What the next session's file says of itself.
-    void SetDetails(const FileDetails& details);
+    /// The file that the next session writes, and what it says of itself.
+    void SetNext(const std::wstring& path, const FileDetails& details);
 
     /// Offers or withdraws an input. It is borrowed: its owner withdraws it
     /// before it ends.

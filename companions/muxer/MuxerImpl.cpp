@@ -102,33 +102,16 @@ PYX_RESULT PYXMuxerImpl::GetInput(pyx_int32 index, PYXInput** ppInput)
     return PYX_OK;
 }
 
-void PYXMuxerImpl::OnPropertyChanged(const wchar_t* name)
+void PYXMuxerImpl::OnPropertyChanged(const wchar_t*)
 {
-    if (wcscmp(name, PYX_PROPERTY_PATH) == 0)
-    {
-        m_spSession->SetPath(ReadText(PYX_PROPERTY_PATH));
-    }
-    else if (wcscmp(name, PYX_PROPERTY_ENABLE_VIDEO) == 0)
-    {
-        UpdateInput(StreamKind::Video, PYX_PROPERTY_ENABLE_VIDEO);
-    }
-    else if (wcscmp(name, PYX_PROPERTY_ENABLE_AUDIO) == 0)
-    {
-        UpdateInput(StreamKind::Audio, PYX_PROPERTY_ENABLE_AUDIO);
-    }
-    else
-    {
-        UpdateDetails();
-    }
-}
-
-void PYXMuxerImpl::UpdateDetails()
-{
+    PYXLock lock(&m_sync); // so that of two changes at once the later one's values stay
     FileDetails details;
     details.creationTime = PYXReadPropertyOr(this, PYX_PROPERTY_CREATION_TIME, details.creationTime);
     details.fastStart = PYXReadPropertyOr(this, PYX_PROPERTY_FAST_START, details.fastStart);
     details.title = PYXReadPropertyOr(this, PYX_PROPERTY_TITLE, details.title);
-    m_spSession->SetDetails(details);
+    m_spSession->SetNext(ReadText(PYX_PROPERTY_PATH), details);
+    UpdateInput(StreamKind::Video, PYX_PROPERTY_ENABLE_VIDEO);
+    UpdateInput(StreamKind::Audio, PYX_PROPERTY_ENABLE_AUDIO);
 }
 
 /// Creates or removes an input as its switch says.

@@ -50,11 +50,11 @@ public:
     pyx_int32 GetInputCount() override;
     PYX_RESULT GetInput(pyx_int32 index, PYXInput** ppInput) override;
 
+    /// Takes all properties over, whichever has changed.
     void OnPropertyChanged(const wchar_t* name) override;
 
 private:
     ~PYXMuxerImpl() override;
-    void UpdateDetails();
     void UpdateInput(StreamKind kind, const wchar_t* switchName);
 
     const PYXRuntimeReference m_runtime; // first, so that everything here can trace until its end
