@@ -1,6 +1,7 @@
 #include "media/FFmpeg.h"
 
 #include <algorithm>
+#include <climits>
 
 int OpenMediaFile(const std::string& path, AVIOContext* pPipe, FFmpegPtr<AVFormatContext>* ppFile)
 {
@@ -21,6 +22,16 @@ int OpenMediaFile(const std::string& path, AVIOContext* pPipe, FFmpegPtr<AVForma
     }
     *ppFile = std::move(file);
     return 0;
+}
+
+AVRational ToRational(const PYXRate& rate)
+{
+    AVRational result{0, 1};
+    if (rate.numerator > 0 && rate.denominator > 0)
+    {
+        av_reduce(&result.num, &result.den, rate.numerator, rate.denominator, INT_MAX);
+    }
+    return result;
 }
 
 std::string FFmpegErrorText(int code)

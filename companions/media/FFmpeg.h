@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/Types.h"
+#include "common/Variant.h"
 
 extern "C"
 {
@@ -48,6 +48,9 @@ inline constexpr AVRational c_ticks{1, static_cast<int>(PYX_TICKS_PER_SECOND)};
 /// null) is read instead of a file. On failure `*ppFile` is null and FFmpeg's
 /// error code (negative) is returned. Times that jump far back stay as they are.
 int OpenMediaFile(const std::string& path, AVIOContext* pPipe, FFmpegPtr<AVFormatContext>* ppFile);
+
+/// A rate in the lowest terms that fit; 0/1 when it is none.
+AVRational ToRational(const PYXRate& rate);
 
 /// FFmpeg's text for an error code.
 std::string FFmpegErrorText(int code);

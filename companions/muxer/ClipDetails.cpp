@@ -13,7 +13,6 @@ extern "C"
 #include <libavutil/mastering_display_metadata.h>
 }
 
-#include <climits>
 #include <string>
 
 namespace
@@ -30,7 +29,7 @@ constexpr PYXVariant c_none{};
 constexpr pyx_uint32 c_access = PYX_PROPERTY_ACCESS_READ_WRITE;
 
 // clang-format off
-const PYXPropertyDeclaration c_videoDetails[] = {
+const PYXPropertyDeclaration c_videoDetails[] = { // the first two are those of audio too
     //                                  display name        kind                 default                       minimum    maximum                  access
     {PYX_PROPERTY_LANGUAGE,             L"Language",        PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""), c_none,    c_none,                  c_access},
     {PYX_PROPERTY_DEFAULT_STREAM,       L"Default stream",  PYX_VARIANT_BOOL,    PYXVariantFromBool(true),     c_none,    c_none,                  c_access},
@@ -44,11 +43,6 @@ const PYXPropertyDeclaration c_videoDetails[] = {
     {PYX_PROPERTY_VIDEO_COLOR_TRANSFER, L"Color transfer",  PYX_VARIANT_INT64,   Number(2),                    Number(0), Number(AVCOL_TRC_NB - 1), c_access},
     {PYX_PROPERTY_VIDEO_COLOR_MATRIX,   L"Color matrix",    PYX_VARIANT_INT64,   Number(2),                    Number(0), Number(AVCOL_SPC_NB - 1), c_access},
 };
-
-const PYXPropertyDeclaration c_audioDetails[] = {
-    {PYX_PROPERTY_LANGUAGE,             L"Language",        PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""), c_none,    c_none,                  c_access},
-    {PYX_PROPERTY_DEFAULT_STREAM,       L"Default stream",  PYX_VARIANT_BOOL,    PYXVariantFromBool(true),     c_none,    c_none,                  c_access},
-};
 // clang-format on
 
 int ReadNumber(PYXPropertyStorage* pInput, const wchar_t* name)
@@ -59,17 +53,6 @@ int ReadNumber(PYXPropertyStorage* pInput, const wchar_t* name)
 bool ReadSwitch(PYXPropertyStorage* pInput, const wchar_t* name)
 {
     return PYXReadPropertyOr(pInput, name, false);
-}
-
-AVRational ReadPixelAspect(PYXPropertyStorage* pInput)
-{
-    const PYXRate aspect = PYXReadPropertyOr(pInput, PYX_PROPERTY_VIDEO_PIXEL_ASPECT, PYXRate{});
-    AVRational result{0, 1};
-    if (aspect.numerator > 0 && aspect.denominator > 0)
-    {
-        av_reduce(&result.num, &result.den, aspect.numerator, aspect.denominator, INT_MAX);
-    }
-    return result;
 }
 
 struct SideDataRow
@@ -88,9 +71,8 @@ PYX_RESULT SetSideData(PYXPropertyStorage* pInput, const SideDataRow& row, AVStr
 {
     PYXVariantOwner value;
     PASS_ON_FAILURE(pInput->GetProperty(row.name, value.Out()), L"the stream's %s cannot be read", row.name);
-    const bool isGiven = value.Get().type == PYX_VARIANT_INTERFACE && value.Get().interfaceValue;
-    const auto spBuffer = isGiven ? PYXInterfacePtr<PYXInterface>(value.Get().interfaceValue).Query<PYXBuffer>()
-                                  : PYXInterfacePtr<PYXBuffer>();
+    const bool isGiven = value.Get().type == PYX_VARIANT_INTERFACE;
+    const auto spBuffer = PYXQuery<PYXBuffer>(isGiven ? value.Get().interfaceValue : nullptr);
     if (!spBuffer || spBuffer->GetSize() != row.size)
     {
         return PYX_OK;
@@ -100,22 +82,10 @@ PYX_RESULT SetSideData(PYXPropertyStorage* pInput, const SideDataRow& row, AVStr
     return PYX_OK;
 }
 
-PYX_RESULT SetCommonDetails(PYXPropertyStorage* pInput, AVStream* pStream)
-{
-    const std::wstring language = PYXReadPropertyOr(pInput, PYX_PROPERTY_LANGUAGE, std::wstring());
-    if (!language.empty())
-    {
-        const int error = av_dict_set(&pStream->metadata, "language", ToUtf8(language).c_str(), 0);
-        FAIL_IF_NOT(error >= 0, PYX_OUT_OF_MEMORY, L"no memory for a stream's language");
-    }
-    pStream->disposition = ReadSwitch(pInput, PYX_PROPERTY_DEFAULT_STREAM) ? AV_DISPOSITION_DEFAULT : 0;
-    return PYX_OK;
-}
-
 } // namespace
 
 const std::span<const PYXPropertyDeclaration> VIDEO_DETAIL_PROPERTIES{c_videoDetails};
-const std::span<const PYXPropertyDeclaration> AUDIO_DETAIL_PROPERTIES{c_audioDetails};
+const std::span<const PYXPropertyDeclaration> AUDIO_DETAIL_PROPERTIES{VIDEO_DETAIL_PROPERTIES.first(2)};
 
 PYX_RESULT SetVideoDetails(PYXPropertyStorage* pInput, AVStream* pStream)
 {
@@ -125,7 +95,7 @@ PYX_RESULT SetVideoDetails(PYXPropertyStorage* pInput, AVStream* pStream)
     parameters.color_trc =
         static_cast<AVColorTransferCharacteristic>(ReadNumber(pInput, PYX_PROPERTY_VIDEO_COLOR_TRANSFER));
     parameters.color_space = static_cast<AVColorSpace>(ReadNumber(pInput, PYX_PROPERTY_VIDEO_COLOR_MATRIX));
-    parameters.sample_aspect_ratio = ReadPixelAspect(pInput);
+    parameters.sample_aspect_ratio = ToRational(PYXReadPropertyOr(pInput, PYX_PROPERTY_VIDEO_PIXEL_ASPECT, PYXRate{}));
     pStream->sample_aspect_ratio = parameters.sample_aspect_ratio;
     const Orientation orientation{ReadNumber(pInput, PYX_PROPERTY_VIDEO_ROTATION),
                                   ReadSwitch(pInput, PYX_PROPERTY_VIDEO_MIRRORED)};
@@ -134,10 +104,17 @@ PYX_RESULT SetVideoDetails(PYXPropertyStorage* pInput, AVStream* pStream)
         PASS_ON_FAILURE_SILENTLY(SetSideData(pInput, row, pStream));
     }
     FAIL_IF_NOT(SetOrientation(pStream, orientation), PYX_OUT_OF_MEMORY, L"no memory for the video's orientation");
-    return SetCommonDetails(pInput, pStream);
+    return SetAudioDetails(pInput, pStream);
 }
 
 PYX_RESULT SetAudioDetails(PYXPropertyStorage* pInput, AVStream* pStream)
 {
-    return SetCommonDetails(pInput, pStream);
+    const std::wstring language = PYXReadPropertyOr(pInput, PYX_PROPERTY_LANGUAGE, std::wstring());
+    if (!language.empty())
+    {
+        const int error = av_dict_set(&pStream->metadata, "language", ToUtf8(language).c_str(), 0);
+        FAIL_IF_NOT(error >= 0, PYX_OUT_OF_MEMORY, L"no memory for a stream's language");
+    }
+    pStream->disposition = ReadSwitch(pInput, PYX_PROPERTY_DEFAULT_STREAM) ? AV_DISPOSITION_DEFAULT : 0;
+    return PYX_OK;
 }

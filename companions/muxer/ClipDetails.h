@@ -11,6 +11,7 @@
 extern const std::span<const PYXPropertyDeclaration> VIDEO_DETAIL_PROPERTIES;
 extern const std::span<const PYXPropertyDeclaration> AUDIO_DETAIL_PROPERTIES;
 
-/// Writes an input's details into its stream. PYX_OUT_OF_MEMORY is traced.
+/// Writes an input's details into its stream; those of audio are a part of the
+/// video's. PYX_OUT_OF_MEMORY is traced.
 PYX_RESULT SetVideoDetails(PYXPropertyStorage* pInput, AVStream* pStream);
 PYX_RESULT SetAudioDetails(PYXPropertyStorage* pInput, AVStream* pStream);

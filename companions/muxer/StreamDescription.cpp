@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <iterator>
 #include <span>
 #include <string_view>
 
@@ -45,30 +46,6 @@ constexpr AudioCodecRow c_audioCodecsWithExtraData[] = {
     {AV_CODEC_ID_AAC, 1024}, {AV_CODEC_ID_OPUS, 960},  {AV_CODEC_ID_VORBIS, 0},
     {AV_CODEC_ID_FLAC, 0},   {AV_CODEC_ID_ALAC, 4096},
 };
-
-AVCodecID FindVideoCodec(pyx_int64 number)
-{
-    for (const VideoCodecRow& row : c_videoCodecs)
-    {
-        if (row.number == number)
-        {
-            return row.codec;
-        }
-    }
-    return AV_CODEC_ID_NONE;
-}
-
-const AudioCodecRow* FindAudioCodecWithExtraData(AVCodecID codec)
-{
-    for (const AudioCodecRow& row : c_audioCodecsWithExtraData)
-    {
-        if (row.codec == codec)
-        {
-            return &row;
-        }
-    }
-    return nullptr;
-}
 
 std::wstring GetName(AVCodecID codec)
 {
@@ -131,7 +108,7 @@ PYX_RESULT ReadExtraData(PYXPropertyStorage* pInput, AVCodecParameters* pParamet
     {
         return PYX_OK;
     }
-    const auto spBuffer = PYXInterfacePtr<PYXInterface>(value.Get().interfaceValue).Query<PYXBuffer>();
+    const auto spBuffer = PYXQuery<PYXBuffer>(value.Get().interfaceValue);
     FAIL_IF_NOT(spBuffer, PYX_INVALID_ARG, L"the stream's ExtraData is not a buffer");
     const auto* pNative = static_cast<const pyx_uint8*>(spBuffer->GetNative());
     const std::size_t size = pNative ? spBuffer->GetSize() : 0;
@@ -235,11 +212,7 @@ AVRational ChooseClock(AVRational rate)
 
 void SetFrameRate(const PYXRate& rate, AVStream* pStream)
 {
-    AVRational frameRate{0, 1};
-    if (rate.numerator > 0 && rate.denominator > 0)
-    {
-        av_reduce(&frameRate.num, &frameRate.den, rate.numerator, rate.denominator, INT_MAX);
-    }
+    const AVRational frameRate = ToRational(rate);
     pStream->avg_frame_rate = frameRate;
     pStream->r_frame_rate = frameRate;
     pStream->time_base = ChooseClock(frameRate);
@@ -266,13 +239,14 @@ void SetChannels(int channels, int layout, AVCodecParameters* pParameters)
 
 PYX_RESULT SetAudioExtraData(PYXPropertyStorage* pInput, AVCodecParameters* pParameters)
 {
-    const AudioCodecRow* pRow = FindAudioCodecWithExtraData(pParameters->codec_id);
-    if (pRow && pParameters->frame_size == 0)
+    const auto* pRow = std::ranges::find(c_audioCodecsWithExtraData, pParameters->codec_id, &AudioCodecRow::codec);
+    const bool needsExtraData = pRow != std::end(c_audioCodecsWithExtraData);
+    if (needsExtraData && pParameters->frame_size == 0)
     {
         pParameters->frame_size = pRow->frameSize;
     }
     PASS_ON_FAILURE_SILENTLY(ReadExtraData(pInput, pParameters));
-    FAIL_IF_NOT(!pRow || pParameters->extradata_size > 0, PYX_NOT_INITIALIZED,
+    FAIL_IF_NOT(!needsExtraData || pParameters->extradata_size > 0, PYX_NOT_INITIALIZED,
                 L"the audio stream has no description: %s needs ExtraData", GetName(pParameters->codec_id).c_str());
     return PYX_OK;
 }
@@ -293,9 +267,10 @@ PYX_RESULT DescribeVideo(PYXPropertyStorage* pInput, const AVPacket& first, cons
     PASS_ON_FAILURE(PYXReadProperty(pInput, PYX_PROPERTY_VIDEO_FRAME_RATE, &rate), L"the video's rate cannot be read");
 
     pParameters->codec_type = AVMEDIA_TYPE_VIDEO;
-    pParameters->codec_id = FindVideoCodec(number);
-    FAIL_IF_NOT(pParameters->codec_id != AV_CODEC_ID_NONE, PYX_INVALID_ARG,
+    const auto* pRow = std::ranges::find(c_videoCodecs, number, &VideoCodecRow::number);
+    FAIL_IF_NOT(pRow != std::end(c_videoCodecs), PYX_INVALID_ARG,
                 L"video with CodecID %d cannot be written: only H.264, HEVC and AV1", number);
+    pParameters->codec_id = pRow->codec;
     PASS_ON_FAILURE_SILENTLY(CheckContainer(pParameters->codec_id, format));
     pParameters->bit_rate = bitRate;
     pParameters->width = size.width;
