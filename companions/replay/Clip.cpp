@@ -15,36 +15,6 @@ Outcome NotPlayable(const std::wstring& path, const std::string& why)
     return {ExitCode::Failed, "the clip " + PathForUser(path) + " is not playable: " + why};
 }
 
-/// Adds up packets, and the time that the pictures cover.
-class Count
-{
-public:
-    explicit Count(ClipContents* pContents) : m_pContents(pContents)
-    {
-    }
-
-    void Add(const AVPacket& packet, const AVStream& stream)
-    {
-        m_pContents->bytes += static_cast<pyx_uint64>(packet.size);
-        if (stream.codecpar->codec_type != AVMEDIA_TYPE_VIDEO)
-        {
-            ++m_pContents->audioPackets;
-            return;
-        }
-        ++m_pContents->videoPackets;
-        m_pContents->groups += (packet.flags & AV_PKT_FLAG_KEY) != 0 ? 1 : 0;
-        const bool isShown = (packet.flags & AV_PKT_FLAG_DISCARD) == 0;
-        m_start = isShown ? std::min(m_start, ToTicks(packet.pts, stream.time_base)) : m_start;
-        m_end = std::max(m_end, ToTicks(packet.pts + packet.duration, stream.time_base));
-        m_pContents->seconds = static_cast<double>(m_end - m_start) / PYX_TICKS_PER_SECOND;
-    }
-
-private:
-    ClipContents* m_pContents;
-    pyx_int64 m_start = INT64_MAX;
-    pyx_int64 m_end = INT64_MIN;
-};
-
 } // namespace
 
 Outcome CheckWritable(const std::wstring& path)
@@ -71,13 +41,23 @@ Outcome ReadClip(const std::wstring& path, ClipContents* pContents)
     {
         return NotPlayable(path, FFmpegErrorText(error));
     }
-    Count count(pContents);
-    const FFmpegPtr<AVPacket> pPacket(av_packet_alloc());
+    const PacketPtr pPacket(av_packet_alloc());
+    pyx_int64 start = INT64_MAX; // of the first picture shown
+    pyx_int64 end = INT64_MIN;
     int error = 0;
-    while ((error = av_read_frame(pFile.get(), pPacket.get())) >= 0)
+    for (; (error = av_read_frame(pFile.get(), pPacket.get())) >= 0; av_packet_unref(pPacket.get()))
     {
-        count.Add(*pPacket, *pFile->streams[pPacket->stream_index]);
-        av_packet_unref(pPacket.get());
+        const AVStream& stream = *pFile->streams[pPacket->stream_index];
+        const bool isVideo = stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+        pContents->bytes += static_cast<pyx_uint64>(pPacket->size);
+        ++(isVideo ? pContents->videoPackets : pContents->audioPackets);
+        if (isVideo)
+        {
+            pContents->groups += (pPacket->flags & AV_PKT_FLAG_KEY) != 0 ? 1 : 0;
+            const bool isShown = (pPacket->flags & AV_PKT_FLAG_DISCARD) == 0;
+            start = isShown ? std::min(start, ToTicks(pPacket->pts, stream.time_base)) : start;
+            end = std::max(end, ToTicks(pPacket->pts + pPacket->duration, stream.time_base));
+        }
     }
     if (error != AVERROR_EOF)
     {
@@ -87,5 +67,6 @@ Outcome ReadClip(const std::wstring& path, ClipContents* pContents)
     {
         return NotPlayable(path, "it has no key picture");
     }
+    pContents->seconds = static_cast<double>(end - start) / PYX_TICKS_PER_SECOND;
     return {};
 }
