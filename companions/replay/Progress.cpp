@@ -11,7 +11,7 @@ namespace
 
 constexpr std::size_t c_longestBar = 30;
 constexpr auto c_barInterval = std::chrono::milliseconds(100);
-constexpr auto c_plainInterval = std::chrono::seconds(10);
+constexpr std::chrono::milliseconds c_plainInterval(10'000);
 constexpr int c_plainPercent = 25;
 
 /// Of the terminal, as script/replay says.
@@ -35,11 +35,9 @@ std::string Bar(int percent, std::size_t line)
 } // namespace
 
 Progress::Progress(ProgressStyle style, pyx_int64 total)
-    : m_style(style), m_total(total),
-      m_next(Clock::now() +
-             (style == ProgressStyle::Plain ? Clock::duration(c_plainInterval) : Clock::duration::zero())),
-      m_nextPercent(total > 0 ? c_plainPercent : 101)
+    : m_style(style), m_total(total), m_next(Clock::now()), m_nextPercent(c_plainPercent)
 {
+    m_next += style == ProgressStyle::Plain ? c_plainInterval : std::chrono::milliseconds(0);
 }
 
 Progress::~Progress()
@@ -83,24 +81,13 @@ void Progress::Clear()
 bool Progress::IsDue(int percent)
 {
     const Clock::time_point now = Clock::now();
-    if (m_style == ProgressStyle::Bar)
-    {
-        if (now < m_next)
-        {
-            return false;
-        }
-        m_next = now + c_barInterval;
-        return true;
-    }
-    if (now < m_next && percent < m_nextPercent)
+    const bool isBar = m_style == ProgressStyle::Bar;
+    if (now < m_next && (isBar || percent < m_nextPercent))
     {
         return false;
     }
-    m_next = now + c_plainInterval;
-    while (m_nextPercent <= percent)
-    {
-        m_nextPercent += c_plainPercent;
-    }
+    m_next = now + (isBar ? c_barInterval : c_plainInterval);
+    m_nextPercent = percent - percent % c_plainPercent + c_plainPercent;
     return true;
 }
 
