@@ -49,17 +49,8 @@ void HostBuffer::operator delete(void* p) noexcept
 
 PYX_RESULT HostBuffer::QueryInterface(const PYXGuid& id, void** out)
 {
-    if (!out)
-    {
-        return PYX_INVALID_POINTER;
-    }
-    if (id == PYXBuffer::c_id || id == PYXData::c_id || id == PYXPropertyStorage::c_id || id == PYXInterface::c_id)
-    {
-        *out = static_cast<PYXBuffer*>(this);
-        Acquire();
-        return PYX_OK;
-    }
-    return PYX_NO_INTERFACE;
+    return PYXQueryInterface<PYXInterface, PYXPropertyStorage, PYXData, PYXBuffer>(static_cast<PYXBuffer*>(this), id,
+                                                                                   out);
 }
 
 HostBuffer::Property* HostBuffer::Find(const wchar_t* name)

@@ -11,17 +11,7 @@ PYXInterfacePtr<HostContext> HostContext::Create()
 
 PYX_RESULT HostContext::QueryInterface(const PYXGuid& id, void** out)
 {
-    if (!out)
-    {
-        return PYX_INVALID_POINTER;
-    }
-    if (id == PYXContext::c_id || id == PYXInterface::c_id)
-    {
-        *out = static_cast<PYXContext*>(this);
-        Acquire();
-        return PYX_OK;
-    }
-    return PYX_NO_INTERFACE;
+    return PYXQueryInterface<PYXInterface, PYXContext>(static_cast<PYXContext*>(this), id, out);
 }
 
 PYX_RESULT HostContext::AllocBuffer(PYX_MEMORY_TYPE type, pyx_size size, PYXBuffer** ppOut)
