@@ -3,6 +3,7 @@
 #include "common/CriticalSection.h"
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"
+#include "common/RuntimeLoader.h"
 #include "common/ThreadSafety.h"
 #include "RingBufferGOP.h"
 
@@ -130,6 +131,9 @@ private:
     std::shared_ptr<PYXRingBufferGOP> CreateGOP() PYX_REQUIRES(this);
     bool AddAudioToActiveGOP(PYXBuffer* pPacket) PYX_REQUIRES(this);
     PYX_RESULT AddAudioToCachedGOP(PYXBuffer* pPacket, pyx_int64 pts) PYX_REQUIRES(this);
+
+    /// The component's one reference. Here because an input traces at its end, and may outlive its component.
+    const PYXRuntimeReference m_runtime;
 
     PYXContext* const m_pContext;
     std::atomic<bool> m_isOpen = true;                             // changed under the lock

@@ -6,7 +6,6 @@
 #include "common/PropertyStorageExImpl.h"
 #include "common/RefCounted.h"
 #include "common/ReservedOperations.h"
-#include "common/RuntimeLoader.h"
 #include "common/ThreadSafety.h"
 #include "RingBufferCache.h"
 #include "RingBufferInputs.h"
@@ -96,6 +95,5 @@ private:
     std::vector<PYXInterfacePtr<PYXRingBufferInput>> m_InputStreams PYX_GUARDED_BY(*m_pCache);
 
     std::atomic<pyx_int32> m_inputCount = 0; // the size of m_InputStreams, changed with it
-    const PYXRuntimeReference m_runtime;
     const PYXSharedMuxer m_pMuxer;
 };

@@ -5,7 +5,6 @@
 #include "common/InterfacePtr.h"
 #include "common/PropertyStorageExImpl.h"
 #include "common/RefCounted.h"
-#include "common/RuntimeLoader.h"
 #include "RingBufferCache.h"
 
 #include <atomic>
@@ -54,8 +53,7 @@ private:
     const PYXSharedMuxer m_pMuxer;
     const bool m_hasMuxer; // readable without the lock
     const wchar_t* const m_endText;
-    const PYXRuntimeReference m_runtime; // an input traces at its end, and may outlive its component
-    std::atomic<bool> m_enabled = true;  // copy of "Enabled"
+    std::atomic<bool> m_enabled = true; // copy of "Enabled"
     std::atomic<pyx_uint64> m_packetCount = 0;
 };
 
