@@ -42,9 +42,10 @@ TEST(VariantTest, ParsesTexts)
     const std::pair<PYXVariantType, const char*> rows[] = {
         {PYX_VARIANT_BOOL, "true=true;True=true;TRUE=true;1=true;false=false;0=false;yes=4 false;=4 false"},
         {PYX_VARIANT_INT64, "0x1F=31;0xA=10;0X1F=0;0x=0;-9223372036854775808=-9223372036854775808;=4 0; =0;z=4 0"},
-        {PYX_VARIANT_DOUBLE, "2.5z=2.5;\t+.5=0.5;0x1.8p1=3;-1e999=-inf;1e-999=0;1e-99999999999999999999=0;0x1ep-2000=0;"
-                             "0x1ep+2000=inf;000e999=0;"
-                             "inf=inf;-Infinity=-inf; =0;z=4 0;--1=4 0;0x1p+-1=1;0xnan=4 0;+0xinf=4 0;infinit=4 0;infx=inf"},
+        {PYX_VARIANT_DOUBLE,
+         "2.5z=2.5;\t+.5=0.5;0x1.8p1=3;-1e999=-inf;1e-999=0;1e-99999999999999999999=0;0x1ep-2000=0;"
+         "0x1ep+2000=inf;000e999=0;"
+         "inf=inf;-Infinity=-inf; =0;z=4 0;--1=4 0;0x1p+-1=1;0xnan=4 0;+0xinf=4 0;infinit=4 0;infx=inf;infinityi=inf"},
         {PYX_VARIANT_FLOAT, "-2.5=-2.5;1e39=inf;-inf=-inf;=4 0"},
         {PYX_VARIANT_SIZE, "640x480=640,480;640,480=640,480;640=4 0,0"},
         {PYX_VARIANT_POINT, "640x480=640,0;z=4 0,0"},

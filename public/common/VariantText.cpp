@@ -161,8 +161,8 @@ template <class Real> PYX_RESULT ScanReal(const char* text, Real* pValue)
     const auto [pEnd, error] = std::from_chars(number.data(), number.data() + number.size(), value, format);
     const bool hasDigits =
         !number.empty() && (std::isxdigit(static_cast<unsigned char>(number[0])) || number[0] == '.');
-    const bool isCutInfinity =
-        std::isinf(value) && pEnd < number.data() + number.size() && (*pEnd == 'i' || *pEnd == 'I');
+    const bool isCutInfinity = std::isinf(value) && pEnd - number.data() == 3 && pEnd < number.data() + number.size() &&
+                               (*pEnd == 'i' || *pEnd == 'I');
     if (number.starts_with('-') || error == std::errc::invalid_argument || (isHexadecimal && !hasDigits) ||
         isCutInfinity)
     {
