@@ -48,6 +48,8 @@ TEST_F(RuntimeLoaderTest, TheLastObjectThatTracesHoldsTheRuntime)
     Traces();
     EXPECT_EQ(Outcome(spInput->SubmitInput(nullptr)),
               "2\nE RingBufferImpl Assertion failed:SubmitInput() - Host not Initialized");
+    EXPECT_EQ(Outcome(spInput->SetProperty(L"BitRate", {})),
+              "2\nE RingBufferImpl Assertion failed:SetProperty() - Host not Initialized");
     spInput.Reset();
     EXPECT_EQ(Traces(), "I* RingBufferImpl Video stream - packets written 0");
     EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
