@@ -80,8 +80,8 @@ PYX_RESULT MediaFile::SetFormat(const std::wstring& path)
     const char* format = FindFormat(path);
     FAIL_IF_NOT(format, PYX_INVALID_ARG, L"the file name ends neither in .mp4 nor .mov nor .mkv: %s", path.c_str());
     // Named as a file, so that nothing in a name is taken for a protocol.
-    m_part.emplace(path);
-    const std::string url = "file:" + ToUtf8(m_part->WorkingPath());
+    m_pPart = std::make_unique<PartFile>(path);
+    const std::string url = "file:" + ToUtf8(m_pPart->WorkingPath());
     return Check(avformat_alloc_output_context2(&m_pContext, nullptr, format, url.c_str()), L"has no container");
 }
 
@@ -102,7 +102,7 @@ PYX_RESULT MediaFile::Start(const FileDetails& details)
 /// Of the options that are set here each is known to some containers only.
 void MediaFile::SetDetails(const FileDetails& details)
 {
-    m_pContext->max_interleave_delta = 60 * AV_TIME_BASE; // audio waits for the first picture that is shown
+    m_pContext->max_interleave_delta = 60LL * AV_TIME_BASE; // audio waits for the first picture that is shown
     void* pOptions = m_pContext->priv_data;
     av_opt_set_int(pOptions, "movie_timescale", c_movieTimescale, 0);
     av_opt_set(pOptions, "default_mode", "passthrough", 0); // as the inputs say, whatever the others are
@@ -139,7 +139,7 @@ PYX_RESULT MediaFile::Finish()
     error = error < 0 ? error : m_pContext->pb->error;
     const int closed = avio_closep(&m_pContext->pb);
     PASS_ON_FAILURE_SILENTLY(Check(error < 0 ? error : closed, L"cannot be completed"));
-    const unsigned long reason = m_part->Commit();
+    const unsigned long reason = m_pPart->Commit();
     FAIL_IF_NOT(reason == 0, PYX_FILE_NOT_OPEN, L"the file cannot take its name: %s: %s", m_path.c_str(),
                 ToWide(SystemReason(reason)).c_str());
     return PYX_OK;

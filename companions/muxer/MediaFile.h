@@ -3,7 +3,7 @@
 #include "media/FFmpeg.h"
 #include "media/PartFile.h"
 
-#include <optional>
+#include <memory>
 #include <string>
 
 /// What a clip says of itself as a whole.
@@ -69,6 +69,6 @@ private:
     PYX_RESULT Check(int error, const wchar_t* failure) const;
 
     std::wstring m_path;
-    std::optional<PartFile> m_part; // from SetFormat on
+    std::unique_ptr<PartFile> m_pPart; // from SetFormat on
     AVFormatContext* m_pContext = nullptr;
 };

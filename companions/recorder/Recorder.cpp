@@ -537,7 +537,11 @@ void PYXRecorder::Impl::Finish(JobPtr pJob)
         m_pWriting = nullptr;
         clip.canRetry = !clip.status.IsOk() && !pJob->cancelled && !m_ending && pJob->pSession &&
                         !pJob->pSession->Groups().All().empty();
-        pGone = clip.canRetry ? std::exchange(m_pRemnant, std::move(pJob)) : std::move(pJob);
+        pGone = std::move(pJob);
+        if (clip.canRetry)
+        {
+            std::swap(pGone, m_pRemnant);
+        }
     }
     if (clip.canRetry && pGone)
     {

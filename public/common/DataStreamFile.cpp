@@ -48,6 +48,7 @@ PYX_RESULT PYXDataStreamFileImpl::Open(const wchar_t* pFilePath, pyx_uint32 mode
         return PYX_FAIL;
     }
     // A child process of the host's would keep the file open, and so in its directory, as long as it runs.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the C runtime hands handles out as numbers
     SetHandleInformation(reinterpret_cast<HANDLE>(_get_osfhandle(m_iFileDescriptor)), HANDLE_FLAG_INHERIT, 0);
     return PYX_OK;
 }

@@ -23,9 +23,8 @@ namespace
 class MuxerTest : public FolderTest
 {
 protected:
-    MuxerTest()
+    MuxerTest() : m_spMuxer(new PYXMuxerImpl(HostContext::Create().Get()))
     {
-        m_spMuxer = PYXInterfacePtr<PYXMuxerImpl>(new PYXMuxerImpl(HostContext::Create().Get()));
         m_spMuxer->GetInput(0, m_spVideo.Out());
         SetPath(L"clip.mp4");
         m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_FRAME_SIZE, PYXVariantFromSize(64, 48));

@@ -9,7 +9,6 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
-#include <optional>
 #include <set>
 #include <sstream>
 #include <thread>
@@ -30,7 +29,7 @@ protected:
 
     ~RecorderTest() override
     {
-        m_recorder.reset();
+        m_pRecorder.reset();
         FaultPlan::Get() = {};
         Companions::Get() = {};
         EXPECT_EQ(List(), "");
@@ -38,8 +37,8 @@ protected:
 
     void Open()
     {
-        m_recorder.emplace();
-        const PYXStatus status = m_recorder->Open(m_settings);
+        m_pRecorder = std::make_unique<PYXRecorder>();
+        const PYXStatus status = m_pRecorder->Open(m_settings);
         ASSERT_TRUE(status.IsOk()) << status.text;
     }
 
@@ -48,8 +47,8 @@ protected:
         for (const std::string& token : Split(packets, ' '))
         {
             const auto spPacket = Packet::Parse(token).Build();
-            ASSERT_EQ(token[0] == 'V' ? m_recorder->SubmitVideo(spPacket.Get())
-                                      : m_recorder->SubmitAudio(spPacket.Get()),
+            ASSERT_EQ(token[0] == 'V' ? m_pRecorder->SubmitVideo(spPacket.Get())
+                                      : m_pRecorder->SubmitAudio(spPacket.Get()),
                       PYX_OK)
                 << token;
         }
@@ -68,25 +67,25 @@ protected:
     pyx_uint64 Save(pyx_int64 seconds = 0)
     {
         pyx_uint64 id = 0;
-        const PYXStatus status = m_recorder->Save(Request(seconds), &id);
+        const PYXStatus status = m_pRecorder->Save(Request(seconds), &id);
         EXPECT_TRUE(status.IsOk()) << status.text;
         return id;
     }
 
     std::string Clips()
     {
-        m_recorder->Wait();
+        m_pRecorder->Wait();
         return std::exchange(m_clips, {});
     }
 
     std::string End()
     {
-        m_recorder->End(Request());
+        m_pRecorder->End(Request());
         return Clips();
     }
 
     PYXRecorderSettings m_settings;
-    std::optional<PYXRecorder> m_recorder;
+    std::unique_ptr<PYXRecorder> m_pRecorder;
     std::string m_clips;
     PYXSavedClip m_last;
 };
@@ -100,14 +99,14 @@ TEST_F(RecorderTest, EachPacketGoesWhereItBelongsHoweverItArrives)
         Feed("V0K+40 A0 V40+40 A40");
         Save();
         Feed("A100 A125 V80+40 V120K+40 V110 A110"); // audio that leads and that lags, an open group
-        EXPECT_EQ(m_recorder->Look().savesForPicture, 0u);
+        EXPECT_EQ(m_pRecorder->Look().savesForPicture, 0u);
         Feed("V160+40");
         EXPECT_EQ(Clips(), "0: V0+40 A0 V40+40 A40 V80+40 A100 A110 V120+40 V110 V- A-\n");
         EXPECT_EQ(End(), "0: V0+40 V-10 A5 V40+40 V- A-\n");
         EXPECT_EQ(m_last.from, 120);
         EXPECT_EQ(m_last.to, 200);
         EXPECT_EQ(m_last.packets, 3u) << "without the picture that cannot be decoded";
-        EXPECT_EQ(m_recorder->Look().packetsLate, 0u);
+        EXPECT_EQ(m_pRecorder->Look().packetsLate, 0u);
     }
 }
 
@@ -128,7 +127,7 @@ TEST_F(RecorderTest, ClipsThatAreSavedMeanwhileMeetWithoutALostOrDoubledPacket)
             }
             const bool key = pts % (picture * 30) == 0;
             const auto spPacket = Packet{stream ? 'A' : 'V', pts, key, step}.Build();
-            ASSERT_EQ(stream ? m_recorder->SubmitAudio(spPacket.Get()) : m_recorder->SubmitVideo(spPacket.Get()),
+            ASSERT_EQ(stream ? m_pRecorder->SubmitAudio(spPacket.Get()) : m_pRecorder->SubmitVideo(spPacket.Get()),
                       PYX_OK);
             now[stream] = pts + step;
         }
@@ -149,13 +148,13 @@ TEST_F(RecorderTest, ClipsThatAreSavedMeanwhileMeetWithoutALostOrDoubledPacket)
             std::this_thread::yield();
         }
         const PYXStatus status =
-            m_recorder->Save({.path = m_folder / "c.mp4", .seconds = at == 45 ? 5 : 0, .onSaved = keep});
+            m_pRecorder->Save({.path = m_folder / "c.mp4", .seconds = at == 45 ? 5 : 0, .onSaved = keep});
         EXPECT_TRUE(status.IsOk()) << status.text;
     }
     video.join();
     audio.join();
-    m_recorder->End({.path = m_folder / "c.mp4", .onSaved = keep});
-    EXPECT_EQ(m_recorder->Look().packetsLate, 0u);
+    m_pRecorder->End({.path = m_folder / "c.mp4", .onSaved = keep});
+    EXPECT_EQ(m_pRecorder->Look().packetsLate, 0u);
     ASSERT_EQ(clips.size(), 5u);
     std::set<std::pair<char, pyx_int64>> seen;
     for (const auto& [from, packets] : clips)
@@ -190,17 +189,17 @@ TEST_F(RecorderTest, AFailedSaveIsKeptForAnotherTry)
     FaultPlan::Get().Fail("End V", 1, PYX_INVALID_ARG);
     Feed("V80K A80 V120");
     EXPECT_EQ(Clips(), "4! V0 A0 V40 V-\n");
-    EXPECT_GT(m_recorder->Look().bytesForRetry, 0u);
-    EXPECT_TRUE(m_recorder->Retry(Request()).IsOk());
+    EXPECT_GT(m_pRecorder->Look().bytesForRetry, 0u);
+    EXPECT_TRUE(m_pRecorder->Retry(Request()).IsOk());
     EXPECT_EQ(Clips(), "0: V0 A0 V40 V- A-\n");
-    EXPECT_EQ(m_recorder->Retry(Request()).result, PYX_NOT_FOUND);
+    EXPECT_EQ(m_pRecorder->Retry(Request()).result, PYX_NOT_FOUND);
     FaultPlan::Get().Fail("End V", -1, PYX_INVALID_ARG);
     Save();
     Feed("V160K A160 V200");
     EXPECT_EQ(End(), "4! V0 A0 V40 V-\n4! V0 A0 V40 V-\n");
     ASSERT_EQ(m_last.warnings.size(), 1u);
     FaultPlan::Get() = {};
-    EXPECT_TRUE(m_recorder->Retry(Request()).IsOk());
+    EXPECT_TRUE(m_pRecorder->Retry(Request()).IsOk());
     EXPECT_EQ(Clips(), "0: V0 A0 V40 V- A-\n") << "the later one";
     EXPECT_EQ(m_last.from, 160);
 }
@@ -208,25 +207,25 @@ TEST_F(RecorderTest, AFailedSaveIsKeptForAnotherTry)
 TEST_F(RecorderTest, WhatIsRefusedOrCancelledLeavesNoTrace)
 {
     Open();
-    EXPECT_EQ(m_recorder->Save(Request()).result, PYX_NOT_FOUND) << "nothing is kept";
+    EXPECT_EQ(m_pRecorder->Save(Request()).result, PYX_NOT_FOUND) << "nothing is kept";
     Feed("V0K A0 V40");
-    EXPECT_EQ(m_recorder->Save({.path = m_folder / "none" / "c.mp4"}).result, PYX_FILE_NOT_OPEN);
-    EXPECT_EQ(m_recorder->Save({.path = m_folder}).result, PYX_FILE_NOT_OPEN) << "a directory";
-    EXPECT_TRUE(m_recorder->Cancel(Save()).IsOk());
+    EXPECT_EQ(m_pRecorder->Save({.path = m_folder / "none" / "c.mp4"}).result, PYX_FILE_NOT_OPEN);
+    EXPECT_EQ(m_pRecorder->Save({.path = m_folder}).result, PYX_FILE_NOT_OPEN) << "a directory";
+    EXPECT_TRUE(m_pRecorder->Cancel(Save()).IsOk());
     Feed("V80K A80 V120 A120");
     EXPECT_EQ(Clips(), "1: \n");
     const pyx_uint64 id = Save();
     Feed("V160K V200");
-    EXPECT_TRUE(m_recorder->Cancel(id).IsOk()) << "its audio may still come";
+    EXPECT_TRUE(m_pRecorder->Cancel(id).IsOk()) << "its audio may still come";
     Feed("A200");
     EXPECT_EQ(Clips(), "1: \n");
-    EXPECT_EQ(m_recorder->Cancel(id).result, PYX_NOT_FOUND);
+    EXPECT_EQ(m_pRecorder->Cancel(id).result, PYX_NOT_FOUND);
     EXPECT_EQ(End(), "0: V0 V40 A40 V- A-\n");
     Open();
     Feed("V0K A0 V40");
     Save();
     Save();
-    m_recorder.reset();
+    m_pRecorder.reset();
     EXPECT_EQ(m_clips, "1: \n1: \n") << "of the destructor";
 }
 
@@ -239,7 +238,7 @@ TEST_F(RecorderTest, ASaveThatWaitsAtTheEndGetsWhatIsKept)
     Save();
     EXPECT_EQ(End(), "0: V0 V40 V-\n11: \n");
     const auto spPacket = Packet::Parse("V80K").Build();
-    EXPECT_EQ(m_recorder->SubmitVideo(spPacket.Get()), PYX_NOT_INITIALIZED);
+    EXPECT_EQ(m_pRecorder->SubmitVideo(spPacket.Get()), PYX_NOT_INITIALIZED);
 }
 
 TEST_F(RecorderTest, ABudgetLowersTheSecondsUntilTheRateFalls)
@@ -253,10 +252,10 @@ TEST_F(RecorderTest, ABudgetLowersTheSecondsUntilTheRateFalls)
         for (int second = from; second < to; ++second)
         {
             const auto spPacket = Packet{'V', second * PYX_TICKS_PER_SECOND, true, PYX_TICKS_PER_SECOND, bytes}.Build();
-            EXPECT_EQ(m_recorder->SubmitVideo(spPacket.Get()), PYX_OK);
-            EXPECT_LE(m_recorder->Look().bytes, m_settings.budget);
+            EXPECT_EQ(m_pRecorder->SubmitVideo(spPacket.Get()), PYX_OK);
+            EXPECT_LE(m_pRecorder->Look().bytes, m_settings.budget);
         }
-        return m_recorder->Look().Seconds();
+        return m_pRecorder->Look().Seconds();
     };
     EXPECT_EQ(feed(0, 60, 1000), 21);
     EXPECT_LE(feed(60, 100, 20'000), 5);
@@ -304,7 +303,7 @@ TEST_F(RecorderTest, OnlyItsOwnDirectoriesAreUsedAndRemoved)
     auto pOther = std::make_unique<PYXRecorder>();
     EXPECT_TRUE(pOther->Open(m_settings).IsOk());
     EXPECT_TRUE(fs::exists(m_folder / (mine + "1"))) << "of a process that lives";
-    m_recorder.reset();
+    m_pRecorder.reset();
     EXPECT_TRUE(fs::exists(m_folder / (mine + "2")));
     pOther.reset();
     std::vector<std::string> theirs = {"77-0", "77-0/Temp3.RBA",   "78-0", "78-0.lock", "78-0/Temp3.RBA",
@@ -314,12 +313,12 @@ TEST_F(RecorderTest, OnlyItsOwnDirectoriesAreUsedAndRemoved)
     std::sort(theirs.begin(), theirs.end());
     EXPECT_EQ(Split(List(), ' '), theirs);
     fs::remove_all(m_folder);
-    m_recorder.emplace();
-    EXPECT_EQ(m_recorder->Open(m_settings).result, PYX_FILE_NOT_OPEN);
+    m_pRecorder = std::make_unique<PYXRecorder>();
+    EXPECT_EQ(m_pRecorder->Open(m_settings).result, PYX_FILE_NOT_OPEN);
     m_settings.module = L"sub\\module.dll";
-    EXPECT_EQ(m_recorder->Open(m_settings).result, PYX_INVALID_ARG);
+    EXPECT_EQ(m_pRecorder->Open(m_settings).result, PYX_INVALID_ARG);
     m_settings.module = L"none.dll";
-    EXPECT_EQ(m_recorder->Open(m_settings).result, PYX_NOT_FOUND);
+    EXPECT_EQ(m_pRecorder->Open(m_settings).result, PYX_NOT_FOUND);
     fs::create_directories(m_folder);
 }
 

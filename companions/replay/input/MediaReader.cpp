@@ -129,11 +129,13 @@ Outcome MediaReader::Open(const std::wstring& path, const AudioChoice& audio, Me
     {
         if (const Outcome begun = *ppReader ? (*ppReader)->Begin() : Outcome(); !begun.IsOk())
         {
-            const std::string kind = pDemuxer->IsPipe()
-                                         ? std::string("; it is ") + pDemuxer->File().iformat->long_name +
-                                               ", and a pipe can be Matroska or MPEG-TS"
-                                         : "";
-            return {begun.Code(), "cannot read " + name + ": " + begun.Text() + kind};
+            std::string text = "cannot read " + name + ": " + begun.Text();
+            if (pDemuxer->IsPipe())
+            {
+                text.append("; it is ").append(pDemuxer->File().iformat->long_name);
+                text += ", and a pipe can be Matroska or MPEG-TS";
+            }
+            return {begun.Code(), text};
         }
         if (*ppReader && (*ppReader)->m_end == ReadResult::End && (*ppReader)->m_ready.empty())
         {
