@@ -134,7 +134,7 @@ bool MuxSession::BeginsAgain(const Stream& stream, const AVPacket& packet) const
         return true;
     }
     const bool isKeyPicture = &stream == &m_video && (packet.flags & AV_PKT_FLAG_KEY);
-    return isKeyPicture && stream.count > 1 && packet.pts == stream.firstPts;
+    return isKeyPicture && stream.count > 0 && packet.pts == stream.firstPts;
 }
 
 /// Writes the header and what has waited for it.
