@@ -3,6 +3,7 @@
 #include "recorder/Reasons.h"
 
 #include <filesystem>
+#include <fstream>
 #include <string_view>
 #include <utility>
 
@@ -93,8 +94,16 @@ PYXPrivateDirectory::Lock PYXPrivateDirectory::OpenLock(const std::wstring& path
     }
     Lock lock(file);
     OVERLAPPED start{};
-    return LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &start) ? std::move(lock)
-                                                                                                  : nullptr;
+    if (LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &start))
+    {
+        return lock;
+    }
+    if (disposition == CREATE_NEW) // a sweep came first, and will not know the empty file for ours
+    {
+        lock.reset();
+        DeleteFileW(path.c_str());
+    }
+    return nullptr;
 }
 
 void PYXPrivateDirectory::RemoveLeft(const std::wstring& lockPath)
@@ -171,13 +180,18 @@ PYXStatus PYXPrivateDirectory::Check() const
     return IsRealDirectory(m_path) ? PYXStatus() : PYXStatus{PYX_FILE_NOT_OPEN, "no directory can be made in it"};
 }
 
-bool PYXPrivateDirectory::LacksAudio() const
+bool PYXPrivateDirectory::CompleteAudio() const
 {
-    pyx_int64 missing = 0;
-    ForEachEntry(m_path, [&missing](const fs::directory_entry& entry) {
-        missing += IsStore(entry, L".RBV") ? 1 : IsStore(entry, L".RBA") ? -1 : 0;
+    bool isComplete = true;
+    ForEachEntry(m_path, [&isComplete](const fs::directory_entry& entry) {
+        if (IsStore(entry, L".RBV"))
+        {
+            std::error_code unknown;
+            const fs::path audio = fs::path(entry.path()).replace_extension(L".RBA");
+            isComplete = isComplete && (fs::exists(audio, unknown) || std::ofstream(audio).is_open());
+        }
     });
-    return missing > 0;
+    return isComplete;
 }
 
 PYXPrivateDirectory::~PYXPrivateDirectory()

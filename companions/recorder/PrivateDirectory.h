@@ -45,8 +45,8 @@ public:
         return m_path;
     }
 
-    /// Whether a group's video has no file of audio beside it: its audio was never stored.
-    bool LacksAudio() const;
+    /// Makes an empty file of audio beside each group's video that has none. False: one cannot be made.
+    bool CompleteAudio() const;
 
 private:
     struct Close

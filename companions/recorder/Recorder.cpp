@@ -361,8 +361,8 @@ void PYXRecorder::Impl::Accept(Jobs* pQueue, JobPtr pJob, pyx_uint64* pId)
     {
         *pId = pJob->id;
     }
-    ++m_unfinished;
     pQueue->push_back(std::move(pJob));
+    ++m_unfinished;
     m_wake.notify_one();
 }
 
@@ -509,7 +509,8 @@ void PYXRecorder::Impl::Work()
         {
             m_wake.wait(lock);
         }
-        else if (m_wake.wait_until(lock, *m_leavingUntil) == std::cv_status::timeout)
+        else if (const Clock::time_point until = *m_leavingUntil; // which changes meanwhile
+                 m_wake.wait_until(lock, until) == std::cv_status::timeout)
         {
             lock.unlock();
             ReleaseOverdue();

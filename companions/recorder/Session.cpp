@@ -25,10 +25,7 @@ using Clock = std::chrono::steady_clock;
 /// The most that "Duration" takes, 68 years: longer than anything that is kept.
 constexpr pyx_int64 c_mostSeconds = std::numeric_limits<pyx_int32>::max();
 
-/// A packet that is this far after a kept group's start is cut by every write-out.
-constexpr pyx_int64 c_beyondEveryClip = c_mostSeconds * PYX_TICKS_PER_SECOND;
-
-/// The content of packets that are there to be cut. An empty one could not be read back from a file.
+/// The content of a packet that is there to be cut. An empty one could not be read back from a file.
 constexpr pyx_uint8 c_oneByte[] = {0};
 
 struct NamedValue
@@ -254,7 +251,8 @@ PYX_RESULT PYXRecorderSession::SubmitVideo(PYXBuffer* pPacket, bool isKey)
     {
         return m_broken;
     }
-    m_broken = isKey ? PrepareGroup(pts, duration) : PYX_OK;
+    // Before a start packet, which closes the group before it and trims.
+    m_broken = isKey ? KeepSeconds(m_exact ? m_asked : m_groups.SecondsNeeded(m_asked, pts, duration)) : PYX_OK;
     if (m_broken == PYX_OK)
     {
         m_broken = m_spVideo->SubmitInput(pPacket);
@@ -290,33 +288,6 @@ PYX_RESULT PYXRecorderSession::SubmitAudio(PYXBuffer* pPacket)
     m_groups.AddBytes(pPacket->GetSize());
     KeepToBudget();
     return PYX_OK;
-}
-
-/// Before a start packet, which closes the group before it and trims.
-PYX_RESULT PYXRecorderSession::PrepareGroup(pyx_int64 pts, pyx_int64 duration)
-{
-    if (!m_groups.All().empty())
-    {
-        PASS_ON_FAILURE_SILENTLY(FillSilentGroup(m_groups.All().back().start + c_beyondEveryClip));
-    }
-    return KeepSeconds(m_exact ? m_asked : m_groups.SecondsNeeded(m_asked, pts, duration));
-}
-
-/// In file mode the write-out opens both files of every group, and a group that got no audio has no audio file. So one
-/// without audio is given a packet of one byte, at a time that every write-out cuts.
-PYX_RESULT PYXRecorderSession::FillSilentGroup(pyx_int64 pts)
-{
-    if (m_inMemory || !m_spAudio || m_groups.All().back().hasAudio)
-    {
-        return PYX_OK;
-    }
-    const PYXInterfacePtr<HostBuffer> spPacket = HostBuffer::Create(c_oneByte);
-    if (!spPacket)
-    {
-        return PYX_OUT_OF_MEMORY;
-    }
-    spPacket->SetPts(pts);
-    return m_spAudio->SubmitInput(spPacket.Get());
 }
 
 /// The next key picture raises the duration again, as far as the bytes allow it then.
@@ -362,17 +333,17 @@ PYX_RESULT PYXRecorderSession::Prepare(pyx_int64 seconds)
         m_groups.Trim(m_seconds);
     }
     PASS_ON_FAILURE_SILENTLY(KeepSeconds(!m_exact ? c_mostSeconds : seconds > 0 ? seconds : m_asked)); // nothing is cut
-    if (std::exchange(m_prepared, true))
-    {
-        return PYX_OK;
-    }
     const auto& groups = m_groups.All();
     if (m_spAudio && std::none_of(groups.begin(), groups.end(), [](const PYXKeptGroup& g) { return g.hasAudio; }))
     {
         PASS_ON_FAILURE_SILENTLY(LeaveAudioOut());
     }
-    PASS_ON_FAILURE_SILENTLY(FillSilentGroup(groups.back().start + c_beyondEveryClip));
-    return groups.size() == 1 ? CloseOnlyGroup() : PYX_OK;
+    if (groups.size() == 1 && !m_isClosed)
+    {
+        PASS_ON_FAILURE_SILENTLY(CloseOnlyGroup());
+        m_isClosed = true;
+    }
+    return PYX_OK;
 }
 
 /// A group is complete when the next one starts, and only then the component writes. When there is one group alone, it
@@ -388,15 +359,15 @@ PYX_RESULT PYXRecorderSession::CloseOnlyGroup()
     }
     spPacket->SetPts(pts);
     PASS_ON_FAILURE_SILENTLY(PYXMarkVideoPacket(spPacket.Get(), m_codec, true));
-    PASS_ON_FAILURE_SILENTLY(m_spVideo->SubmitInput(spPacket.Get()));
-    return m_inMemory || !m_spAudio ? PYX_OK : m_spAudio->SubmitInput(spPacket.Get()); // the closing group's audio file
+    return m_spVideo->SubmitInput(spPacket.Get());
 }
 
 /// The muxer loses its audio input; the cache stays, and what it holds of audio is not written.
 PYX_RESULT PYXRecorderSession::LeaveAudioOut()
 {
+    PASS_ON_FAILURE_SILENTLY(m_spComponent->SetProperty(PYX_PROPERTY_ENABLE_AUDIO, PYXVariantFromBool(false)));
     m_spAudio.Reset();
-    return m_spComponent->SetProperty(PYX_PROPERTY_ENABLE_AUDIO, PYXVariantFromBool(false));
+    return PYX_OK;
 }
 
 void PYXRecorderSession::Describe(PYXSavedClip* pClip) const
@@ -422,31 +393,27 @@ void PYXRecorderSession::Describe(PYXSavedClip* pClip) const
     }
 }
 
-/// In file mode a temporary file that another program reads fails the write-out, which leaves all as it was: it is
-/// tried again for a while. An audio file that is not there, because its disk was full, will not come: then the
-/// pictures are saved without audio.
+/// In file mode the write-out opens both files of every group, and a group that got no audio has no audio file: it gets
+/// an empty one. A temporary file that another program reads fails the write-out, which leaves all as it was: it is
+/// tried again for a while.
 PYX_RESULT PYXRecorderSession::Terminate(const std::wstring& path, PYXSavedClip* pClip)
 {
     constexpr auto patience = std::chrono::seconds(2);
     const Clock::time_point end = Clock::now() + patience;
     for (;;)
     {
-        m_spContext->m_count = 0;
-        m_spContext->m_countInAll = m_groups.Packets();
-        const PYX_RESULT result = m_spComponent->Terminate();
-        if (result != PYX_FAIL || m_inMemory || m_spContext->m_stopped || Clock::now() > end)
-        {
-            return result;
-        }
-        if (m_spAudio && m_directory.LacksAudio())
+        if (m_spAudio && !m_inMemory && !m_directory.CompleteAudio())
         {
             PASS_ON_FAILURE_SILENTLY(LeaveAudioOut());
             pClip->hasAudio = false;
             pClip->warnings.emplace_back(
-                "some of the audio could not be stored, so the clip has none; packets that are "
-                "kept in memory need no files");
+                "the disk of the temporary files takes none any more, so the clip has no audio");
         }
-        else if (!PYXWhyUnwritable(PYXDirectoryOf(path), m_groups.Bytes()).empty())
+        m_spContext->m_count = 0;
+        m_spContext->m_countInAll = m_groups.Packets();
+        const PYX_RESULT result = m_spComponent->Terminate();
+        if (result != PYX_FAIL || m_inMemory || m_spContext->m_stopped || Clock::now() > end ||
+            !PYXWhyUnwritable(PYXDirectoryOf(path), m_groups.Bytes()).empty())
         {
             return result;
         }
@@ -463,8 +430,13 @@ PYXStatus PYXRecorderSession::WhyNotWritten(const std::wstring& path, PYX_RESULT
     {
         return {PYX_FILE_NOT_OPEN, why};
     }
-    const bool store = result == PYX_FAIL && !m_inMemory;
-    return {result, store ? "a temporary file cannot be read; another program may hold it" : PYXReasonOf(result)};
+    if (result != PYX_FAIL || m_inMemory)
+    {
+        return {result, PYXReasonOf(result)};
+    }
+    const std::string full = PYXWhyUnwritable(m_directory.Path(), 1);
+    return {result, full.empty() ? "a temporary file cannot be read; another program may hold it"
+                                 : "no temporary file can be written: " + full};
 }
 
 void PYXRecorderSession::Stop()

@@ -62,8 +62,6 @@ private:
     PYXStatus SetUp(const PYXRecorderSettings& settings);
     PYXStatus FindInput(pyx_int64 streamType, PYXInterfacePtr<PYXInput>* pspInput);
     PYX_RESULT KeepSeconds(pyx_int64 seconds);
-    PYX_RESULT PrepareGroup(pyx_int64 pts, pyx_int64 duration);
-    PYX_RESULT FillSilentGroup(pyx_int64 pts);
     PYX_RESULT CloseOnlyGroup();
     PYX_RESULT LeaveAudioOut();
     void KeepToBudget();
@@ -88,6 +86,6 @@ private:
     pyx_int64 m_asked = 0;        // seconds
     pyx_int64 m_seconds = 0;      // the component's "Duration" now
     PYX_RESULT m_broken = PYX_OK; // why the rest of the newest group is refused
-    bool m_prepared = false;      // for the write-out
+    bool m_isClosed = false;      // the only group, for the write-out
     PYXKeptGroups m_groups;
 };
