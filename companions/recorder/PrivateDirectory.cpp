@@ -62,6 +62,10 @@ template <class Visit> void ForEachEntry(const std::wstring& directory, Visit vi
 /// False while something of ours stays because another program holds it.
 bool RemoveStores(const std::wstring& directory)
 {
+    if (!IsRealDirectory(directory))
+    {
+        return true;
+    }
     bool foreign = false;
     ForEachEntry(directory, [&foreign](const fs::directory_entry& entry) {
         const bool ours = IsStore(entry, L".RBV") || IsStore(entry, L".RBA");
@@ -114,7 +118,7 @@ void PYXPrivateDirectory::RemoveLeft(const std::wstring& lockPath)
         return;
     }
     const std::wstring path = lockPath.substr(0, lockPath.size() - c_lockEnding.size());
-    if (IsRealDirectory(path) && !RemoveStores(path))
+    if (!RemoveStores(path))
     {
         return; // the next sweep needs the lock to know the directory for ours
     }
@@ -122,27 +126,25 @@ void PYXPrivateDirectory::RemoveLeft(const std::wstring& lockPath)
     DeleteFileW(lockPath.c_str());
 }
 
-void PYXPrivateDirectory::Sweep(const std::wstring& folder)
-{
-    ForEachEntry(folder, [](const fs::directory_entry& entry) {
-        if (IsNumbered(entry.path().filename().wstring(), c_name, c_lockEnding))
-        {
-            RemoveLeft(entry.path().wstring());
-        }
-    });
-}
-
-PYXStatus PYXPrivateDirectory::Make(const std::wstring& folder)
+PYXStatus PYXPrivateDirectory::Sweep(const std::wstring& folder)
 {
     const DWORD attributes = GetFileAttributesW(folder.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_DIRECTORY))
     {
         return {PYX_FILE_NOT_OPEN, attributes == INVALID_FILE_ATTRIBUTES ? "it does not exist" : "it is no directory"};
     }
-    if (const std::string why = PYXWhyUnwritable(folder, 1); !why.empty())
-    {
-        return {PYX_FILE_NOT_OPEN, why};
-    }
+    ForEachEntry(folder, [](const fs::directory_entry& entry) {
+        if (IsNumbered(entry.path().filename().wstring(), c_name, c_lockEnding))
+        {
+            RemoveLeft(entry.path().wstring());
+        }
+    });
+    const std::string why = PYXWhyUnwritable(folder, 1);
+    return why.empty() ? PYXStatus() : PYXStatus{PYX_FILE_NOT_OPEN, why};
+}
+
+PYXStatus PYXPrivateDirectory::Make(const std::wstring& folder)
+{
     const std::wstring base = (fs::path(folder) / c_name).wstring() + std::to_wstring(GetCurrentProcessId()) + L"-";
     constexpr unsigned mostNumbers = 1000;
     for (unsigned number = 0; number < mostNumbers; ++number)
@@ -152,7 +154,7 @@ PYXStatus PYXPrivateDirectory::Make(const std::wstring& folder)
             return {};
         }
     }
-    return {PYX_FILE_NOT_OPEN, PYXSystemText(ERROR_ALREADY_EXISTS)};
+    return {PYX_FILE_NOT_OPEN, "no directory can be made in it"};
 }
 
 bool PYXPrivateDirectory::Take(const std::wstring& path)

@@ -31,10 +31,10 @@ public:
     /// Waits up to 2 s for a file that another program holds.
     ~PYXPrivateDirectory();
 
-    /// Removes what killed processes left in `folder`.
-    static void Sweep(const std::wstring& folder);
+    /// Removes what killed processes left in `folder`. PYX_FILE_NOT_OPEN: it does not exist or takes no files.
+    static PYXStatus Sweep(const std::wstring& folder);
 
-    /// PYX_FILE_NOT_OPEN: `folder` does not exist or takes no files.
+    /// Takes no room on the disk but for the names. PYX_FILE_NOT_OPEN: it cannot be made.
     PYXStatus Make(const std::wstring& folder);
 
     /// Whether the component, which removes and makes it again and does not report a failure, has made it.

@@ -6,13 +6,7 @@
 #include "recorder/Session.h"
 
 #include <algorithm>
-#include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <filesystem>
-#include <limits>
-#include <mutex>
-#include <thread>
 #include <utility>
 
 namespace
@@ -38,124 +32,72 @@ PYXStatus NotOpen()
 
 } // namespace
 
-/// Locks: m_feedSync before m_sync. With m_feedSync held packets are stored, which can wait for a disk; with m_sync
-/// nothing is called. Sessions are destroyed with neither held, but for one that gets no more packets as it ends.
-class PYXRecorder::Impl
+/// One save, from its request to its end.
+struct PYXRecorder::Job
 {
-public:
-    Impl() = default;
-    Impl(const Impl&) = delete;
-    Impl& operator=(const Impl&) = delete;
-    ~Impl();
-
-    PYXStatus Open(const PYXRecorderSettings& settings);
-    PYX_RESULT SubmitVideo(PYXBuffer* pPacket);
-    PYX_RESULT SubmitAudio(PYXBuffer* pPacket);
-    PYXStatus Save(PYXSaveRequest request, pyx_uint64* pId);
-    PYXStatus Cancel(pyx_uint64 id);
-    PYXStatus Retry(PYXSaveRequest request, pyx_uint64* pId);
-    void GiveUp();
-    PYXRecorderLook Look();
-    void Wait();
-    PYXSavedClip End(PYXSaveRequest request);
-
-    PYXRecorderSettings m_settings; // not changed after Open()
-
-private:
-    /// One save, from its request to its end.
-    struct Job
-    {
-        PYXSaveRequest request;
-        pyx_uint64 id = 0;
-        std::unique_ptr<PYXRecorderSession> pSession; // that it writes; null: it has none yet, or there was nothing
-        std::unique_ptr<PYXRecorderSession> pNext;    // takes over from that one
-        std::vector<std::string> warnings;
-        bool cancelled = false;
-    };
-    using JobPtr = std::unique_ptr<Job>;
-    using Jobs = std::deque<JobPtr>;
-
-    PYXStatus OpenSession(std::unique_ptr<PYXRecorderSession>* ppSession) const;
-    PYX_RESULT Store(PYX_RESULT result);
-    void HandOver(PYXBuffer* pKeyPicture);
-    void FeedLeaving(PYXBuffer* pPacket);
-    PYX_RESULT FeedAudio(PYXBuffer* pPacket);
-    void FeedHeldAudio(pyx_int64 before);
-    void ReleaseLeavingIfComplete();
-    void ReleaseLeaving();
-    void ReleaseOverdue();
-    void Accept(Jobs* pQueue, JobPtr pJob, pyx_uint64* pId);
-    static JobPtr Take(Jobs* pQueue, pyx_uint64 id);
-    void Work();
-    void Finish(JobPtr pJob);
-
-    std::shared_ptr<PYXRecorderModule> m_spModule; // null: not open
-
-    // Guarded by m_feedSync: what packets go through.
-    std::mutex m_feedSync;
-    std::unique_ptr<PYXRecorderSession> m_pFeeding; // null: not open, or ended
-    JobPtr m_pLeaving;                              // its successor has begun, and what is before that may still come
-    PYXInterfacePtr<PYXBuffer> m_spFirst;           // that begins the successor
-    bool m_leavingHasFirst = false;
-    bool m_pictureReached = false; // a picture, or a packet of audio, that is after m_spFirst has come
-    bool m_audioReached = false;
-    std::deque<PYXInterfacePtr<PYXBuffer>> m_heldAudio;         // leads the pictures: it may belong to the next session
-    pyx_int64 m_newest = std::numeric_limits<pyx_int64>::min(); // greatest time stamp of a picture
-
-    // Guarded by m_sync.
-    std::mutex m_sync;
-    std::condition_variable m_wake;     // of the worker
-    std::condition_variable m_finished; // of Wait() and End()
-    Jobs m_asked;                       // wait for a key picture each
-    Jobs m_toWrite;
-    Job* m_pWriting = nullptr; // the worker's
-    JobPtr m_pRemnant;         // failed
-    std::size_t m_unfinished = 0;
-    pyx_uint64 m_lastId = 0;
-    std::optional<Clock::time_point> m_leavingUntil;
-    PYXRecorderLook m_look; // but for what Look() adds
-    bool m_ending = false;
-
-    std::thread m_worker;
+    PYXSaveRequest request;
+    pyx_uint64 id = 0;
+    std::unique_ptr<PYXRecorderSession> pSession; // that it writes; null: it has none yet, or there was nothing
+    std::unique_ptr<PYXRecorderSession> pNext;    // takes over from that one
+    std::vector<std::string> warnings;
+    bool cancelled = false;
 };
 
-PYXStatus PYXRecorder::Impl::Open(const PYXRecorderSettings& settings)
+PYXRecorder::PYXRecorder() = default;
+
+PYXStatus PYXRecorder::Open(const PYXRecorderSettings& settings)
 {
     if (m_spModule || settings.seconds < 1 || settings.module.empty())
     {
         return {PYX_INVALID_ARG, m_spModule ? "the recorder is open already" : "the settings are not possible"};
     }
     m_settings = settings;
-    std::error_code error;
-    if (m_settings.folder.empty())
+    std::error_code unknown;
+    if (settings.folder.empty())
     {
-        m_settings.folder = std::filesystem::temp_directory_path(error).wstring();
+        m_settings.folder = std::filesystem::temp_directory_path(unknown).wstring();
     }
     auto spModule = std::make_shared<PYXRecorderModule>();
     PYX_RETURN_IF_FAILED(spModule->Load(m_settings.module));
-    m_spModule = std::move(spModule);
-    PYXPrivateDirectory::Sweep(m_settings.folder);
-    std::unique_ptr<PYXRecorderSession> pSession;
-    if (PYXStatus status = OpenSession(&pSession); !status.IsOk())
-    {
-        m_spModule.reset();
-        return status;
-    }
-    m_pFeeding = std::move(pSession);
-    m_worker = std::thread([this] { Work(); });
-    return {};
-}
-
-PYXStatus PYXRecorder::Impl::OpenSession(std::unique_ptr<PYXRecorderSession>* ppSession) const
-{
+    PYX_RETURN_IF_FAILED(PYXPrivateDirectory::Sweep(m_settings.folder));
     auto pSession = std::make_unique<PYXRecorderSession>();
-    PYX_RETURN_IF_FAILED(pSession->Open(m_settings, m_spModule));
-    *ppSession = std::move(pSession);
+    PYX_RETURN_IF_FAILED(pSession->Open(m_settings, spModule));
+    try
+    {
+        m_worker = std::thread([this] { Work(); });
+    }
+    catch (const std::system_error&)
+    {
+        return {PYX_OUT_OF_MEMORY, "no thread can be started"};
+    }
+    m_spModule = std::move(spModule);
+    m_pFeeding = std::move(pSession);
     return {};
 }
 
-PYX_RESULT PYXRecorder::Impl::SubmitVideo(PYXBuffer* pPacket)
+PYX_RESULT PYXRecorder::SubmitVideo(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration, bool isKey)
 {
+    const PYXInterfacePtr<HostBuffer> spPacket = MakePacket(bytes, pts, duration);
+    if (!spPacket)
+    {
+        return PYX_OUT_OF_MEMORY;
+    }
+    PASS_ON_FAILURE_SILENTLY(PYXMarkVideoPacket(spPacket.Get(), m_settings.video.codec, isKey));
+    return SubmitVideo(spPacket.Get());
+}
+
+PYX_RESULT PYXRecorder::SubmitAudio(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration)
+{
+    const PYXInterfacePtr<HostBuffer> spPacket = MakePacket(bytes, pts, duration);
+    return spPacket ? SubmitAudio(spPacket.Get()) : PYX_OUT_OF_MEMORY;
+}
+
+PYX_RESULT PYXRecorder::SubmitVideo(PYXBuffer* pPacket)
+{
+    if (!pPacket)
+    {
+        return PYX_INVALID_POINTER;
+    }
     bool isKey = false;
     PASS_ON_FAILURE_SILENTLY(PYXReadIsKeyPacket(pPacket, &isKey));
     const pyx_int64 pts = pPacket->GetPts();
@@ -181,8 +123,12 @@ PYX_RESULT PYXRecorder::Impl::SubmitVideo(PYXBuffer* pPacket)
 
 /// Audio that leads the pictures is held back, because a picture that comes may begin the next session: then it belongs
 /// there. Before the first picture it is held as well, and dropped where no picture can have been meant for it.
-PYX_RESULT PYXRecorder::Impl::SubmitAudio(PYXBuffer* pPacket)
+PYX_RESULT PYXRecorder::SubmitAudio(PYXBuffer* pPacket)
 {
+    if (!pPacket)
+    {
+        return PYX_INVALID_POINTER;
+    }
     const std::lock_guard lock(m_feedSync);
     if (!m_pFeeding || !m_settings.audio)
     {
@@ -202,7 +148,7 @@ PYX_RESULT PYXRecorder::Impl::SubmitAudio(PYXBuffer* pPacket)
     return Store(result);
 }
 
-void PYXRecorder::Impl::FeedHeldAudio(pyx_int64 before)
+void PYXRecorder::FeedHeldAudio(pyx_int64 before)
 {
     while (!m_heldAudio.empty() && m_heldAudio.front()->GetPts() < before)
     {
@@ -211,7 +157,7 @@ void PYXRecorder::Impl::FeedHeldAudio(pyx_int64 before)
     }
 }
 
-PYX_RESULT PYXRecorder::Impl::FeedAudio(PYXBuffer* pPacket)
+PYX_RESULT PYXRecorder::FeedAudio(PYXBuffer* pPacket)
 {
     PYXRecorderSession* pSession = m_pFeeding.get();
     if (m_pLeaving && pPacket->GetPts() < m_spFirst->GetPts())
@@ -234,7 +180,7 @@ PYX_RESULT PYXRecorder::Impl::FeedAudio(PYXBuffer* pPacket)
 }
 
 /// Keeps what Look() shows, after each packet.
-PYX_RESULT PYXRecorder::Impl::Store(PYX_RESULT result)
+PYX_RESULT PYXRecorder::Store(PYX_RESULT result)
 {
     const PYXKeptGroups& groups = m_pFeeding->Groups();
     const std::lock_guard lock(m_sync);
@@ -246,7 +192,7 @@ PYX_RESULT PYXRecorder::Impl::Store(PYX_RESULT result)
     return result;
 }
 
-void PYXRecorder::Impl::HandOver(PYXBuffer* pKeyPicture)
+void PYXRecorder::HandOver(PYXBuffer* pKeyPicture)
 {
     const std::lock_guard lock(m_sync);
     if (m_asked.empty() || m_pLeaving) // one at a time, or what is late for the first would find no session
@@ -265,7 +211,7 @@ void PYXRecorder::Impl::HandOver(PYXBuffer* pKeyPicture)
 
 /// Pictures that are shown before their group's key picture are decoded with the help of the group before it, which
 /// only the session that leaves has.
-void PYXRecorder::Impl::FeedLeaving(PYXBuffer* pPacket)
+void PYXRecorder::FeedLeaving(PYXBuffer* pPacket)
 {
     if (pPacket->GetPts() >= m_spFirst->GetPts())
     {
@@ -290,7 +236,7 @@ void PYXRecorder::Impl::FeedLeaving(PYXBuffer* pPacket)
     }
 }
 
-void PYXRecorder::Impl::ReleaseLeavingIfComplete()
+void PYXRecorder::ReleaseLeavingIfComplete()
 {
     if (m_pictureReached && m_audioReached)
     {
@@ -299,7 +245,7 @@ void PYXRecorder::Impl::ReleaseLeavingIfComplete()
 }
 
 /// Gives a session that gets no more packets to the worker.
-void PYXRecorder::Impl::ReleaseLeaving()
+void PYXRecorder::ReleaseLeaving()
 {
     if (!m_pLeaving)
     {
@@ -313,7 +259,7 @@ void PYXRecorder::Impl::ReleaseLeaving()
 }
 
 /// No packet has come since for so long that none will.
-void PYXRecorder::Impl::ReleaseOverdue()
+void PYXRecorder::ReleaseOverdue()
 {
     const std::lock_guard lock(m_feedSync);
     bool overdue = false;
@@ -327,9 +273,15 @@ void PYXRecorder::Impl::ReleaseOverdue()
     }
 }
 
-PYXStatus PYXRecorder::Impl::Save(PYXSaveRequest request, pyx_uint64* pId)
+std::string PYXRecorder::Explain(PYX_RESULT result) const
 {
-    if (!m_spModule)
+    const std::string why = m_settings.inMemory ? "" : PYXWhyUnwritable(m_settings.folder, 1 << 20);
+    return why.empty() ? PYXReasonOf(result) : why;
+}
+
+PYXStatus PYXRecorder::Save(PYXSaveRequest request, pyx_uint64* pId)
+{
+    if (const std::lock_guard lock(m_feedSync); !m_pFeeding)
     {
         return NotOpen();
     }
@@ -342,7 +294,8 @@ PYXStatus PYXRecorder::Impl::Save(PYXSaveRequest request, pyx_uint64* pId)
     PYX_RETURN_IF_FAILED(
         PYXCheckWritable(request.path, static_cast<pyx_uint64>(share * static_cast<double>(look.bytes))));
     auto pJob = std::make_unique<Job>();
-    PYX_RETURN_IF_FAILED(OpenSession(&pJob->pNext));
+    pJob->pNext = std::make_unique<PYXRecorderSession>();
+    PYX_RETURN_IF_FAILED(pJob->pNext->Open(m_settings, m_spModule));
     pJob->request = std::move(request);
     const std::lock_guard lock(m_feedSync); // so that End() misses none
     if (!m_pFeeding)
@@ -353,7 +306,7 @@ PYXStatus PYXRecorder::Impl::Save(PYXSaveRequest request, pyx_uint64* pId)
     return {};
 }
 
-void PYXRecorder::Impl::Accept(Jobs* pQueue, JobPtr pJob, pyx_uint64* pId)
+void PYXRecorder::Accept(Jobs* pQueue, JobPtr pJob, pyx_uint64* pId)
 {
     const std::lock_guard lock(m_sync);
     pJob->id = ++m_lastId;
@@ -366,7 +319,7 @@ void PYXRecorder::Impl::Accept(Jobs* pQueue, JobPtr pJob, pyx_uint64* pId)
     m_wake.notify_one();
 }
 
-PYXRecorder::Impl::JobPtr PYXRecorder::Impl::Take(Jobs* pQueue, pyx_uint64 id)
+PYXRecorder::JobPtr PYXRecorder::Take(Jobs* pQueue, pyx_uint64 id)
 {
     const auto found =
         std::find_if(pQueue->begin(), pQueue->end(), [id](const JobPtr& pJob) { return pJob->id == id; });
@@ -378,7 +331,7 @@ PYXRecorder::Impl::JobPtr PYXRecorder::Impl::Take(Jobs* pQueue, pyx_uint64 id)
     return pJob;
 }
 
-PYXStatus PYXRecorder::Impl::Cancel(pyx_uint64 id)
+PYXStatus PYXRecorder::Cancel(pyx_uint64 id)
 {
     const std::lock_guard feedLock(m_feedSync);
     if (m_pLeaving && m_pLeaving->id == id)
@@ -400,7 +353,7 @@ PYXStatus PYXRecorder::Impl::Cancel(pyx_uint64 id)
     return {};
 }
 
-PYXStatus PYXRecorder::Impl::Retry(PYXSaveRequest request, pyx_uint64* pId)
+PYXStatus PYXRecorder::Retry(PYXSaveRequest request, pyx_uint64* pId)
 {
     const pyx_uint64 bytes = Look().bytesForRetry;
     PYX_RETURN_IF_FAILED(bytes > 0 ? PYXCheckWritable(request.path, bytes) : PYXStatus());
@@ -419,14 +372,14 @@ PYXStatus PYXRecorder::Impl::Retry(PYXSaveRequest request, pyx_uint64* pId)
     return {};
 }
 
-void PYXRecorder::Impl::GiveUp()
+void PYXRecorder::GiveUp()
 {
     JobPtr pRemnant; // goes without the lock
     const std::lock_guard lock(m_sync);
     pRemnant.swap(m_pRemnant);
 }
 
-PYXRecorderLook PYXRecorder::Impl::Look()
+PYXRecorderLook PYXRecorder::Look() const
 {
     const std::lock_guard lock(m_sync);
     PYXRecorderLook look = m_look;
@@ -442,13 +395,13 @@ PYXRecorderLook PYXRecorder::Impl::Look()
     return look;
 }
 
-void PYXRecorder::Impl::Wait()
+void PYXRecorder::Wait()
 {
     std::unique_lock lock(m_sync);
     m_finished.wait(lock, [this] { return m_unfinished == m_asked.size(); });
 }
 
-PYXSavedClip PYXRecorder::Impl::End(PYXSaveRequest request)
+PYXSavedClip PYXRecorder::End(PYXSaveRequest request)
 {
     PYXSavedClip last;
     last.path = request.path;
@@ -484,7 +437,7 @@ PYXSavedClip PYXRecorder::Impl::End(PYXSaveRequest request)
     return last;
 }
 
-void PYXRecorder::Impl::Work()
+void PYXRecorder::Work()
 {
     std::unique_lock lock(m_sync);
     for (;;)
@@ -519,7 +472,7 @@ void PYXRecorder::Impl::Work()
     }
 }
 
-void PYXRecorder::Impl::Finish(JobPtr pJob)
+void PYXRecorder::Finish(JobPtr pJob)
 {
     PYXSavedClip clip;
     clip.id = pJob->id;
@@ -528,8 +481,15 @@ void PYXRecorder::Impl::Finish(JobPtr pJob)
     clip.status = {PYX_FAIL, "the save was cancelled"};
     if (!pJob->cancelled)
     {
-        clip.status = pJob->pSession ? pJob->pSession->Write(clip.path, pJob->request.seconds, &clip)
-                                     : PYXStatus{PYX_NOT_FOUND, "nothing is left for it"};
+        try
+        {
+            clip.status = pJob->pSession ? pJob->pSession->Write(clip.path, pJob->request.seconds, &clip)
+                                         : PYXStatus{PYX_NOT_FOUND, "nothing is left for it"};
+        }
+        catch (const std::bad_alloc&)
+        {
+            clip.status = {PYX_OUT_OF_MEMORY, "out of memory"};
+        }
     }
     const auto onSaved = std::move(pJob->request.onSaved);
     JobPtr pGone; // with the lock released
@@ -555,7 +515,7 @@ void PYXRecorder::Impl::Finish(JobPtr pJob)
     }
 }
 
-PYXRecorder::Impl::~Impl()
+PYXRecorder::~PYXRecorder()
 {
     std::unique_ptr<PYXRecorderSession> pFeeding; // taken, so that an onSaved that is called from here on can neither
     JobPtr pRemnant;                              // save nor try again
@@ -578,84 +538,4 @@ PYXRecorder::Impl::~Impl()
     {
         m_worker.join();
     }
-}
-
-PYXRecorder::PYXRecorder() : m_pImpl(std::make_unique<Impl>())
-{
-}
-
-PYXRecorder::~PYXRecorder() = default;
-
-PYXStatus PYXRecorder::Open(const PYXRecorderSettings& settings)
-{
-    return m_pImpl->Open(settings);
-}
-
-PYX_RESULT PYXRecorder::SubmitVideo(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration, bool isKey)
-{
-    const PYXInterfacePtr<HostBuffer> spPacket = MakePacket(bytes, pts, duration);
-    if (!spPacket)
-    {
-        return PYX_OUT_OF_MEMORY;
-    }
-    PASS_ON_FAILURE_SILENTLY(PYXMarkVideoPacket(spPacket.Get(), m_pImpl->m_settings.video.codec, isKey));
-    return m_pImpl->SubmitVideo(spPacket.Get());
-}
-
-PYX_RESULT PYXRecorder::SubmitAudio(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration)
-{
-    const PYXInterfacePtr<HostBuffer> spPacket = MakePacket(bytes, pts, duration);
-    return spPacket ? m_pImpl->SubmitAudio(spPacket.Get()) : PYX_OUT_OF_MEMORY;
-}
-
-PYX_RESULT PYXRecorder::SubmitVideo(PYXBuffer* pPacket)
-{
-    return pPacket ? m_pImpl->SubmitVideo(pPacket) : PYX_INVALID_POINTER;
-}
-
-PYX_RESULT PYXRecorder::SubmitAudio(PYXBuffer* pPacket)
-{
-    return pPacket ? m_pImpl->SubmitAudio(pPacket) : PYX_INVALID_POINTER;
-}
-
-std::string PYXRecorder::Explain(PYX_RESULT result) const
-{
-    const PYXRecorderSettings& settings = m_pImpl->m_settings;
-    const std::string why = settings.inMemory ? "" : PYXWhyUnwritable(settings.folder, 1 << 20);
-    return why.empty() ? PYXReasonOf(result) : why;
-}
-
-PYXStatus PYXRecorder::Save(PYXSaveRequest request, pyx_uint64* pId)
-{
-    return m_pImpl->Save(std::move(request), pId);
-}
-
-PYXStatus PYXRecorder::Cancel(pyx_uint64 id)
-{
-    return m_pImpl->Cancel(id);
-}
-
-PYXStatus PYXRecorder::Retry(PYXSaveRequest request, pyx_uint64* pId)
-{
-    return m_pImpl->Retry(std::move(request), pId);
-}
-
-void PYXRecorder::GiveUp()
-{
-    m_pImpl->GiveUp();
-}
-
-PYXRecorderLook PYXRecorder::Look() const
-{
-    return m_pImpl->Look();
-}
-
-void PYXRecorder::Wait()
-{
-    m_pImpl->Wait();
-}
-
-PYXSavedClip PYXRecorder::End(PYXSaveRequest request)
-{
-    return m_pImpl->End(std::move(request));
 }

@@ -5,12 +5,21 @@
 #include "common/InterfacePtr.h"
 #include "recorder/Status.h"
 
+#include <chrono>
+#include <condition_variable>
+#include <deque>
 #include <functional>
+#include <limits>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
+#include <thread>
 #include <vector>
+
+class PYXRecorderModule;
+class PYXRecorderSession;
 
 /// A video stream as its encoder describes it.
 struct PYXVideoStream
@@ -45,8 +54,8 @@ struct PYXRecorderSettings
     /// in the current folder. The module looks for its own two companions beside the program and in folders that the
     /// process added with AddDllDirectory.
     std::wstring module = L"pyx-component-ring-buffer64.dll";
-    /// Where the recorder makes its private directories; must exist. Empty: the user's folder for temporary files.
-    /// Never a folder that others can write to when the host has more rights than they.
+    /// Where the recorder makes its private directories, a full path; must exist. Empty: the user's folder for
+    /// temporary files. Never a folder that others can write to when the host has more rights than they.
     std::wstring folder{};
     bool inMemory = false;  ///< packets are kept in memory instead of files in `folder`
     pyx_int64 seconds = 30; ///< to keep, from 1 on; whole groups are kept, so up to two groups more
@@ -85,7 +94,7 @@ struct PYXSaveRequest
     std::wstring path{};   ///< full path; its ending names the container; a file of that name is replaced
     pyx_int64 seconds = 0; ///< only the last so many of what is kept, and up to a group more; 0: all
     /// Called once for a request that was accepted, on the recorder's thread with nothing locked. It may call
-    /// everything but End(), Wait() and the destructor. May be empty.
+    /// everything but End(), Wait() and the destructor, and must not throw. May be empty.
     std::function<void(const PYXSavedClip&)> onSaved{};
 };
 
@@ -206,6 +215,52 @@ public:
     PYXSavedClip End(PYXSaveRequest request);
 
 private:
-    class Impl;
-    std::unique_ptr<Impl> m_pImpl;
+    // Locks: m_feedSync before m_sync. With m_feedSync held packets are stored, which can wait for a disk; with m_sync
+    // nothing is called. Sessions are destroyed with neither held, but for one that gets no more packets as it ends.
+    struct Job;
+    using JobPtr = std::unique_ptr<Job>;
+    using Jobs = std::deque<JobPtr>;
+
+    PYX_RESULT Store(PYX_RESULT result);
+    void HandOver(PYXBuffer* pKeyPicture);
+    void FeedLeaving(PYXBuffer* pPacket);
+    PYX_RESULT FeedAudio(PYXBuffer* pPacket);
+    void FeedHeldAudio(pyx_int64 before);
+    void ReleaseLeavingIfComplete();
+    void ReleaseLeaving();
+    void ReleaseOverdue();
+    void Accept(Jobs* pQueue, JobPtr pJob, pyx_uint64* pId);
+    static JobPtr Take(Jobs* pQueue, pyx_uint64 id);
+    void Work();
+    void Finish(JobPtr pJob);
+
+    PYXRecorderSettings m_settings;                // not changed after Open()
+    std::shared_ptr<PYXRecorderModule> m_spModule; // null: not open
+
+    // Guarded by m_feedSync: what packets go through.
+    std::mutex m_feedSync;
+    std::unique_ptr<PYXRecorderSession> m_pFeeding; // null: not open, or ended
+    JobPtr m_pLeaving;                              // its successor has begun, and what is before that may still come
+    PYXInterfacePtr<PYXBuffer> m_spFirst;           // that begins the successor
+    bool m_leavingHasFirst = false;
+    bool m_pictureReached = false; // a picture, or a packet of audio, that is after m_spFirst has come
+    bool m_audioReached = false;
+    std::deque<PYXInterfacePtr<PYXBuffer>> m_heldAudio;         // leads the pictures: it may belong to the next session
+    pyx_int64 m_newest = std::numeric_limits<pyx_int64>::min(); // greatest time stamp of a picture
+
+    // Guarded by m_sync.
+    mutable std::mutex m_sync;
+    std::condition_variable m_wake;     // of the worker
+    std::condition_variable m_finished; // of Wait() and End()
+    Jobs m_asked;                       // wait for a key picture each
+    Jobs m_toWrite;
+    Job* m_pWriting = nullptr; // the worker's
+    JobPtr m_pRemnant;         // failed
+    std::size_t m_unfinished = 0;
+    pyx_uint64 m_lastId = 0;
+    std::optional<std::chrono::steady_clock::time_point> m_leavingUntil;
+    PYXRecorderLook m_look; // but for what Look() adds
+    bool m_ending = false;
+
+    std::thread m_worker;
 };

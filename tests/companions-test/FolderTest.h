@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <windows.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -58,5 +60,5 @@ protected:
         return list;
     }
 
-    fs::path m_folder = fs::temp_directory_path() / "pyx-folder-test";
+    fs::path m_folder = fs::temp_directory_path() / ("pyx-folder-test-" + std::to_string(GetCurrentProcessId()));
 };

@@ -239,6 +239,7 @@ TEST_F(RecorderTest, ASaveThatWaitsAtTheEndGetsWhatIsKept)
     EXPECT_EQ(End(), "0: V0 V40 V-\n11: \n");
     const auto spPacket = Packet::Parse("V80K").Build();
     EXPECT_EQ(m_pRecorder->SubmitVideo(spPacket.Get()), PYX_NOT_INITIALIZED);
+    EXPECT_EQ(m_pRecorder->Save(Request()).result, PYX_NOT_INITIALIZED);
 }
 
 TEST_F(RecorderTest, ABudgetLowersTheSecondsUntilTheRateFalls)
@@ -267,7 +268,7 @@ TEST_F(RecorderTest, ABudgetLowersTheSecondsUntilTheRateFalls)
 TEST_F(RecorderTest, ATemporaryFileThatAnotherProgramReadsIsTriedAgain)
 {
     Open();
-    Feed("V0K A0 V40K A40 V80");
+    Feed("V0K A0 V40K V80K A80 V120"); // and a group without audio, whose file is missing
     std::vector<HANDLE> held;
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_folder))
     {
@@ -282,7 +283,7 @@ TEST_F(RecorderTest, ATemporaryFileThatAnotherProgramReadsIsTriedAgain)
         std::this_thread::sleep_for(std::chrono::milliseconds(500));
         std::for_each(held.begin(), held.end(), CloseHandle);
     });
-    EXPECT_EQ(End(), "0: V0 A0 V40 A40 V80 V- A-\n");
+    EXPECT_EQ(End(), "0: V0 A0 V40 V80 A80 V120 V- A-\n");
 }
 
 TEST_F(RecorderTest, OnlyItsOwnDirectoriesAreUsedAndRemoved)
