@@ -7,18 +7,11 @@
 
 #define FROM_RING_BUFFER " components/RingBuffer/RingBufferImpl PYXRingBufferImpl "
 
-/// A table of which each operation returns its own slot's number.
-template <class Int, Int... Slots> struct NumberedTable
-{
-    static constexpr Int (*c_slots[])(const void*) = {[](const void*) { return Slots; }...};
-};
-
-/// Records the slot that each operation is called in. The headers are shared
-/// with the module, so both sides could move together, away from older hosts.
+/// Calls each operation of an object that records the slot that it is called in: the module is built from the same
+/// headers, so both sides could move together, away from older hosts.
 template <class... Methods> int FindSlots(Methods... methods)
 {
-    const void* pObject = __make_integer_seq<NumberedTable, int, 40>::c_slots;
-    (Record("%d", __builtin_bit_cast(int (*)(const void*), methods)(&pObject)), ...);
+    (__builtin_bit_cast(Slot, methods)(&g_plain), ...);
     return sizeof...(methods);
 }
 
@@ -46,6 +39,13 @@ void CheckSlotNumbers()
                      &PYXPropertyStorageObserver::OnPropertyChanged, &PYXFactory::GetDebug, &PYXFactory::GetTrace,
                      &PYXTrace::TraceW, &PYXTrace::GetResultText),
            13, "17 13 14 15 16 17 18 3 0 0 1 0 1");
+}
+
+PYXBuffer* NewPacket(pyx_size size)
+{
+    PYXBuffer* pPacket = nullptr;
+    g_context.As<PYXContext>()->AllocBuffer(PYX_MEMORY_HOST, size, &pPacket);
+    return pPacket;
 }
 
 template <class Key> PYX_RESULT Describe(PYXPropertyStorageEx* p, Key key)
@@ -80,24 +80,24 @@ void CheckStorage(PYXPropertyStorageEx* p, int references, pyx_size index, int c
 {
     const wchar_t* const name = g_property;
     wchar_t buffer[4];
-    Observer observer;
-    Packet sink;
+    PYXPropertyStorageObserver* const pObserver = g_observer.As<PYXPropertyStorageObserver>();
+    PYXBuffer* const pSink = NewPacket(0);
     EXPECT(p->Acquire(), references + 1);
     EXPECT(p->Release(), references);
     EXPECT(Has(p, PYXInterface::c_id) && Has(p, PYXPropertyStorage::c_id) && Has(p, PYXPropertyStorageEx::c_id), true);
     EXPECT(Has(p, PYXBuffer::c_id), false);
-    p->AddObserver(&observer);
+    p->AddObserver(pObserver);
     EXPECT(p->SetProperty(name, PYXVariantFromInt64(45)), PYX_OK, observedSet);
-    p->RemoveObserver(&observer);
+    p->RemoveObserver(pObserver);
     EXPECT(p->SetProperty(name, PYXVariantBorrowWString(L"46")), PYX_OK, plainSet);
     EXPECT(p->GetProperty(name, &g_value), PYX_OK, "2:46");
     EXPECT(p->HasProperty(name) && !p->HasProperty(L"Nothing"), true);
     EXPECT(p->GetPropertyCount(), count);
     EXPECT(p->GetPropertyAt(index, buffer, 4, &g_value), PYX_OK, "2:46");
     EXPECT(wcscmp(buffer, cutName), 0);
-    EXPECT(p->AddTo(&sink, false, true), PYX_OK, "asked");
-    EXPECT(p->AddTo(&sink, true, false), PYX_OK, "set 2:46");
-    EXPECT(p->CopyTo(&sink, false), PYX_OK, "cleared set 2:46");
+    EXPECT(p->AddTo(pSink, false, true), PYX_OK, "asked");
+    EXPECT(p->AddTo(pSink, true, false), PYX_OK, "set 2:46");
+    EXPECT(p->CopyTo(pSink, false), PYX_OK, "cleared set 2:46");
     EXPECT(p->Clear(), PYX_OK);
     EXPECT(p->GetPropertiesInfoCount(), count);
     EXPECT(Describe(p, name), PYX_OK, description);
@@ -106,6 +106,7 @@ void CheckStorage(PYXPropertyStorageEx* p, int references, pyx_size index, int c
     EXPECT(p->ValidateProperty(name, PYXVariantBorrowWString(L"47"), &g_value), PYX_OK, "2:47");
     EXPECT(p->ValidateProperty(name, PYXVariantFromInt64(0), &g_value), PYX_OUT_OF_RANGE, "2:0");
     EXPECT(p->GetProperty(name, &g_value), PYX_OK, defaultValue);
+    pSink->Release();
 }
 
 void CheckComponent(PYXComponentEx* p, PYXInput** ppVideo, PYXInput** ppAudio)
@@ -121,7 +122,7 @@ void CheckComponent(PYXComponentEx* p, PYXInput** ppVideo, PYXInput** ppAudio)
     Record("%d%d %d%d %d%d%d %d%d", p->HostOperation20(), p->HostOperation21(), p->HostOperation22(),
            p->HostOperation23(), p->HostOperation25(), p->HostOperation26(), p->HostOperation27(), p->HostOperation29(),
            p->HostOperation31());
-    EXPECT(p->GetContext() == &g_context, true, "00 1010 0100 010");
+    EXPECT(p->GetContext() == g_context.As<PYXContext>(), true, "00 1010 0100 010");
     EXPECT(p->GetInputCount(), 1);
     EXPECT(p->SetProperty(L"EnableAudio", PYXVariantFromBool(true)), PYX_OK, "muxer.EnableAudio=1:1");
     EXPECT(p->GetInputCount(), 2);
@@ -155,14 +156,14 @@ void CheckInputs(PYXInput* pVideo, PYXInput* pAudio)
 template <pyx_size Size>
 PYX_RESULT Submit(PYXInput* pInput, const char (&bytes)[Size], pyx_int64 pts, pyx_int64 duration, int type)
 {
-    PYXInterfacePtr<PYXBuffer> spPacket;
-    Packet* const pPacket = g_pNextPacket;
-    g_context.AllocBuffer(PYX_MEMORY_HOST, Size, spPacket.Out());
-    pPacket->m_pts = pts;
-    pPacket->m_duration = duration;
-    pPacket->m_type = type;
-    __builtin_memcpy(pPacket->m_bytes, bytes, Size);
-    return pInput->SubmitInput(spPacket.Get());
+    PYXBuffer* const pPacket = NewPacket(Size);
+    pPacket->SetPts(pts);
+    pPacket->SetDuration(duration);
+    reinterpret_cast<Object*>(pPacket)->type = type;
+    __builtin_memcpy(pPacket->GetNative(), bytes, Size);
+    const PYX_RESULT result = pInput->SubmitInput(pPacket);
+    pPacket->Release();
+    return result;
 }
 
 /// Times and durations that need more than 32 bits.
@@ -181,22 +182,23 @@ void CheckPackets(PYXComponentEx* p, PYXInput* pVideo, PYXInput* pAudio)
            "trace 0" FROM_RING_BUFFER "'PYX_ERROR 11 : not found: SubmitInput() unable to get video frame type'");
     EXPECT(pVideo->SubmitInput(nullptr), PYX_EOF);
     EXPECT(p->Terminate(), PYX_OK,
-           "muxer.video(0+200 2:0 4 one) muxer.audio(100+300 2:-1 6 audio) muxer.video(400+200 2:2 6 three) "
+           "muxer.video(0+200 0 4 one) muxer.audio(100+300 -1 6 audio) muxer.video(400+200 2 6 three) "
            "trace 1" FROM_RING_BUFFER "'WriteBuffer() failed to submit video frame %d.' with 1 "
-           "muxer.video(5000000000+6000000000 2:1 10 four four) muxer.video(end) muxer.audio(end)");
+           "muxer.video(5000000000+6000000000 1 10 four four) muxer.video(end) muxer.audio(end)");
 }
 
 extern "C" void RunHost()
 {
     SetUnhandledExceptionFilter(ReportCrash);
     CheckSlotNumbers();
+    LayOutObjects();
     const auto pCreate = reinterpret_cast<PYXCreateComponentFunction>(
         GetProcAddress(LoadLibraryW(L"pyx-component-ring-buffer64.dll"), PYX_CREATE_COMPONENT_ENTRY));
     PYXComponent* pComponent = nullptr;
     PYXInput* pVideo = nullptr;
     PYXInput* pAudio = nullptr;
-    g_context.Acquire();
-    EXPECT(pCreate(&g_context, L"RingBuffer", &pComponent), PYX_OK, "create(MuxerFFMPEG)");
+    Acquire(&g_context);
+    EXPECT(pCreate(g_context.As<PYXContext>(), L"RingBuffer", &pComponent), PYX_OK, "create(MuxerFFMPEG)");
     const auto p = static_cast<PYXComponentEx*>(pComponent);
     CheckComponent(p, &pVideo, &pAudio);
     CheckInputs(pVideo, pAudio);

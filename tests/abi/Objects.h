@@ -2,294 +2,199 @@
 
 #include "common/Component.h"
 #include "common/HostContract.h"
-#include "common/InterfacePtr.h"
 #include "Record.h"
 
-/// All objects that a ring buffer meets in a process, laid out by this compiler:
-/// the host's packets, context and observer, the runtime library's objects and
-/// the muxer. Each call of them is recorded.
+/// All objects that a ring buffer meets in a process: the host's packets, context
+/// and observer, the runtime library's objects and the muxer. Their tables are
+/// laid out by slot number, so they stay as older hosts have them whatever
+/// happens to the headers. Each call of them that matters is recorded.
+
+struct Object;
+using Slot = pyx_int64 (*)(Object*);
+
+/// Operations that the module does not call: a call is recorded, and no check expects it.
+template <class Int, Int... Slots> struct Uncalled
+{
+    static constexpr Slot c_slots[sizeof...(Slots)] = {[](Object*) -> pyx_int64 { return Record("%d", Slots), 0; }...};
+};
+
+/// The operations of one kind of object.
+struct Table
+{
+    Slot slots[40];
+    PYXGuid id; ///< of its interface
+
+    constexpr Table(const PYXGuid& interfaceId) : slots(), id(interfaceId)
+    {
+        for (int slot = 0; slot < 40; ++slot)
+        {
+            slots[slot] = __make_integer_seq<Uncalled, int, 40>::c_slots[slot];
+        }
+    }
+
+    template <class Function> void Put(int slot, Function function)
+    {
+        slots[slot] = __builtin_bit_cast(Slot, +function);
+    }
+};
+
+struct Object
+{
+    Table* pTable = nullptr;
+    const char* name = nullptr;
+    pyx_uint32 references = 0;
+    pyx_int64 type = -1; ///< of a stream, or of a packet's frame; negative: none
+    pyx_int64 pts = 0;
+    pyx_int64 duration = 0;
+    pyx_size size = 0;
+    char bytes[16] = {};
+
+    template <class Interface> Interface* As()
+    {
+        return reinterpret_cast<Interface*>(this);
+    }
+};
 
 inline pyx_int64 g_references;    ///< held on all objects of this program
-inline const wchar_t* g_property; ///< the one that every storage here has and watches
+inline const wchar_t* g_property; ///< the one that packets and the module's storages have
 
-/// A slot that the module does not call: a call is recorded, and no check expects it.
-#define NOT_CALLED(Result, signature)                                                                                  \
-    Result signature override                                                                                          \
-    {                                                                                                                  \
-        Record("%s", "!" #signature);                                                                                  \
-        using Returned = Result;                                                                                       \
-        return Returned();                                                                                             \
-    }
+inline constinit Table g_plainTable{{}}; ///< nothing but recorded slots
+inline constinit Table g_observerTable{{}};
+inline constinit Table g_traceTable{{}};
+inline constinit Table g_factoryTable{{}};
+inline constinit Table g_contextTable{PYXContext::c_id};
+inline constinit Table g_packetTable{PYXBuffer::c_id};
+inline constinit Table g_muxerTable{PYXComponentEx::c_id};
+inline constinit Table g_inputTable{PYXInput::c_id};
 
-template <class Interface> struct Counted : Interface
-{
-    pyx_uint32 m_count = 0;
-
-    pyx_uint32 Acquire() override
-    {
-        ++g_references;
-        return ++m_count;
-    }
-
-    pyx_uint32 Release() override
-    {
-        --g_references;
-        return --m_count;
-    }
-
-    PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override
-    {
-        *out = nullptr;
-        if (!(id == Interface::c_id))
-        {
-            return PYX_NO_INTERFACE;
-        }
-        *out = this;
-        Acquire();
-        return PYX_OK;
-    }
-};
-
-/// Has one property, g_property, and records what is done to it.
-template <class Interface> struct Storage : Counted<Interface>
-{
-    PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override
-    {
-        if (wcscmp(name, g_property) == 0)
-        {
-            Record("set %s", ValueText(value).text);
-        }
-        return PYX_OK;
-    }
-
-    bool HasProperty(const wchar_t* name) override
-    {
-        const bool hasIt = wcscmp(name, g_property) == 0;
-        if (hasIt)
-        {
-            Record("asked");
-        }
-        return hasIt;
-    }
-
-    PYX_RESULT Clear() override
-    {
-        Record("cleared");
-        return PYX_OK;
-    }
-
-    NOT_CALLED(PYX_RESULT, GetProperty(const wchar_t*, PYXVariant*));
-    NOT_CALLED(pyx_size, GetPropertyCount());
-    NOT_CALLED(PYX_RESULT, GetPropertyAt(pyx_size, wchar_t*, pyx_size, PYXVariant*));
-    NOT_CALLED(PYX_RESULT, AddTo(PYXPropertyStorage*, bool, bool));
-    NOT_CALLED(PYX_RESULT, CopyTo(PYXPropertyStorage*, bool));
-    NOT_CALLED(void, AddObserver(PYXPropertyStorageObserver*));
-    NOT_CALLED(void, RemoveObserver(PYXPropertyStorageObserver*));
-};
-
-struct Observer final : PYXPropertyStorageObserver
-{
-    void OnPropertyChanged(const wchar_t* name) override
-    {
-        Record("changed(%ls)", name);
-    }
-};
-
-/// A packet. A negative frame type stands for none.
-struct Packet final : Storage<PYXBuffer>
-{
-    char m_bytes[16] = {};
-    pyx_size m_size = 0;
-    pyx_int64 m_pts = 0;
-    pyx_int64 m_duration = 0;
-    pyx_int64 m_type = -1;
-
-    PYX_RESULT GetProperty(const wchar_t* name, PYXVariant* pValue) override
-    {
-        *pValue = PYXVariantFromInt64(m_type);
-        return m_type >= 0 && wcscmp(name, L"OutputDataType") == 0 ? PYX_OK : PYX_NOT_FOUND;
-    }
-
-    PYX_RESULT CopyTo(PYXPropertyStorage* pDest, bool) override
-    {
-        static_cast<Packet*>(pDest)->m_type = m_type;
-        return PYX_OK;
-    }
-
-    void SetPts(pyx_int64 pts) override
-    {
-        m_pts = pts;
-    }
-    pyx_int64 GetPts() override
-    {
-        return m_pts;
-    }
-    void SetDuration(pyx_int64 duration) override
-    {
-        m_duration = duration;
-    }
-    pyx_int64 GetDuration() override
-    {
-        return m_duration;
-    }
-    pyx_size GetSize() override
-    {
-        return m_size;
-    }
-    void* GetNative() override
-    {
-        return m_bytes;
-    }
-};
+inline constinit Object g_plain{&g_plainTable};
+inline constinit Object g_observer{&g_observerTable};
+inline constinit Object g_trace{&g_traceTable};
+inline constinit Object g_factory{&g_factoryTable};
+inline constinit Object g_context{&g_contextTable};
+inline constinit Object g_muxer{&g_muxerTable, "muxer"};
+inline constinit Object g_inputs[] = {{&g_inputTable, "muxer.audio", 0, PYX_STREAM_TYPE_AUDIO},
+                                      {&g_inputTable, "muxer.video", 0, PYX_STREAM_TYPE_VIDEO}};
 
 /// None is used twice, so a call on a packet that has ended does no harm and is recorded.
-inline constinit Packet g_packets[32];
-inline constinit Packet* g_pNextPacket = g_packets;
+inline constinit Object g_packets[32];
+inline constinit Object* g_pNextPacket = g_packets;
+inline constexpr pyx_uint64 c_runtimeVersion = 0x0001000400240000;
 
-struct Context final : Counted<PYXContext>
+inline pyx_uint32 Acquire(Object* p)
 {
-    PYX_RESULT AllocBuffer(PYX_MEMORY_TYPE type, pyx_size size, PYXBuffer** ppOut) override
-    {
-        Packet* const pPacket = g_pNextPacket++;
-        pPacket->m_size = size;
-        pPacket->Acquire();
-        *ppOut = pPacket;
-        return type == PYX_MEMORY_HOST ? PYX_OK : PYX_INVALID_ARG;
-    }
-};
+    ++g_references;
+    return ++p->references;
+}
 
-/// What the muxer and its inputs have in common.
-template <class Interface> struct MuxerStorage : Storage<Interface>
+inline PYX_RESULT GiveOut(Object* p, Object** ppOut)
 {
-    const char* m_name;
-    pyx_int64 m_streamType;
+    Acquire(p);
+    *ppOut = p;
+    return PYX_OK;
+}
 
-    constexpr MuxerStorage(const char* name, pyx_int64 streamType) : m_name(name), m_streamType(streamType)
-    {
-    }
-
-    PYX_RESULT SetProperty(const wchar_t* name, PYXVariant value) override
-    {
-        Record("%s.%ls=%s", m_name, name, ValueText(value).text);
-        return PYX_OK;
-    }
-
-    PYX_RESULT GetProperty(const wchar_t* name, PYXVariant* pValue) override
-    {
-        *pValue = PYXVariantFromInt64(m_streamType);
-        return wcscmp(name, L"StreamType") == 0 ? PYX_OK : PYX_NOT_FOUND;
-    }
-
-    NOT_CALLED(pyx_size, GetPropertiesInfoCount());
-    NOT_CALLED(PYX_RESULT, GetPropertyInfo(const wchar_t*, const PYXPropertyInfo**));
-    NOT_CALLED(PYX_RESULT, GetPropertyInfo(pyx_size, const PYXPropertyInfo**));
-    NOT_CALLED(PYX_RESULT, ValidateProperty(const wchar_t*, PYXVariant, PYXVariant*));
-};
+inline PYX_RESULT AllocBuffer(Object*, PYX_MEMORY_TYPE type, pyx_size size, Object** ppOut)
+{
+    *g_pNextPacket = {.pTable = &g_packetTable, .size = size};
+    GiveOut(g_pNextPacket++, ppOut);
+    return type == PYX_MEMORY_HOST ? PYX_OK : PYX_INVALID_ARG;
+}
 
 /// Refuses the packet at time 400, after recording it.
-struct MuxerInput final : MuxerStorage<PYXInput>
+inline PYX_RESULT SubmitToMuxer(Object* pInput, Object* pPacket)
 {
-    using MuxerStorage::MuxerStorage;
-
-    PYX_RESULT SubmitInput(PYXData* pData) override
+    if (!pPacket)
     {
-        const auto spBuffer = PYXInterfacePtr<PYXData>(pData).Query<PYXBuffer>();
-        if (!spBuffer)
-        {
-            Record("%s(end)", m_name);
-            return PYX_EOF;
-        }
-        PYXVariant type;
-        spBuffer->GetProperty(L"OutputDataType", &type);
-        Record("%s(%lld+%lld %s %llu %s)", m_name, spBuffer->GetPts(), spBuffer->GetDuration(), ValueText(type).text,
-               spBuffer->GetSize(), static_cast<char*>(spBuffer->GetNative()));
-        return spBuffer->GetPts() == 400 ? PYX_FAIL : PYX_OK;
+        Record("%s(end)", pInput->name);
+        return PYX_EOF;
     }
-};
+    Record("%s(%lld+%lld %lld %llu %s)", pInput->name, pPacket->pts, pPacket->duration, pPacket->type, pPacket->size,
+           pPacket->bytes);
+    return pPacket->pts == 400 ? PYX_FAIL : PYX_OK;
+}
 
-struct Muxer final : MuxerStorage<PYXComponentEx>
+inline void Trace(Object*, const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope,
+                  const wchar_t* format, va_list* pArgs)
 {
-    MuxerInput m_inputs[2] = {{"muxer.audio", PYX_STREAM_TYPE_AUDIO}, {"muxer.video", PYX_STREAM_TYPE_VIDEO}};
-
-    using MuxerStorage::MuxerStorage;
-
-    PYX_RESULT Init(pyx_int32 format, pyx_int32 width, pyx_int32 height) override
+    Record("trace %d %ls%s%ls '%ls'", level, path, line > 0 ? " " : " without a line ", scope, format);
+    if (pArgs)
     {
-        Record("muxer.Init(%d,%d,%d)", format, width, height);
-        return PYX_OK;
+        Record("with %d", va_arg(*pArgs, int));
     }
+}
 
-    pyx_int32 GetInputCount() override
-    {
-        return 2;
-    }
-
-    PYX_RESULT GetInput(pyx_int32 index, PYXInput** ppInput) override
-    {
-        m_inputs[index].Acquire();
-        *ppInput = &m_inputs[index];
-        return PYX_OK;
-    }
-
-    NOT_CALLED(PYX_RESULT, ReInit(pyx_int32, pyx_int32));
-    NOT_CALLED(PYX_RESULT, Terminate());
-    NOT_CALLED(PYX_RESULT, HostOperation20());
-    NOT_CALLED(PYX_RESULT, HostOperation21());
-    NOT_CALLED(PYX_RESULT, HostOperation22());
-    NOT_CALLED(PYX_RESULT, HostOperation23());
-    NOT_CALLED(PYXContext*, GetContext());
-    NOT_CALLED(PYX_RESULT, HostOperation25());
-    NOT_CALLED(PYX_RESULT, HostOperation26());
-    NOT_CALLED(PYX_RESULT, HostOperation27());
-    NOT_CALLED(pyx_int32, HostOperation29());
-    NOT_CALLED(PYX_RESULT, HostOperation31());
-};
-
-struct TraceObject final : PYXTrace
+inline void LayOutPackets()
 {
-    void TraceW(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope, const wchar_t* format,
-                va_list* pArgs) override
-    {
-        Record("trace %d %ls%s%ls '%ls'", level, path, line > 0 ? " " : " without a line ", scope, format);
-        if (pArgs)
-        {
-            Record("with %d", va_arg(*pArgs, int));
-        }
-    }
+    Table& table = g_packetTable;
+    table.Put(3, [](Object*, const wchar_t* name, PYXVariant value) { // SetProperty
+        return wcscmp(name, g_property) == 0 ? (Record("set %s", ValueText(value).text), PYX_OK) : PYX_OK;
+    });
+    table.Put(4, [](Object* p, const wchar_t* name, PYXVariant* pValue) { // GetProperty
+        *pValue = PYXVariantFromInt64(p->type);
+        return p->type >= 0 && wcscmp(name, L"OutputDataType") == 0 ? PYX_OK : PYX_NOT_FOUND;
+    });
+    table.Put(5, [](Object*, const wchar_t* name) { // HasProperty
+        return wcscmp(name, g_property) == 0 && (Record("asked"), true);
+    });
+    table.Put(8, [](Object*) { return Record("cleared"), PYX_OK; });                               // Clear
+    table.Put(10, [](Object* p, Object* pDest, bool) { return (pDest->type = p->type), PYX_OK; }); // CopyTo
+    table.Put(13, [](Object* p, pyx_int64 pts) { p->pts = pts; });                                 // SetPts
+    table.Put(14, [](Object* p) { return p->pts; });                                               // GetPts
+    table.Put(15, [](Object* p, pyx_int64 duration) { p->duration = duration; });                  // SetDuration
+    table.Put(16, [](Object* p) { return p->duration; });                                          // GetDuration
+    table.Put(17, [](Object* p) { return p->size; });                                              // GetSize
+    table.Put(18, [](Object* p) { return p->bytes; });                                             // GetNative
+}
 
-    const wchar_t* GetResultText(PYX_RESULT code) override
-    {
-        return code == PYX_NOT_FOUND ? L"not found" : L"unknown";
-    }
-};
-
-struct Factory final : PYXFactory
+inline void LayOutMuxer()
 {
-    TraceObject m_trace;
-
-    PYX_RESULT GetDebug(void** ppOut) override
+    Table* const tables[] = {&g_muxerTable, &g_inputTable};
+    for (Table* pTable : tables)
     {
-        *ppOut = &m_trace;
-        return PYX_OK;
+        pTable->Put(3, [](Object* p, const wchar_t* name, PYXVariant value) { // SetProperty
+            return Record("%s.%ls=%s", p->name, name, ValueText(value).text), PYX_OK;
+        });
+        pTable->Put(4, [](Object* p, const wchar_t* name, PYXVariant* pValue) { // GetProperty
+            *pValue = PYXVariantFromInt64(p->type);
+            return wcscmp(name, L"StreamType") == 0 ? PYX_OK : PYX_NOT_FOUND;
+        });
     }
+    g_inputTable.Put(17, SubmitToMuxer);
+    g_muxerTable.Put(17, [](Object*, pyx_int32 format, pyx_int32 width, pyx_int32 height) { // Init
+        return Record("muxer.Init(%d,%d,%d)", format, width, height), PYX_OK;
+    });
+    g_muxerTable.Put(28, [](Object*) { return 2; }); // GetInputCount
+    g_muxerTable.Put(30, [](Object*, pyx_int32 index, Object** ppOut) { return GiveOut(&g_inputs[index], ppOut); });
+}
 
-    PYX_RESULT GetTrace(PYXTrace** ppOut) override
+inline void LayOutObjects()
+{
+    Table* const tables[] = {&g_contextTable, &g_packetTable, &g_muxerTable, &g_inputTable};
+    for (Table* pTable : tables)
     {
-        *ppOut = &m_trace;
-        return PYX_OK;
+        pTable->Put(0, Acquire);
+        pTable->Put(1, [](Object* p) { return --g_references, --p->references; }); // Release
+        pTable->Put(2, [](Object* p, const PYXGuid& id, Object** ppOut) {          // QueryInterface
+            *ppOut = nullptr;
+            return id == p->pTable->id ? GiveOut(p, ppOut) : PYX_NO_INTERFACE;
+        });
     }
-};
-
-inline constinit Context g_context;
-inline constinit Factory g_factory;
-inline constinit Muxer g_muxer("muxer", 0);
-inline constexpr pyx_uint64 c_runtimeVersion = 0x0001000400240000;
+    LayOutPackets();
+    LayOutMuxer();
+    g_contextTable.Put(3, AllocBuffer);
+    g_observerTable.Put(0, [](Object*, const wchar_t* name) { Record("changed(%ls)", name); });
+    g_traceTable.Put(0, Trace);
+    g_traceTable.Put(1, [](Object*, PYX_RESULT code) { return code == PYX_NOT_FOUND ? L"not found" : L"unknown"; });
+    g_factoryTable.Put(0, [](Object*, Object** ppOut) { return (*ppOut = &g_trace), PYX_OK; }); // GetDebug
+    g_factoryTable.Put(1, [](Object*, Object** ppOut) { return (*ppOut = &g_trace), PYX_OK; }); // GetTrace
+}
 
 // What the companion modules export.
 
 PYX_EXPORT PYX_RESULT PYXInit(pyx_uint64 version, PYXFactory** ppFactory)
 {
-    *ppFactory = &g_factory;
+    *ppFactory = g_factory.As<PYXFactory>();
     return version == c_runtimeVersion ? PYX_OK : PYX_FAIL;
 }
 
@@ -301,6 +206,6 @@ PYX_EXPORT PYX_RESULT PYXQueryVersion(pyx_uint64* pVersion)
 
 PYX_EXPORT PYX_RESULT PYXCreateComponentInt(PYXContext* pContext, const wchar_t* id, PYXComponent** ppOut)
 {
-    Record("%screate(%ls)", pContext == &g_context ? "" : "context lost, ", id);
-    return g_muxer.QueryInterface(PYXComponentEx::c_id, reinterpret_cast<void**>(ppOut));
+    Record("%screate(%ls)", pContext == g_context.As<PYXContext>() ? "" : "context lost, ", id);
+    return GiveOut(&g_muxer, reinterpret_cast<Object**>(ppOut));
 }
