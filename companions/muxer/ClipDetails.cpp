@@ -4,9 +4,9 @@
 #include "common/InterfacePtr.h"
 #include "common/PropertyReader.h"
 #include "common/Trace.h"
+#include "host/Utf8.h"
 #include "media/ClipProperties.h"
 #include "media/DisplayMatrix.h"
-#include "media/Utf8.h"
 
 extern "C"
 {
@@ -112,7 +112,7 @@ PYX_RESULT SetAudioDetails(PYXPropertyStorage* pInput, AVStream* pStream)
     const std::wstring language = PYXReadPropertyOr(pInput, PYX_PROPERTY_LANGUAGE, std::wstring());
     if (!language.empty())
     {
-        const int error = av_dict_set(&pStream->metadata, "language", ToUtf8(language).c_str(), 0);
+        const int error = av_dict_set(&pStream->metadata, "language", PYXToUtf8(language).c_str(), 0);
         FAIL_IF_NOT(error >= 0, PYX_OUT_OF_MEMORY, L"no memory for a stream's language");
     }
     pStream->disposition = ReadSwitch(pInput, PYX_PROPERTY_DEFAULT_STREAM) ? AV_DISPOSITION_DEFAULT : 0;

@@ -2,8 +2,8 @@
 
 #include "common/HostContract.h"
 #include "common/Trace.h"
+#include "host/Utf8.h"
 #include "media/FFmpeg.h"
-#include "media/Utf8.h"
 
 #include <string_view>
 
@@ -29,7 +29,7 @@ void OnLogLine(void* pObject, int level, const char* format, va_list args)
     }
     line[text.size()] = '\0';
     const pyx_int32 traceLevel = level <= AV_LOG_ERROR ? PYX_TRACE_ERROR : PYX_TRACE_WARNING;
-    Trace(c_traceSource.source, __LINE__, traceLevel, c_traceSource.scope, 1, L"%s", ToWide(line).c_str());
+    Trace(c_traceSource.source, __LINE__, traceLevel, c_traceSource.scope, 1, L"%s", PYXToWide(line).c_str());
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #include "muxer/MediaFile.h"
 
 #include "common/Trace.h"
-#include "media/Utf8.h"
+#include "host/Utf8.h"
 #include "muxer/FFmpegLog.h"
 
 extern "C"
@@ -81,7 +81,7 @@ PYX_RESULT MediaFile::SetFormat(const std::wstring& path)
     FAIL_IF_NOT(format, PYX_INVALID_ARG, L"the file name ends neither in .mp4 nor .mov nor .mkv: %s", path.c_str());
     // Named as a file, so that nothing in a name is taken for a protocol.
     m_pPart = std::make_unique<PartFile>(path);
-    const std::string url = "file:" + ToUtf8(m_pPart->WorkingPath());
+    const std::string url = "file:" + PYXToUtf8(m_pPart->WorkingPath());
     return Check(avformat_alloc_output_context2(&m_pContext, nullptr, format, url.c_str()), L"has no container");
 }
 
@@ -94,7 +94,7 @@ PYX_RESULT MediaFile::Start(const FileDetails& details)
 {
     const int error = avio_open(&m_pContext->pb, m_pContext->url, AVIO_FLAG_WRITE);
     FAIL_IF_NOT(error >= 0, PYX_FILE_NOT_OPEN, L"the file cannot be created: %s: %s", m_path.c_str(),
-                ToWide(FFmpegErrorText(error)).c_str());
+                PYXToWide(FFmpegErrorText(error)).c_str());
     SetDetails(details);
     return Check(avformat_write_header(m_pContext, nullptr), L"cannot begin");
 }
@@ -112,7 +112,7 @@ void MediaFile::SetDetails(const FileDetails& details)
     }
     if (!details.title.empty())
     {
-        av_dict_set(&m_pContext->metadata, "title", ToUtf8(details.title).c_str(), 0);
+        av_dict_set(&m_pContext->metadata, "title", PYXToUtf8(details.title).c_str(), 0);
     }
     if (details.creationTime > 0)
     {
@@ -141,13 +141,13 @@ PYX_RESULT MediaFile::Finish()
     PASS_ON_FAILURE_SILENTLY(Check(error < 0 ? error : closed, L"cannot be completed"));
     const unsigned long reason = m_pPart->Commit();
     FAIL_IF_NOT(reason == 0, PYX_FILE_NOT_OPEN, L"the file cannot take its name: %s: %s", m_path.c_str(),
-                ToWide(SystemReason(reason)).c_str());
+                PYXToWide(PYXSystemText(reason)).c_str());
     return PYX_OK;
 }
 
 PYX_RESULT MediaFile::Check(int error, const wchar_t* failure) const
 {
     PASS_ON_FAILURE(ToResult(error), L"the file %s: %s: %s", failure, m_path.c_str(),
-                    ToWide(FFmpegErrorText(error)).c_str());
+                    PYXToWide(FFmpegErrorText(error)).c_str());
     return PYX_OK;
 }

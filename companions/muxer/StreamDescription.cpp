@@ -6,8 +6,8 @@
 #include "common/PropertyNames.h"
 #include "common/PropertyReader.h"
 #include "common/Trace.h"
+#include "host/Utf8.h"
 #include "media/NalStream.h"
-#include "media/Utf8.h"
 #include "muxer/ClipDetails.h"
 #include "muxer/FFmpegLog.h"
 
@@ -49,7 +49,7 @@ constexpr AudioCodecRow c_audioCodecsWithExtraData[] = {
 
 std::wstring GetName(AVCodecID codec)
 {
-    return ToWide(avcodec_get_name(codec));
+    return PYXToWide(avcodec_get_name(codec));
 }
 
 /// FFmpeg has tags for these in every film, and refuses them only later, when
@@ -63,7 +63,7 @@ PYX_RESULT CheckContainer(AVCodecID codec, const AVOutputFormat& format)
 {
     const bool canHold = avformat_query_codec(&format, codec, FF_COMPLIANCE_NORMAL) != 0;
     FAIL_IF_NOT(canHold && !IsRefusedByMov(codec, format), PYX_INVALID_ARG, L"a file of the kind %s cannot hold %s",
-                ToWide(format.name).c_str(), GetName(codec).c_str());
+                PYXToWide(format.name).c_str(), GetName(codec).c_str());
     return PYX_OK;
 }
 
@@ -129,7 +129,7 @@ PYX_RESULT OpenFilter(const char* name, const AVCodecParameters& parameters, Fil
         error = av_bsf_init(pFilter);
     }
     PASS_ON_FAILURE(ToResult(error), L"the extra data of %s cannot be read: %s", GetName(parameters.codec_id).c_str(),
-                    ToWide(FFmpegErrorText(error)).c_str());
+                    PYXToWide(FFmpegErrorText(error)).c_str());
     return PYX_OK;
 }
 

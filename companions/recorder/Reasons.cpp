@@ -59,25 +59,6 @@ std::string PYXReasonOf(PYX_RESULT result)
     return row == std::end(c_reasons) ? "result " + std::to_string(result) : row->text;
 }
 
-std::string PYXSystemText(unsigned long error)
-{
-    wchar_t text[512] = {};
-    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0,
-                                        text, static_cast<DWORD>(std::size(text)), nullptr);
-    const std::wstring whole(text, length);
-    const std::size_t last = whole.find_last_not_of(L".\r\n ");
-    return last == std::wstring::npos ? "system error " + std::to_string(error) : PYXToUtf8(whole.substr(0, last + 1));
-}
-
-std::string PYXToUtf8(const std::wstring& text)
-{
-    const int length = static_cast<int>(text.size());
-    std::string result(text.size() * 3, '\0'); // no 16-bit unit takes more
-    result.resize(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), length, result.data(),
-                                                               static_cast<int>(result.size()), nullptr, nullptr)));
-    return result;
-}
-
 std::string PYXWhyUnwritable(const std::wstring& directory, pyx_uint64 bytes)
 {
     constexpr pyx_uint64 mostTried = 1 << 20;

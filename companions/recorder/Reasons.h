@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/Utf8.h"
 #include "recorder/Status.h"
 
 #include <string>
@@ -18,12 +19,6 @@
 
 /// What a result means; a number only when it is none of the framework's.
 std::string PYXReasonOf(PYX_RESULT result);
-
-/// The system's words for a GetLastError code: "Access denied".
-std::string PYXSystemText(unsigned long error);
-
-/// UTF-8 of a text of Windows.
-std::string PYXToUtf8(const std::wstring& text);
 
 /// Why a file of so many bytes cannot be written in a directory now; empty when it can. A component returns the same
 /// for a full disk and for a missing right. This tries it with a file that is gone when the call returns, of 1 MiB at

@@ -37,7 +37,7 @@ Outcome CheckClip(const std::wstring& path, const std::wstring& input)
 Outcome ReadClip(const std::wstring& path, ClipContents* pContents)
 {
     FFmpegPtr<AVFormatContext> pFile;
-    if (const int error = OpenMediaFile(ToUtf8(path), nullptr, &pFile); error < 0)
+    if (const int error = OpenMediaFile(PYXToUtf8(path), nullptr, &pFile); error < 0)
     {
         return NotPlayable(path, FFmpegErrorText(error));
     }

@@ -32,7 +32,7 @@ std::vector<std::string> ReversedArguments()
     std::vector<std::string> arguments;
     for (int i = count - 1; pArguments && i > 0; --i)
     {
-        arguments.push_back(ToUtf8(pArguments.get()[i]));
+        arguments.push_back(PYXToUtf8(pArguments.get()[i]));
     }
     return arguments;
 }
@@ -58,20 +58,20 @@ std::wstring FromEnvironment(const wchar_t* name)
 /// Refuses an empty path, and one that ends in none of `endings` (if there are any).
 CLI::Validator EndsIn(std::vector<std::string> endings, const std::string& wanted)
 {
-    return {[endings = std::move(endings), wanted](const std::string& path) {
-                const std::string lower = CLI::detail::to_lower(path);
-                const bool fits = endings.empty() || std::ranges::any_of(endings, [&](const auto& ending) {
-                                      return lower.ends_with(ending);
-                                  });
-                return fits && !path.empty() ? "" : "needs " + wanted + ", not \"" + PathForUser(ToWide(path)) + "\"";
-            },
-            ""};
+    return {
+        [endings = std::move(endings), wanted](const std::string& path) {
+            const std::string lower = CLI::detail::to_lower(path);
+            const bool fits = endings.empty() ||
+                              std::ranges::any_of(endings, [&](const auto& ending) { return lower.ends_with(ending); });
+            return fits && !path.empty() ? "" : "needs " + wanted + ", not \"" + PathForUser(PYXToWide(path)) + "\"";
+        },
+        ""};
 }
 
 CLI::Option* AddPath(CLI::App* pApp, const std::string& name, std::wstring* pPath)
 {
     return pApp->add_option_function<std::string>(name, [pPath](const std::string& path) {
-        const std::wstring wide = ToWide(path);
+        const std::wstring wide = PYXToWide(path);
         *pPath = wide == c_standardInput ? wide : FullPath(wide);
     });
 }

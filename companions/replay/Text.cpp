@@ -29,9 +29,9 @@ std::string PathForUser(std::wstring_view path)
     }
     if (!path.starts_with(onUnix))
     {
-        return ToUtf8(path);
+        return PYXToUtf8(path);
     }
-    std::string text = ToUtf8(path.substr(onUnix.size()));
+    std::string text = PYXToUtf8(path.substr(onUnix.size()));
     std::ranges::replace(text, '\\', '/');
     return text;
 }

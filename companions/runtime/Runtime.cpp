@@ -7,7 +7,7 @@
 
 #include "common/HostContract.h"
 #include "common/Platform.h"
-#include "media/Utf8.h"
+#include "host/Utf8.h"
 
 #include <windows.h>
 
@@ -136,7 +136,7 @@ public:
         }
         const std::wstring record = std::wstring(LevelLabel(level)) + L' ' + OrEmpty(scope) + L' ' + OrEmpty(path) +
                                     L':' + std::to_wstring(line) + L' ' + Format(format, pArgs) + L'\n';
-        const std::string bytes = ToUtf8(record);
+        const std::string bytes = PYXToUtf8(record);
         // A host without a console has no standard error; the record then goes nowhere.
         DWORD written = 0;
         WriteFile(GetStdHandle(STD_ERROR_HANDLE), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);

@@ -66,7 +66,7 @@ Outcome Demuxer::Open(const std::wstring& path)
     {
         return {ExitCode::Failed, forUser + FFmpegErrorText(AVERROR(ENOMEM))};
     }
-    const int error = OpenMediaFile(ToUtf8(path), m_pPipe.get(), &m_pFile);
+    const int error = OpenMediaFile(PYXToUtf8(path), m_pPipe.get(), &m_pFile);
     if (isPipe && m_pPipe->bytes_read == 0)
     {
         return {ExitCode::BadInput, forUser + "it is empty"};

@@ -2,9 +2,9 @@
 
 #include "common/PropertyNames.h"
 #include "host/HostBuffer.h"
+#include "host/Utf8.h"
 #include "media/ClipProperties.h"
 #include "media/DisplayMatrix.h"
-#include "media/Utf8.h"
 
 extern "C"
 {
@@ -68,7 +68,7 @@ void SetCommon(PYXPropertyStorage* pStream, const MediaReader& reader)
     const AVStream& stream = reader.Stream();
     if (const AVDictionaryEntry* pEntry = av_dict_get(stream.metadata, "language", nullptr, 0))
     {
-        const std::wstring language = ToWide(pEntry->value);
+        const std::wstring language = PYXToWide(pEntry->value);
         Keep(pStream, PYX_PROPERTY_LANGUAGE, PYXVariantBorrowWString(language.c_str()));
     }
     if (TellsDefaultStream(reader.File()))
@@ -158,7 +158,7 @@ PYXInterfacePtr<PYXPropertyStorage> DescribeClip(const MediaReader& video, bool 
     }
     if (const AVDictionaryEntry* pTitle = av_dict_get(video.File().metadata, "title", nullptr, 0))
     {
-        Keep(spClip.Get(), PYX_PROPERTY_TITLE, PYXVariantBorrowWString(ToWide(pTitle->value).c_str()));
+        Keep(spClip.Get(), PYX_PROPERTY_TITLE, PYXVariantBorrowWString(PYXToWide(pTitle->value).c_str()));
     }
     if (fastStart)
     {
@@ -169,7 +169,7 @@ PYXInterfacePtr<PYXPropertyStorage> DescribeClip(const MediaReader& video, bool 
 
 std::string WhatIsNotKept(const MediaReader& video, const std::wstring& output)
 {
-    const AVOutputFormat* pFormat = av_guess_format(nullptr, ToUtf8(output).c_str(), nullptr);
+    const AVOutputFormat* pFormat = av_guess_format(nullptr, PYXToUtf8(output).c_str(), nullptr);
     const Orientation orientation = GetOrientation(video.Stream());
     const bool isKept = orientation == Orientation() || !pFormat || KeepsOrientation(pFormat->name);
     return isKept ? "" : "an .mkv file does not keep that the pictures are turned or mirrored; .mp4 and .mov do";

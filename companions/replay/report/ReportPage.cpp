@@ -45,7 +45,7 @@ std::string EncodeForUrl(std::u8string_view path)
 
 std::string NameOf(const std::wstring& path)
 {
-    return path == c_standardInput ? PathForUser(path) : ToUtf8(std::filesystem::path(path).filename().native());
+    return path == c_standardInput ? PathForUser(path) : PYXToUtf8(std::filesystem::path(path).filename().native());
 }
 
 /// Where the page finds the clip, by full paths. It is relative, so that both
@@ -169,7 +169,7 @@ Outcome WriteReportPage(const Options& options, const Report& report, const Outc
     const unsigned long error = file ? part.Commit() : GetLastError();
     if (!file || error != ERROR_SUCCESS)
     {
-        return {ExitCode::CannotWrite, "cannot write " + PathForUser(options.report) + ": " + SystemReason(error)};
+        return {ExitCode::CannotWrite, "cannot write " + PathForUser(options.report) + ": " + PYXSystemText(error)};
     }
     ListCompleted(options.report);
     return {};

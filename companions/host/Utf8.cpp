@@ -1,11 +1,11 @@
-#include "media/Utf8.h"
+#include "host/Utf8.h"
 
 #include <windows.h>
 
 #include <cstddef>
 #include <iterator>
 
-std::string ToUtf8(std::wstring_view text)
+std::string PYXToUtf8(std::wstring_view text)
 {
     const int length = static_cast<int>(text.size());
     std::string result(text.size() * 3, '\0'); // no 16-bit unit takes more
@@ -14,7 +14,7 @@ std::string ToUtf8(std::wstring_view text)
     return result;
 }
 
-std::wstring ToWide(std::string_view text)
+std::wstring PYXToWide(std::string_view text)
 {
     const int length = static_cast<int>(text.size());
     std::wstring result(text.size(), L'\0'); // no byte makes more than one unit
@@ -23,7 +23,7 @@ std::wstring ToWide(std::string_view text)
     return result;
 }
 
-std::string SystemReason(unsigned long error)
+std::string PYXSystemText(unsigned long error)
 {
     wchar_t text[512] = {};
     const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0,
@@ -31,5 +31,5 @@ std::string SystemReason(unsigned long error)
     const std::wstring_view whole(text, length);
     const std::size_t last = whole.find_last_not_of(L".\r\n ");
     return last == std::wstring_view::npos ? "system error " + std::to_string(error)
-                                           : ToUtf8(whole.substr(0, last + 1));
+                                           : PYXToUtf8(whole.substr(0, last + 1));
 }
