@@ -2,13 +2,13 @@
 
 /// Properties that this muxer has beyond those of the framework. A component in
 /// between does not declare them: its inputs (and the component itself) pass them
-/// on to the muxer and then answer PYX_NOT_FOUND, which for these is a success.
+/// on to the muxer and then return PYX_NOT_FOUND, which for these is a success.
 /// A muxer of another make may not have them; what they say is then not kept.
 
 // Of the component. The next clip that is begun takes them.
 
-/// Integer: when what the clip shows was recorded, in ticks since 1970-01-01
-/// 00:00 UTC. 0: not known.
+/// Text: when what the clip shows was recorded, such as "2024-05-06T07:08:09Z".
+/// Empty: not known.
 inline constexpr const wchar_t* PYX_PROPERTY_CREATION_TIME = L"CreationTime";
 /// Text: what players show as the clip's name. Empty: none.
 inline constexpr const wchar_t* PYX_PROPERTY_TITLE = L"Title";
@@ -20,7 +20,7 @@ inline constexpr const wchar_t* PYX_PROPERTY_FAST_START = L"FastStart";
 
 /// Text: three letters of ISO 639-2, such as "eng". Empty: not known.
 inline constexpr const wchar_t* PYX_PROPERTY_LANGUAGE = L"Language";
-/// Bool: whether players choose this stream unasked.
+/// Bool: whether players choose this stream by default.
 inline constexpr const wchar_t* PYX_PROPERTY_DEFAULT_STREAM = L"DefaultStream";
 
 // Of a video packet.
@@ -32,15 +32,13 @@ inline constexpr const wchar_t* PYX_PROPERTY_NOT_SHOWN = L"NotShown";
 
 // Of a video input.
 
-/// Integer: how far players turn the pictures clockwise, in degrees, 0 to 359.
-inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_ROTATION = L"VideoRotation";
-/// Bool: whether players mirror the turned pictures, left to right.
-inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_MIRRORED = L"VideoMirrored";
 /// Rate: width of a pixel to its height.
 inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_PIXEL_ASPECT = L"VideoPixelAspect";
-/// Buffers: the display that the pictures were graded on, and how bright they get,
-/// as FFmpeg's AVMasteringDisplayMetadata and AVContentLightMetadata. Those of
-/// another layout are not taken. Null: not known.
+/// Buffers in FFmpeg's layout: how players turn and mirror the pictures (a display
+/// matrix of nine 32-bit numbers), the display that they were graded on
+/// (AVMasteringDisplayMetadata), and how bright they get (AVContentLightMetadata).
+/// Those of another size are not taken. Null: upright, or not known.
+inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_DISPLAY_MATRIX = L"VideoDisplayMatrix";
 inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_MASTERING_DISPLAY = L"VideoMasteringDisplay";
 inline constexpr const wchar_t* PYX_PROPERTY_VIDEO_CONTENT_LIGHT = L"VideoContentLight";
 /// Integer: 0 not known, 1 limited, 2 full.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/Variant.h"
+#include "media/ClipProperties.h"
 
 extern "C"
 {
@@ -8,6 +9,7 @@ extern "C"
 #include <libavcodec/bsf.h>
 #include <libavcodec/packet.h>
 #include <libavformat/avformat.h>
+#include <libavutil/mastering_display_metadata.h>
 }
 
 #include <memory>
@@ -61,6 +63,20 @@ std::span<const pyx_uint8> FindSideData(const AVStream& stream, AVPacketSideData
 
 /// False: no memory.
 bool AddSideData(AVStream* pStream, AVPacketSideDataType type, std::span<const pyx_uint8> bytes);
+
+/// Side data of a video stream that a property of its input carries.
+struct SideDataRow
+{
+    const wchar_t* property;
+    AVPacketSideDataType type;
+    std::size_t size; ///< bytes
+};
+
+inline constexpr SideDataRow c_sideData[] = {
+    {PYX_PROPERTY_VIDEO_DISPLAY_MATRIX, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(std::int32_t)},
+    {PYX_PROPERTY_VIDEO_MASTERING_DISPLAY, AV_PKT_DATA_MASTERING_DISPLAY_METADATA, sizeof(AVMasteringDisplayMetadata)},
+    {PYX_PROPERTY_VIDEO_CONTENT_LIGHT, AV_PKT_DATA_CONTENT_LIGHT_LEVEL, sizeof(AVContentLightMetadata)},
+};
 
 /// A time in a stream's unit as ticks; AV_NOPTS_VALUE stays what it is.
 inline pyx_int64 ToTicks(pyx_int64 time, AVRational unit)

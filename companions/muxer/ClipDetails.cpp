@@ -5,15 +5,9 @@
 #include "common/PropertyReader.h"
 #include "common/Trace.h"
 #include "host/Utf8.h"
-#include "media/ClipProperties.h"
-#include "media/DisplayMatrix.h"
-
-extern "C"
-{
-#include <libavutil/mastering_display_metadata.h>
-}
 
 #include <string>
+#include <type_traits>
 
 namespace
 {
@@ -30,47 +24,24 @@ constexpr pyx_uint32 c_access = PYX_PROPERTY_ACCESS_READ_WRITE;
 
 // clang-format off
 const PYXPropertyDeclaration c_videoDetails[] = { // the first two are those of audio too
-    //                                  display name        kind                 default                       minimum    maximum                  access
-    {PYX_PROPERTY_LANGUAGE,             L"Language",        PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""), c_none,    c_none,                  c_access},
-    {PYX_PROPERTY_DEFAULT_STREAM,       L"Default stream",  PYX_VARIANT_BOOL,    PYXVariantFromBool(true),     c_none,    c_none,                  c_access},
-    {PYX_PROPERTY_VIDEO_ROTATION,       L"Rotation",        PYX_VARIANT_INT64,   Number(0),                    Number(0), Number(359),             c_access},
-    {PYX_PROPERTY_VIDEO_MIRRORED,       L"Mirrored",        PYX_VARIANT_BOOL,    PYXVariantFromBool(false),    c_none,    c_none,                  c_access},
-    {PYX_PROPERTY_VIDEO_PIXEL_ASPECT,   L"Pixel aspect",    PYX_VARIANT_RATE,    PYXVariantFromRate(1, 1),     c_none,    c_none,                  c_access},
-    {PYX_PROPERTY_VIDEO_MASTERING_DISPLAY, L"Mastering display", PYX_VARIANT_INTERFACE, c_none,           c_none,    c_none,                  c_access},
-    {PYX_PROPERTY_VIDEO_CONTENT_LIGHT,  L"Content light",   PYX_VARIANT_INTERFACE, c_none,                  c_none,    c_none,                  c_access},
-    {PYX_PROPERTY_VIDEO_COLOR_RANGE,    L"Color range",     PYX_VARIANT_INT64,   Number(0),                    Number(0), Number(AVCOL_RANGE_JPEG), c_access},
-    {PYX_PROPERTY_VIDEO_COLOR_PRIMARIES,L"Color primaries", PYX_VARIANT_INT64,   Number(2),                    Number(0), Number(AVCOL_PRI_NB - 1), c_access},
-    {PYX_PROPERTY_VIDEO_COLOR_TRANSFER, L"Color transfer",  PYX_VARIANT_INT64,   Number(2),                    Number(0), Number(AVCOL_TRC_NB - 1), c_access},
-    {PYX_PROPERTY_VIDEO_COLOR_MATRIX,   L"Color matrix",    PYX_VARIANT_INT64,   Number(2),                    Number(0), Number(AVCOL_SPC_NB - 1), c_access},
+    //                                     display name          kind                   default                       minimum    maximum                    access
+    {PYX_PROPERTY_LANGUAGE,                L"Language",          PYX_VARIANT_WSTRING,   PYXVariantBorrowWString(L""), c_none,    c_none,                    c_access},
+    {PYX_PROPERTY_DEFAULT_STREAM,          L"Default stream",    PYX_VARIANT_BOOL,      PYXVariantFromBool(true),     c_none,    c_none,                    c_access},
+    {PYX_PROPERTY_VIDEO_PIXEL_ASPECT,      L"Pixel aspect",      PYX_VARIANT_RATE,      PYXVariantFromRate(1, 1),     c_none,    c_none,                    c_access},
+    {PYX_PROPERTY_VIDEO_DISPLAY_MATRIX,    L"Display matrix",    PYX_VARIANT_INTERFACE, c_none,                       c_none,    c_none,                    c_access},
+    {PYX_PROPERTY_VIDEO_MASTERING_DISPLAY, L"Mastering display", PYX_VARIANT_INTERFACE, c_none,                       c_none,    c_none,                    c_access},
+    {PYX_PROPERTY_VIDEO_CONTENT_LIGHT,     L"Content light",     PYX_VARIANT_INTERFACE, c_none,                       c_none,    c_none,                    c_access},
+    {PYX_PROPERTY_VIDEO_COLOR_RANGE,       L"Color range",       PYX_VARIANT_INT64,     Number(0),                    Number(0), Number(AVCOL_RANGE_JPEG),  c_access},
+    {PYX_PROPERTY_VIDEO_COLOR_PRIMARIES,   L"Color primaries",   PYX_VARIANT_INT64,     Number(2),                    Number(0), Number(AVCOL_PRI_NB - 1),  c_access},
+    {PYX_PROPERTY_VIDEO_COLOR_TRANSFER,    L"Color transfer",    PYX_VARIANT_INT64,     Number(2),                    Number(0), Number(AVCOL_TRC_NB - 1),  c_access},
+    {PYX_PROPERTY_VIDEO_COLOR_MATRIX,      L"Color matrix",      PYX_VARIANT_INT64,     Number(2),                    Number(0), Number(AVCOL_SPC_NB - 1),  c_access},
 };
 // clang-format on
-
-int ReadNumber(PYXPropertyStorage* pInput, const wchar_t* name)
-{
-    return static_cast<int>(PYXReadPropertyOr<pyx_int64>(pInput, name, 0)); // declared above, within the range of int
-}
-
-bool ReadSwitch(PYXPropertyStorage* pInput, const wchar_t* name)
-{
-    return PYXReadPropertyOr(pInput, name, false);
-}
-
-struct SideDataRow
-{
-    const wchar_t* name;
-    AVPacketSideDataType type;
-    std::size_t size;
-};
-
-constexpr SideDataRow c_sideData[] = {
-    {PYX_PROPERTY_VIDEO_MASTERING_DISPLAY, AV_PKT_DATA_MASTERING_DISPLAY_METADATA, sizeof(AVMasteringDisplayMetadata)},
-    {PYX_PROPERTY_VIDEO_CONTENT_LIGHT, AV_PKT_DATA_CONTENT_LIGHT_LEVEL, sizeof(AVContentLightMetadata)},
-};
 
 PYX_RESULT SetSideData(PYXPropertyStorage* pInput, const SideDataRow& row, AVStream* pStream)
 {
     PYXVariantOwner value;
-    PASS_ON_FAILURE(pInput->GetProperty(row.name, value.Out()), L"the stream's %s cannot be read", row.name);
+    PASS_ON_FAILURE(pInput->GetProperty(row.property, value.Out()), L"the stream's %s cannot be read", row.property);
     const bool isGiven = value.Get().type == PYX_VARIANT_INTERFACE;
     const auto spBuffer = PYXQuery<PYXBuffer>(isGiven ? value.Get().interfaceValue : nullptr);
     if (!spBuffer || spBuffer->GetSize() != row.size)
@@ -78,7 +49,7 @@ PYX_RESULT SetSideData(PYXPropertyStorage* pInput, const SideDataRow& row, AVStr
         return PYX_OK;
     }
     const bool added = AddSideData(pStream, row.type, {static_cast<pyx_uint8*>(spBuffer->GetNative()), row.size});
-    FAIL_IF_NOT(added, PYX_OUT_OF_MEMORY, L"no memory for the stream's %s", row.name);
+    FAIL_IF_NOT(added, PYX_OUT_OF_MEMORY, L"no memory for the stream's %s", row.property);
     return PYX_OK;
 }
 
@@ -90,31 +61,28 @@ const std::span<const PYXPropertyDeclaration> AUDIO_DETAIL_PROPERTIES{VIDEO_DETA
 PYX_RESULT SetVideoDetails(PYXPropertyStorage* pInput, AVStream* pStream)
 {
     AVCodecParameters& parameters = *pStream->codecpar;
-    parameters.color_range = static_cast<AVColorRange>(ReadNumber(pInput, PYX_PROPERTY_VIDEO_COLOR_RANGE));
-    parameters.color_primaries = static_cast<AVColorPrimaries>(ReadNumber(pInput, PYX_PROPERTY_VIDEO_COLOR_PRIMARIES));
-    parameters.color_trc =
-        static_cast<AVColorTransferCharacteristic>(ReadNumber(pInput, PYX_PROPERTY_VIDEO_COLOR_TRANSFER));
-    parameters.color_space = static_cast<AVColorSpace>(ReadNumber(pInput, PYX_PROPERTY_VIDEO_COLOR_MATRIX));
+    const auto read = [pInput](const wchar_t* name, auto* pValue) { // declared above, within the range of an int
+        *pValue = static_cast<std::remove_pointer_t<decltype(pValue)>>(PYXReadPropertyOr<pyx_int64>(pInput, name, 0));
+    };
+    read(PYX_PROPERTY_VIDEO_COLOR_RANGE, &parameters.color_range);
+    read(PYX_PROPERTY_VIDEO_COLOR_PRIMARIES, &parameters.color_primaries);
+    read(PYX_PROPERTY_VIDEO_COLOR_TRANSFER, &parameters.color_trc);
+    read(PYX_PROPERTY_VIDEO_COLOR_MATRIX, &parameters.color_space);
     parameters.sample_aspect_ratio = ToRational(PYXReadPropertyOr(pInput, PYX_PROPERTY_VIDEO_PIXEL_ASPECT, PYXRate{}));
     pStream->sample_aspect_ratio = parameters.sample_aspect_ratio;
-    const Orientation orientation{ReadNumber(pInput, PYX_PROPERTY_VIDEO_ROTATION),
-                                  ReadSwitch(pInput, PYX_PROPERTY_VIDEO_MIRRORED)};
     for (const SideDataRow& row : c_sideData)
     {
         PASS_ON_FAILURE_SILENTLY(SetSideData(pInput, row, pStream));
     }
-    FAIL_IF_NOT(SetOrientation(pStream, orientation), PYX_OUT_OF_MEMORY, L"no memory for the video's orientation");
     return SetAudioDetails(pInput, pStream);
 }
 
 PYX_RESULT SetAudioDetails(PYXPropertyStorage* pInput, AVStream* pStream)
 {
     const std::wstring language = PYXReadPropertyOr(pInput, PYX_PROPERTY_LANGUAGE, std::wstring());
-    if (!language.empty())
-    {
-        const int error = av_dict_set(&pStream->metadata, "language", PYXToUtf8(language).c_str(), 0);
-        FAIL_IF_NOT(error >= 0, PYX_OUT_OF_MEMORY, L"no memory for a stream's language");
-    }
-    pStream->disposition = ReadSwitch(pInput, PYX_PROPERTY_DEFAULT_STREAM) ? AV_DISPOSITION_DEFAULT : 0;
+    const int error =
+        av_dict_set(&pStream->metadata, "language", language.empty() ? nullptr : PYXToUtf8(language).c_str(), 0);
+    FAIL_IF_NOT(error >= 0, PYX_OUT_OF_MEMORY, L"no memory for a stream's language");
+    pStream->disposition = PYXReadPropertyOr(pInput, PYX_PROPERTY_DEFAULT_STREAM, false) ? AV_DISPOSITION_DEFAULT : 0;
     return PYX_OK;
 }

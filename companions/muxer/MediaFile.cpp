@@ -10,9 +10,8 @@ extern "C"
 }
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
 #include <cwchar>
+#include <utility>
 
 namespace
 {
@@ -34,21 +33,6 @@ constexpr FormatRow c_formats[] = {
 /// Ticks per second of the film's own clock, which delays the start of a
 /// stream: finer than the usual milliseconds, so that audio starts where it was.
 constexpr pyx_int64 c_movieTimescale = 90000;
-
-/// Ticks since 1970 as "2026-05-04T12:34:56.500000Z".
-std::string FormatTime(pyx_int64 ticks)
-{
-    using namespace std::chrono;
-    const auto second = static_cast<sys_seconds>(seconds(ticks / PYX_TICKS_PER_SECOND));
-    const year_month_day day(floor<days>(second));
-    const hh_mm_ss time(second - floor<days>(second));
-    char text[64];
-    std::snprintf(text, sizeof(text), "%04d-%02u-%02uT%02lld:%02lld:%02lld.%06lldZ", static_cast<int>(day.year()),
-                  static_cast<unsigned>(day.month()), static_cast<unsigned>(day.day()),
-                  static_cast<long long>(time.hours().count()), static_cast<long long>(time.minutes().count()),
-                  static_cast<long long>(time.seconds().count()), ticks % PYX_TICKS_PER_SECOND / 10);
-    return text;
-}
 
 } // namespace
 
@@ -110,13 +94,9 @@ void MediaFile::SetDetails(const FileDetails& details)
     {
         av_opt_set(pOptions, "movflags", "+faststart", 0);
     }
-    if (!details.title.empty())
+    for (const auto& [name, text] : {std::pair("title", &details.title), {"creation_time", &details.creationTime}})
     {
-        av_dict_set(&m_pContext->metadata, "title", PYXToUtf8(details.title).c_str(), 0);
-    }
-    if (details.creationTime > 0)
-    {
-        av_dict_set(&m_pContext->metadata, "creation_time", FormatTime(details.creationTime).c_str(), 0);
+        av_dict_set(&m_pContext->metadata, name, text->empty() ? nullptr : PYXToUtf8(*text).c_str(), 0);
     }
 }
 

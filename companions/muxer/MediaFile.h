@@ -9,7 +9,7 @@
 /// What a clip says of itself as a whole.
 struct FileDetails
 {
-    pyx_int64 creationTime = 0; ///< ticks since 1970-01-01 00:00 UTC, 0: not known
+    std::wstring creationTime; ///< such as "2024-05-06T07:08:09Z"; empty: not known
     std::wstring title;
     bool fastStart = false; ///< an .mp4 or .mov has its index before its packets
 };

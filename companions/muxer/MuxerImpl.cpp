@@ -15,13 +15,13 @@ constexpr PYXTraceSource c_traceSource{L"companions/muxer/MuxerImpl", L"PYXMuxer
 
 // clang-format off
 const PYXPropertyDeclaration c_properties[] = {
-    //                           display name            kind                 default                        minimum                 maximum                         access                          content
-    {PYX_PROPERTY_PATH,          L"Output file",         PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""),  {},                     {},                             PYX_PROPERTY_ACCESS_READ_WRITE, 2},
-    {PYX_PROPERTY_ENABLE_VIDEO,  L"Enable video stream", PYX_VARIANT_BOOL,    PYXVariantFromBool(true),      {},                     {},                             PYX_PROPERTY_ACCESS_FULL},
-    {PYX_PROPERTY_ENABLE_AUDIO,  L"Enable audio stream", PYX_VARIANT_BOOL,    PYXVariantFromBool(false),     {},                     {},                             PYX_PROPERTY_ACCESS_FULL},
-    {PYX_PROPERTY_CREATION_TIME, L"Creation time",       PYX_VARIANT_INT64,   PYXVariantFromInt64(0),        PYXVariantFromInt64(0), PYXVariantFromInt64(INT64_MAX), PYX_PROPERTY_ACCESS_READ_WRITE},
-    {PYX_PROPERTY_TITLE,         L"Title",               PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""),  {},                     {},                             PYX_PROPERTY_ACCESS_READ_WRITE},
-    {PYX_PROPERTY_FAST_START,    L"Index in front",      PYX_VARIANT_BOOL,    PYXVariantFromBool(false),     {},                     {},                             PYX_PROPERTY_ACCESS_READ_WRITE},
+    //                           display name            kind                 default                        min max access                          content
+    {PYX_PROPERTY_PATH,          L"Output file",         PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""),  {}, {}, PYX_PROPERTY_ACCESS_READ_WRITE, 2},
+    {PYX_PROPERTY_ENABLE_VIDEO,  L"Enable video stream", PYX_VARIANT_BOOL,    PYXVariantFromBool(true),      {}, {}, PYX_PROPERTY_ACCESS_FULL},
+    {PYX_PROPERTY_ENABLE_AUDIO,  L"Enable audio stream", PYX_VARIANT_BOOL,    PYXVariantFromBool(false),     {}, {}, PYX_PROPERTY_ACCESS_FULL},
+    {PYX_PROPERTY_CREATION_TIME, L"Creation time",       PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""),  {}, {}, PYX_PROPERTY_ACCESS_READ_WRITE},
+    {PYX_PROPERTY_TITLE,         L"Title",               PYX_VARIANT_WSTRING, PYXVariantBorrowWString(L""),  {}, {}, PYX_PROPERTY_ACCESS_READ_WRITE},
+    {PYX_PROPERTY_FAST_START,    L"Index in front",      PYX_VARIANT_BOOL,    PYXVariantFromBool(false),     {}, {}, PYX_PROPERTY_ACCESS_READ_WRITE},
 };
 // clang-format on
 
@@ -106,9 +106,9 @@ void PYXMuxerImpl::OnPropertyChanged(const wchar_t*)
 {
     PYXLock lock(&m_sync); // so that of two changes at once the later one's values stay
     FileDetails details;
-    details.creationTime = PYXReadPropertyOr(this, PYX_PROPERTY_CREATION_TIME, details.creationTime);
-    details.fastStart = PYXReadPropertyOr(this, PYX_PROPERTY_FAST_START, details.fastStart);
-    details.title = PYXReadPropertyOr(this, PYX_PROPERTY_TITLE, details.title);
+    details.creationTime = PYXReadPropertyOr(this, PYX_PROPERTY_CREATION_TIME, std::wstring());
+    details.title = PYXReadPropertyOr(this, PYX_PROPERTY_TITLE, std::wstring());
+    details.fastStart = PYXReadPropertyOr(this, PYX_PROPERTY_FAST_START, false);
     m_spSession->SetNext(ReadText(PYX_PROPERTY_PATH), details);
     UpdateInput(StreamKind::Video, PYX_PROPERTY_ENABLE_VIDEO);
     UpdateInput(StreamKind::Audio, PYX_PROPERTY_ENABLE_AUDIO);

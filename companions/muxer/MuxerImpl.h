@@ -19,7 +19,7 @@
 ///     "Path"          ""       the clip; its ending (.mp4, .mov, .mkv) chooses the container
 ///     "EnableVideo"   true     whether there is a video input
 ///     "EnableAudio"   false    whether there is an audio input
-///     "CreationTime"  0        when the clip was recorded, see media/ClipProperties.h
+///     "CreationTime"  ""       when the clip was recorded, see media/ClipProperties.h
 ///     "Title"         ""       the clip's name for players
 ///     "FastStart"     false    whether an .mp4 or .mov has its index in front
 ///

@@ -3,21 +3,22 @@
 #include "FolderTest.h"
 #include "host/HostBuffer.h"
 #include "host/HostContext.h"
-#include "media/ClipProperties.h"
-#include "media/DisplayMatrix.h"
+#include "media/FFmpeg.h"
 #include "muxer/MuxerImpl.h"
-
-extern "C"
-{
-#include <libavutil/mastering_display_metadata.h>
-}
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace
 {
+
+template <class Value> std::span<const pyx_uint8> BytesOf(const Value& value)
+{
+    return {reinterpret_cast<const pyx_uint8*>(&value), sizeof(value)};
+}
 
 /// The muxer by itself, fed as the ring buffer feeds it.
 class MuxerTest : public FolderTest
@@ -51,6 +52,12 @@ protected:
         return m_spVideo->SubmitInput(spBuffer.Get());
     }
 
+    template <class Value> void SetBytes(const wchar_t* name, const Value& value)
+    {
+        const auto spBytes = HostBuffer::Create(BytesOf(value));
+        m_spVideo->SetProperty(name, PYXVariantBorrowInterface(spBytes.Get()));
+    }
+
     void WriteClip()
     {
         for (int i = 0; i < 25; ++i)
@@ -80,33 +87,30 @@ std::string Metadata(const AVDictionary* pMetadata, const char* name)
 
 TEST_F(MuxerTest, AClipSaysOfItselfWhatItsInputsSay)
 {
-    m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_ROTATION, PYXVariantFromInt64(90));
-    m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_MIRRORED, PYXVariantFromBool(true));
     m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_PIXEL_ASPECT, PYXVariantFromRate(4, 3));
     m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_COLOR_RANGE, PYXVariantFromInt64(2));
     m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_COLOR_PRIMARIES, PYXVariantFromInt64(9));
     m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_COLOR_TRANSFER, PYXVariantFromInt64(16));
     m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_COLOR_MATRIX, PYXVariantFromInt64(9));
     const AVContentLightMetadata light{1000, 400};
-    const PYXInterfacePtr<HostBuffer> spLight = HostBuffer::Create(sizeof(light));
-    std::memcpy(spLight->GetNative(), &light, sizeof(light));
-    m_spVideo->SetProperty(PYX_PROPERTY_VIDEO_CONTENT_LIGHT, PYXVariantBorrowInterface(spLight.Get()));
+    SetBytes(PYX_PROPERTY_VIDEO_CONTENT_LIGHT, light);
+    const std::array<std::int32_t, 9> turned{0, 1 << 16, 0, 1 << 16, 0, 0, 0, 0, 1 << 30};
+    SetBytes(PYX_PROPERTY_VIDEO_DISPLAY_MATRIX, turned);
     m_spMuxer->SetProperty(PYX_PROPERTY_TITLE, PYXVariantBorrowWString(L"Fjord"));
     m_spVideo->SetProperty(PYX_PROPERTY_LANGUAGE, PYXVariantBorrowWString(L"fra"));
-    m_spMuxer->SetProperty(PYX_PROPERTY_CREATION_TIME, PYXVariantFromInt64(1714979289 * PYX_TICKS_PER_SECOND));
+    m_spMuxer->SetProperty(PYX_PROPERTY_CREATION_TIME, PYXVariantBorrowWString(L"2024-05-06T07:08:09Z"));
     ASSERT_NO_FATAL_FAILURE(WriteClip());
 
     const FFmpegPtr<AVFormatContext> pFile = OpenClip();
     ASSERT_TRUE(pFile);
     const AVStream& stream = *pFile->streams[0];
-    EXPECT_EQ(GetOrientation(stream), (Orientation{90, true}));
     EXPECT_EQ(av_cmp_q(stream.sample_aspect_ratio, {4, 3}), 0);
     EXPECT_EQ(stream.codecpar->color_range, AVCOL_RANGE_JPEG);
     EXPECT_EQ(stream.codecpar->color_primaries, AVCOL_PRI_BT2020);
     EXPECT_EQ(stream.codecpar->color_trc, AVCOL_TRC_SMPTE2084);
     EXPECT_EQ(stream.codecpar->color_space, AVCOL_SPC_BT2020_NCL);
-    const std::span<const pyx_uint8> found = FindSideData(stream, AV_PKT_DATA_CONTENT_LIGHT_LEVEL);
-    EXPECT_TRUE(found.size() == sizeof(light) && std::memcmp(found.data(), &light, sizeof(light)) == 0);
+    EXPECT_TRUE(std::ranges::equal(FindSideData(stream, AV_PKT_DATA_CONTENT_LIGHT_LEVEL), BytesOf(light)));
+    EXPECT_TRUE(std::ranges::equal(FindSideData(stream, AV_PKT_DATA_DISPLAYMATRIX), BytesOf(turned)));
     EXPECT_EQ(Metadata(pFile->metadata, "title"), "Fjord");
     EXPECT_EQ(Metadata(stream.metadata, "language"), "fra");
     EXPECT_EQ(Metadata(pFile->metadata, "creation_time"), "2024-05-06T07:08:09.000000Z");

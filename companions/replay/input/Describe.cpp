@@ -3,13 +3,6 @@
 #include "common/PropertyNames.h"
 #include "host/HostBuffer.h"
 #include "host/Utf8.h"
-#include "media/ClipProperties.h"
-#include "media/DisplayMatrix.h"
-
-extern "C"
-{
-#include <libavutil/parseutils.h>
-}
 
 #include <new>
 #include <string_view>
@@ -43,6 +36,14 @@ void Keep(PYXPropertyStorage* pProperties, const wchar_t* name, const PYXVariant
     static_cast<void>(pProperties->SetProperty(name, value)); // one for which there is no memory is left out
 }
 
+void KeepText(PYXPropertyStorage* pProperties, const wchar_t* name, const AVDictionary* pMetadata, const char* key)
+{
+    if (const AVDictionaryEntry* pEntry = av_dict_get(pMetadata, key, nullptr, 0))
+    {
+        Keep(pProperties, name, PYXVariantBorrowWString(PYXToWide(pEntry->value).c_str()));
+    }
+}
+
 void SetColors(PYXPropertyStorage* pStream, const AVCodecParameters& parameters)
 {
     const auto keep = [pStream](const wchar_t* name, int value, int unknown) {
@@ -66,11 +67,7 @@ bool TellsDefaultStream(const AVFormatContext& file)
 void SetCommon(PYXPropertyStorage* pStream, const MediaReader& reader)
 {
     const AVStream& stream = reader.Stream();
-    if (const AVDictionaryEntry* pEntry = av_dict_get(stream.metadata, "language", nullptr, 0))
-    {
-        const std::wstring language = PYXToWide(pEntry->value);
-        Keep(pStream, PYX_PROPERTY_LANGUAGE, PYXVariantBorrowWString(language.c_str()));
-    }
+    KeepText(pStream, PYX_PROPERTY_LANGUAGE, stream.metadata, "language");
     if (TellsDefaultStream(reader.File()))
     {
         const bool isDefault = (stream.disposition & AV_DISPOSITION_DEFAULT) != 0;
@@ -78,31 +75,23 @@ void SetCommon(PYXPropertyStorage* pStream, const MediaReader& reader)
     }
 }
 
-void KeepSideData(PYXPropertyStorage* pStream, const wchar_t* name, const MediaReader& video, AVPacketSideDataType type)
-{
-    const std::span<const pyx_uint8> bytes = FindSideData(video.Stream(), type);
-    const auto spBuffer = bytes.empty() ? PYXInterfacePtr<HostBuffer>() : HostBuffer::Create(bytes);
-    if (spBuffer)
-    {
-        Keep(pStream, name, PYXVariantBorrowInterface(spBuffer.Get()));
-    }
-}
-
 void SetVideoDetails(PYXPropertyStorage* pStream, const MediaReader& video)
 {
     SetColors(pStream, video.Parameters());
-    if (const Orientation orientation = GetOrientation(video.Stream()); orientation != Orientation())
-    {
-        Keep(pStream, PYX_PROPERTY_VIDEO_ROTATION, PYXVariantFromInt64(orientation.rotation));
-        Keep(pStream, PYX_PROPERTY_VIDEO_MIRRORED, PYXVariantFromBool(orientation.mirrored));
-    }
     if (const AVRational aspect = video.PixelAspect(); aspect.num > 0 && aspect.den > 0)
     {
         Keep(pStream, PYX_PROPERTY_VIDEO_PIXEL_ASPECT,
              PYXVariantFromRate(static_cast<pyx_uint32>(aspect.num), static_cast<pyx_uint32>(aspect.den)));
     }
-    KeepSideData(pStream, PYX_PROPERTY_VIDEO_MASTERING_DISPLAY, video, AV_PKT_DATA_MASTERING_DISPLAY_METADATA);
-    KeepSideData(pStream, PYX_PROPERTY_VIDEO_CONTENT_LIGHT, video, AV_PKT_DATA_CONTENT_LIGHT_LEVEL);
+    for (const SideDataRow& row : c_sideData)
+    {
+        const std::span<const pyx_uint8> bytes = FindSideData(video.Stream(), row.type);
+        const auto spBuffer = HostBuffer::Create(bytes);
+        if (spBuffer && !bytes.empty())
+        {
+            Keep(pStream, row.property, PYXVariantBorrowInterface(spBuffer.Get()));
+        }
+    }
     SetCommon(pStream, video);
 }
 
@@ -150,16 +139,8 @@ PYXAudioStream DescribeAudio(const MediaReader& audio)
 PYXInterfacePtr<PYXPropertyStorage> DescribeClip(const MediaReader& video, bool fastStart)
 {
     PYXInterfacePtr<PYXPropertyStorage> spClip = MakeProperties();
-    const AVDictionaryEntry* pEntry = av_dict_get(video.File().metadata, "creation_time", nullptr, 0);
-    pyx_int64 microseconds = 0;
-    if (pEntry && av_parse_time(&microseconds, pEntry->value, 0) >= 0)
-    {
-        Keep(spClip.Get(), PYX_PROPERTY_CREATION_TIME, PYXVariantFromInt64(microseconds * 10));
-    }
-    if (const AVDictionaryEntry* pTitle = av_dict_get(video.File().metadata, "title", nullptr, 0))
-    {
-        Keep(spClip.Get(), PYX_PROPERTY_TITLE, PYXVariantBorrowWString(PYXToWide(pTitle->value).c_str()));
-    }
+    KeepText(spClip.Get(), PYX_PROPERTY_CREATION_TIME, video.File().metadata, "creation_time");
+    KeepText(spClip.Get(), PYX_PROPERTY_TITLE, video.File().metadata, "title");
     if (fastStart)
     {
         Keep(spClip.Get(), PYX_PROPERTY_FAST_START, PYXVariantFromBool(true));
@@ -170,7 +151,8 @@ PYXInterfacePtr<PYXPropertyStorage> DescribeClip(const MediaReader& video, bool 
 std::string WhatIsNotKept(const MediaReader& video, const std::wstring& output)
 {
     const AVOutputFormat* pFormat = av_guess_format(nullptr, PYXToUtf8(output).c_str(), nullptr);
-    const Orientation orientation = GetOrientation(video.Stream());
-    const bool isKept = orientation == Orientation() || !pFormat || KeepsOrientation(pFormat->name);
+    // Matroska keeps it from FFmpeg 7 on.
+    const bool keeps = !pFormat || std::string_view(pFormat->name) != "matroska" || LIBAVFORMAT_VERSION_MAJOR >= 61;
+    const bool isKept = keeps || FindSideData(video.Stream(), AV_PKT_DATA_DISPLAYMATRIX).empty();
     return isKept ? "" : "an .mkv file does not keep that the pictures are turned or mirrored; .mp4 and .mov do";
 }
