@@ -122,10 +122,7 @@ Outcome Replay::Run()
         }
         outcome = Conclude(outcome);
     }
-    if (m_saves > 0)
-    {
-        m_report.longestSubmit = m_longest;
-    }
+    m_report.savedMeanwhile = m_saves > 0;
     if (HostObject::Alive() != 0)
     {
         Warn(std::to_string(HostObject::Alive()) + " objects of the host are still referenced");
@@ -250,13 +247,13 @@ Outcome Replay::Submit(PYXRecorder* pRecorder, const MediaPacket& packet)
         return {m_options.ram ? ExitCode::Failed : ExitCode::CannotWrite, why};
     }
     const PYXRecorderLook look = pRecorder->Look();
-    std::chrono::nanoseconds& longest = look.savesWaiting > 0 ? m_longest.whileSaving : m_longest.otherwise;
-    longest = std::max(longest, taken);
     const std::lock_guard lock(m_sync);
+    std::chrono::nanoseconds& longest =
+        look.savesWaiting > 0 ? m_report.longestSubmit.whileSaving : m_report.longestSubmit.otherwise;
+    longest = std::max(longest, taken);
     m_report.in.bytes += packet.Bytes().size();
     ++(packet.video ? m_report.in.videoPackets : m_report.in.audioPackets);
-    m_pTimeline->OnSubmitted(
-        {packet.video, packet.key, packet.pts, packet.duration, packet.Bytes().size(), taken, look.from, look.bytes});
+    m_report.timeline.Add(packet, look, taken);
     return {};
 }
 
@@ -347,7 +344,9 @@ void Replay::TakeClip(const PYXSavedClip& clip)
             "saved " + PathForUser(clip.path) + " in " + FormatSeconds(clip.secondsTaken, 2) + " s";
         isLast ? Say(text) : Print(text);
         WarnOfMissing(clip, contents);
-        AddClip(clip.path, contents, {std::max(clip.from, m_report.origin), clip.to, clip.newest});
+        ListCompleted(clip.path);
+        m_report.clips.push_back({clip, contents});
+        m_report.clips.back().clip.from = std::max(clip.from, m_report.origin);
     }
     else if (!isLast)
     {
@@ -355,24 +354,18 @@ void Replay::TakeClip(const PYXSavedClip& clip)
     }
 }
 
-void Replay::AddClip(const std::wstring& path, const ClipContents& contents, const SavedStretch& stretch)
-{
-    ListCompleted(path);
-    m_report.clips.push_back({path, contents, stretch});
-    m_pTimeline->OnSaved(stretch);
-}
-
 /// A save that waited for its key picture at the end took all that was kept.
 Outcome Replay::CopyLastClip()
 {
-    const ReportedClip last = m_report.clips.back();
-    if (!CopyFileW(last.output.c_str(), m_options.output.c_str(), FALSE))
+    ReportedClip last = m_report.clips.back();
+    const std::wstring first = std::exchange(last.clip.path, m_options.output);
+    if (!CopyFileW(first.c_str(), m_options.output.c_str(), FALSE))
     {
         return NotWritten(m_options.output, {PYX_FILE_NOT_OPEN, PYXSystemText(GetLastError())});
     }
-    Print("nothing came after " + PathForUser(last.output) + ", so " + PathForUser(m_options.output) + " is the same");
+    Print("nothing came after " + PathForUser(first) + ", so " + PathForUser(m_options.output) + " is the same");
     ListCompleted(m_options.output);
-    m_report.clips.push_back({m_options.output, last.contents, last.stretch});
+    m_report.clips.push_back(last);
     return {};
 }
 

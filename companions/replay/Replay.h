@@ -18,8 +18,8 @@
 class Replay
 {
 public:
-    /// Both are borrowed.
-    Replay(const Options& options, Timeline* pTimeline) : m_options(options), m_pTimeline(pTimeline)
+    /// `options` are borrowed.
+    explicit Replay(const Options& options) : m_options(options)
     {
     }
 
@@ -49,7 +49,6 @@ private:
     void BeginSave(PYXRecorder* pRecorder);
     unsigned NextNumber() const;
     void TakeClip(const PYXSavedClip& clip);
-    void AddClip(const std::wstring& path, const ClipContents& contents, const SavedStretch& stretch);
     Outcome CopyLastClip();
     Outcome Conclude(const Outcome& fed);
     void Say(const std::string& text);
@@ -61,13 +60,11 @@ private:
     void WarnOfLosses(const LiveOrder& order, pyx_uint64 lateAudio);
 
     const Options& m_options;
-    Timeline* const m_pTimeline;
     MediaInput m_input;
     bool m_hasOrigin = false;     // of the report
     bool m_hasHidden = false;     // pictures that are not shown
     std::size_t m_nextSaveAt = 0; // in the option's list
     bool m_fed = false;
-    LongestSubmit m_longest = {};
     std::atomic<Clock::rep> m_lastPacket{0}; // when it came
 
     std::recursive_mutex m_sync;     // of what follows

@@ -54,13 +54,13 @@ int End(Outcome outcome, const std::string& report)
 }
 
 /// Runs, and writes the page of the run if one was asked for and anything went in.
-Outcome RunWithPage(const Options& options, Replay* pReplay, const Timeline& timeline)
+Outcome RunWithPage(const Options& options, Replay* pReplay)
 {
     RETURN_ON_FAILURE(options.report.empty() ? Outcome() : CheckWritable(options.report));
     Outcome outcome = pReplay->Run();
     if (!options.report.empty() && pReplay->HasReport())
     {
-        const Outcome written = WriteReportPage(options, pReplay->Result(), outcome, timeline.Seen());
+        const Outcome written = WriteReportPage(options, pReplay->Result(), outcome);
         outcome = outcome.IsOk() ? written : outcome;
     }
     return outcome;
@@ -89,9 +89,8 @@ int main()
     CatchInterrupt();
     const ControlFile control(options.control);
 
-    Timeline timeline;
-    Replay replay(options, &timeline);
-    const Outcome outcome = RunWithPage(options, &replay, timeline);
+    Replay replay(options);
+    const Outcome outcome = RunWithPage(options, &replay);
     const bool showTable = replay.HasReport() && !options.quiet;
     const std::string table = showTable ? ReportAsTable(replay.Result()) : "";
     return End(outcome, options.json ? ReportAsJson(replay.Result(), outcome) : table);

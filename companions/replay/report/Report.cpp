@@ -29,13 +29,11 @@ double Seconds(pyx_int64 ticks)
     return static_cast<double>(ticks) / PYX_TICKS_PER_SECOND;
 }
 
-std::string Covers(const ReportedClip& clip, pyx_int64 origin)
+std::string Covers(const PYXSavedClip& clip, pyx_int64 origin)
 {
-    const SavedStretch& stretch = clip.stretch;
-    const pyx_int64 missing = stretch.newest - stretch.to;
-    return FormatSeconds(Seconds(stretch.from - origin), 2) + " s to " +
-           FormatSeconds(Seconds(stretch.to - origin), 2) + " s of the input" +
-           (missing > 0 ? ", without the newest " + FormatSeconds(Seconds(missing), 2) + " s" : "");
+    const pyx_int64 missing = clip.newest - clip.to;
+    return FormatSeconds(Seconds(clip.from - origin), 2) + " s to " + FormatSeconds(Seconds(clip.to - origin), 2) +
+           " s of the input" + (missing > 0 ? ", without the newest " + FormatSeconds(Seconds(missing), 2) + " s" : "");
 }
 
 double Milliseconds(std::chrono::nanoseconds time)
@@ -44,19 +42,20 @@ double Milliseconds(std::chrono::nanoseconds time)
 }
 
 /// A clip's part of the JSON object.
-nlohmann::ordered_json ClipAsJson(const ReportedClip& clip, pyx_int64 origin)
+nlohmann::ordered_json ClipAsJson(const ReportedClip& reported, pyx_int64 origin)
 {
+    const auto& [clip, contents] = reported;
     return {
-        {"gopsKept", clip.contents.groups},
-        {"secondsKept", clip.contents.seconds},
-        {"coveredFrom", Seconds(clip.stretch.from - origin)},
-        {"coveredTo", Seconds(clip.stretch.to - origin)},
-        {"missingNewest", Seconds(clip.stretch.newest - clip.stretch.to)},
-        {"packetsWritten", clip.contents.videoPackets + clip.contents.audioPackets},
-        {"videoPacketsWritten", clip.contents.videoPackets},
-        {"audioPacketsWritten", clip.contents.audioPackets},
-        {"bytesWritten", clip.contents.bytes},
-        {"output", PathForUser(clip.output)},
+        {"gopsKept", contents.groups},
+        {"secondsKept", contents.seconds},
+        {"coveredFrom", Seconds(clip.from - origin)},
+        {"coveredTo", Seconds(clip.to - origin)},
+        {"missingNewest", Seconds(clip.newest - clip.to)},
+        {"packetsWritten", contents.videoPackets + contents.audioPackets},
+        {"videoPacketsWritten", contents.videoPackets},
+        {"audioPacketsWritten", contents.audioPackets},
+        {"bytesWritten", contents.bytes},
+        {"output", PathForUser(clip.path)},
     };
 }
 
@@ -75,24 +74,23 @@ nlohmann::ordered_json NoClipAsJson()
 std::string ReportAsTable(const Report& report)
 {
     std::string table = Row("In", Packets(report.in.videoPackets, report.in.audioPackets, report.in.bytes));
-    for (const ReportedClip& clip : report.clips)
+    for (const auto& [clip, contents] : report.clips)
     {
-        const ClipContents& contents = clip.contents;
         table += Row("Kept", std::to_string(contents.groups) + (contents.groups == 1 ? " group, " : " groups, ") +
                                  FormatSeconds(contents.seconds, 2) + " s") +
                  Row("Covers", Covers(clip, report.origin)) +
                  Row("Written", Packets(contents.videoPackets, contents.audioPackets, contents.bytes)) +
-                 Row("Output", PathForUser(clip.output));
+                 Row("Output", PathForUser(clip.path));
     }
     if (report.clips.empty())
     {
         table += Row("Output", "none");
     }
-    if (report.longestSubmit)
+    if (report.savedMeanwhile)
     {
-        table += Row("Longest", "SubmitInput " + FormatSeconds(Milliseconds(report.longestSubmit->whileSaving), 3) +
+        table += Row("Longest", "SubmitInput " + FormatSeconds(Milliseconds(report.longestSubmit.whileSaving), 3) +
                                     " ms while a clip was saved, " +
-                                    FormatSeconds(Milliseconds(report.longestSubmit->otherwise), 3) + " ms otherwise");
+                                    FormatSeconds(Milliseconds(report.longestSubmit.otherwise), 3) + " ms otherwise");
     }
     return table + Row("Taken", FormatSeconds(report.secondsTaken, 2) + " s");
 }
@@ -113,10 +111,10 @@ std::string ReportAsJson(const Report& report, const Outcome& run)
         json["clips"].push_back(ClipAsJson(clip, report.origin));
     }
     json["longestSubmitMs"] = nullptr;
-    if (report.longestSubmit)
+    if (report.savedMeanwhile)
     {
-        json["longestSubmitMs"] = {{"whileSaving", Milliseconds(report.longestSubmit->whileSaving)},
-                                   {"otherwise", Milliseconds(report.longestSubmit->otherwise)}};
+        json["longestSubmitMs"] = {{"whileSaving", Milliseconds(report.longestSubmit.whileSaving)},
+                                   {"otherwise", Milliseconds(report.longestSubmit.otherwise)}};
     }
     json["secondsTaken"] = report.secondsTaken;
     json["warnings"] = report.warnings;

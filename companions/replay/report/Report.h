@@ -3,7 +3,8 @@
 #include "replay/Clip.h"
 #include "replay/report/Timeline.h"
 
-#include <optional>
+#include <chrono>
+#include <string>
 #include <vector>
 
 /// What went into the recorder.
@@ -17,29 +18,29 @@ struct Intake
 /// A clip that was written.
 struct ReportedClip
 {
-    std::wstring output;
+    PYXSavedClip clip;
     ClipContents contents;
-    SavedStretch stretch; ///< of the input, that the clip covers
 };
 
-/// How long SubmitInput took at most. What the machine does besides counts in
-/// both, so one tells little without the other.
+/// How long SubmitInput took at most: wall time, so it includes other load, and one tells little without the other.
 struct LongestSubmit
 {
-    std::chrono::nanoseconds whileSaving; ///< while a clip was asked for or written
-    std::chrono::nanoseconds otherwise;
+    std::chrono::nanoseconds whileSaving{}; ///< while a clip was asked for or written
+    std::chrono::nanoseconds otherwise{};
 };
 
 /// What a run did, for its last lines.
 struct Report
 {
     Intake in;
-    std::vector<ReportedClip> clips;            ///< in the order of their saves
-    std::optional<LongestSubmit> longestSubmit; ///< none when all clips were saved at the end
-    pyx_int64 origin = 0;                       ///< time stamp of the input's first picture, from which users count
+    std::vector<ReportedClip> clips; ///< in the order of their saves
+    LongestSubmit longestSubmit;
+    bool savedMeanwhile = false; ///< a clip was asked for before the end
+    pyx_int64 origin = 0;        ///< time stamp of the input's first picture, from which users count
     bool exact = false;
     std::vector<std::string> warnings;
     double secondsTaken = 0;
+    Timeline timeline;
 };
 
 /// A few lines to be read, with a line end each.

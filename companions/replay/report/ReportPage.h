@@ -2,13 +2,11 @@
 
 #include "replay/Options.h"
 #include "replay/report/Report.h"
-#include "replay/report/Timeline.h"
 
 /// Writes a page to look at a run to `options.report`: one HTML file that holds
-/// the run's numbers, draws them, and shows the clip that lies beside it.
+/// the run's numbers, draws them, and shows the clips beside it.
 ///
 /// It is the file report.html, a resource of this program, with the numbers put
 /// in as JSON. CannotWrite: the page could not be written, and a file that had
 /// its name is still there.
-Outcome WriteReportPage(const Options& options, const Report& report, const Outcome& run,
-                        const TimelineRecord& timeline);
+Outcome WriteReportPage(const Options& options, const Report& report, const Outcome& run);
