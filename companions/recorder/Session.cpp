@@ -425,8 +425,11 @@ PYX_RESULT PYXRecorderSession::Terminate(const std::wstring& path, PYXSavedClip*
 /// write.
 PYXStatus PYXRecorderSession::WhyNotWritten(const std::wstring& path, PYX_RESULT result) const
 {
-    const std::string why = PYXWhyUnwritable(PYXDirectoryOf(path), m_groups.Bytes());
-    if (!why.empty())
+    if (m_spContext->m_stopped)
+    {
+        return {result, "the save was cancelled"};
+    }
+    if (const std::string why = PYXWhyUnwritable(PYXDirectoryOf(path), m_groups.Bytes()); !why.empty())
     {
         return {PYX_FILE_NOT_OPEN, why};
     }
@@ -446,7 +449,7 @@ void PYXRecorderSession::Stop()
 
 pyx_uint64 PYXRecorderSession::PacketsWritten() const
 {
-    return m_spContext->m_count;
+    return m_spContext->m_countInAll == 0 ? 0 : m_spContext->m_count.load(); // storing asks for buffers too
 }
 
 pyx_uint64 PYXRecorderSession::PacketsToWrite() const
