@@ -106,7 +106,7 @@ int main()
         std::puts("The module cannot be loaded: is it beside this program?");
         return 1;
     }
-    // A directory of its own: whatever lies in it is deleted.
+    // A directory of its own: everything in it is deleted.
     const auto scratch = std::filesystem::temp_directory_path() / ("example-" + std::to_string(GetCurrentProcessId()));
     const PYX_RESULT result = Record(spComponent.Query<PYXComponentEx>().Get(), scratch.wstring());
     if (result != PYX_OK)

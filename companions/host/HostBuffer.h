@@ -14,14 +14,14 @@
 ///
 /// A component that caches packets holds one of these per packet for as long as
 /// it caches, most of them with a single byte and one property. So the bytes
-/// lie behind the object in the same block of memory, a property costs a
+/// follow the object in the same block of memory, a property costs a
 /// pointer and its value, and names are kept once for the whole process:
 ///
 ///     [ HostBuffer | bytes ... ]      one block
 ///       `- [ name*, value ] ...       one block, when there is a property
 ///                `- L"OutputDataType" one for all buffers
 ///
-/// With a vector and a string instead, making a packet takes half as long again.
+/// With a vector and a string instead, making a packet takes 1.5 times as long.
 /// Threads: the reference count is atomic; everything else belongs to the
 /// current owner: a packet travels from one to the next, so it has no lock.
 /// Lifetime: by its reference count, from Create() on.
@@ -88,7 +88,7 @@ private:
     explicit HostBuffer(pyx_size size);
     ~HostBuffer() override = default;
 
-    // Makes room for the bytes behind the object; null when there is none.
+    // Makes room for the bytes after the object; null when there is none.
     static void* operator new(std::size_t objectSize, ByteCount bytes) noexcept;
     static void operator delete(void* p, ByteCount bytes) noexcept;
     static void operator delete(void* p) noexcept;

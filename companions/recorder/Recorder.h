@@ -192,7 +192,7 @@ public:
     PYXStatus Save(PYXSaveRequest request, pyx_uint64* pId = nullptr);
 
     /// Takes a request back. One that waits for its key picture leaves no trace; what one that waits to be written was
-    /// to hold is dropped. Its onSaved is told PYX_FAIL. PYX_NOT_FOUND: it is being written, or finished.
+    /// to hold is dropped. Its onSaved gets PYX_FAIL. PYX_NOT_FOUND: it is being written, or finished.
     PYXStatus Cancel(pyx_uint64 id);
 
     /// Writes what a failed save left, to another path or to the same one after its disk was freed. Of failed saves the

@@ -12,7 +12,7 @@ target=$PYX_CACHE/benchmark
 if [[ ! -e $target/CMakeLists.txt ]]; then
     need_folder "$PYX_CACHE"
     hold_lock "$PYX_CACHE/benchmark.lock"
-    if [[ ! -e $target/CMakeLists.txt ]]; then # nobody fetched it while we waited
+    if [[ ! -e $target/CMakeLists.txt ]]; then # not fetched by another process while we waited
         work=$(mktemp -d)
         trap 'rm -rf "$work" "$target.partial"' EXIT
         fetch_source benchmark "" "$work"

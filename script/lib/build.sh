@@ -2,7 +2,7 @@
 #
 #   build_preset PRESET [TARGET...]   installs what building needs, configures when that is due, and builds the targets, or
 #                                     else everything, which includes the tests, to build/PRESET; programs and modules
-#                                     lie in build/PRESET/bin
+#                                     are in build/PRESET/bin
 #   build_bench [TARGET]              the same for the benchmarks, which need a library of their own, to build/bench
 #   build_folder FOLDER PRESET ENTRY... -- [TARGET...]   the last two steps, for another folder below build/ and with
 #                                     these cache entries (NAME:TYPE=VALUE)

@@ -53,7 +53,7 @@ if [[ ${1:-} != --where && ! -e $target/lib/libavformat.a ]]; then
     need_packages "${PACKAGES_BUILD[@]}"
     need_folder "$PYX_CACHE"
     hold_lock "$PYX_CACHE/ffmpeg.lock"
-    if [[ ! -e $target/lib/libavformat.a ]]; then # nobody built it while we waited
+    if [[ ! -e $target/lib/libavformat.a ]]; then # not built by another process while we waited
         work=$(mktemp -d)
         trap 'rm -rf "$work" "$target.partial"' EXIT
         fetch_source ffmpeg "$version" "$work"

@@ -21,7 +21,7 @@ export WINEDEBUG=${WINEDEBUG:--all}
 export WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe=d'
 unset DISPLAY WAYLAND_DISPLAY
 
-# The prefix is made under another name and moved when it is complete, once, whoever comes first.
+# The prefix is made under another name and moved when it is complete, once, by the first process that needs it.
 make_wine_prefix()
 {
     [[ ! -e $WINEPREFIX/system.reg ]] || return 0
