@@ -407,7 +407,7 @@ PYX_RESULT PYXRecorderSession::Terminate(const std::wstring& path, PYXSavedClip*
             PASS_ON_FAILURE_SILENTLY(LeaveAudioOut());
             pClip->hasAudio = false;
             pClip->warnings.emplace_back(
-                "the disk of the temporary files takes none any more, so the clip has no audio");
+                "no audio file can be made in the temporary directory, so the clip has no audio");
         }
         m_spContext->m_count = 0;
         m_spContext->m_countInAll = m_groups.Packets();
