@@ -32,6 +32,16 @@ struct FFmpegDeleter
         av_bsf_free(&p);
     }
 
+    void operator()(AVCodecContext* p) const
+    {
+        avcodec_free_context(&p);
+    }
+
+    void operator()(AVCodecParserContext* p) const
+    {
+        av_parser_close(p);
+    }
+
     void operator()(AVPacket* p) const
     {
         av_packet_free(&p);

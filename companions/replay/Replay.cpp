@@ -138,31 +138,31 @@ PYXRecorderSettings Replay::Settings() const
     settings.inMemory = m_options.ram;
     settings.seconds = m_options.duration;
     settings.exact = m_options.exact;
-    settings.video = DescribeVideo(*m_input.pVideo);
-    settings.spMore = DescribeClip(*m_input.pVideo, m_options.faststart);
-    if (m_input.pAudio)
+    settings.video = DescribeVideo(m_input.Video());
+    settings.spMore = DescribeClip(m_input.Video(), m_options.faststart);
+    if (m_input.Audio())
     {
-        settings.audio = DescribeAudio(*m_input.pAudio);
+        settings.audio = DescribeAudio(*m_input.Audio());
     }
     return settings;
 }
 
 Outcome Replay::OpenInput()
 {
-    RETURN_ON_FAILURE(MediaReader::Open(m_options.input, m_options.audio, &m_input));
-    for (const std::string& warning : m_input.warnings)
+    RETURN_ON_FAILURE(m_input.Open(m_options.input, m_options.audio));
+    for (const std::string& warning : m_input.Warnings())
     {
         Warn(warning);
     }
-    RETURN_ON_FAILURE(CheckContainer(m_options.output, *m_input.pVideo));
-    RETURN_ON_FAILURE(m_input.pAudio ? CheckContainer(m_options.output, *m_input.pAudio) : Outcome());
-    if (const std::string lost = WhatIsNotKept(*m_input.pVideo, m_options.output); !lost.empty())
+    RETURN_ON_FAILURE(CheckContainer(m_options.output, m_input.Video()));
+    RETURN_ON_FAILURE(m_input.Audio() ? CheckContainer(m_options.output, *m_input.Audio()) : Outcome());
+    if (const std::string lost = WhatIsNotKept(m_input.Video(), m_options.output); !lost.empty())
     {
         Warn(lost);
     }
-    Say("video: " + Describe(*m_input.pVideo));
-    Say(m_input.pAudio ? "audio: " + Describe(*m_input.pAudio) : "no audio");
-    if (const unsigned others = m_input.pVideo->OtherStreams() - (m_input.pAudio ? 1 : 0); others > 0)
+    Say("video: " + Describe(m_input.Video()));
+    Say(m_input.Audio() ? "audio: " + Describe(*m_input.Audio()) : "no audio");
+    if (const unsigned others = m_input.OtherStreams(); others > 0)
     {
         Say(std::to_string(others) + " more streams are left out");
     }
@@ -171,8 +171,8 @@ Outcome Replay::OpenInput()
 
 Outcome Replay::Feed(PYXRecorder* pRecorder)
 {
-    LiveOrder order(m_input.pVideo.get(), m_input.pAudio.get());
-    Progress progress(m_options.progress, m_input.pVideo->FileDuration());
+    LiveOrder order(&m_input, m_input.Audio() != nullptr);
+    Progress progress(m_options.progress, m_input.FileDuration());
     {
         const std::lock_guard lock(m_sync);
         m_pProgress = &progress;
@@ -190,7 +190,7 @@ Outcome Replay::Feed(PYXRecorder* pRecorder)
         });
         const Pace pace(m_options.realtime);
         MediaPacket packet;
-        while (stored.IsOk() && !IsInterrupted() && order.Next(&packet) == ReadResult::Packet)
+        while (stored.IsOk() && !IsInterrupted() && order.Next(&packet))
         {
             pace.WaitFor(order.Elapsed());
             m_lastPacket = Clock::now().time_since_epoch().count();
@@ -267,7 +267,7 @@ PYX_RESULT Replay::SubmitHidden(PYXRecorder* pRecorder, const MediaPacket& packe
     std::ranges::copy(packet.Bytes(), static_cast<pyx_uint8*>(spBuffer->GetNative()));
     spBuffer->SetPts(packet.pts);
     spBuffer->SetDuration(packet.duration);
-    PASS_ON_FAILURE_SILENTLY(PYXMarkVideoPacket(spBuffer.Get(), m_input.pVideo->Codec().componentId, packet.key));
+    PASS_ON_FAILURE_SILENTLY(PYXMarkVideoPacket(spBuffer.Get(), m_input.Video().Codec().number, packet.key));
     PASS_ON_FAILURE_SILENTLY(spBuffer->SetProperty(PYX_PROPERTY_NOT_SHOWN, PYXVariantFromBool(true)));
     return pRecorder->SubmitVideo(spBuffer.Get());
 }
@@ -385,22 +385,20 @@ Outcome Replay::Conclude(const Outcome& fed)
 
 std::string Replay::WhyBroken(const LiveOrder& order) const
 {
-    if (IsInterrupted() || !order.BrokenText().empty())
+    if (IsInterrupted() || !m_input.BrokenText().empty())
     {
-        return order.BrokenText();
+        return m_input.BrokenText();
     }
     // Some containers do not notice that they are cut off. The length that such a file tells was that of all streams.
     constexpr pyx_int64 tolerance = 2 * PYX_TICKS_PER_SECOND;
-    const bool allRead = m_input.pVideo->OtherStreams() == (m_input.pAudio ? 1 : 0);
-    return allRead && m_input.pVideo->AnnouncedEnd() > order.End() + tolerance
-               ? "it should be " + FormatTime(m_input.pVideo->FileDuration()) + " long"
+    return m_input.OtherStreams() == 0 && m_input.AnnouncedEnd() > order.End() + tolerance
+               ? "it should be " + FormatTime(m_input.FileDuration()) + " long"
                : "";
 }
 
 void Replay::WarnOfLosses(const LiveOrder& order, pyx_uint64 lateAudio)
 {
-    if (const unsigned damages = m_input.pVideo->Damages() + (m_input.pAudio ? m_input.pAudio->Damages() : 0);
-        damages > 0)
+    if (const unsigned damages = m_input.Damages(); damages > 0)
     {
         Warn("the input is damaged in " + std::to_string(damages) + (damages == 1 ? " place" : " places") +
              ", reading went on after it");
@@ -409,7 +407,7 @@ void Replay::WarnOfLosses(const LiveOrder& order, pyx_uint64 lateAudio)
     {
         Warn("interrupted, saving what is kept");
     }
-    if (order.DroppedAudio() > PYX_TICKS_PER_SECOND)
+    if (m_input.BrokenText().empty() && order.DroppedAudio() > PYX_TICKS_PER_SECOND)
     {
         Warn("the last " + FormatSeconds(static_cast<double>(order.DroppedAudio()) / PYX_TICKS_PER_SECOND, 1) +
              " s of the audio are left out, because the video ends there");

@@ -2,7 +2,7 @@
 
 #include "recorder/Recorder.h"
 #include "replay/Clip.h"
-#include "replay/input/LiveOrder.h"
+#include "replay/input/MediaInput.h"
 #include "replay/Progress.h"
 #include "replay/report/Report.h"
 

@@ -11,23 +11,23 @@ namespace
 using Times = std::vector<pyx_int64>;
 
 /// Presentation times of pictures that are decoded at 0, 10, 20 ...
-Times Order(const std::vector<PictureTimes::Place>& places)
+Times Order(const std::vector<PicturePlace>& places)
 {
     PictureTimes times;
     Times result;
+    const auto take = [&times, &result] {
+        while (const auto time = times.Next())
+        {
+            result.push_back(*time);
+        }
+    };
     for (std::size_t i = 0; i < places.size(); ++i)
     {
         times.Add(places[i], static_cast<pyx_int64>(i) * 10);
-        while (times.IsReady())
-        {
-            result.push_back(times.Next());
-        }
+        take();
     }
     times.End();
-    while (times.IsReady())
-    {
-        result.push_back(times.Next());
-    }
+    take();
     return result;
 }
 
@@ -35,14 +35,14 @@ TEST(PictureTimesTest, PicturesTakeTheDecodeTimesInTheOrderShown)
 {
     EXPECT_EQ(Order({{0, 0}, {0, 6}, {0, 2}, {0, 4}, {0, 12}, {0, 8}, {0, 10}}), Times({0, 30, 10, 20, 60, 40, 50}));
     EXPECT_EQ(Order({{0, 0}, {0, 4}, {0, 2}, {1, 0}, {1, 4}, {1, 2}}), Times({0, 20, 10, 30, 50, 40}))
-        << "the numbering begins anew with each sequence";
+        << "the numbering starts over with each sequence";
     EXPECT_EQ(Order({{1, 8}, {1, 4}, {1, 6}, {1, 9}}), Times({20, 0, 10, 30})) << "leading pictures";
 }
 
 TEST(PictureTimesTest, ALongStreamIsHandedOutWhileItIsReadAndEachTimeIsGivenOnce)
 {
     std::mt19937 random(1);
-    std::vector<PictureTimes::Place> places;
+    std::vector<PicturePlace> places;
     places.reserve(5000);
     for (pyx_int64 i = 0; i < 5000; ++i)
     {
@@ -53,7 +53,7 @@ TEST(PictureTimesTest, ALongStreamIsHandedOutWhileItIsReadAndEachTimeIsGivenOnce
         const auto begin = places.begin() + static_cast<std::ptrdiff_t>(i);
         std::shuffle(begin, begin + 16, random);
     }
-    std::vector<PictureTimes::Place> shown = places;
+    std::vector<PicturePlace> shown = places;
     std::sort(shown.begin(), shown.end());
     const Times times = Order(places);
     ASSERT_EQ(times.size(), places.size());
@@ -61,6 +61,20 @@ TEST(PictureTimesTest, ALongStreamIsHandedOutWhileItIsReadAndEachTimeIsGivenOnce
     {
         ASSERT_EQ(shown[static_cast<std::size_t>(times[i] / 10)], places[i]) << i;
     }
+}
+
+TEST(MissingTimesTest, APictureTakesItsTimeFromItsPlaceAmongOthersOfItsSequence)
+{
+    MissingTimes times;
+    EXPECT_FALSE(times.Guess({0, 2})) << "nothing is known";
+    times.Learn({0, 0}, 1000);
+    EXPECT_FALSE(times.Guess({0, 2})) << "one picture tells no step";
+    times.Learn({0, 8}, 1160);
+    EXPECT_EQ(times.Guess({0, 4}), 1080);
+    EXPECT_EQ(times.Guess({0, 10}), 1200);
+    EXPECT_FALSE(times.Guess({1, 0})) << "another sequence has numbers of its own";
+    times.Learn({1, 0}, 2000);
+    EXPECT_EQ(times.Guess({1, 2}), 2040) << "the step stays";
 }
 
 } // namespace

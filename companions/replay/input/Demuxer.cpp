@@ -1,6 +1,5 @@
 #include "replay/input/Demuxer.h"
 
-#include "replay/input/Codecs.h"
 #include "replay/Interrupt.h"
 #include "replay/Options.h"
 #include "replay/Text.h"
@@ -17,10 +16,8 @@ namespace
 
 constexpr int c_pipeBufferSize = 1 << 16;
 
-/// After so many packets of one stream the other is not waited for: of a pipe, about a second of pictures or audio; of
-/// a file, more than any sound interleaving.
-constexpr std::size_t c_mostWaiting = 1024;
-constexpr std::size_t c_mostWaitingOfPipe = 64;
+/// What the demuxers that script/lib/ffmpeg.sh builds read, by its usual endings, if there is video in it.
+constexpr const char* c_containerNames = "mp4, mov, mkv, webm, ts, avi, flv, ivf, obu, h264, hevc";
 
 /// A time further back than this in its stream, or further ahead of both streams, is that of another recording.
 constexpr pyx_int64 c_mostBack = PYX_TICKS_PER_SECOND;
@@ -100,51 +97,25 @@ bool Demuxer::OpenPipe()
 void Demuxer::Choose(const AVStream& stream)
 {
     m_pFile->streams[stream.index]->discard = AVDISCARD_DEFAULT;
-    m_video = m_streams.empty() ? stream.index : m_video;
     m_streams[stream.index];
 }
 
-int Demuxer::Read(int index, AVPacket* pPacket)
+int Demuxer::Read(AVPacket* pPacket)
 {
-    Stream& asked = m_streams.at(index);
-    while (asked.waiting.empty())
+    for (;; av_packet_unref(pPacket))
     {
-        if (m_end != 0)
+        if (const int error = av_read_frame(m_pFile.get(), pPacket); error < 0)
         {
-            return m_end;
+            // A file that ends before its index says so is no clean end either.
+            const bool isCut = error == AVERROR_EOF && m_pFile->pb && m_pFile->pb->error < 0 && !IsPipe();
+            return isCut ? m_pFile->pb->error : error;
         }
-        if (HasPause(asked))
+        if (const auto stream = m_streams.find(pPacket->stream_index); stream != m_streams.end())
         {
-            return c_notYet;
-        }
-        PacketPtr pNext(av_packet_alloc());
-        const int error = pNext ? ReadNext(pNext.get()) : AVERROR(ENOMEM);
-        if (error == AVERROR_INVALIDDATA)
-        {
-            return error;
-        }
-        m_end = std::min(error, 0);
-        const auto stream = error >= 0 ? m_streams.find(pNext->stream_index) : m_streams.end();
-        if (stream != m_streams.end())
-        {
-            MoveTimes(&stream->second, pNext.get());
-            stream->second.waiting.push_back(std::move(pNext));
+            MoveTimes(&stream->second, pPacket);
+            return 0;
         }
     }
-    asked.hasBegun = true;
-    av_packet_unref(pPacket);
-    av_packet_move_ref(pPacket, asked.waiting.front().get());
-    asked.waiting.pop_front();
-    return 0;
-}
-
-bool Demuxer::HasPause(const Stream& asked) const
-{
-    // The set-up of video may be in its first packet only, so that one is waited for.
-    const bool isNeeded = !asked.hasBegun && &asked == &m_streams.at(m_video);
-    const std::size_t most = IsPipe() ? c_mostWaitingOfPipe : c_mostWaiting;
-    return !isNeeded &&
-           std::ranges::any_of(m_streams, [most](const auto& stream) { return stream.second.waiting.size() >= most; });
 }
 
 void Demuxer::MoveTimes(Stream* pStream, AVPacket* pPacket)
@@ -183,11 +154,4 @@ pyx_int64 Demuxer::FindShift(pyx_int64 time, AVRational unit) const
     // The clock of a transport stream starts over after 26.5 hours: then nothing was joined, and the step is exact.
     const pyx_int64 wrap = ToTicks(pyx_int64{1} << 33, unit) + last.shift;
     return std::abs(shift - wrap) < c_mostBack ? wrap : shift;
-}
-
-/// A file that ends before its index says so is no clean end either.
-int Demuxer::ReadNext(AVPacket* pPacket)
-{
-    const int error = av_read_frame(m_pFile.get(), pPacket);
-    return error == AVERROR_EOF && m_pFile->pb && m_pFile->pb->error < 0 && !IsPipe() ? m_pFile->pb->error : error;
 }

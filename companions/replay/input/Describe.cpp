@@ -102,7 +102,7 @@ PYXVideoStream DescribeVideo(const MediaReader& video)
     const AVCodecParameters& parameters = video.Parameters();
     const bool main10 = parameters.codec_id == AV_CODEC_ID_HEVC && parameters.profile == FF_PROFILE_HEVC_MAIN_10;
     PYXVideoStream stream;
-    stream.codec = main10 ? PYX_VIDEO_CODEC_HEVC_MAIN10 : video.Codec().componentId;
+    stream.codec = main10 ? PYX_VIDEO_CODEC_HEVC_MAIN10 : video.Codec().number;
     stream.size = {parameters.width, parameters.height};
     stream.rate = {static_cast<pyx_uint32>(video.FrameRate().num), static_cast<pyx_uint32>(video.FrameRate().den)};
     stream.bitRate = parameters.bit_rate;

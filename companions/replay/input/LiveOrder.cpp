@@ -1,83 +1,51 @@
 #include "replay/input/LiveOrder.h"
 
-LiveOrder::LiveOrder(PacketSource* pVideo, PacketSource* pAudio)
-{
-    m_video.pReader = pVideo;
-    m_audio.pReader = pAudio;
-}
+#include <utility>
 
-ReadResult LiveOrder::Next(MediaPacket* pPacket)
+bool LiveOrder::Next(MediaPacket* pPacket)
 {
-    if (m_finished)
+    while (!m_hasEnded && !IsNextKnown())
     {
-        return ReadResult::End;
+        Fill();
     }
-    Fill(&m_video);
-    Fill(&m_audio);
-    Lane* pLane = Choose();
-    const bool pastVideo = pLane == &m_audio && m_video.ended && pLane->arrival >= m_video.end;
-    if (!pLane->waiting || pastVideo)
+    // A tie goes to the video, so that audio finds the group it belongs to.
+    const bool isAudio = !m_audio.waiting.empty() &&
+                         (m_video.waiting.empty() || m_audio.waiting.front().arrival < m_video.waiting.front().arrival);
+    Lane& lane = isAudio ? m_audio : m_video;
+    const bool isPastVideo =
+        isAudio && m_hasEnded && m_video.waiting.empty() && lane.waiting.front().arrival >= m_video.end;
+    if (lane.waiting.empty() || isPastVideo)
     {
-        return End(pLane);
+        return false;
     }
-    m_arrival = pLane->arrival;
-    if (!m_started && !pLane->packet.hidden)
+    *pPacket = std::move(lane.waiting.front().packet);
+    m_arrival = lane.waiting.front().arrival;
+    lane.waiting.pop_front();
+    if (!m_started && !pPacket->hidden)
     {
         m_started = true;
         m_firstArrival = m_arrival;
     }
-    *pPacket = std::move(pLane->packet);
-    pLane->waiting = false;
-    return ReadResult::Packet;
+    return true;
 }
 
-void LiveOrder::Fill(Lane* pLane)
+bool LiveOrder::IsNextKnown() const
 {
-    if (!pLane->pReader || pLane->waiting || pLane->ended)
-    {
-        return;
-    }
-    const ReadResult result = pLane->pReader->Next(&pLane->packet);
-    if (result == ReadResult::Packet)
-    {
-        pLane->waiting = true;
-        pLane->arrival = std::max(pLane->arrival, pLane->packet.pts);
-        pLane->end = std::max(pLane->end, pLane->packet.pts + pLane->packet.duration);
-        return;
-    }
-    if (result == ReadResult::NotYet)
-    {
-        return;
-    }
-    pLane->ended = true;
-    if (result == ReadResult::Broken && m_brokenText.empty())
-    {
-        m_brokenText = pLane->pReader->BrokenText();
-    }
+    const std::size_t most = m_pSource->MostWaiting();
+    return (!m_video.waiting.empty() && (!m_audio.waiting.empty() || !m_hasAudio)) || m_video.waiting.size() >= most ||
+           m_audio.waiting.size() >= most;
 }
 
-// A tie goes to the video, so that audio finds the group it belongs to.
-LiveOrder::Lane* LiveOrder::Choose()
+void LiveOrder::Fill()
 {
-    if (!m_video.waiting)
+    MediaPacket packet;
+    if (!m_pSource->Next(&packet))
     {
-        return &m_audio;
+        m_hasEnded = true;
+        return;
     }
-    return m_audio.waiting && m_audio.arrival < m_video.arrival ? &m_audio : &m_video;
-}
-
-ReadResult LiveOrder::End(Lane* pLast)
-{
-    m_finished = true;
-    if (!pLast->waiting || !m_brokenText.empty())
-    {
-        return ReadResult::End;
-    }
-    while (pLast->waiting) // how long it would have been is known only at its end
-    {
-        pLast->waiting = false;
-        Fill(pLast);
-    }
-    m_droppedAudio = pLast->end - m_video.end;
-    return ReadResult::End;
+    Lane& lane = packet.video ? m_video : m_audio;
+    lane.arrival = std::max(lane.arrival, packet.pts);
+    lane.end = std::max(lane.end, packet.pts + packet.duration);
+    lane.waiting.push_back({std::move(packet), lane.arrival});
 }

@@ -3,6 +3,22 @@
 #include "replay/input/MediaReader.h"
 
 #include <algorithm>
+#include <deque>
+
+/// Where packets come from: one or two streams, each in decode order.
+class PacketSource
+{
+public:
+    /// The next packet of either stream. False: there are no more.
+    virtual bool Next(MediaPacket* pPacket) = 0;
+
+    /// When so many packets of one stream wait, the other has a pause and is not
+    /// waited for.
+    virtual std::size_t MostWaiting() const = 0;
+
+protected:
+    ~PacketSource() = default;
+};
 
 /// Merges a file's two streams into the order in which a live capture would
 /// hand their packets over.
@@ -16,29 +32,24 @@
 ///     arrival        0 3 3 3 6 6 6      arrival     0 1 2 3 4 5 6
 ///     merged         v0 a0 a1 a2 v3 v1 v2 a3 a4 a5 v6 v4 v5 a6
 ///
-/// A stream can have a pause; then the other continues without it.
-///
 /// The video is handed out whole. Audio ends with it: with the first packet that
 /// begins when the last picture has ended.
 class LiveOrder
 {
 public:
-    /// Both readers are borrowed; without audio `pAudio` is null.
-    LiveOrder(PacketSource* pVideo, PacketSource* pAudio);
+    /// The source is borrowed.
+    LiveOrder(PacketSource* pSource, bool hasAudio) : m_pSource(pSource), m_hasAudio(hasAudio)
+    {
+    }
 
-    /// End also when the input broke; then BrokenText() is not empty.
-    ReadResult Next(MediaPacket* pPacket);
+    /// False: that was all.
+    bool Next(MediaPacket* pPacket);
 
     /// Arrival of the packet handed out last, counted from the first one that is
     /// shown; 0 before it.
     pyx_int64 Elapsed() const
     {
         return m_started ? m_arrival - m_firstArrival : 0;
-    }
-
-    const std::string& BrokenText() const
-    {
-        return m_brokenText;
     }
 
     /// After the end: when the last packet of either stream ends.
@@ -50,30 +61,32 @@ public:
     /// After the end: how much of the audio was left out, in ticks.
     pyx_int64 DroppedAudio() const
     {
-        return m_droppedAudio;
+        return m_audio.waiting.empty() ? 0 : m_audio.end - m_video.end;
     }
 
 private:
+    struct Arrived
+    {
+        MediaPacket packet;
+        pyx_int64 arrival;
+    };
+
     struct Lane
     {
-        PacketSource* pReader = nullptr;
-        MediaPacket packet;
-        bool waiting = false; // `packet` is read and not handed out
-        bool ended = false;
-        pyx_int64 arrival = INT64_MIN; // of `packet`
+        std::deque<Arrived> waiting;
+        pyx_int64 arrival = INT64_MIN; // of the last packet that was read
         pyx_int64 end = INT64_MIN;     // of all packets so far
     };
 
-    void Fill(Lane* pLane);
-    Lane* Choose();
-    ReadResult End(Lane* pLast);
+    bool IsNextKnown() const;
+    void Fill();
 
+    PacketSource* const m_pSource;
+    const bool m_hasAudio;
     Lane m_video;
     Lane m_audio;
+    bool m_hasEnded = false; // the source
     bool m_started = false;
-    bool m_finished = false;
     pyx_int64 m_firstArrival = 0;
     pyx_int64 m_arrival = 0;
-    std::string m_brokenText;
-    pyx_int64 m_droppedAudio = 0;
 };

@@ -1,23 +1,14 @@
 #pragma once
 
-#include "replay/input/Codecs.h"
-#include "replay/input/Demuxer.h"
-#include "replay/input/MissingTimes.h"
+#include "media/Codecs.h"
 #include "replay/input/PictureParser.h"
 #include "replay/input/PictureTimes.h"
-#include "replay/Options.h"
+#include "replay/Outcome.h"
 
-#include <memory>
+#include <deque>
+#include <optional>
 #include <span>
-#include <vector>
-
-enum class ReadResult
-{
-    Packet,
-    NotYet, ///< this stream has a pause while the other goes on
-    End,
-    Broken, ///< the input cannot be read further
-};
+#include <string>
 
 /// One packet as an encoder would hand it out. Times are in ticks.
 struct MediaPacket
@@ -36,45 +27,43 @@ struct MediaPacket
     }
 };
 
-/// Where packets come from, one stream in decode order.
-class PacketSource
-{
-public:
-    /// The next packet that holds any bytes.
-    virtual ReadResult Next(MediaPacket* pPacket) = 0;
-
-    /// After ReadResult::Broken: what is wrong, FFmpeg's words.
-    virtual const std::string& BrokenText() const = 0;
-
-protected:
-    ~PacketSource() = default;
-};
-
-class MediaReader;
-
-/// What is read of an input.
-struct MediaInput
-{
-    std::unique_ptr<MediaReader> pVideo;
-    std::unique_ptr<MediaReader> pAudio; ///< null without audio
-    std::vector<std::string> warnings{}; ///< what is left out, a line each
-};
-
-/// Reads one stream of a media file, in decode order, and continues after damage.
+/// Turns the packets of one stream of a file, in decode order, into those of an
+/// encoder: in its form, each with its time.
 ///
 /// A packet that is only partly there is handed out when whole ones follow it:
 /// what is shown of it is more than nothing. A stream whose last packets are
-/// damaged has been cut off, and ends with ReadResult::Broken without them.
-class MediaReader final : public PacketSource
+/// damaged has been cut off, and ends without them. Threads: one.
+class MediaReader
 {
 public:
-    /// Opens the video stream and the chosen audio stream. Of several, the one that
-    /// is flagged as default is taken, else the first. Audio that cannot be carried
-    /// is left out. BadUsage: no such audio track.
-    static Outcome Open(const std::wstring& path, const AudioChoice& audio, MediaInput* pInput);
+    /// Both are borrowed; FindCodec() knows the stream's codec.
+    MediaReader(AVFormatContext* pFile, AVStream* pStream);
 
-    /// The next packet that holds any bytes.
-    ReadResult Next(MediaPacket* pPacket) override;
+    /// Before the first packet. BadInput: the stream's set-up cannot be read.
+    Outcome Begin();
+
+    /// The next packet as the file has it, which is left empty; null: there are no
+    /// more. False: too much in a row is damaged.
+    bool Add(AVPacket* pPacket);
+
+    /// Something of the stream could not be read. False as above.
+    bool AddDamage(const std::string& text);
+
+    /// The next packet that holds any bytes. False: it is not known yet.
+    bool Take(MediaPacket* pPacket);
+
+    /// How many packets were added and not taken.
+    std::size_t Waiting() const
+    {
+        return m_waiting.size();
+    }
+
+    /// Whether a packet was added, so that what follows is known whole: some files
+    /// carry a codec's set-up only there.
+    bool HasBegun() const
+    {
+        return m_hasBegun;
+    }
 
     const CodecRow& Codec() const
     {
@@ -95,7 +84,7 @@ public:
 
     const AVFormatContext& File() const
     {
-        return m_pDemuxer->File();
+        return *m_pFile;
     }
 
     AVRational FrameRate() const;
@@ -103,63 +92,47 @@ public:
     /// Width of a pixel to its height; 0/1 when nothing tells.
     AVRational PixelAspect() const;
 
-    /// Length of the file in ticks, 0 when the file does not tell.
-    pyx_int64 FileDuration() const;
-
-    /// When the last packet ends at least by what the file says of itself, or
-    /// INT64_MIN when it says nothing reliable: the time is that of all streams
-    /// together.
-    pyx_int64 AnnouncedEnd() const;
-
-    /// Streams of the file beside this one.
-    unsigned OtherStreams() const;
-
-    /// How often something damaged was met and reading went on after it.
+    /// How often something damaged was met and whole packets came after it.
     unsigned Damages() const
     {
         return m_damages;
     }
 
-    const std::string& BrokenText() const override
+    /// What was met since the last whole packet; empty: nothing.
+    const std::string& Trouble() const
     {
-        return m_brokenText;
+        return m_trouble;
     }
 
 private:
     /// A packet whose time may depend on later ones.
-    struct Waiting
+    struct Untaken
     {
         MediaPacket packet;
-        PictureTimes::Place place{};
-        bool hasTime = true;
+        PicturePlace place{};
+        std::optional<pyx_int64> time{};
     };
 
-    MediaReader(std::shared_ptr<Demuxer> pDemuxer, AVStream* pStream);
-
-    Outcome Begin();
-    bool HasOnlyDecodeTimes() const;
-    bool IsFrontTimed() const;
-    MediaPacket TakeFront();
-    ReadResult ReadPacket();
-    void ParsePicture(Waiting* pWaiting);
-    ReadResult ReadWhole(PacketPtr* ppPacket);
-    ReadResult FillReady();
-    int ReadFiltered(AVPacket* pPacket);
-    void TakeNewExtraData(AVPacket* pPacket);
+    void FindHowTimed(const AVPacket& first);
+    bool AddFiltered(PacketPtr pPacket);
+    void AddWaiting(PacketPtr pPacket);
+    void ParsePicture(Untaken* pUntaken);
+    void TakeNewExtraData(const AVPacket& packet);
     void SetSize(int width, int height);
 
-    const std::shared_ptr<Demuxer> m_pDemuxer;
-    AVStream* const m_pStream; // of the file
+    AVFormatContext* const m_pFile;
+    AVStream* const m_pStream;
     const CodecRow* const m_pCodec;
     FilterPtr m_pFilter;
-    std::deque<PacketPtr> m_ready; // damaged ones first, then a whole one
-    std::string m_trouble;         // what was met since the last whole packet; empty: nothing
+    bool m_hasBegun = false;
+    std::deque<PacketPtr> m_damaged; // since the last whole packet
+    int m_troubles = 0;              // likewise
+    std::string m_trouble;
     unsigned m_damages = 0;
-    std::string m_brokenText;
 
-    std::deque<Waiting> m_waiting;         // until their times are known
-    ReadResult m_end = ReadResult::Packet; // what came after them
-    pyx_int64 m_nextTime = INT64_MIN;      // of a packet without any, once a time is known
+    std::deque<Untaken> m_waiting; // until their times are known
+    bool m_hasEnded = false;
+    std::optional<pyx_int64> m_nextTime; // of a packet without any
     PictureParser m_parser;
     bool m_parsesAll = false;    // pictures, to learn their order; else key pictures only
     bool m_sortsByOrder = false; // the file has decode times only

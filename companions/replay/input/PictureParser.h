@@ -3,8 +3,6 @@
 #include "media/FFmpeg.h"
 #include "replay/input/PictureTimes.h"
 
-#include <memory>
-
 /// Reads from the bytes of pictures what their container does not tell: their
 /// size, and of H.264 and HEVC when they are shown and which are key pictures.
 /// Threads: one at a time.
@@ -13,7 +11,7 @@ class PictureParser
 public:
     struct Picture
     {
-        PictureTimes::Place place;
+        PicturePlace place;
         bool key;
     };
 
@@ -35,21 +33,8 @@ public:
     }
 
 private:
-    struct ParserDeleter
-    {
-        void operator()(AVCodecParserContext* p) const
-        {
-            av_parser_close(p);
-        }
-
-        void operator()(AVCodecContext* p) const
-        {
-            avcodec_free_context(&p);
-        }
-    };
-
-    std::unique_ptr<AVCodecContext, ParserDeleter> m_pCodec;
-    std::unique_ptr<AVCodecParserContext, ParserDeleter> m_pParser;
+    FFmpegPtr<AVCodecContext> m_pCodec;
+    FFmpegPtr<AVCodecParserContext> m_pParser;
     bool m_isHevc = false;
-    pyx_int64 m_sequence = 0; // counts the pictures that begin the numbering anew
+    pyx_int64 m_sequence = 0; // counts the pictures with which the numbering begins again
 };

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-void PictureTimes::Add(Place place, pyx_int64 decodeTime)
+void PictureTimes::Add(PicturePlace place, pyx_int64 decodeTime)
 {
     m_waiting.push_back(place);
     m_times.push_back(decodeTime);
@@ -13,20 +13,39 @@ void PictureTimes::End()
     m_ended = true;
 }
 
-bool PictureTimes::IsReady() const
+std::optional<pyx_int64> PictureTimes::Next()
 {
-    return m_ended ? !m_waiting.empty() : m_waiting.size() > c_lookahead;
-}
-
-pyx_int64 PictureTimes::Next()
-{
-    const Place place = m_waiting.front();
+    if (m_waiting.size() <= (m_ended ? 0 : c_lookahead))
+    {
+        return std::nullopt;
+    }
+    const PicturePlace place = m_waiting.front();
     m_waiting.pop_front();
     // Those that wait and are shown earlier take the times before.
-    const auto before =
-        std::count_if(m_waiting.begin(), m_waiting.end(), [place](const Place& waiting) { return waiting < place; });
-    const auto time = m_times.begin() + before;
+    const auto time = m_times.begin() +
+                      std::ranges::count_if(m_waiting, [place](const PicturePlace& other) { return other < place; });
     const pyx_int64 pts = *time;
     m_times.erase(time);
     return pts;
+}
+
+void MissingTimes::Learn(PicturePlace place, pyx_int64 pts)
+{
+    const pyx_int64 numbers = place.number - m_known.number;
+    if (m_isKnown && place.sequence == m_known.sequence && numbers != 0 && (pts - m_pts) / numbers > 0)
+    {
+        m_ticksPerNumber = (pts - m_pts) / numbers;
+    }
+    m_known = place;
+    m_pts = pts;
+    m_isKnown = true;
+}
+
+std::optional<pyx_int64> MissingTimes::Guess(PicturePlace place) const
+{
+    if (m_ticksPerNumber == 0 || place.sequence != m_known.sequence)
+    {
+        return std::nullopt;
+    }
+    return m_pts + (place.number - m_known.number) * m_ticksPerNumber;
 }

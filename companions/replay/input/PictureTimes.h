@@ -5,7 +5,18 @@
 #include <compare>
 #include <cstddef>
 #include <deque>
+#include <optional>
 #include <vector>
+
+/// Where a picture is shown: pictures of a later sequence come after all of an
+/// earlier one, those of one sequence by their number.
+struct PicturePlace
+{
+    pyx_int64 sequence = 0;
+    pyx_int64 number = 0;
+
+    auto operator<=>(const PicturePlace&) const = default;
+};
 
 /// Finds the presentation times of pictures whose file tells decode times only,
 /// from the order in which the pictures are shown.
@@ -26,30 +37,37 @@ class PictureTimes
 public:
     static constexpr std::size_t c_lookahead = 32;
 
-    /// Where a picture is shown: pictures of a later sequence come after all of
-    /// an earlier one, those of one sequence by their number.
-    struct Place
-    {
-        pyx_int64 sequence;
-        pyx_int64 number;
-
-        auto operator<=>(const Place&) const = default;
-    };
-
     /// Adds the next picture in decode order; decode times rise.
-    void Add(Place place, pyx_int64 decodeTime);
+    void Add(PicturePlace place, pyx_int64 decodeTime);
 
-    /// No more pictures will come: all that wait are ready.
+    /// No more pictures will come.
     void End();
 
-    /// True when Next may be called.
-    bool IsReady() const;
-
-    /// Presentation time of the picture that has waited longest.
-    pyx_int64 Next();
+    /// Presentation time of the picture that has waited longest, which then waits
+    /// no more; empty: later ones decide.
+    std::optional<pyx_int64> Next();
 
 private:
-    std::deque<Place> m_waiting;    // in decode order
-    std::vector<pyx_int64> m_times; // rising; as many as wait, not given to a picture yet
+    std::deque<PicturePlace> m_waiting; // in decode order
+    std::vector<pyx_int64> m_times;     // rising; as many as wait, not given to a picture yet
     bool m_ended = false;
+};
+
+/// Guesses the presentation times of single pictures whose file tells them for
+/// most, from their numbers in the order shown and the times of others.
+/// Threads: one at a time.
+class MissingTimes
+{
+public:
+    /// A picture whose time is known.
+    void Learn(PicturePlace place, pyx_int64 pts);
+
+    /// Empty: nothing is known of its sequence.
+    std::optional<pyx_int64> Guess(PicturePlace place) const;
+
+private:
+    bool m_isKnown = false;
+    PicturePlace m_known;           // the last one, once m_isKnown
+    pyx_int64 m_pts = 0;            // of it
+    pyx_int64 m_ticksPerNumber = 0; // 0: not known yet
 };

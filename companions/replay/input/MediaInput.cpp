@@ -1,0 +1,257 @@
+#include "replay/input/MediaInput.h"
+
+#include "replay/Text.h"
+
+#include <set>
+#include <span>
+
+namespace
+{
+
+/// Of a pipe about a second of pictures or audio; of a file more than any sound interleaving.
+constexpr std::size_t c_mostWaiting = 1024;
+constexpr std::size_t c_mostWaitingOfPipe = 64;
+
+/// The one that is flagged as default, else the first, else null; or the one of that number, counted from 1.
+AVStream* FindStream(const AVFormatContext& file, AVMediaType kind, int number, int* pCount)
+{
+    AVStream* pFound = nullptr;
+    bool isDefault = false;
+    *pCount = 0;
+    for (AVStream* pStream : std::span(file.streams, file.nb_streams))
+    {
+        if (pStream->codecpar->codec_type != kind || (pStream->disposition & AV_DISPOSITION_ATTACHED_PIC))
+        {
+            continue;
+        }
+        ++*pCount;
+        const bool flagged = (pStream->disposition & AV_DISPOSITION_DEFAULT) != 0;
+        if (number > 0 ? *pCount == number : !pFound || (flagged && !isDefault))
+        {
+            pFound = pStream;
+            isDefault = flagged;
+        }
+    }
+    return pFound;
+}
+
+bool IsKnown(const AVStream& stream)
+{
+    return FindCodec(&CodecRow::id, stream.codecpar->codec_id) != nullptr;
+}
+
+std::string OnlyCodecs(const AVStream& stream)
+{
+    const bool isVideo = stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+    return std::string(avcodec_get_name(stream.codecpar->codec_id)) + "; only " +
+           (isVideo ? c_videoCodecNames : c_audioCodecNames) + " can be kept";
+}
+
+} // namespace
+
+Outcome MediaInput::Open(const std::wstring& path, const AudioChoice& audio)
+{
+    const std::string name = PathForUser(path);
+    RETURN_ON_FAILURE(m_demuxer.Open(path));
+    RETURN_ON_FAILURE(Choose(name, audio));
+    if (const Outcome read = ReadFirst(); !read.IsOk())
+    {
+        std::string text = "cannot read " + name + ": " + read.Text();
+        if (m_demuxer.IsPipe())
+        {
+            text.append("; it is ").append(m_demuxer.File().iformat->long_name);
+            text += ", and a pipe can be Matroska or MPEG-TS";
+        }
+        return {read.Code(), text};
+    }
+    if (!m_pVideo || !m_pVideo->HasBegun())
+    {
+        return {ExitCode::BadInput, name + " has no video"};
+    }
+    NameLeftOut();
+    return {};
+}
+
+Outcome MediaInput::Choose(const std::string& name, const AudioChoice& audio)
+{
+    AVFormatContext& file = m_demuxer.File();
+    int count = 0;
+    AVStream* pVideo = FindStream(file, AVMEDIA_TYPE_VIDEO, 0, &count);
+    if (pVideo && !IsKnown(*pVideo))
+    {
+        return {ExitCode::BadInput, "the video of " + name + " is " + OnlyCodecs(*pVideo)};
+    }
+    AVStream* pAudio = FindStream(file, AVMEDIA_TYPE_AUDIO, audio.track, &count);
+    if (audio.track > count)
+    {
+        return {ExitCode::BadUsage,
+                name + " has no audio track " + std::to_string(audio.track) + "; it has " + std::to_string(count)};
+    }
+    if (pAudio && !audio.none && !IsKnown(*pAudio))
+    {
+        m_warnings.push_back("the audio is left out: it is " + OnlyCodecs(*pAudio));
+        pAudio = nullptr;
+    }
+    if (pVideo)
+    {
+        m_demuxer.Choose(*pVideo);
+        m_pVideo = std::make_unique<MediaReader>(&file, pVideo);
+    }
+    if (pAudio && !audio.none)
+    {
+        m_demuxer.Choose(*pAudio);
+        m_pAudio = std::make_unique<MediaReader>(&file, pAudio);
+    }
+    return {};
+}
+
+/// Reads the first packet of video, and that of audio if it is near: some files carry a codec's set-up only there.
+Outcome MediaInput::ReadFirst()
+{
+    RETURN_ON_FAILURE(m_pVideo ? m_pVideo->Begin() : Outcome());
+    RETURN_ON_FAILURE(m_pAudio ? m_pAudio->Begin() : Outcome());
+    while (m_pVideo && !m_hasEnded &&
+           (!m_pVideo->HasBegun() || (m_pAudio && !m_pAudio->HasBegun() && m_pVideo->Waiting() < MostWaiting())))
+    {
+        Read();
+    }
+    if (m_pVideo && !m_pVideo->HasBegun() && !m_brokenText.empty())
+    {
+        return {ExitCode::BadInput, m_brokenText};
+    }
+    if (m_pAudio && m_hasEnded && !m_pAudio->HasBegun())
+    {
+        m_pAudio.reset();
+    }
+    if (m_pAudio && (m_pAudio->Parameters().ch_layout.nb_channels <= 0 || m_pAudio->Parameters().sample_rate <= 0))
+    {
+        m_warnings.emplace_back(
+            "the audio is left out: the beginning of the input does not tell its channels and sample rate");
+        m_pAudio.reset();
+    }
+    return {};
+}
+
+/// What of the file no clip has: "subtitles, chapters".
+void MediaInput::NameLeftOut()
+{
+    const AVFormatContext& file = m_demuxer.File();
+    std::set<std::string> names; // each once
+    for (const AVStream* pStream : std::span(file.streams, file.nb_streams))
+    {
+        const bool isKept = pStream == &m_pVideo->Stream() || (m_pAudio && pStream == &m_pAudio->Stream());
+        const AVMediaType kind = pStream->codecpar->codec_type;
+        if (kind == AVMEDIA_TYPE_VIDEO && !isKept)
+        {
+            names.insert(pStream->disposition & AV_DISPOSITION_ATTACHED_PIC ? "a cover" : "another video stream");
+        }
+        if (kind == AVMEDIA_TYPE_AUDIO && !isKept && m_pAudio)
+        {
+            names.insert("other audio tracks");
+        }
+        if (kind == AVMEDIA_TYPE_SUBTITLE)
+        {
+            names.insert("subtitles");
+        }
+        if (av_dict_get(pStream->metadata, "timecode", nullptr, 0))
+        {
+            names.insert("the timecode");
+        }
+    }
+    if (file.nb_chapters > 0)
+    {
+        names.insert("chapters");
+    }
+    std::string list;
+    for (const std::string& name : names)
+    {
+        list += (list.empty() ? "" : ", ") + name;
+    }
+    if (!list.empty())
+    {
+        m_warnings.push_back("the clip will not have all of the input, which also has: " + list);
+    }
+}
+
+bool MediaInput::Next(MediaPacket* pPacket)
+{
+    for (;; Read())
+    {
+        // The order of the two is LiveOrder's affair.
+        if (m_pVideo->Take(pPacket) || (m_pAudio && m_pAudio->Take(pPacket)))
+        {
+            return true;
+        }
+        if (m_hasEnded)
+        {
+            return false;
+        }
+    }
+}
+
+/// Reads one packet of the file. What of the file itself cannot be read counts as the video's.
+void MediaInput::Read()
+{
+    const PacketPtr pPacket(av_packet_alloc());
+    const int error = pPacket ? m_demuxer.Read(pPacket.get()) : AVERROR(ENOMEM);
+    bool goesOn = false;
+    if (error >= 0)
+    {
+        MediaReader* pReader = pPacket->stream_index == m_pVideo->Stream().index ? m_pVideo.get() : m_pAudio.get();
+        goesOn = !pReader || pReader->Add(pPacket.get());
+    }
+    else if (error != AVERROR_EOF)
+    {
+        goesOn = m_pVideo->AddDamage(FFmpegErrorText(error)) && error == AVERROR_INVALIDDATA;
+    }
+    if (goesOn)
+    {
+        return;
+    }
+    m_hasEnded = true;
+    for (MediaReader* pReader : {m_pVideo.get(), m_pAudio.get()})
+    {
+        if (pReader)
+        {
+            pReader->Add(nullptr);
+            m_brokenText = m_brokenText.empty() ? pReader->Trouble() : m_brokenText;
+        }
+    }
+}
+
+std::size_t MediaInput::MostWaiting() const
+{
+    return m_demuxer.IsPipe() ? c_mostWaitingOfPipe : c_mostWaiting;
+}
+
+pyx_int64 MediaInput::FileDuration() const
+{
+    const AVFormatContext& file = m_demuxer.File();
+    return file.duration > 0 ? ToTicks(file.duration, {1, AV_TIME_BASE}) : 0;
+}
+
+pyx_int64 MediaInput::AnnouncedEnd() const
+{
+    const AVFormatContext& file = m_demuxer.File();
+    const bool guessed = file.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
+    // What writes into a pipe begins with a length that it can only estimate.
+    if (file.duration <= 0 || file.start_time == AV_NOPTS_VALUE || guessed || m_demuxer.IsPipe() ||
+        m_demuxer.HasJoints())
+    {
+        return INT64_MIN;
+    }
+    // A length in a header can be counted from zero as well as from the start; only one that was found in the packets
+    // is certain.
+    const bool fromStart = file.duration_estimation_method == AVFMT_DURATION_FROM_PTS;
+    return ToTicks(file.duration + (fromStart ? file.start_time : 0), {1, AV_TIME_BASE});
+}
+
+unsigned MediaInput::OtherStreams() const
+{
+    return m_demuxer.File().nb_streams - (m_pAudio ? 2 : 1);
+}
+
+unsigned MediaInput::Damages() const
+{
+    return m_pVideo->Damages() + (m_pAudio ? m_pAudio->Damages() : 0);
+}
