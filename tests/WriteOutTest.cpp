@@ -1,5 +1,8 @@
 #include "support/RingBufferTest.h"
 
+#include <algorithm>
+#include <cstdlib>
+
 namespace
 {
 
@@ -122,6 +125,41 @@ TEST_P(WriteOutTest, TheMuxerAndTheContextMayCallBack)
             Restart("VA");
         }
     }
+}
+
+/// A recorder that runs all day and saves a clip each hour. Every hour has the same packets at later times, so whatever
+/// is not as in the hour before was left by it.
+TEST_P(WriteOutTest, EachHourOfADayLeavesWhatTheLastDid)
+{
+    const auto hold = [this] {
+        return std::to_string(CountHandles()) + " handles, " + std::to_string(HostObject::Alive()) + " host objects, " +
+               std::to_string(CountRuntimeBlocks()) + " blocks, " + std::to_string(std::ranges::count(Files(), 'T')) +
+               " files";
+    };
+    const int hours = std::getenv("PYX_TEST_LONG") ? 240 : 6;
+    const std::string block(100, ' '); // a text that has a block on the heap, as those that replace it
+    std::string clip = block;
+    std::string held[2] = {block, block};
+    for (int hour = 0; hour < hours && !HasFailure(); ++hour)
+    {
+        for (int ticks = 0; ticks < 90 * 20; ++ticks) // 90 s of 20 pictures, audio with every other
+        {
+            const std::string time = std::to_string(1'000'000'000'000 + (hour * 90LL * 20 + ticks) * 500'000);
+            Feed('V' + time + (ticks % 40 == 0 ? "K/800" : "/100") + (ticks % 2 ? "" : " A" + time + "/50"));
+        }
+        const std::string full = hold();
+        ASSERT_EQ(Terminate(), PYX_OK);
+        ASSERT_EQ(m_spComponent->Init(0, 0, 0), PYX_OK);
+        const std::string written = Written();
+        EXPECT_TRUE(hour == 0 || written == clip) << written << "\nis not the first hour's:\n" << clip;
+        clip = written;
+        Calls();
+        Traces();
+        const std::string now = full + "; saved: " + hold();
+        EXPECT_TRUE(hour < 2 || now == held[1]) << now << "\nis not the second hour's:\n" << held[1];
+        held[hour > 0] = now;
+    }
+    EXPECT_EQ(std::ranges::count(clip, 'V'), 30 * 20 + 1) << "with the end mark";
 }
 
 } // namespace
