@@ -25,7 +25,7 @@ ROOT = Path(__file__).resolve().parent.parent
 SOURCES = ["public/common/*.cpp", "public/common/*.h", "protected/src/components/RingBuffer/*.cpp",
            "protected/src/components/RingBuffer/*.h"]
 # The second programs run only when the first notice nothing.
-STAGES = [["core-test", "module-test"], ["threads-test", "model-test", "fault-test"]]
+STAGES = [["core-test", "module-test", "abi-host"], ["threads-test", "model-test", "fault-test"]]
 
 SWAPS = {"==": "!=", "!=": "==", "<": "<=", "<=": "<", ">": ">=", ">=": ">", "&&": "||", "||": "&&", "+": "-", "-": "+",
          "+=": "-=", "-=": "+=", "true": "false", "false": "true"}

@@ -153,11 +153,14 @@ Session MakeSession(unsigned seed)
     static const Session s_calls = Split("Terminate Terminate Init ReInit Get0 Get1 Get7 V- A- Files Files Files Files "
                                          "new:VA new:V new:A new:",
                                          ' ');
-    static const Session s_faults = Split("!Submit !End !Init !SetProperty !Input.SetProperty !Create", ' ');
+    static const Session s_faults =
+        Split("!Submit !End !Init !SetProperty !Input.SetProperty !Input.GetProperty !GetInput !Create", ' ');
+    static const Session s_muxers = Split("VA VA VA VA AVV VADV xVA V0", ' ');
     std::mt19937 random(seed);
     const auto below = [&](size_t count) { return random() % count; };
     const auto pick = [&](const Session& from) { return from[below(from.size())]; };
-    Session session = Split("new:VA EnableAudio=true TempPath=T Duration=4 BufferInRamEnabled=true", ' ');
+    Session session =
+        Split("new:" + pick(s_muxers) + " EnableAudio=true TempPath=T Duration=4 BufferInRamEnabled=true", ' ');
     session.resize(5 - below(2));
     if (below(3) == 0)
     {

@@ -68,22 +68,6 @@ StreamType | Stream Type | 2 0 | 2 | - | - | 3 | 0 Unknown 1 Video 2 Audio 3 Dat
 )");
 }
 
-TEST_F(RingBufferImplTest, KeepsItsValueWhenTheMuxerRefusesAnother)
-{
-    Create();
-    EXPECT_EQ(Set(L"Path", L"x.mp4"), PYX_OK);
-    m_faults.Fail("SetProperty", 1, 77);
-    EXPECT_EQ(Set(L"Path", L"y.mp4"), 77);
-    EXPECT_EQ(Get(L"Path"), "x.mp4");
-}
-
-TEST_F(RingBufferImplTest, ChecksTheIndexOfAnInputFirst)
-{
-    Create();
-    EXPECT_EQ(Outcome(m_spComponent->GetInput(-1, nullptr)), "4\nE RingBufferImpl Assertion failed:Invalid index");
-    EXPECT_EQ(Outcome(m_spComponent->GetInput(0, nullptr)), "4\nE RingBufferImpl Assertion failed:ppOutput = NULL");
-}
-
 TEST_F(RingBufferImplTest, MakesItsDirectoryNewAndTakesItAway)
 {
     Create();

@@ -44,7 +44,7 @@ void CheckSlotNumbers()
 PYXBuffer* NewPacket(pyx_size size)
 {
     PYXBuffer* pPacket = nullptr;
-    g_context.As<PYXContext>()->AllocBuffer(PYX_MEMORY_HOST, size, &pPacket);
+    AllocBuffer(&g_context, PYX_MEMORY_HOST, size, reinterpret_cast<Object**>(&pPacket));
     return pPacket;
 }
 
@@ -131,6 +131,8 @@ void CheckComponent(PYXComponentEx* p, PYXInput** ppVideo, PYXInput** ppAudio)
     EXPECT((CallSlot<void>(p, 32, L"BufferInRamEnabled"), p->GetInputCount()), 2,
            "muxer.Init(0,0,0)"); // OnPropertyChanged
     EXPECT(p->GetInput(2, ppAudio), PYX_INVALID_ARG, "trace 0" FROM_RING_BUFFER "'Assertion failed:Invalid index'");
+    EXPECT(p->GetInput(-1, nullptr), PYX_INVALID_ARG, "trace 0" FROM_RING_BUFFER "'Assertion failed:Invalid index'");
+    EXPECT(p->GetInput(0, nullptr), PYX_INVALID_ARG, "trace 0" FROM_RING_BUFFER "'Assertion failed:ppOutput = NULL'");
 }
 
 void CheckInputs(PYXInput* pVideo, PYXInput* pAudio)
@@ -166,7 +168,7 @@ PYX_RESULT Submit(PYXInput* pInput, const char (&bytes)[Size], pyx_int64 pts, py
     return result;
 }
 
-/// Times and durations that need more than 32 bits.
+/// Times and durations that need more than 32 bits. A record costs the host one byte.
 void CheckPackets(PYXComponentEx* p, PYXInput* pVideo, PYXInput* pAudio)
 {
     EXPECT(p->SetProperty(L"Duration", PYXVariantFromInt64(3600)), PYX_OK);
@@ -174,16 +176,19 @@ void CheckPackets(PYXComponentEx* p, PYXInput* pVideo, PYXInput* pAudio)
     EXPECT(p->SetProperty(L"BufferInRamEnabled", PYXVariantFromBool(true)), PYX_OK, "muxer.Init(0,0,0)");
     EXPECT(p->SetProperty(L"Path", PYXVariantBorrowWString(L"clip.mp4")), PYX_OK, "muxer.Path=11:clip.mp4");
     EXPECT(p->GetProperty(L"Path", &g_value), PYX_OK, "11:clip.mp4");
-    EXPECT(Submit(pVideo, "one", 70'000'000'000, 200, 0), PYX_OK);
-    EXPECT(Submit(pAudio, "audio", 70'000'000'100, 300, -1), PYX_OK);
-    EXPECT(Submit(pVideo, "three", 70'000'000'400, 200, 2), PYX_OK);
-    EXPECT(Submit(pVideo, "four four", 75'000'000'000, 6'000'000'000, 1), PYX_OK);
+    EXPECT(Submit(pVideo, "one", 70'000'000'000, 200, 0), PYX_OK, "alloc 1");
+    EXPECT(Submit(pAudio, "audio", 70'000'000'100, 300, -1), PYX_OK, "alloc 1");
+    EXPECT(Submit(pVideo, "three", 70'000'000'400, 200, 2), PYX_OK, "alloc 1");
+    EXPECT(Submit(pVideo, "four four", 75'000'000'000, 6'000'000'000, 1), PYX_OK, "alloc 1");
     EXPECT(Submit(pVideo, "no kind", 75'000'000'200, 200, -1), PYX_NOT_FOUND,
            "trace 0" FROM_RING_BUFFER "'PYX_ERROR 11 : not found: SubmitInput() unable to get video frame type'");
+    EXPECT(pVideo->SubmitInput(g_context.As<PYXData>()), PYX_UNEXPECTED,
+           "trace 0" FROM_RING_BUFFER "'Assertion failed:SubmitInput() - invalid pointer type'");
     EXPECT(pVideo->SubmitInput(nullptr), PYX_EOF);
     EXPECT(p->Terminate(), PYX_OK,
-           "muxer.video(0+200 0 4 one) muxer.audio(100+300 -1 6 audio) muxer.video(400+200 2 6 three) "
-           "trace 1" FROM_RING_BUFFER "'WriteBuffer() failed to submit video frame %d.' with 1 "
+           "alloc 4 alloc 6 muxer.video(0+200 0 4 one) alloc 6 muxer.audio(100+300 -1 6 audio) "
+           "muxer.video(400+200 2 6 three) trace 1" FROM_RING_BUFFER
+           "'WriteBuffer() failed to submit video frame %d.' with 1 alloc 10 "
            "muxer.video(5000000000+6000000000 1 10 four four) muxer.video(end) muxer.audio(end)");
 }
 
@@ -206,7 +211,7 @@ extern "C" void RunHost()
     EXPECT(pVideo->Release(), 1);
     EXPECT(pAudio->Release(), 1);
     EXPECT(p->Release(), 0,
-           "trace 2" FROM_RING_BUFFER "'Video stream - packets written %d' with 4 "
+           "trace 2" FROM_RING_BUFFER "'Video stream - packets written %d' with 5 "
            "trace 2" FROM_RING_BUFFER "'Audio stream - packets written %d' with 1");
     EXPECT(g_references, 1); // this program's own on its context
     printf("Checks that failed between a native host and the module: %d\n", g_failures);

@@ -182,7 +182,9 @@ inline void LayOutObjects()
     }
     LayOutPackets();
     LayOutMuxer();
-    g_contextTable.Put(3, AllocBuffer);
+    g_contextTable.Put(3, [](Object* p, PYX_MEMORY_TYPE type, pyx_size size, Object** ppOut) { // AllocBuffer
+        return Record("alloc %llu", size), AllocBuffer(p, type, size, ppOut);
+    });
     g_observerTable.Put(0, [](Object*, const wchar_t* name) { Record("changed(%ls)", name); });
     g_traceTable.Put(0, Trace);
     g_traceTable.Put(1, [](Object*, PYX_RESULT code) { return code == PYX_NOT_FOUND ? L"not found" : L"unknown"; });

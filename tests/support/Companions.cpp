@@ -78,7 +78,7 @@ public:
 
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override
     {
-        if (id != PYXComponentEx::c_id || !Companions::Get().isComponentEx)
+        if (id != PYXComponentEx::c_id || Companions::Get().inputs.starts_with('x'))
         {
             return PYX_NO_INTERFACE;
         }

@@ -18,8 +18,8 @@ struct Companions
     /// What a log holds since the last call.
     std::string Take(std::string Companions::* log);
 
-    std::string inputs = "VA"; ///< of each new muxer: V video, A audio, D data, 0 a null input
-    bool isComponentEx = true;
+    /// Of each new muxer: V video, A audio, D data, 0 a null input; x first: it is no PYXComponentEx.
+    std::string inputs = "VA";
 
     /// One line per record: level ('*': with arguments), class, its prescribed line
     /// if there is one, text. A source that is not the class's stands before the text.

@@ -13,7 +13,7 @@
 
 /// The ring buffer once more, without its code: lists of packets without bytes.
 /// Tells what the outside has to see of the module after each step of a host:
-///     new:VA         another component; its muxer has these inputs
+///     new:VA         another component; its muxer has these inputs, see Companions
 ///     V2sK A3s V-    a packet for the input of its kind, see Packet
 ///     V.BitRate=5    a property of the video input; "V.=5": a null name
 ///     Duration=5     a property of the component; in TempPath "T" is the directory
@@ -117,6 +117,42 @@ private:
         return seen.inputs.find("VA"[kind]) != std::string::npos;
     }
 
+    /// Asks the muxer for its inputs up to the first of a kind, or for all of them (0).
+    int AskMuxer(char until)
+    {
+        if (seen.inputs.starts_with('x'))
+        {
+            return Refuse(until ? 8 : 2, "Muxer is of invalid type");
+        }
+        for (const char kind : seen.inputs)
+        {
+            if (const int result = m_faults.Check("GetInput"))
+            {
+                return Pass(result, "Muxer has invalid input stream");
+            }
+            if (kind == '0')
+            {
+                return Refuse(until ? c_none : 2, "Muxer input stream is NULL");
+            }
+            if (const int result = m_faults.Check("Input.GetProperty"))
+            {
+                return Pass(result, until ? "Muxer input GetProperty() failed" : "Muxer GetProperty() failed");
+            }
+            if (kind == until)
+            {
+                break;
+            }
+        }
+        return PYX_OK;
+    }
+
+    /// What the muxer's last input of a kind got.
+    void NoteWritten(char kind, const std::string& packet)
+    {
+        const std::string index = seen.inputs.size() > 2 ? std::to_string(seen.inputs.rfind(kind)) : "";
+        Note(&seen.written, index + kind + packet);
+    }
+
     int Refuse(int code, const std::string& text, const std::string& scope = "RingBufferImpl")
     {
         Note(&seen.traces, "E " + scope + " Assertion failed:" + text);
@@ -217,6 +253,10 @@ private:
         const std::string name = property.substr(0, property.find('='));
         const std::string value = property.substr(name.size() + 1);
         const bool restarts = name == "TempPath" || name == "BufferInRamEnabled";
+        if (const int result = pInput ? AskMuxer(pInput->kind) : PYX_OK)
+        {
+            return result == c_none ? PYX_OK : result;
+        }
         if (pInput ? HasInput(pInput->kind == 'A') : !restarts && name != "Duration")
         {
             Note(&seen.calls, (pInput ? std::string{pInput->kind, '.'} : "") + property);
@@ -400,9 +440,13 @@ private:
 
     int WriteOut()
     {
+        int result = AskMuxer(0);
+        if (result)
+        {
+            return result;
+        }
         m_groups.splice(m_groups.end(), m_active);
         m_wasRead = true;
-        int result = PYX_OK;
         const pyx_int64 base = Pts(m_groups.front());
         for (auto group = m_groups.begin(); group != m_groups.end() && !result; ++group)
         {
@@ -412,7 +456,7 @@ private:
         {
             if (HasInput(kind))
             {
-                Note(&seen.written, std::string{"VA"[kind], '-'});
+                NoteWritten("VA"[kind], "-");
             }
             result = HasInput(kind) ? m_faults.Check("End") : PYX_OK;
             Pass(result, "WriteBuffer() failed to submit empty " + Small(kind) + " frame.");
@@ -470,7 +514,7 @@ private:
             return;
         }
         const std::string duration = packet.duration ? '+' + std::to_string(packet.duration) : "";
-        Note(&seen.written, packet.kind + std::to_string(time) + duration);
+        NoteWritten(packet.kind, std::to_string(time) + duration);
         if (!m_faults.Check("Submit"))
         {
             return;
