@@ -2,8 +2,8 @@
 
 #include "common/Interface.h"
 
-/// Kind tag of a PYXVariant. Any other value is invalid and answered with
-/// PYX_INVALID_ARG by the operations that look at the payload.
+/// Kind tag of a PYXVariant. Any other value is invalid: the operations that
+/// look at the payload return PYX_INVALID_ARG for it.
 enum PYXVariantType : pyx_uint32
 {
     PYX_VARIANT_EMPTY = 0,
@@ -65,7 +65,7 @@ struct PYXColor
 /// Tagged value of every property.
 ///
 /// Binary contract: 24 bytes, tag at 0, payload at 8, trivially copyable. It is
-/// passed by value, which both compilers carry out as the address of a copy
+/// passed by value, which both compilers implement as the address of a copy
 /// that the caller owns: a callee never clears an argument.
 /// Ownership: a string payload is a private copy from CoTaskMemAlloc, an
 /// interface payload holds one reference (a null interface is a legal value).
@@ -98,60 +98,41 @@ static_assert(__is_trivially_copyable(PYXVariant));
 /// Plain values as variants; nothing to clear.
 constexpr PYXVariant PYXVariantFromBool(bool value)
 {
-    PYXVariant result;
-    result.type = PYX_VARIANT_BOOL;
-    result.boolValue = value ? 1 : 0;
-    return result;
+    return {.type = PYX_VARIANT_BOOL, .boolValue = value};
 }
 
 constexpr PYXVariant PYXVariantFromInt64(pyx_int64 value)
 {
-    PYXVariant result;
-    result.type = PYX_VARIANT_INT64;
-    result.int64Value = value;
-    return result;
+    return {.type = PYX_VARIANT_INT64, .int64Value = value};
 }
 
 constexpr PYXVariant PYXVariantFromSize(pyx_int32 width, pyx_int32 height)
 {
-    PYXVariant result;
-    result.type = PYX_VARIANT_SIZE;
-    result.sizeValue = {width, height};
-    return result;
+    return {.type = PYX_VARIANT_SIZE, .sizeValue = {width, height}};
 }
 
 constexpr PYXVariant PYXVariantFromRate(pyx_uint32 numerator, pyx_uint32 denominator)
 {
-    PYXVariant result;
-    result.type = PYX_VARIANT_RATE;
-    result.rateValue = {numerator, denominator};
-    return result;
+    return {.type = PYX_VARIANT_RATE, .rateValue = {numerator, denominator}};
 }
 
 /// A wide string or an interface lent to a call; the caller keeps ownership
 /// and must not clear the variant.
 constexpr PYXVariant PYXVariantBorrowWString(const wchar_t* text)
 {
-    PYXVariant result;
-    result.type = PYX_VARIANT_WSTRING;
-    result.wstringValue = const_cast<wchar_t*>(text);
-    return result;
+    return {.type = PYX_VARIANT_WSTRING, .wstringValue = const_cast<wchar_t*>(text)};
 }
 
 constexpr PYXVariant PYXVariantBorrowInterface(PYXInterface* p)
 {
-    PYXVariant result;
-    result.type = PYX_VARIANT_INTERFACE;
-    result.interfaceValue = p;
-    return result;
+    return {.type = PYX_VARIANT_INTERFACE, .interfaceValue = p};
 }
 
 /// Sets the tag to PYX_VARIANT_EMPTY without looking at the payload.
 void PYXVariantInit(PYXVariant* pVariant);
 
-/// Makes the variant empty, then frees its string or releases its interface: an
-/// object that gets back here while it ends finds nothing. A null variant is
-/// ignored.
+/// Empties the variant, then frees its string or releases its interface, so that
+/// a re-entrant destructor sees an empty one. A null variant is ignored.
 void PYXVariantClear(PYXVariant* pVariant);
 
 /// Stores a private copy of a text. The old payload is not released: callers
@@ -184,27 +165,23 @@ PYX_RESULT PYXVariantCompare(const PYXVariant* pFirst, const PYXVariant* pSecond
 /// PYX_OUT_OF_MEMORY: a string could not be allocated.
 PYX_RESULT PYXVariantChangeType(PYXVariant* pDest, const PYXVariant* pSource, PYXVariantType type);
 
-/// Owns one variant and clears it at its end.
+/// Owns one variant and clears it in its destructor.
 class PYXVariantOwner
 {
 public:
     PYXVariantOwner() = default;
     PYXVariantOwner(const PYXVariantOwner&) = delete;
-    PYXVariantOwner& operator=(const PYXVariantOwner&) = delete;
 
     PYXVariantOwner(PYXVariantOwner&& other) noexcept : m_variant(other.m_variant)
     {
         PYXVariantInit(&other.m_variant);
     }
 
-    PYXVariantOwner& operator=(PYXVariantOwner&& other) noexcept
+    PYXVariantOwner& operator=(PYXVariantOwner other) noexcept
     {
-        if (this != &other)
-        {
-            PYXVariantClear(&m_variant);
-            m_variant = other.m_variant;
-            PYXVariantInit(&other.m_variant);
-        }
+        const PYXVariant old = m_variant; // cleared with `other`
+        m_variant = other.m_variant;
+        other.m_variant = old;
         return *this;
     }
 
