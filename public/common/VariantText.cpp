@@ -1,8 +1,6 @@
 #include "common/VariantText.h"
 
-#include <windows.h>
 #include <locale.h>
-#include <objbase.h>
 
 #include <algorithm>
 #include <bit>
@@ -17,23 +15,8 @@
 #include <type_traits>
 #include <utility>
 
-void PYXTaskMemoryCloser::operator()(void* p) const noexcept
-{
-    CoTaskMemFree(p);
-}
-
-template <class Char> PYXTaskText<Char> PYXAllocateText(size_t size)
-{
-    return PYXTaskText<Char>(static_cast<Char*>(CoTaskMemAlloc(size)));
-}
-
-template PYXTaskText<char> PYXAllocateText<char>(size_t);
-template PYXTaskText<wchar_t> PYXAllocateText<wchar_t>(size_t);
-
 namespace
 {
-
-constexpr std::string_view c_blanks = " \t\n\v\f\r";
 
 enum class Scanned
 {
@@ -50,6 +33,20 @@ template <class Number> Number Signed(pyx_uint64 magnitude, bool isNegative)
     return static_cast<Number>(isNegative ? 0 - magnitude : magnitude);
 }
 
+/// Takes blanks off the text.
+void TakeBlanks(std::string_view* pText)
+{
+    pText->remove_prefix(std::min(pText->find_first_not_of(" \t\n\v\f\r"), pText->size()));
+}
+
+/// Takes a sign off the text, if there is one; true for '-'.
+bool TakeSign(std::string_view* pText)
+{
+    const bool isNegative = pText->starts_with('-');
+    pText->remove_prefix(isNegative || pText->starts_with('+') ? 1 : 0);
+    return isNegative;
+}
+
 /// scanf's %x accepts another 0x here.
 bool HasHexPrefix(std::string_view text)
 {
@@ -62,13 +59,12 @@ bool HasHexPrefix(std::string_view text)
 template <class Number> Scanned ScanNumber(std::string_view* pText, int base, Number* pNumber)
 {
     std::string_view text = *pText;
-    text.remove_prefix(std::min(text.find_first_not_of(c_blanks), text.size()));
+    TakeBlanks(&text);
     if (text.empty())
     {
         return Scanned::End;
     }
-    const bool isNegative = text.starts_with('-');
-    text.remove_prefix(isNegative || text.starts_with('+') ? 1 : 0);
+    const bool isNegative = TakeSign(&text);
     text.remove_prefix(base == 16 && HasHexPrefix(text) ? 2 : 0);
     pyx_uint64 magnitude = std::numeric_limits<pyx_uint64>::max(); // stays when there are too many digits
     const auto [pEnd, error] = std::from_chars(text.data(), text.data() + text.size(), magnitude, base);
@@ -123,8 +119,7 @@ template <class Real> Real OutOfRange(std::string_view number, bool isHexadecima
 {
     const size_t mark = std::min(number.find_first_of(isHexadecimal ? "pP" : "eE"), number.size());
     std::string_view exponentText = number.substr(std::min(mark + 1, number.size()));
-    const bool isNegative = exponentText.starts_with('-');
-    exponentText.remove_prefix(isNegative || exponentText.starts_with('+') ? 1 : 0);
+    const bool isNegative = TakeSign(&exponentText);
     pyx_int64 exponent = 0;
     constexpr pyx_int64 highest = 1LL << 40; // of an exponent that fits no number either
     if (std::from_chars(exponentText.data(), exponentText.data() + exponentText.size(), exponent).ec ==
@@ -139,41 +134,39 @@ template <class Real> Real OutOfRange(std::string_view number, bool isHexadecima
 
 /// Reads a real number as the scanner of the C locale does: blanks and a sign first, hexadecimal after 0x; what follows
 /// the number is not read.
-template <class Real> PYX_RESULT ScanReal(const char* text, Real* pValue)
+template <class Real> Real ScanReal(const char* text, PYX_RESULT* pError)
 {
-    if (!text || !*text)
-    {
-        return PYX_INVALID_ARG;
-    }
-    std::string_view number(text);
-    number.remove_prefix(std::min(number.find_first_not_of(c_blanks), number.size()));
+    std::string_view number(text ? text : "");
+    TakeBlanks(&number);
     if (number.empty())
     {
-        return PYX_OK; // nothing but blanks is the end of the input, see ScanList()
+        *pError = text && *text ? PYX_OK : PYX_INVALID_ARG; // blanks alone are the end of the input, see ScanList()
+        return Real{};
     }
-    const bool isNegative = number.starts_with('-');
-    number.remove_prefix(isNegative || number.starts_with('+') ? 1 : 0);
+    const bool isNegative = TakeSign(&number);
     const bool isHexadecimal = number.starts_with("0x") || number.starts_with("0X");
     number.remove_prefix(isHexadecimal ? 2 : 0);
     number = number.substr(0, number.find("+-")); // no exponent has two signs, although some C++ libraries read them
     Real value{};
     const auto format = isHexadecimal ? std::chars_format::hex : std::chars_format::general;
     const auto [pEnd, error] = std::from_chars(number.data(), number.data() + number.size(), value, format);
+    const std::string_view rest(pEnd, number.data() + number.size());
     const bool hasDigits =
         !number.empty() && (std::isxdigit(static_cast<unsigned char>(number[0])) || number[0] == '.');
-    const bool isCutInfinity = std::isinf(value) && pEnd - number.data() == 3 && pEnd < number.data() + number.size() &&
-                               (*pEnd == 'i' || *pEnd == 'I');
+    const bool isCutInfinity = std::isinf(value) && number.size() - rest.size() == 3 &&
+                               (rest.starts_with('i') || rest.starts_with('I')); // "infin" is no short form
     if (number.starts_with('-') || error == std::errc::invalid_argument || (isHexadecimal && !hasDigits) ||
         isCutInfinity)
     {
-        return PYX_INVALID_ARG; // "infin" is not a short form of "infinity"
+        *pError = PYX_INVALID_ARG;
+        return Real{};
     }
     if (error == std::errc::result_out_of_range)
     {
         value = OutOfRange<Real>({number.data(), pEnd}, isHexadecimal);
     }
-    *pValue = isNegative ? -value : value;
-    return PYX_OK;
+    *pError = PYX_OK;
+    return isNegative ? -value : value;
 }
 
 template <class... Values> std::string Format(const char* format, Values... values)
@@ -209,23 +202,11 @@ template <class To, class From> PYXTaskText<To> ConvertText(const From* text)
 
 bool PYXParseBool(const char* text, PYX_RESULT* pError)
 {
-    *pError = PYX_OK;
-    for (const char* accepted : {"true", "True", "TRUE", "1"})
-    {
-        if (text && strcmp(text, accepted) == 0)
-        {
-            return true;
-        }
-    }
-    for (const char* accepted : {"false", "False", "FALSE", "0"})
-    {
-        if (text && strcmp(text, accepted) == 0)
-        {
-            return false;
-        }
-    }
-    *pError = PYX_INVALID_ARG;
-    return false;
+    const std::string_view given(text ? text : "");
+    const auto isOneOf = [given](auto... texts) { return ((given == texts) || ...); };
+    const bool isTrue = isOneOf("true", "True", "TRUE", "1");
+    *pError = isTrue || isOneOf("false", "False", "FALSE", "0") ? PYX_OK : PYX_INVALID_ARG;
+    return isTrue;
 }
 
 pyx_int64 PYXParseInt64(const char* text, PYX_RESULT* pError)
@@ -243,16 +224,12 @@ pyx_int64 PYXParseInt64(const char* text, PYX_RESULT* pError)
 
 double PYXParseDouble(const char* text, PYX_RESULT* pError)
 {
-    double value = 0.0;
-    *pError = ScanReal(text, &value);
-    return value;
+    return ScanReal<double>(text, pError);
 }
 
 float PYXParseFloat(const char* text, PYX_RESULT* pError)
 {
-    float value = 0.0F;
-    *pError = ScanReal(text, &value);
-    return value;
+    return ScanReal<float>(text, pError);
 }
 
 PYXRect PYXParseRect(const char* text, PYX_RESULT* pError)

@@ -2,6 +2,9 @@
 
 #include "common/Variant.h"
 
+#include <windows.h>
+#include <objbase.h>
+
 #include <array>
 #include <cstddef>
 #include <memory>
@@ -9,7 +12,10 @@
 
 struct PYXTaskMemoryCloser
 {
-    void operator()(void* p) const noexcept;
+    void operator()(void* p) const noexcept
+    {
+        CoTaskMemFree(p);
+    }
 };
 
 /// Text from task memory, the allocator pair that all modules of the process share. Null when there is none.
@@ -18,7 +24,10 @@ using PYXTaskString = PYXTaskText<char>;
 using PYXTaskWString = PYXTaskText<wchar_t>;
 
 /// An uninitialised text of `size` bytes; null when memory ran out.
-template <class Char> PYXTaskText<Char> PYXAllocateText(size_t size);
+template <class Char> PYXTaskText<Char> PYXAllocateText(size_t size)
+{
+    return PYXTaskText<Char>(static_cast<Char*>(CoTaskMemAlloc(size)));
+}
 
 /// Parsing. `*pError` becomes PYX_OK, or PYX_INVALID_ARG when the text is null, empty
 /// or begins with no number. A partial match succeeds and leaves the other fields 0; so
