@@ -48,49 +48,17 @@ template <class Char> bool EqualTexts(const Char* first, const Char* second)
     return std::basic_string_view<Char>(first) == std::basic_string_view<Char>(second);
 }
 
-/// How many floats a float kind holds.
-size_t FloatCount(PYXVariantType type)
-{
-    switch (type)
-    {
-    case PYX_VARIANT_FLOAT:
-        return 1;
-    case PYX_VARIANT_FLOAT_POINT3D:
-        return 3;
-    case PYX_VARIANT_FLOAT_VECTOR4D:
-        return 4;
-    default:
-        return 2;
-    }
-}
-
-bool EqualFloats(const PYXVariant& first, const PYXVariant& second)
-{
-    for (size_t i = 0; i < FloatCount(first.type); ++i)
-    {
-        if (first.floatValues[i] != second.floatValues[i])
-        {
-            return false;
-        }
-    }
-    return true;
-}
+/// Bytes of each kind's payload.
+constexpr size_t c_payloadSizes[] = {0, 1, 8, 8, 16, 8, 8, 8, 8, 4, 8, 8, 8, 4, 8, 8, 12, 16};
 
 /// Both of one known kind.
 bool EqualPayloads(const PYXVariant& first, const PYXVariant& second)
 {
+    const size_t size = c_payloadSizes[first.type];
     switch (first.type)
     {
-    case PYX_VARIANT_EMPTY:
-        return true;
-    case PYX_VARIANT_BOOL:
-        return first.boolValue == second.boolValue;
     case PYX_VARIANT_DOUBLE:
         return first.doubleValue == second.doubleValue;
-    case PYX_VARIANT_RECT:
-        return memcmp(&first.rectValue, &second.rectValue, sizeof(PYXRect)) == 0;
-    case PYX_VARIANT_COLOR:
-        return memcmp(&first.colorValue, &second.colorValue, sizeof(PYXColor)) == 0;
     case PYX_VARIANT_STRING:
         return EqualTexts(first.stringValue, second.stringValue);
     case PYX_VARIANT_WSTRING:
@@ -100,44 +68,23 @@ bool EqualPayloads(const PYXVariant& first, const PYXVariant& second)
     case PYX_VARIANT_FLOAT_POINT2D:
     case PYX_VARIANT_FLOAT_POINT3D:
     case PYX_VARIANT_FLOAT_VECTOR4D:
-        return EqualFloats(first, second);
-    default: // 64 bits: an integer, an address, or two 32-bit numbers
-        return first.int64Value == second.int64Value;
+        return std::equal(first.floatValues, first.floatValues + size / sizeof(float), second.floatValues);
+    default:
+        return memcmp(first.raw, second.raw, size) == 0;
     }
+}
+
+pyx_int64 ToInt64(pyx_int64 value)
+{
+    return value;
 }
 
 /// Truncates toward zero; what does not fit becomes the lowest number, as the
 /// processor's own conversion has it.
-template <class Real> pyx_int64 Truncate(Real value)
+pyx_int64 ToInt64(double value)
 {
-    constexpr Real limit = static_cast<Real>(9223372036854775808.0);
+    constexpr double limit = 9223372036854775808.0;
     return value >= -limit && value < limit ? static_cast<pyx_int64>(value) : std::numeric_limits<pyx_int64>::min();
-}
-
-PYX_RESULT SetBool(PYXVariant* pDest, bool value)
-{
-    *pDest = PYXVariantFromBool(value);
-    return PYX_OK;
-}
-
-PYX_RESULT SetInt64(PYXVariant* pDest, pyx_int64 value)
-{
-    *pDest = PYXVariantFromInt64(value);
-    return PYX_OK;
-}
-
-PYX_RESULT SetDouble(PYXVariant* pDest, double value)
-{
-    pDest->type = PYX_VARIANT_DOUBLE;
-    pDest->doubleValue = value;
-    return PYX_OK;
-}
-
-PYX_RESULT SetFloat(PYXVariant* pDest, float value)
-{
-    pDest->type = PYX_VARIANT_FLOAT;
-    pDest->floatValue = value;
-    return PYX_OK;
 }
 
 /// A converted text that came out null leaves the destination as it was and is
@@ -154,49 +101,9 @@ PYX_RESULT SetNarrowed(PYXVariant* pDest, const wchar_t* text)
     return narrow.get() ? PYXVariantAssignString(pDest, narrow.get()) : PYX_OK;
 }
 
-PYX_RESULT FromEmpty(PYXVariant* pDest, PYXVariantType type)
-{
-    switch (type)
-    {
-    case PYX_VARIANT_BOOL:
-        return SetBool(pDest, false);
-    case PYX_VARIANT_INT64:
-        return SetInt64(pDest, 0);
-    case PYX_VARIANT_DOUBLE:
-        return SetDouble(pDest, 0.0);
-    case PYX_VARIANT_FLOAT:
-        return SetFloat(pDest, 0.0F);
-    case PYX_VARIANT_STRING:
-        return PYXVariantAssignString(pDest, "");
-    case PYX_VARIANT_WSTRING:
-        return PYXVariantAssignWString(pDest, L"");
-    default:
-        return PYX_INVALID_ARG;
-    }
-}
-
-PYX_RESULT FromBool(PYXVariant* pDest, bool value, PYXVariantType type)
-{
-    switch (type)
-    {
-    case PYX_VARIANT_INT64:
-        return SetInt64(pDest, value ? 1 : 0);
-    case PYX_VARIANT_DOUBLE:
-        return SetDouble(pDest, value ? 1.0 : 0.0);
-    case PYX_VARIANT_FLOAT:
-        return SetFloat(pDest, value ? 1.0F : 0.0F);
-    case PYX_VARIANT_STRING:
-        return PYXVariantAssignString(pDest, value ? "true" : "false");
-    case PYX_VARIANT_WSTRING:
-        return PYXVariantAssignWString(pDest, value ? L"true" : L"false");
-    default:
-        return PYX_INVALID_ARG;
-    }
-}
-
-/// A number's text as one of the two text kinds. The wide form holds at most 255
+/// An ASCII text as one of the two text kinds. The wide form holds at most 255
 /// characters.
-PYX_RESULT SetNumberText(PYXVariant* pDest, const char* text, PYXVariantType type)
+PYX_RESULT SetText(PYXVariant* pDest, const char* text, PYXVariantType type)
 {
     if (type == PYX_VARIANT_STRING)
     {
@@ -207,41 +114,39 @@ PYX_RESULT SetNumberText(PYXVariant* pDest, const char* text, PYXVariantType typ
     return PYXVariantAssignWString(pDest, wide);
 }
 
-PYX_RESULT FromInt64(PYXVariant* pDest, pyx_int64 value, PYXVariantType type)
+/// A number, and its text, as a number of another kind or a text.
+template <class Number> PYX_RESULT FromNumber(PYXVariant* pDest, Number value, const char* text, PYXVariantType type)
 {
-    PYXNumberText text;
     switch (type)
     {
     case PYX_VARIANT_BOOL:
-        return SetBool(pDest, value != 0);
+        pDest->boolValue = value != 0; // a NaN is true
+        break;
+    case PYX_VARIANT_INT64:
+        pDest->int64Value = ToInt64(value);
+        break;
     case PYX_VARIANT_DOUBLE:
-        return SetDouble(pDest, static_cast<double>(value));
+        pDest->doubleValue = static_cast<double>(value);
+        break;
     case PYX_VARIANT_FLOAT:
-        return SetFloat(pDest, static_cast<float>(value));
+        pDest->floatValue = static_cast<float>(value);
+        break;
     case PYX_VARIANT_STRING:
     case PYX_VARIANT_WSTRING:
-        return SetNumberText(pDest, PYXFormatInt64(value, &text), type);
+        return SetText(pDest, text, type);
     default:
         return PYX_INVALID_ARG;
     }
+    pDest->type = type;
+    return PYX_OK;
 }
 
 /// A double or a single; one does not convert to the other.
-template <class Real> PYX_RESULT FromReal(PYXVariant* pDest, Real value, PYXVariantType type)
+PYX_RESULT FromReal(PYXVariant* pDest, double value, PYXVariantType type)
 {
     PYXNumberText text;
-    switch (type)
-    {
-    case PYX_VARIANT_BOOL:
-        return SetBool(pDest, value != 0); // a NaN is true
-    case PYX_VARIANT_INT64:
-        return SetInt64(pDest, Truncate(value));
-    case PYX_VARIANT_STRING:
-    case PYX_VARIANT_WSTRING:
-        return SetNumberText(pDest, PYXFormatReal(static_cast<double>(value), &text), type);
-    default:
-        return PYX_INVALID_ARG;
-    }
+    const bool isReal = type == PYX_VARIANT_DOUBLE || type == PYX_VARIANT_FLOAT;
+    return isReal ? PYX_INVALID_ARG : FromNumber(pDest, value, PYXFormatReal(value, &text), type);
 }
 
 /// A failed parse still gives the new kind with the value that it left.
@@ -251,17 +156,17 @@ PYX_RESULT Parse(PYXVariant* pDest, const char* text, PYXVariantType type)
     switch (type)
     {
     case PYX_VARIANT_BOOL:
-        *pDest = PYXVariantFromBool(PYXParseBool(text, &error));
-        return error;
+        pDest->boolValue = PYXParseBool(text, &error);
+        break;
     case PYX_VARIANT_INT64:
-        *pDest = PYXVariantFromInt64(PYXParseInt64(text, &error));
-        return error;
+        pDest->int64Value = PYXParseInt64(text, &error);
+        break;
     case PYX_VARIANT_DOUBLE:
-        static_cast<void>(SetDouble(pDest, PYXParseDouble(text, &error)));
-        return error;
+        pDest->doubleValue = PYXParseDouble(text, &error);
+        break;
     case PYX_VARIANT_FLOAT:
-        static_cast<void>(SetFloat(pDest, PYXParseFloat(text, &error)));
-        return error;
+        pDest->floatValue = PYXParseFloat(text, &error);
+        break;
     case PYX_VARIANT_RECT:
         pDest->rectValue = PYXParseRect(text, &error);
         break;
@@ -317,14 +222,16 @@ PYX_RESULT FromStructure(PYXVariant* pDest, const PYXVariant& source, PYXVariant
 /// From one kind to another into an empty destination.
 PYX_RESULT Convert(PYXVariant* pDest, const PYXVariant& source, PYXVariantType type)
 {
+    PYXNumberText text;
     switch (source.type)
     {
     case PYX_VARIANT_EMPTY:
-        return FromEmpty(pDest, type);
+        return FromNumber(pDest, pyx_int64{0}, "", type);
     case PYX_VARIANT_BOOL:
-        return FromBool(pDest, source.boolValue != 0, type);
+        return source.boolValue ? FromNumber(pDest, pyx_int64{1}, "true", type)
+                                : FromNumber(pDest, pyx_int64{0}, "false", type);
     case PYX_VARIANT_INT64:
-        return FromInt64(pDest, source.int64Value, type);
+        return FromNumber(pDest, source.int64Value, PYXFormatInt64(source.int64Value, &text), type);
     case PYX_VARIANT_DOUBLE:
         return FromReal(pDest, source.doubleValue, type);
     case PYX_VARIANT_FLOAT:
@@ -351,21 +258,8 @@ PYX_RESULT Convert(PYXVariant* pDest, const PYXVariant& source, PYXVariantType t
 /// already: a host may validate a value into itself.
 bool HoldsTheSame(const PYXVariant& dest, const PYXVariant& source)
 {
-    if (dest.type != source.type)
-    {
-        return false;
-    }
-    switch (source.type)
-    {
-    case PYX_VARIANT_STRING:
-        return source.stringValue && dest.stringValue == source.stringValue;
-    case PYX_VARIANT_WSTRING:
-        return source.wstringValue && dest.wstringValue == source.wstringValue;
-    case PYX_VARIANT_INTERFACE:
-        return dest.interfaceValue == source.interfaceValue;
-    default:
-        return false;
-    }
+    const bool isOwned = source.type >= PYX_VARIANT_STRING && source.type <= PYX_VARIANT_INTERFACE;
+    return isOwned && dest.type == source.type && source.stringValue && dest.stringValue == source.stringValue;
 }
 
 } // namespace
@@ -389,7 +283,7 @@ void PYXVariantClear(PYXVariant* pVariant)
     }
     else if (old.type == PYX_VARIANT_INTERFACE && old.interfaceValue)
     {
-        pVariant->interfaceValue = nullptr; // before Release(): a destructor that gets back here finds nothing
+        pVariant->interfaceValue = nullptr; // before Release(): a re-entrant destructor sees null
         old.interfaceValue->Release();
     }
 }
