@@ -1,6 +1,8 @@
 #include "common/PropertyDeclaration.h"
 
+#include <cstring>
 #include <cwchar>
+#include <limits>
 
 namespace
 {
@@ -12,94 +14,55 @@ constexpr float c_largestFloat = 3.40282347e+38F;
 constexpr pyx_int32 c_lowest = -2147483647 - 1;
 constexpr pyx_int32 c_highest = 2147483647;
 
-constexpr PYXVariant Double(double value)
-{
-    PYXVariant result;
-    result.type = PYX_VARIANT_DOUBLE;
-    result.doubleValue = value;
-    return result;
-}
-
-constexpr PYXVariant Floats(PYXVariantType type, float x, float y = 0.0F, float z = 0.0F, float w = 0.0F)
-{
-    PYXVariant result;
-    result.type = type;
-    result.floatValues[0] = x;
-    result.floatValues[1] = y;
-    result.floatValues[2] = z;
-    result.floatValues[3] = w;
-    return result;
-}
-
-constexpr PYXVariant Pair(PYXVariantType type, pyx_int32 first, pyx_int32 second)
-{
-    PYXVariant result = PYXVariantFromSize(first, second); // points, rates and ratios lie alike
-    result.type = type;
-    return result;
-}
-
 constexpr PYXVariant Zero(PYXVariantType type)
 {
-    PYXVariant result;
-    result.type = type;
-    return result;
+    return {.type = type, .raw = {0, 0}};
 }
 
-constexpr PYXVariant OpaqueBlack()
+constexpr PYXVariant Double(double value)
 {
-    PYXVariant result;
-    result.type = PYX_VARIANT_COLOR;
-    result.colorValue = {0, 0, 0, 255};
-    return result;
+    return {.type = PYX_VARIANT_DOUBLE, .doubleValue = value};
 }
 
-constexpr PYXVariant Float3D(float value)
+/// A size or a point of two equal numbers.
+constexpr PYXVariant Pair(PYXVariantType type, pyx_int32 value)
 {
-    return Floats(PYX_VARIANT_FLOAT_POINT3D, value, value, value);
+    return {.type = type, .sizeValue = {value, value}};
 }
 
-constexpr PYXVariant Float4D(float value)
+/// A value of any float kind, all components equal.
+constexpr PYXVariant Floats(PYXVariantType type, float value)
 {
-    return Floats(PYX_VARIANT_FLOAT_VECTOR4D, value, value, value, value);
+    return {.type = type, .floatValues = {value, value, value, value}};
 }
 
-/// What stands in for a declared default, minimum or maximum that does not
-/// convert to the declared kind. Without `hasBounds` the bounds stay empty,
-/// whatever was declared.
-struct Fallback
+constexpr PYXVariant c_opaqueBlack{.type = PYX_VARIANT_COLOR, .colorValue = {0, 0, 0, 255}};
+
+/// Bounds of one kind.
+struct Bounds
 {
-    PYXVariantType type;
-    PYXVariant defaultValue;
-    bool hasBounds = false;
-    PYXVariant minValue{};
-    PYXVariant maxValue{};
+    PYXVariant lowest;
+    PYXVariant highest;
 };
 
-/// The floating minimums are the smallest positive numbers, not the most
-/// negative ones: hosts rely on them.
-constexpr Fallback c_fallbacks[] = {
-    {PYX_VARIANT_BOOL, PYXVariantFromBool(false)},
-    {PYX_VARIANT_INT64, PYXVariantFromInt64(0), true, PYXVariantFromInt64(c_lowest), PYXVariantFromInt64(c_highest)},
-    {PYX_VARIANT_DOUBLE, Double(0.0), true, Double(2.2250738585072014e-308), Double(1.7976931348623157e+308)},
-    {PYX_VARIANT_RECT, Zero(PYX_VARIANT_RECT)},
-    {PYX_VARIANT_SIZE, Zero(PYX_VARIANT_SIZE), true, Pair(PYX_VARIANT_SIZE, c_lowest, c_lowest),
-     Pair(PYX_VARIANT_SIZE, c_highest, c_highest)},
-    {PYX_VARIANT_POINT, Zero(PYX_VARIANT_POINT), true, Pair(PYX_VARIANT_POINT, c_lowest, c_lowest),
-     Pair(PYX_VARIANT_POINT, c_highest, c_highest)},
-    {PYX_VARIANT_RATE, Zero(PYX_VARIANT_RATE), true, PYXVariantFromRate(0, 1),
-     PYXVariantFromRate(c_highest, c_highest)},
-    {PYX_VARIANT_RATIO, Zero(PYX_VARIANT_RATIO)},
-    {PYX_VARIANT_COLOR, OpaqueBlack()},
-    {PYX_VARIANT_FLOAT, Floats(PYX_VARIANT_FLOAT, 0.0F), true, Floats(PYX_VARIANT_FLOAT, c_smallestFloat),
-     Floats(PYX_VARIANT_FLOAT, c_largestFloat)},
-    {PYX_VARIANT_FLOAT_SIZE, Floats(PYX_VARIANT_FLOAT_SIZE, 0.0F), true,
-     Floats(PYX_VARIANT_FLOAT_SIZE, c_smallestFloat, c_smallestFloat),
-     Floats(PYX_VARIANT_FLOAT_SIZE, c_largestFloat, c_largestFloat)},
-    {PYX_VARIANT_FLOAT_POINT2D, Floats(PYX_VARIANT_FLOAT_POINT2D, 0.0F), true,
-     Floats(PYX_VARIANT_FLOAT_POINT2D, c_smallestFloat, c_smallestFloat),
-     Floats(PYX_VARIANT_FLOAT_POINT2D, c_largestFloat, c_largestFloat)},
-    {PYX_VARIANT_FLOAT_POINT3D, Float3D(0.0F), true, Float3D(c_smallestFloat), Float3D(c_largestFloat)},
-    {PYX_VARIANT_FLOAT_VECTOR4D, Float4D(0.0F), true, Float4D(c_smallestFloat), Float4D(c_largestFloat)},
+constexpr Bounds FloatBounds(PYXVariantType type)
+{
+    return {Floats(type, c_smallestFloat), Floats(type, c_largestFloat)};
+}
+
+/// What replaces a declared minimum or maximum that does not convert. The other kinds have no bounds, whatever is
+/// declared. The floating minimums are the smallest positive numbers, not the most negative ones: hosts rely on them.
+constexpr Bounds c_fallbacks[] = {
+    {PYXVariantFromInt64(c_lowest), PYXVariantFromInt64(c_highest)},
+    {Double(2.2250738585072014e-308), Double(1.7976931348623157e+308)},
+    {Pair(PYX_VARIANT_SIZE, c_lowest), Pair(PYX_VARIANT_SIZE, c_highest)},
+    {Pair(PYX_VARIANT_POINT, c_lowest), Pair(PYX_VARIANT_POINT, c_highest)},
+    {PYXVariantFromRate(0, 1), PYXVariantFromRate(c_highest, c_highest)},
+    FloatBounds(PYX_VARIANT_FLOAT),
+    FloatBounds(PYX_VARIANT_FLOAT_SIZE),
+    FloatBounds(PYX_VARIANT_FLOAT_POINT2D),
+    FloatBounds(PYX_VARIANT_FLOAT_POINT3D),
+    FloatBounds(PYX_VARIANT_FLOAT_VECTOR4D),
 };
 
 /// Converts a declared value; false leaves in `*pDest` what the conversion left.
@@ -108,144 +71,135 @@ bool ConvertDeclared(PYXVariant* pDest, const PYXVariant& declared, const PYXPro
     return CastVariantToPYXProperty(pDest, &declared, info.type, info.contentType, info.pEnumDescription) == PYX_OK;
 }
 
-void ConvertOrElse(PYXVariant* pDest, const PYXVariant& declared, const PYXPropertyInfo& info,
-                   const PYXVariant& fallback)
+/// What a default that does not convert becomes.
+void SetFallbackDefault(PYXPropertyInfo* pInfo)
 {
-    if (!ConvertDeclared(pDest, declared, info))
+    switch (pInfo->type)
     {
-        *pDest = fallback; // no kind with a fallback owns anything
-    }
-}
-
-/// Strings and interfaces have no bounds. A default that does not convert
-/// leaves an empty text in the maximum, not in the default: hosts rely on it.
-void ConvertUnbounded(PYXPropertyInfo* pInfo, const PYXPropertyDeclaration& declaration)
-{
-    if (ConvertDeclared(&pInfo->defaultValue, declaration.defaultValue, *pInfo))
-    {
-        return;
-    }
-    if (pInfo->type == PYX_VARIANT_STRING)
-    {
+    // Hosts rely on the empty text in the maximum, and on a default that stays as the conversion left it.
+    case PYX_VARIANT_STRING:
         static_cast<void>(PYXVariantAssignString(&pInfo->maxValue, ""));
-    }
-    else
-    {
+        break;
+    case PYX_VARIANT_WSTRING:
+    case PYX_VARIANT_INTERFACE:
         static_cast<void>(PYXVariantAssignWString(&pInfo->maxValue, L""));
-    }
-}
-
-void ConvertListed(PYXPropertyInfo* pInfo, const PYXPropertyDeclaration& declaration)
-{
-    ConvertOrElse(&pInfo->defaultValue, declaration.defaultValue, *pInfo,
-                  PYXVariantFromInt64(pInfo->pEnumDescription->value));
-}
-
-void ConvertBounded(PYXPropertyInfo* pInfo, const PYXPropertyDeclaration& declaration, const Fallback& fallback)
-{
-    // Hosts rely on 0, 0: a declared default of this kind has never counted.
-    const bool ignored = pInfo->type == PYX_VARIANT_FLOAT_POINT2D;
-    ConvertOrElse(&pInfo->defaultValue, ignored ? PYXVariant{} : declaration.defaultValue, *pInfo,
-                  fallback.defaultValue);
-    if (fallback.hasBounds)
-    {
-        ConvertOrElse(&pInfo->minValue, declaration.minValue, *pInfo, fallback.minValue);
-        ConvertOrElse(&pInfo->maxValue, declaration.maxValue, *pInfo, fallback.maxValue);
+        break;
+    case PYX_VARIANT_COLOR:
+        pInfo->defaultValue = c_opaqueBlack;
+        break;
+    default:
+        pInfo->defaultValue = Zero(pInfo->type);
     }
 }
 
 void ConvertDeclaration(PYXPropertyInfo* pInfo, const PYXPropertyDeclaration& declaration)
 {
+    // Hosts rely on 0, 0: a declared default of this kind has never counted.
+    const bool isIgnored = pInfo->type == PYX_VARIANT_FLOAT_POINT2D;
+    const bool isConverted =
+        ConvertDeclared(&pInfo->defaultValue, isIgnored ? PYXVariant{} : declaration.defaultValue, *pInfo);
     if (pInfo->type == PYX_VARIANT_INT64 && pInfo->pEnumDescription)
     {
-        ConvertListed(pInfo, declaration);
+        if (!isConverted)
+        {
+            pInfo->defaultValue = PYXVariantFromInt64(pInfo->pEnumDescription->value);
+        }
         return;
     }
-    for (const Fallback& fallback : c_fallbacks)
+    if (!isConverted)
     {
-        if (fallback.type == pInfo->type)
+        SetFallbackDefault(pInfo);
+    }
+    for (const Bounds& fallback : c_fallbacks)
+    {
+        if (fallback.lowest.type == pInfo->type)
         {
-            ConvertBounded(pInfo, declaration, fallback);
-            return;
+            if (!ConvertDeclared(&pInfo->minValue, declaration.minValue, *pInfo))
+            {
+                pInfo->minValue = fallback.lowest;
+            }
+            if (!ConvertDeclared(&pInfo->maxValue, declaration.maxValue, *pInfo))
+            {
+                pInfo->maxValue = fallback.highest;
+            }
         }
     }
-    ConvertUnbounded(pInfo, declaration);
 }
 
-PYX_RESULT SetListed(PYXVariant* pDest, const PYXEnumDescriptionEntry& row)
+/// Stores the number of the first row that `isWanted` in `*pDest`; false without one.
+template <class IsWanted>
+bool SetListed(PYXVariant* pDest, const PYXEnumDescriptionEntry* pTable, const IsWanted& isWanted)
 {
-    PYXVariantClear(pDest); // it may be the text that was looked up
-    *pDest = PYXVariantFromInt64(row.value);
-    return PYX_OK;
+    const PYXEnumDescriptionEntry* pRow = pTable;
+    while (pRow->name && !isWanted(*pRow))
+    {
+        ++pRow;
+    }
+    if (pRow->name)
+    {
+        PYXVariantClear(pDest); // it may be the text that was looked up
+        *pDest = PYXVariantFromInt64(pRow->value);
+    }
+    return pRow->name;
 }
 
 PYX_RESULT CastToListed(PYXVariant* pDest, const PYXVariant* pValue, const PYXEnumDescriptionEntry* pTable)
 {
     PYXVariantOwner number;
-    if (PYXVariantChangeType(number.Out(), pValue, PYX_VARIANT_INT64) == PYX_OK)
-    {
-        for (const PYXEnumDescriptionEntry* pRow = pTable; pRow->name; ++pRow)
-        {
-            if (pRow->value == number.Get().int64Value)
-            {
-                return SetListed(pDest, *pRow);
-            }
-        }
-    }
     PYXVariantOwner text;
-    PASS_ON_FAILURE_SILENTLY(PYXVariantChangeType(text.Out(), pValue, PYX_VARIANT_WSTRING));
-    if (text.Get().type == PYX_VARIANT_WSTRING)
+    const auto hasNumber = [&](const auto& row) { return row.value == number.Get().int64Value; };
+    const auto hasName = [&](const auto& row) { return wcscmp(row.name, text.Get().wstringValue) == 0; };
+    if (PYXVariantChangeType(number.Out(), pValue, PYX_VARIANT_INT64) == PYX_OK && SetListed(pDest, pTable, hasNumber))
     {
-        for (const PYXEnumDescriptionEntry* pRow = pTable; pRow->name; ++pRow)
+        return PYX_OK;
+    }
+    PASS_ON_FAILURE_SILENTLY(PYXVariantChangeType(text.Out(), pValue, PYX_VARIANT_WSTRING));
+    const bool isText = text.Get().type == PYX_VARIANT_WSTRING; // an empty text converts to nothing
+    return isText && SetListed(pDest, pTable, hasName) ? PYX_OK : PYX_INVALID_ARG;
+}
+
+template <class Number> Number NumberAt(const PYXVariant& variant, size_t index)
+{
+    Number number;
+    memcpy(&number, reinterpret_cast<const Number*>(variant.raw) + index, sizeof(number));
+    return number;
+}
+
+/// Whether the first `Count` numbers of a value are between those of its bounds; a NaN always is.
+template <class Number, size_t Count>
+bool IsBetween(const PYXVariant& value, const PYXVariant& lowest, const PYXVariant& highest)
+{
+    for (size_t i = 0; i < Count; ++i)
+    {
+        const auto number = NumberAt<Number>(value, i);
+        if (number < NumberAt<Number>(lowest, i) || number > NumberAt<Number>(highest, i))
         {
-            if (wcscmp(pRow->name, text.Get().wstringValue) == 0)
-            {
-                return SetListed(pDest, *pRow);
-            }
+            return false;
         }
     }
-    return PYX_INVALID_ARG;
+    return true;
 }
 
-template <class Number> bool IsBetween(Number value, Number lowest, Number highest)
+/// A bound, or what counts where it is empty.
+const PYXVariant& BoundOr(const PYXVariant& bound, const PYXVariant& instead)
 {
-    return !(value < lowest) && !(value > highest); // a NaN passes
+    return bound.type == PYX_VARIANT_EMPTY ? instead : bound;
 }
 
-bool IsInt64InRange(const PYXVariant& value, const PYXPropertyInfo& info)
-{
-    const bool tooLow = info.minValue.type != PYX_VARIANT_EMPTY && value.int64Value < info.minValue.int64Value;
-    const bool tooHigh = info.maxValue.type != PYX_VARIANT_EMPTY && value.int64Value > info.maxValue.int64Value;
-    return !tooLow && !tooHigh;
-}
+/// What counts for empty bounds.
+constexpr Bounds c_anyInt64{PYXVariantFromInt64(std::numeric_limits<pyx_int64>::min()),
+                            PYXVariantFromInt64(std::numeric_limits<pyx_int64>::max())};
+constexpr Bounds c_anySize{PYXVariantFromSize(0, 0), PYXVariantFromSize(c_highest, c_highest)};
+constexpr Bounds c_anyRate{PYXVariantFromRate(0, 1), PYXVariantFromRate(c_highest, c_highest)};
+// Hosts rely on it: an empty maximum leaves next to no width.
+constexpr Bounds c_anyFloatSize{Zero(PYX_VARIANT_FLOAT_SIZE),
+                                {.type = PYX_VARIANT_FLOAT_SIZE, .floatValues = {c_smallestFloat, c_largestFloat}}};
 
-bool IsSizeInRange(const PYXVariant& value, const PYXPropertyInfo& info)
+/// IsBetween with the bounds of a description.
+template <class Number, size_t Count>
+bool IsInside(const PYXVariant& value, const PYXPropertyInfo& info, const Bounds& any)
 {
-    const PYXSize lowest = info.minValue.type == PYX_VARIANT_EMPTY ? PYXSize{0, 0} : info.minValue.sizeValue;
-    const PYXSize highest =
-        info.maxValue.type == PYX_VARIANT_EMPTY ? PYXSize{c_highest, c_highest} : info.maxValue.sizeValue;
-    return IsBetween(value.sizeValue.width, lowest.width, highest.width) &&
-           IsBetween(value.sizeValue.height, lowest.height, highest.height);
-}
-
-bool IsRateInRange(const PYXVariant& value, const PYXPropertyInfo& info)
-{
-    const PYXRate lowest = info.minValue.type == PYX_VARIANT_EMPTY ? PYXRate{0, 1} : info.minValue.rateValue;
-    const PYXRate highest =
-        info.maxValue.type == PYX_VARIANT_EMPTY ? PYXRate{c_highest, c_highest} : info.maxValue.rateValue;
-    return IsBetween(value.rateValue.numerator, lowest.numerator, highest.numerator) &&
-           IsBetween(value.rateValue.denominator, lowest.denominator, highest.denominator);
-}
-
-bool IsFloatSizeInRange(const PYXVariant& value, const PYXPropertyInfo& info)
-{
-    // Hosts rely on it: an empty maximum leaves next to no width.
-    constexpr float unbounded[] = {c_smallestFloat, c_largestFloat};
-    constexpr float zero[] = {0.0F, 0.0F};
-    const float* lowest = info.minValue.type == PYX_VARIANT_EMPTY ? zero : info.minValue.floatValues;
-    const float* highest = info.maxValue.type == PYX_VARIANT_EMPTY ? unbounded : info.maxValue.floatValues;
-    return IsBetween(value.floatValues[0], lowest[0], highest[0]) &&
-           IsBetween(value.floatValues[1], lowest[1], highest[1]);
+    return IsBetween<Number, Count>(value, BoundOr(info.minValue, any.lowest), BoundOr(info.maxValue, any.highest));
 }
 
 } // namespace
@@ -273,17 +227,17 @@ bool PYXIsInRange(const PYXVariant& value, const PYXPropertyInfo& info)
     switch (info.type)
     {
     case PYX_VARIANT_INT64:
-        return IsInt64InRange(value, info);
+        return IsInside<pyx_int64, 1>(value, info, c_anyInt64);
     case PYX_VARIANT_DOUBLE:
-        return IsBetween(value.doubleValue, info.minValue.doubleValue, info.maxValue.doubleValue);
+        return IsBetween<double, 1>(value, info.minValue, info.maxValue);
     case PYX_VARIANT_FLOAT:
-        return IsBetween(value.floatValue, info.minValue.floatValue, info.maxValue.floatValue);
+        return IsBetween<float, 1>(value, info.minValue, info.maxValue);
     case PYX_VARIANT_SIZE:
-        return IsSizeInRange(value, info);
+        return IsInside<pyx_int32, 2>(value, info, c_anySize);
     case PYX_VARIANT_RATE:
-        return IsRateInRange(value, info);
+        return IsInside<pyx_uint32, 2>(value, info, c_anyRate);
     case PYX_VARIANT_FLOAT_SIZE:
-        return IsFloatSizeInRange(value, info);
+        return IsInside<float, 2>(value, info, c_anyFloatSize);
     default:
         return true;
     }
