@@ -23,9 +23,13 @@ constexpr PYXVariant Words(const wchar_t* text)
     return PYXVariantBorrowWString(text);
 }
 
-class Storage final : public PYXPropertyStorageExImpl<PYXPropertyStorageEx>
+class Storage final : public PYXPropertyStorageExImpl<PYXInput>
 {
 public:
+    PYX_RESULT SubmitInput(PYXData*) override
+    {
+        return PYX_OK;
+    }
     pyx_uint32 Acquire() override
     {
         return 1;
