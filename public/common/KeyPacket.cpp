@@ -7,34 +7,19 @@
 namespace
 {
 
-/// In the order in which they are asked for.
 struct FrameTypeProperty
 {
     const wchar_t* name;
-    pyx_uint64 keyTypes;   // how many of its values, counted from 0, are key packets
-    pyx_int64 regularType; // what an encoder sets on any other packet
+    pyx_int64 keyTypes;  // how many of its values, counted from 0, are key packets
+    pyx_int64 codecs[2]; // video "CodecID"s whose encoders set it
 };
 
+/// In the order in which they are asked for.
 constexpr FrameTypeProperty c_frameTypes[] = {
-    {PYX_PROPERTY_OUTPUT_DATA_TYPE, 2, 2},
-    {PYX_PROPERTY_HEVC_OUTPUT_DATA_TYPE, 2, 2},
-    {PYX_PROPERTY_AV1_OUTPUT_FRAME_TYPE, 1, 1},
+    {PYX_PROPERTY_OUTPUT_DATA_TYPE, 2, {PYX_VIDEO_CODEC_H264, PYX_VIDEO_CODEC_H264}},
+    {PYX_PROPERTY_HEVC_OUTPUT_DATA_TYPE, 2, {PYX_VIDEO_CODEC_HEVC, PYX_VIDEO_CODEC_HEVC_MAIN10}},
+    {PYX_PROPERTY_AV1_OUTPUT_FRAME_TYPE, 1, {PYX_VIDEO_CODEC_AV1, PYX_VIDEO_CODEC_AV1_12BIT}},
 };
-
-const FrameTypeProperty& OfCodec(pyx_int64 codecId)
-{
-    switch (codecId)
-    {
-    case PYX_VIDEO_CODEC_HEVC:
-    case PYX_VIDEO_CODEC_HEVC_MAIN10:
-        return c_frameTypes[1];
-    case PYX_VIDEO_CODEC_AV1:
-    case PYX_VIDEO_CODEC_AV1_12BIT:
-        return c_frameTypes[2];
-    default:
-        return c_frameTypes[0];
-    }
-}
 
 } // namespace
 
@@ -47,7 +32,7 @@ PYX_RESULT PYXReadIsKeyPacket(PYXPropertyStorage* pPacket, bool* pIsKey)
         const PYX_RESULT result = PYXReadProperty(pPacket, property.name, &type);
         if (result == PYX_OK)
         {
-            *pIsKey = static_cast<pyx_uint64>(type) < property.keyTypes; // a negative type is a huge one
+            *pIsKey = type >= 0 && type < property.keyTypes;
             return PYX_OK;
         }
         firstResult = firstResult == PYX_OK ? result : firstResult;
@@ -64,6 +49,10 @@ bool PYXIsKeyPacket(PYXPropertyStorage* pPacket)
 
 PYX_RESULT PYXMarkVideoPacket(PYXPropertyStorage* pPacket, pyx_int64 codecId, bool isKey)
 {
-    const FrameTypeProperty& property = OfCodec(codecId);
-    return pPacket->SetProperty(property.name, PYXVariantFromInt64(isKey ? 0 : property.regularType));
+    const FrameTypeProperty* pProperty = &c_frameTypes[0];
+    for (const FrameTypeProperty& property : c_frameTypes)
+    {
+        pProperty = codecId == property.codecs[0] || codecId == property.codecs[1] ? &property : pProperty;
+    }
+    return pPacket->SetProperty(pProperty->name, PYXVariantFromInt64(isKey ? 0 : pProperty->keyTypes));
 }

@@ -13,14 +13,14 @@
 ///
 /// The first of these that can be read decides. A value that is no number reads as
 /// 0, as everywhere, and so marks a key packet.
-/// Threads: any, as far as the packet allows it.
+/// Thread-safe if the packet is.
 
 /// Stores in `*pIsKey` whether a video packet is a key packet.
 /// When none of the properties can be read, the result is that of the first
 /// read, and `*pIsKey` is untouched.
 PYX_RESULT PYXReadIsKeyPacket(PYXPropertyStorage* pPacket, bool* pIsKey);
 
-/// The same where a packet without a kind counts as one that continues its group.
+/// As above; a packet without a kind counts as one that continues its group.
 bool PYXIsKeyPacket(PYXPropertyStorage* pPacket);
 
 /// Marks a video packet as its encoder would. `codecId` is a video "CodecID"; one
