@@ -4,7 +4,6 @@
 #include "common/InterfacePtr.h"
 #include "common/PropertyReader.h"
 #include "common/Trace.h"
-#include "host/Utf8.h"
 
 #include <string>
 #include <type_traits>
@@ -68,7 +67,9 @@ PYX_RESULT SetVideoDetails(PYXPropertyStorage* pInput, AVStream* pStream)
     read(PYX_PROPERTY_VIDEO_COLOR_PRIMARIES, &parameters.color_primaries);
     read(PYX_PROPERTY_VIDEO_COLOR_TRANSFER, &parameters.color_trc);
     read(PYX_PROPERTY_VIDEO_COLOR_MATRIX, &parameters.color_space);
-    parameters.sample_aspect_ratio = ToRational(PYXReadPropertyOr(pInput, PYX_PROPERTY_VIDEO_PIXEL_ASPECT, PYXRate{}));
+    PYXVariantOwner aspect;
+    static_cast<void>(PYXReadPropertyAs(pInput, PYX_PROPERTY_VIDEO_PIXEL_ASPECT, PYX_VARIANT_RATE, &aspect));
+    parameters.sample_aspect_ratio = ToRational(aspect.Get().rateValue);
     pStream->sample_aspect_ratio = parameters.sample_aspect_ratio;
     for (const SideDataRow& row : c_sideData)
     {
@@ -79,9 +80,9 @@ PYX_RESULT SetVideoDetails(PYXPropertyStorage* pInput, AVStream* pStream)
 
 PYX_RESULT SetAudioDetails(PYXPropertyStorage* pInput, AVStream* pStream)
 {
-    const std::wstring language = PYXReadPropertyOr(pInput, PYX_PROPERTY_LANGUAGE, std::wstring());
-    const int error =
-        av_dict_set(&pStream->metadata, "language", language.empty() ? nullptr : PYXToUtf8(language).c_str(), 0);
+    PYXVariantOwner language; // in UTF-8; no text sets nothing
+    static_cast<void>(PYXReadPropertyAs(pInput, PYX_PROPERTY_LANGUAGE, PYX_VARIANT_STRING, &language));
+    const int error = av_dict_set(&pStream->metadata, "language", language.Get().stringValue, 0);
     FAIL_IF_NOT(error >= 0, PYX_OUT_OF_MEMORY, L"no memory for a stream's language");
     pStream->disposition = PYXReadPropertyOr(pInput, PYX_PROPERTY_DEFAULT_STREAM, false) ? AV_DISPOSITION_DEFAULT : 0;
     return PYX_OK;

@@ -106,8 +106,8 @@ void PYXMuxerImpl::OnPropertyChanged(const wchar_t*)
 {
     PYXLock lock(&m_sync); // so that of two changes at once the later one's values stay
     FileDetails details;
-    details.creationTime = PYXReadPropertyOr(this, PYX_PROPERTY_CREATION_TIME, std::wstring());
-    details.title = PYXReadPropertyOr(this, PYX_PROPERTY_TITLE, std::wstring());
+    details.creationTime = ReadText(PYX_PROPERTY_CREATION_TIME);
+    details.title = ReadText(PYX_PROPERTY_TITLE);
     details.fastStart = PYXReadPropertyOr(this, PYX_PROPERTY_FAST_START, false);
     m_spSession->SetNext(ReadText(PYX_PROPERTY_PATH), details);
     UpdateInput(StreamKind::Video, PYX_PROPERTY_ENABLE_VIDEO);

@@ -259,12 +259,14 @@ PYX_RESULT DescribeVideo(PYXPropertyStorage* pInput, const AVPacket& first, cons
     AVCodecParameters* pParameters = pStream->codecpar;
     int number = 0;
     int bitRate = 0;
-    PYXSize size{};
-    PYXRate rate{};
+    PYXVariantOwner size;
+    PYXVariantOwner rate;
     const NumberField numbers[] = {{PYX_PROPERTY_CODEC_ID, &number}, {PYX_PROPERTY_BIT_RATE, &bitRate}};
     PASS_ON_FAILURE_SILENTLY(ReadNumbers(pInput, numbers));
-    PASS_ON_FAILURE(PYXReadProperty(pInput, PYX_PROPERTY_VIDEO_FRAME_SIZE, &size), L"the video's size cannot be read");
-    PASS_ON_FAILURE(PYXReadProperty(pInput, PYX_PROPERTY_VIDEO_FRAME_RATE, &rate), L"the video's rate cannot be read");
+    PASS_ON_FAILURE(PYXReadPropertyAs(pInput, PYX_PROPERTY_VIDEO_FRAME_SIZE, PYX_VARIANT_SIZE, &size),
+                    L"the video's size cannot be read");
+    PASS_ON_FAILURE(PYXReadPropertyAs(pInput, PYX_PROPERTY_VIDEO_FRAME_RATE, PYX_VARIANT_RATE, &rate),
+                    L"the video's rate cannot be read");
 
     pParameters->codec_type = AVMEDIA_TYPE_VIDEO;
     const auto* pRow = std::ranges::find(c_videoCodecs, number, &VideoCodecRow::number);
@@ -273,9 +275,9 @@ PYX_RESULT DescribeVideo(PYXPropertyStorage* pInput, const AVPacket& first, cons
     pParameters->codec_id = pRow->codec;
     PASS_ON_FAILURE_SILENTLY(CheckContainer(pParameters->codec_id, format));
     pParameters->bit_rate = bitRate;
-    pParameters->width = size.width;
-    pParameters->height = size.height;
-    SetFrameRate(rate, pStream);
+    pParameters->width = size.Get().sizeValue.width;
+    pParameters->height = size.Get().sizeValue.height;
+    SetFrameRate(rate.Get().rateValue, pStream);
     SetTag(format, pParameters);
     PASS_ON_FAILURE_SILENTLY(SetVideoDetails(pInput, pStream));
     return SetVideoExtraData(pInput, first, pParameters);

@@ -54,9 +54,9 @@ PYXInterfacePtr<HostBuffer> Packet::Build() const
 
 std::string Packet::Describe(char kind, PYXBuffer* pBuffer, pyx_int64* pBase)
 {
-    std::wstring wide;
-    PYXReadProperty(pBuffer, L"Name", &wide);
-    const std::string name(wide.begin(), wide.end());
+    PYXVariantOwner value;
+    PYXReadPropertyAs(pBuffer, L"Name", PYX_VARIANT_STRING, &value);
+    const std::string name = value.Get().stringValue;
     const pyx_int64 base = PYXSubtractTicks(std::stoll(name.substr(1)), pBuffer->GetPts());
     *pBase = *pBase == -1 ? base : *pBase;
     const std::string payload(static_cast<const char*>(pBuffer->GetNative()), pBuffer->GetSize());
