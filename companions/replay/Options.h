@@ -39,8 +39,8 @@ struct Options
     bool quiet = false; ///< nothing but warnings and failures on standard error, no table
     bool json = false;
     ProgressStyle progress = ProgressStyle::None;
-    std::wstring control;   ///< file that requests are read from (ControlFile), or empty
-    std::wstring completed; ///< file that completed files are listed in (ListCompletedIn), or empty
+    std::wstring control;   ///< file that requests are read from (WatchControlFile), or empty
+    std::wstring completed; ///< file that completed files are listed in (ListCompleted), or empty
 };
 
 /// Reads the process's command line. `*pText` is the text to print instead of

@@ -9,12 +9,7 @@
 namespace
 {
 
-constexpr std::size_t c_longestBar = 30;
-constexpr auto c_barInterval = std::chrono::milliseconds(100);
-constexpr std::chrono::milliseconds c_plainInterval(10'000);
-constexpr int c_plainPercent = 25;
-
-/// Of the terminal, as script/replay says.
+/// Of the terminal, as script/replay sets it.
 std::size_t Columns()
 {
     const char* columns = std::getenv("COLUMNS");
@@ -22,83 +17,58 @@ std::size_t Columns()
     return number > 0 ? static_cast<std::size_t>(number) : 80;
 }
 
-/// As long as it fits before `line`, so that the terminal does not break the line.
-std::string Bar(int percent, std::size_t line)
+/// With a bar that is as long as the terminal allows.
+std::string WithBar(int percent, const std::string& line)
 {
-    const std::size_t around = line + 4; // brackets, a space, and the last column stays free
-    const std::size_t length = std::min(c_longestBar, Columns() - std::min(Columns(), around));
+    const std::size_t around = line.size() + 4; // brackets, a space, and the last column stays free
+    const std::size_t length = std::min<std::size_t>(30, Columns() - std::min(Columns(), around));
     std::string bar(static_cast<std::size_t>(percent) * length / 100, '#');
     bar.resize(length, '-');
-    return length > 2 ? "[" + bar + "] " : "";
+    return ((length > 2 ? "[" + bar + "] " : "") + line).substr(0, Columns() - 1);
 }
 
 } // namespace
 
-Progress::Progress(ProgressStyle style, pyx_int64 total)
-    : m_style(style), m_total(total), m_next(Clock::now()), m_nextPercent(c_plainPercent)
+void Progress::Show(pyx_int64 elapsed, pyx_int64 total, pyx_uint64 bytes)
 {
-    m_next += style == ProgressStyle::Plain ? c_plainInterval : std::chrono::milliseconds(0);
-}
-
-Progress::~Progress()
-{
-    Clear();
-}
-
-void Progress::Show(pyx_int64 elapsed, pyx_uint64 bytes)
-{
-    if (m_style == ProgressStyle::None)
-    {
-        return;
-    }
-    const int percent = m_total > 0 ? static_cast<int>(std::clamp<pyx_int64>(elapsed, 0, m_total) * 100 / m_total) : 0;
+    const int percent = total > 0 ? static_cast<int>(std::clamp<pyx_int64>(elapsed, 0, total) * 100 / total) : 0;
     if (!IsDue(percent))
     {
         return;
     }
-    const std::string line = Line(percent, elapsed, bytes);
-    if (m_style == ProgressStyle::Plain)
+    std::string line = FormatTime(std::max<pyx_int64>(0, elapsed));
+    if (total > 0)
     {
-        std::fprintf(stderr, "reading: %s\n", line.c_str());
-        return;
+        const std::string share = std::to_string(percent) + "%  ";
+        line = std::string(6 - share.size(), ' ') + share + line + " of " + FormatTime(total);
     }
-    const std::string shown = (Bar(percent, line.size()) + line).substr(0, Columns() - 1);
-    std::fprintf(stderr, "\r%s\x1b[K", shown.c_str());
+    line += "  " + FormatBytes(bytes);
+    m_drawn = m_style == ProgressStyle::Bar;
+    std::fprintf(stderr, m_drawn ? "\r%s\x1b[K" : "reading: %s\n", (m_drawn ? WithBar(percent, line) : line).c_str());
     std::fflush(stderr);
-    m_drawn = true;
 }
 
 void Progress::Clear()
 {
-    if (m_drawn)
+    if (std::exchange(m_drawn, false))
     {
         std::fputs("\r\x1b[K", stderr);
         std::fflush(stderr);
-        m_drawn = false;
     }
 }
 
+/// A plain line comes with every quarter, and every ten seconds.
 bool Progress::IsDue(int percent)
 {
-    const Clock::time_point now = Clock::now();
-    const bool isBar = m_style == ProgressStyle::Bar;
-    if (now < m_next && (isBar || percent < m_nextPercent))
+    const auto since = Clock::now() - m_shown;
+    const bool isDue = m_style == ProgressStyle::Bar
+                           ? since >= std::chrono::milliseconds(100)
+                           : since >= std::chrono::seconds(10) || percent / 25 > m_shownPercent / 25;
+    if (m_style == ProgressStyle::None || !isDue)
     {
         return false;
     }
-    m_next = now + (isBar ? c_barInterval : c_plainInterval);
-    m_nextPercent = percent - percent % c_plainPercent + c_plainPercent;
+    m_shown = Clock::now();
+    m_shownPercent = percent;
     return true;
-}
-
-std::string Progress::Line(int percent, pyx_int64 elapsed, pyx_uint64 bytes) const
-{
-    const std::string done = FormatTime(std::max<pyx_int64>(0, elapsed));
-    if (m_total <= 0)
-    {
-        return done + "  " + FormatBytes(bytes);
-    }
-    char share[8];
-    std::snprintf(share, sizeof(share), "%3d%%", percent);
-    return std::string(share) + "  " + done + " of " + FormatTime(m_total) + "  " + FormatBytes(bytes);
 }

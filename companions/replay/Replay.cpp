@@ -5,9 +5,8 @@
 #include "host/HostObject.h"
 #include "media/ClipProperties.h"
 #include "recorder/Reasons.h"
-#include "replay/Completed.h"
+#include "replay/Control.h"
 #include "replay/input/Describe.h"
-#include "replay/Interrupt.h"
 #include "replay/Text.h"
 
 #include <windows.h>
@@ -24,29 +23,15 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-/// Holds packets back until their moment has come, counted from the first one.
-class Pace
+/// Ends early when the reading is to end.
+void SleepUntil(Clock::time_point due)
 {
-public:
-    explicit Pace(bool active) : m_active(active)
+    constexpr auto slice = std::chrono::milliseconds(50); // how late an interruption is noticed
+    while (!IsInterrupted() && Clock::now() < due)
     {
+        std::this_thread::sleep_until(std::min(due, Clock::now() + slice));
     }
-
-    void WaitFor(pyx_int64 elapsed) const
-    {
-        using Ticks = std::chrono::duration<pyx_int64, std::ratio<1, PYX_TICKS_PER_SECOND>>;
-        constexpr auto slice = std::chrono::milliseconds(50); // how late an interruption is noticed
-        const Clock::time_point due = m_start + std::chrono::duration_cast<Clock::duration>(Ticks(elapsed));
-        while (m_active && !IsInterrupted() && Clock::now() < due)
-        {
-            std::this_thread::sleep_until(std::min(due, Clock::now() + slice));
-        }
-    }
-
-private:
-    bool m_active;
-    Clock::time_point m_start = Clock::now();
-};
+}
 
 std::string Describe(const MediaReader& reader)
 {
@@ -63,7 +48,7 @@ std::string Describe(const MediaReader& reader)
 /// Before anything is read, what the muxer would otherwise refuse in the end.
 Outcome CheckContainer(const std::wstring& output, const MediaReader& reader)
 {
-    const bool mov = output.size() > 4 && _wcsicmp(output.c_str() + output.size() - 4, L".mov") == 0;
+    const bool mov = _wcsicmp(std::filesystem::path(output).extension().c_str(), L".mov") == 0;
     if (mov && !reader.Codec().inMov)
     {
         return {ExitCode::BadUsage,
@@ -72,27 +57,9 @@ Outcome CheckContainer(const std::wstring& output, const MediaReader& reader)
     return {};
 }
 
-/// "clip.mp4" and 2 make "clip-2.mp4".
-std::wstring Numbered(const std::wstring& path, unsigned number)
-{
-    const std::size_t ending = path.find_last_of(L'.');
-    return path.substr(0, ending) + L"-" + std::to_wstring(number) + path.substr(ending);
-}
-
 Outcome NotWritten(const std::wstring& path, const PYXStatus& why)
 {
     return {ExitCode::CannotWrite, "the clip could not be written to " + PathForUser(path) + ": " + why.text};
-}
-
-/// What became of a clip, and what is in it.
-Outcome Check(const PYXSavedClip& clip, ClipContents* pContents)
-{
-    if (clip.status.IsOk())
-    {
-        return ReadClip(clip.path, pContents);
-    }
-    return clip.status.result == PYX_NOT_FOUND ? Outcome(ExitCode::NothingKept, clip.status.text)
-                                               : NotWritten(clip.path, clip.status);
 }
 
 } // namespace
@@ -100,29 +67,12 @@ Outcome Check(const PYXSavedClip& clip, ClipContents* pContents)
 Outcome Replay::Run()
 {
     const Clock::time_point start = Clock::now();
+    const std::jthread requests = WatchControlFile(m_options.control, [this] { BeginSave(); });
     m_report.exact = m_options.exact;
+    RETURN_ON_FAILURE(m_options.report.empty() ? Outcome() : CheckWritable(m_options.report));
     RETURN_ON_FAILURE(OpenInput());
     RETURN_ON_FAILURE(CheckClip(m_options.output, m_options.input)); // before hours of video are read
-    Outcome outcome;
-    {
-        PYXRecorder recorder;
-        if (const PYXStatus opened = recorder.Open(Settings()); !opened.IsOk())
-        {
-            return opened.result == PYX_FILE_NOT_OPEN
-                       ? Outcome(ExitCode::CannotWrite, "cannot write to the temporary directory " +
-                                                            PathForUser(m_options.temp) + ": " + opened.text)
-                       : Outcome(ExitCode::Failed, opened.text);
-        }
-        m_fed = true;
-        outcome = Feed(&recorder);
-        recorder.End({.path = m_options.output, .onSaved = [this](const PYXSavedClip& clip) { TakeClip(clip); }});
-        if (m_lastSave.Code() == ExitCode::NothingKept && !m_report.clips.empty())
-        {
-            m_lastSave = CopyLastClip();
-        }
-        outcome = Conclude(outcome);
-    }
-    m_report.savedMeanwhile = m_saves > 0;
+    const Outcome outcome = Record();
     if (HostObject::Alive() != 0)
     {
         Warn(std::to_string(HostObject::Alive()) + " objects of the host are still referenced");
@@ -160,56 +110,82 @@ Outcome Replay::OpenInput()
     {
         Warn(lost);
     }
-    Say("video: " + Describe(m_input.Video()));
-    Say(m_input.Audio() ? "audio: " + Describe(*m_input.Audio()) : "no audio");
+    const bool verbose = m_options.verbose;
+    Print("video: " + Describe(m_input.Video()), verbose);
+    Print(m_input.Audio() ? "audio: " + Describe(*m_input.Audio()) : "no audio", verbose);
     if (const unsigned others = m_input.OtherStreams(); others > 0)
     {
-        Say(std::to_string(others) + " more streams are left out");
+        Print(std::to_string(others) + " more streams are left out", verbose);
     }
     return {};
+}
+
+Outcome Replay::Record()
+{
+    PYXRecorder recorder;
+    if (const PYXStatus opened = recorder.Open(Settings()); !opened.IsOk())
+    {
+        return opened.result == PYX_FILE_NOT_OPEN
+                   ? Outcome(ExitCode::CannotWrite, "cannot write to the temporary directory " +
+                                                        PathForUser(m_options.temp) + ": " + opened.text)
+                   : Outcome(ExitCode::Failed, opened.text);
+    }
+    UseForSaves(&recorder);
+    const Outcome fed = Feed(&recorder);
+    UseForSaves(nullptr);
+    Outcome last = TakeClip(recorder.End({.path = m_options.output}));
+    if (last.Code() == ExitCode::NothingKept && !m_report.clips.empty())
+    {
+        last = CopyLastClip();
+    }
+    if (fed.IsOk())
+    {
+        return last.IsOk() ? m_failedSave : last;
+    }
+    if (!last.IsOk())
+    {
+        Warn(last.Text());
+    }
+    return m_report.clips.empty() ? fed : Outcome(fed.Code(), fed.Text() + "; what was read until then is saved");
+}
+
+/// Null: from here on there is nothing to save.
+void Replay::UseForSaves(PYXRecorder* pRecorder)
+{
+    const std::lock_guard lock(m_sync);
+    m_pRecorder = pRecorder;
+    m_lastPacket = Clock::now();
+    m_report.fed = true;
+    m_progress.Clear();
 }
 
 Outcome Replay::Feed(PYXRecorder* pRecorder)
 {
     LiveOrder order(&m_input, m_input.Audio() != nullptr);
-    Progress progress(m_options.progress, m_input.FileDuration());
-    {
-        const std::lock_guard lock(m_sync);
-        m_pProgress = &progress;
-    }
+    const Clock::time_point start = Clock::now();
+    std::ptrdiff_t reached = 0; // of --save-at
     Outcome stored;
+    MediaPacket packet;
+    while (stored.IsOk() && !IsInterrupted() && order.Next(&packet))
     {
-        const std::jthread requests([this, pRecorder](const std::stop_token& stop) {
-            for (; !stop.stop_requested(); std::this_thread::sleep_for(std::chrono::milliseconds(50)))
-            {
-                if (TakeSaveRequest())
-                {
-                    BeginSave(pRecorder);
-                }
-            }
-        });
-        const Pace pace(m_options.realtime);
-        MediaPacket packet;
-        while (stored.IsOk() && !IsInterrupted() && order.Next(&packet))
+        if (m_options.realtime)
         {
-            pace.WaitFor(order.Elapsed());
-            m_lastPacket = Clock::now().time_since_epoch().count();
-            if (IsSaveDue(order.Elapsed()))
-            {
-                BeginSave(pRecorder);
-            }
-            stored = Submit(pRecorder, packet);
-            const std::lock_guard lock(m_sync);
-            progress.Show(order.Elapsed(), m_report.in.bytes);
+            SleepUntil(start + std::chrono::nanoseconds(order.Elapsed() * 100));
         }
-    }
-    {
-        const std::lock_guard lock(m_sync);
-        progress.Clear();
-        m_pProgress = nullptr;
+        {
+            const std::lock_guard lock(m_sync);
+            m_lastPacket = Clock::now();
+            m_progress.Show(order.Elapsed(), m_input.FileDuration(), m_report.in.bytes);
+        }
+        const auto next = std::ranges::upper_bound(m_options.saveAt, order.Elapsed()) - m_options.saveAt.begin();
+        if (std::exchange(reached, next) < next)
+        {
+            BeginSave();
+        }
+        stored = Submit(pRecorder, packet);
     }
     RETURN_ON_FAILURE(stored);
-    if (const std::size_t missed = m_options.saveAt.size() - m_nextSaveAt; missed > 0 && !IsInterrupted())
+    if (const std::ptrdiff_t missed = std::ssize(m_options.saveAt) - reached; missed > 0 && !IsInterrupted())
     {
         Warn(std::to_string(missed) + (missed == 1 ? " time" : " times") + " of --save-at come after the input's end");
     }
@@ -224,47 +200,42 @@ Outcome Replay::Feed(PYXRecorder* pRecorder)
 
 Outcome Replay::Submit(PYXRecorder* pRecorder, const MediaPacket& packet)
 {
-    if (packet.video && !packet.hidden)
-    {
-        const bool isFirst = !std::exchange(m_hasOrigin, true);
-        m_report.origin = isFirst || (m_hasHidden && packet.pts < m_report.origin) ? packet.pts : m_report.origin;
-    }
     if (packet.newStretch)
     {
         Warn("after " + FormatTime(packet.pts - m_report.origin) +
              " the pictures have another size, or the input has a cut: players may not show a clip of both sides");
     }
-    m_hasHidden = m_hasHidden || (packet.video && packet.hidden);
+    const bool isHidden = packet.video && packet.hidden; // players leave such audio out by themselves
     const Clock::time_point start = Clock::now();
-    const PYX_RESULT result = packet.video && packet.hidden ? SubmitHidden(pRecorder, packet)
+    const PYX_RESULT result = isHidden ? SubmitHidden(pRecorder, packet)
                               : packet.video
                                   ? pRecorder->SubmitVideo(packet.Bytes(), packet.pts, packet.duration, packet.key)
                                   : pRecorder->SubmitAudio(packet.Bytes(), packet.pts, packet.duration);
     const std::chrono::nanoseconds taken = Clock::now() - start;
     if (result != PYX_OK)
     {
-        const std::string why = "a packet could not be stored: " + pRecorder->Explain(result);
-        return {m_options.ram ? ExitCode::Failed : ExitCode::CannotWrite, why};
+        return {m_options.ram ? ExitCode::Failed : ExitCode::CannotWrite,
+                "a packet could not be stored: " + pRecorder->Explain(result)};
     }
     const PYXRecorderLook look = pRecorder->Look();
     const std::lock_guard lock(m_sync);
-    std::chrono::nanoseconds& longest =
-        look.savesWaiting > 0 ? m_report.longestSubmit.whileSaving : m_report.longestSubmit.otherwise;
-    longest = std::max(longest, taken);
-    m_report.in.bytes += packet.Bytes().size();
-    ++(packet.video ? m_report.in.videoPackets : m_report.in.audioPackets);
-    m_report.timeline.Add(packet, look, taken);
+    if (packet.video && !isHidden)
+    {
+        const bool isFirst = !std::exchange(m_hasOrigin, true);
+        m_report.origin = isFirst || (m_hasHidden && packet.pts < m_report.origin) ? packet.pts : m_report.origin;
+    }
+    m_hasHidden = m_hasHidden || isHidden;
+    m_report.Add(packet, look, taken);
     return {};
 }
 
 PYX_RESULT Replay::SubmitHidden(PYXRecorder* pRecorder, const MediaPacket& packet) const
 {
-    const PYXInterfacePtr<HostBuffer> spBuffer = HostBuffer::Create(packet.Bytes().size());
+    const PYXInterfacePtr<HostBuffer> spBuffer = HostBuffer::Create(packet.Bytes());
     if (!spBuffer)
     {
         return PYX_OUT_OF_MEMORY;
     }
-    std::ranges::copy(packet.Bytes(), static_cast<pyx_uint8*>(spBuffer->GetNative()));
     spBuffer->SetPts(packet.pts);
     spBuffer->SetDuration(packet.duration);
     PASS_ON_FAILURE_SILENTLY(PYXMarkVideoPacket(spBuffer.Get(), m_input.Video().Codec().number, packet.key));
@@ -272,21 +243,16 @@ PYX_RESULT Replay::SubmitHidden(PYXRecorder* pRecorder, const MediaPacket& packe
     return pRecorder->SubmitVideo(spBuffer.Get());
 }
 
-bool Replay::IsSaveDue(pyx_int64 elapsed)
-{
-    bool due = false;
-    for (; m_nextSaveAt < m_options.saveAt.size() && m_options.saveAt[m_nextSaveAt] <= elapsed; ++m_nextSaveAt)
-    {
-        due = true;
-    }
-    return due;
-}
-
-/// A save that fails does not end the recording.
-void Replay::BeginSave(PYXRecorder* pRecorder)
+/// On the thread that takes requests, or on Run()'s.
+void Replay::BeginSave()
 {
     const std::lock_guard lock(m_sync);
-    const PYXRecorderLook look = pRecorder->Look();
+    const PYXRecorderLook look = m_pRecorder ? m_pRecorder->Look() : PYXRecorderLook();
+    if (!m_pRecorder && m_report.fed)
+    {
+        Warn("no clip is saved: the recording has ended");
+        return;
+    }
     if (look.groups == 0)
     {
         Warn("no clip is saved, recording goes on: nothing is kept yet");
@@ -297,60 +263,59 @@ void Replay::BeginSave(PYXRecorder* pRecorder)
         Warn("a clip that was asked for before is not begun yet and serves this request too");
         return;
     }
-    const unsigned number = NextNumber();
-    const std::wstring output = Numbered(m_options.output, number);
-    const PYXStatus status =
-        pRecorder->Save({.path = output, .onSaved = [this](const PYXSavedClip& clip) { TakeClip(clip); }});
-    if (!status.IsOk())
+    const std::wstring path = NextPath();
+    const auto onSaved = [this](const PYXSavedClip& clip) { NoteFailedSave(TakeClip(clip), ""); };
+    if (const PYXStatus status = m_pRecorder->Save({.path = path, .onSaved = onSaved}); !status.IsOk())
     {
-        const Outcome failure = NotWritten(output, status);
-        Warn(failure.Text() + "; recording goes on");
-        m_failedSave = m_failedSave.IsOk() ? failure : m_failedSave;
+        NoteFailedSave(NotWritten(path, status), "; recording goes on");
         return;
     }
-    m_saves = number;
-    const auto silence = Clock::now().time_since_epoch() - Clock::duration(m_lastPacket);
-    Print("saving " + PathForUser(output) + " at the next key picture" +
-          (silence > std::chrono::seconds(1) ? ", when the input goes on: it has stalled" : ""));
+    m_report.savedMeanwhile = true;
+    const bool stalls = Clock::now() - m_lastPacket > std::chrono::seconds(1);
+    Print("saving " + PathForUser(path) + " at the next key picture" +
+          (stalls ? ", when the input goes on: it has stalled" : ""));
 }
 
-/// The next one that no file has.
-unsigned Replay::NextNumber() const
+/// The clip's with the next number that no file has.
+std::wstring Replay::NextPath()
 {
-    unsigned number = m_saves + 1;
-    for (std::error_code unknown; std::filesystem::exists(Numbered(m_options.output, number), unknown);)
+    const std::size_t ending = m_options.output.find_last_of(L'.');
+    std::wstring path;
+    std::error_code unknown;
+    do
     {
-        ++number;
-    }
-    return number;
+        path = m_options.output.substr(0, ending) + L"-" + std::to_wstring(++m_saves) + m_options.output.substr(ending);
+    } while (std::filesystem::exists(path, unknown));
+    return path;
 }
 
-/// A clip is written, or has failed. On the recorder's thread.
-void Replay::TakeClip(const PYXSavedClip& clip)
+/// A clip is written, or has failed: what became of it. One that was saved meanwhile: on the recorder's thread.
+Outcome Replay::TakeClip(const PYXSavedClip& clip)
 {
-    const bool isLast = clip.id == 0;
     ClipContents contents;
-    const Outcome outcome = Check(clip, &contents);
+    const Outcome result = clip.status.IsOk()                    ? ReadClip(clip.path, &contents)
+                           : clip.status.result == PYX_NOT_FOUND ? Outcome(ExitCode::NothingKept, clip.status.text)
+                                                                 : NotWritten(clip.path, clip.status);
     const std::lock_guard lock(m_sync);
-    for (const std::string& warning : clip.warnings)
+    std::ranges::for_each(clip.warnings, [this](const std::string& warning) { Warn(warning); });
+    RETURN_ON_FAILURE(result);
+    Print("saved " + PathForUser(clip.path) + " in " + FormatSeconds(clip.secondsTaken, 2) + " s",
+          clip.id != 0 || m_options.verbose);
+    WarnOfMissing(clip, contents);
+    ListCompleted(m_options.completed, clip.path);
+    m_report.clips.push_back({clip, contents});
+    m_report.clips.back().clip.from = std::max(clip.from, m_report.origin);
+    return {};
+}
+
+/// A save that fails does not end the recording.
+void Replay::NoteFailedSave(const Outcome& failure, const char* consequence)
+{
+    const std::lock_guard lock(m_sync);
+    if (!failure.IsOk())
     {
-        Warn(warning);
-    }
-    Outcome& failure = isLast ? m_lastSave : m_failedSave;
-    failure = failure.IsOk() ? outcome : failure;
-    if (outcome.IsOk())
-    {
-        const std::string text =
-            "saved " + PathForUser(clip.path) + " in " + FormatSeconds(clip.secondsTaken, 2) + " s";
-        isLast ? Say(text) : Print(text);
-        WarnOfMissing(clip, contents);
-        ListCompleted(clip.path);
-        m_report.clips.push_back({clip, contents});
-        m_report.clips.back().clip.from = std::max(clip.from, m_report.origin);
-    }
-    else if (!isLast)
-    {
-        Warn(outcome.Text());
+        Warn(failure.Text() + consequence);
+        m_failedSave = m_failedSave.IsOk() ? failure : m_failedSave;
     }
 }
 
@@ -364,23 +329,9 @@ Outcome Replay::CopyLastClip()
         return NotWritten(m_options.output, {PYX_FILE_NOT_OPEN, PYXSystemText(GetLastError())});
     }
     Print("nothing came after " + PathForUser(first) + ", so " + PathForUser(m_options.output) + " is the same");
-    ListCompleted(m_options.output);
+    ListCompleted(m_options.completed, m_options.output);
     m_report.clips.push_back(last);
     return {};
-}
-
-/// How the run ends: with what stopped the feeding, else with a clip that failed.
-Outcome Replay::Conclude(const Outcome& fed)
-{
-    if (fed.IsOk())
-    {
-        return m_lastSave.IsOk() ? m_failedSave : m_lastSave;
-    }
-    if (!m_lastSave.IsOk())
-    {
-        Warn(m_lastSave.Text());
-    }
-    return m_report.clips.empty() ? fed : Outcome(fed.Code(), fed.Text() + "; what was read until then is saved");
 }
 
 std::string Replay::WhyBroken(const LiveOrder& order) const
@@ -438,33 +389,17 @@ void Replay::WarnOfMissing(const PYXSavedClip& clip, const ClipContents& content
 void Replay::Warn(const std::string& text)
 {
     const std::lock_guard lock(m_sync);
-    ClearProgress();
+    m_progress.Clear();
     std::fprintf(stderr, "replay: warning: %s\n", text.c_str());
     m_report.warnings.push_back(text);
 }
 
-void Replay::Say(const std::string& text)
-{
-    if (m_options.verbose)
-    {
-        Print(text);
-    }
-}
-
-void Replay::Print(const std::string& text)
+void Replay::Print(const std::string& text, bool wanted)
 {
     const std::lock_guard lock(m_sync);
-    if (!m_options.quiet)
+    if (wanted && !m_options.quiet)
     {
-        ClearProgress();
+        m_progress.Clear();
         std::fprintf(stderr, "replay: %s\n", text.c_str());
-    }
-}
-
-void Replay::ClearProgress()
-{
-    if (m_pProgress)
-    {
-        m_pProgress->Clear();
     }
 }

@@ -1,8 +1,6 @@
 // The sample host: plays a media file into the replay buffer and saves the last seconds.
 
-#include "replay/Clip.h"
-#include "replay/Completed.h"
-#include "replay/Interrupt.h"
+#include "replay/Control.h"
 #include "replay/Replay.h"
 #include "replay/report/ReportPage.h"
 #include "replay/Text.h"
@@ -25,9 +23,9 @@ void SetUpConsole()
     _setmode(_fileno(stderr), _O_BINARY);
 }
 
-/// The runtime library reads the level when the module loads it. A user is told
-/// once what went wrong, in words of this program; what the components trace,
-/// maybe packet by packet, is for who asks for it.
+/// The runtime library reads the level when the module loads it. This program
+/// reports a failure once, in its own words; what the components trace, maybe
+/// packet by packet, is shown on request.
 void SetTraceLevel(bool verbose)
 {
     constexpr const char* variable = "PYX_TRACE";
@@ -37,9 +35,8 @@ void SetTraceLevel(bool verbose)
     }
 }
 
-/// Prints the report. Who reads it must not take a part for the whole, so a run
-/// whose report cannot be written has failed.
-int End(Outcome outcome, const std::string& report)
+/// Prints the report; a run whose report cannot be written has failed.
+int End(const Options& options, Outcome outcome, const std::string& report)
 {
     if (Outcome printed = PrintReport(report); outcome.IsOk())
     {
@@ -49,21 +46,8 @@ int End(Outcome outcome, const std::string& report)
     {
         std::fprintf(stderr, "replay: %s\n", outcome.Text().c_str());
     }
-    ListCompleted(L"");
+    ListCompleted(options.completed, L"");
     return static_cast<int>(outcome.Code());
-}
-
-/// Runs, and writes the page of the run if one was asked for and anything went in.
-Outcome RunWithPage(const Options& options, Replay* pReplay)
-{
-    RETURN_ON_FAILURE(options.report.empty() ? Outcome() : CheckWritable(options.report));
-    Outcome outcome = pReplay->Run();
-    if (!options.report.empty() && pReplay->HasReport())
-    {
-        const Outcome written = WriteReportPage(options, pReplay->Result(), outcome);
-        outcome = outcome.IsOk() ? written : outcome;
-    }
-    return outcome;
 }
 
 } // namespace
@@ -73,25 +57,22 @@ int main()
     SetUpConsole();
     Options options;
     std::string text;
-    const Outcome understood = ReadCommandLine(&options, &text);
-    ListCompletedIn(options.completed);
-    if (!understood.IsOk())
+    if (const Outcome understood = ReadCommandLine(&options, &text); !understood.IsOk() || !text.empty())
     {
-        return End(understood, options.json ? ReportAsJson(Report(), understood) : "");
-    }
-    if (!text.empty())
-    {
-        std::fputs(text.c_str(), stdout);
-        return 0;
+        return End(options, understood, understood.IsOk() || !options.json ? text : ReportAsJson({}, understood));
     }
     SetTraceLevel(options.verbose);
     av_log_set_level(options.verbose ? AV_LOG_WARNING : AV_LOG_QUIET);
     CatchInterrupt();
-    const ControlFile control(options.control);
 
     Replay replay(options);
-    const Outcome outcome = RunWithPage(options, &replay);
-    const bool showTable = replay.HasReport() && !options.quiet;
-    const std::string table = showTable ? ReportAsTable(replay.Result()) : "";
-    return End(outcome, options.json ? ReportAsJson(replay.Result(), outcome) : table);
+    Outcome outcome = replay.Run();
+    const Report& report = replay.Result();
+    if (report.fed && !options.report.empty())
+    {
+        const Outcome written = WriteReportPage(options, report, outcome);
+        outcome = outcome.IsOk() ? written : outcome;
+    }
+    const std::string table = report.fed && !options.quiet ? ReportAsTable(report) : "";
+    return End(options, outcome, options.json ? ReportAsJson(report, outcome) : table);
 }

@@ -1,6 +1,6 @@
 #include "replay/input/Demuxer.h"
 
-#include "replay/Interrupt.h"
+#include "replay/Control.h"
 #include "replay/Options.h"
 #include "replay/Text.h"
 

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -70,6 +71,15 @@ nlohmann::ordered_json NoClipAsJson()
 }
 
 } // namespace
+
+void Report::Add(const MediaPacket& packet, const PYXRecorderLook& look, std::chrono::nanoseconds taken)
+{
+    std::chrono::nanoseconds& longest = look.savesWaiting > 0 ? longestSubmit.whileSaving : longestSubmit.otherwise;
+    longest = std::max(longest, taken);
+    in.bytes += packet.Bytes().size();
+    ++(packet.video ? in.videoPackets : in.audioPackets);
+    timeline.Add(packet, look, taken);
+}
 
 std::string ReportAsTable(const Report& report)
 {

@@ -32,6 +32,10 @@ struct LongestSubmit
 /// What a run did, for its last lines.
 struct Report
 {
+    /// Called after each packet that the recorder took, with what it kept then and how long it took.
+    void Add(const MediaPacket& packet, const PYXRecorderLook& look, std::chrono::nanoseconds taken);
+
+    bool fed = false; ///< the recorder was open, so there is something to report
     Intake in;
     std::vector<ReportedClip> clips; ///< in the order of their saves
     LongestSubmit longestSubmit;

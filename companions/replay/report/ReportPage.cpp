@@ -1,7 +1,7 @@
 #include "replay/report/ReportPage.h"
 
 #include "media/PartFile.h"
-#include "replay/Completed.h"
+#include "replay/Control.h"
 #include "replay/Text.h"
 
 #include <nlohmann/json.hpp>
@@ -82,6 +82,6 @@ Outcome WriteReportPage(const Options& options, const Report& report, const Outc
     {
         return {ExitCode::CannotWrite, "cannot write " + PathForUser(options.report) + ": " + PYXSystemText(error)};
     }
-    ListCompleted(options.report);
+    ListCompleted(options.completed, options.report);
     return {};
 }

@@ -28,7 +28,7 @@ struct Timeline
     /// Of a long run the last so many groups are kept, some hundred bytes each.
     static constexpr std::size_t c_mostGroups = 20'000;
 
-    /// Called after each packet that the recorder took, with what it kept then and how long it took.
+    /// As Report::Add.
     void Add(const MediaPacket& packet, const PYXRecorderLook& look, std::chrono::nanoseconds taken);
 
     std::deque<TimelineGroup> groups; ///< in time order

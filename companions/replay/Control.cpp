@@ -1,4 +1,6 @@
-#include "replay/Interrupt.h"
+#include "replay/Control.h"
+
+#include "replay/Text.h"
 
 #include <windows.h>
 
@@ -12,7 +14,6 @@ namespace
 {
 
 std::atomic<bool> g_interrupted{false};
-std::atomic<bool> g_saveRequested{false};
 
 BOOL WINAPI OnControl(DWORD event)
 {
@@ -25,36 +26,28 @@ BOOL WINAPI OnControl(DWORD event)
     return TRUE;
 }
 
-void Take(const std::string& request)
-{
-    if (request == "stop")
-    {
-        g_interrupted = true;
-    }
-    else if (request == "save")
-    {
-        g_saveRequested = true;
-    }
-}
-
 /// Takes what was appended to the file since the last call; a line without its
 /// end is left for the next.
-void TakeNewLines(const std::filesystem::path& path, std::streamoff* pOffset)
+void TakeNewLines(const std::filesystem::path& path, std::streamoff* pOffset, const std::function<void()>& onSave)
 {
     std::ifstream file(path, std::ios::binary);
     file.seekg(*pOffset);
     for (std::string line; std::getline(file, line) && !file.eof(); *pOffset = file.tellg())
     {
-        Take(line);
+        g_interrupted = g_interrupted || line == "stop";
+        if (line == "save")
+        {
+            onSave();
+        }
     }
 }
 
-void Watch(const std::stop_token& token, const std::filesystem::path& path)
+void Watch(const std::stop_token& token, const std::filesystem::path& path, const std::function<void()>& onSave)
 {
     std::streamoff offset = 0;
     for (std::error_code unknown; !token.stop_requested(); std::this_thread::sleep_for(std::chrono::milliseconds(50)))
     {
-        TakeNewLines(path, &offset);
+        TakeNewLines(path, &offset, onSave);
         if (!std::filesystem::exists(path, unknown) && !unknown)
         {
             g_interrupted = true;
@@ -75,15 +68,15 @@ bool IsInterrupted()
     return g_interrupted.load();
 }
 
-bool TakeSaveRequest()
+std::jthread WatchControlFile(const std::wstring& path, std::function<void()> onSave)
 {
-    return g_saveRequested.exchange(false);
+    return path.empty() ? std::jthread() : std::jthread(Watch, std::filesystem::path(path), std::move(onSave));
 }
 
-ControlFile::ControlFile(std::wstring path)
+void ListCompleted(const std::wstring& list, std::wstring_view path)
 {
-    if (!path.empty())
+    if (!list.empty())
     {
-        m_thread = std::jthread([path = std::move(path)](const std::stop_token& token) { Watch(token, path); });
+        std::ofstream(std::filesystem::path(list), std::ios::binary | std::ios::app) << PathForUser(path) << '\0';
     }
 }
