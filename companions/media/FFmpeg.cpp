@@ -41,6 +41,16 @@ std::string FFmpegErrorText(int code)
     return text;
 }
 
+bool CopyExtraData(AVCodecParameters* pParameters, std::span<const pyx_uint8> bytes)
+{
+    auto* pCopy = static_cast<pyx_uint8*>(av_mallocz(bytes.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    av_freep(&pParameters->extradata);
+    pParameters->extradata = pCopy;
+    pParameters->extradata_size = pCopy ? static_cast<int>(bytes.size()) : 0;
+    std::copy_n(bytes.begin(), pParameters->extradata_size, pCopy);
+    return pCopy != nullptr;
+}
+
 // Where a stream keeps its side data has changed between the releases of FFmpeg.
 #if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 31, 0)
 

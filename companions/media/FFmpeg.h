@@ -88,6 +88,9 @@ inline constexpr SideDataRow c_sideData[] = {
     {PYX_PROPERTY_VIDEO_CONTENT_LIGHT, AV_PKT_DATA_CONTENT_LIGHT_LEVEL, sizeof(AVContentLightMetadata)},
 };
 
+/// Replaces the extra data. False: no memory, and there is none then.
+bool CopyExtraData(AVCodecParameters* pParameters, std::span<const pyx_uint8> bytes);
+
 /// A time in a stream's unit as ticks; AV_NOPTS_VALUE stays what it is.
 inline pyx_int64 ToTicks(pyx_int64 time, AVRational unit)
 {

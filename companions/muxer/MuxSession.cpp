@@ -159,13 +159,13 @@ PYX_RESULT MuxSession::OpenFile(MediaFile* pFile)
     {
         m_video.pInFile = pFile->AddStream();
         FAIL_IF_NOT(m_video.pInFile, PYX_OUT_OF_MEMORY, L"no memory for the video stream");
-        result = DescribeVideo(m_video.pInput, *m_video.waiting.front(), pFile->GetFormat(), m_video.pInFile);
+        result = SetUpVideo(m_video.pInput, *m_video.waiting.front(), pFile->GetFormat(), m_video.pInFile);
     }
     if (result == PYX_OK && (m_audio.count > 0 || m_audio.IsExpected()))
     {
         m_audio.pInFile = pFile->AddStream();
         FAIL_IF_NOT(m_audio.pInFile, PYX_OUT_OF_MEMORY, L"no memory for the audio stream");
-        result = DescribeAudio(m_audio.pInput, pFile->GetFormat(), m_audio.pInFile);
+        result = SetUpAudio(m_audio.pInput, pFile->GetFormat(), m_audio.pInFile);
     }
     return result == PYX_OK ? pFile->Start(m_details) : result;
 }

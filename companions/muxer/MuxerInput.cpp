@@ -6,7 +6,7 @@
 #include "common/StreamProperties.h"
 #include "common/Trace.h"
 #include "media/ClipProperties.h"
-#include "muxer/ClipDetails.h"
+#include "muxer/StreamDescription.h"
 
 #include <climits>
 #include <cstring>

@@ -7,112 +7,144 @@
 #include "common/PropertyReader.h"
 #include "common/Trace.h"
 #include "host/Utf8.h"
+#include "media/Codecs.h"
 #include "media/NalStream.h"
-#include "muxer/ClipDetails.h"
 #include "muxer/FFmpegLog.h"
 
 #include <algorithm>
 #include <climits>
-#include <iterator>
 #include <span>
 #include <string_view>
+#include <type_traits>
 
 namespace
 {
 
 constexpr PYXTraceSource c_traceSource{L"companions/muxer/StreamDescription", L"StreamDescription"};
 
-struct VideoCodecRow
+constexpr PYXVariant Number(pyx_int64 value)
 {
-    pyx_int64 number;
-    AVCodecID codec;
-};
+    return PYXVariantFromInt64(value);
+}
 
-constexpr VideoCodecRow c_videoCodecs[] = {
-    {PYX_VIDEO_CODEC_H264, AV_CODEC_ID_H264},        {PYX_VIDEO_CODEC_HEVC, AV_CODEC_ID_HEVC},
-    {PYX_VIDEO_CODEC_HEVC_MAIN10, AV_CODEC_ID_HEVC}, {PYX_VIDEO_CODEC_AV1, AV_CODEC_ID_AV1},
-    {PYX_VIDEO_CODEC_AV1_12BIT, AV_CODEC_ID_AV1},
-};
+constexpr PYXVariant c_none{};
+constexpr pyx_uint32 c_access = PYX_PROPERTY_ACCESS_READ_WRITE;
 
-/// Audio whose decoders cannot start without extra data, and the usual samples
-/// per packet of those that have one.
-struct AudioCodecRow
-{
-    AVCodecID codec;
-    int frameSize;
+// clang-format off
+const PYXPropertyDeclaration c_videoDetails[] = { // the first two are those of audio too
+    //                                     display name          kind                   default                       minimum    maximum                    access
+    {PYX_PROPERTY_LANGUAGE,                L"Language",          PYX_VARIANT_WSTRING,   PYXVariantBorrowWString(L""), c_none,    c_none,                    c_access},
+    {PYX_PROPERTY_DEFAULT_STREAM,          L"Default stream",    PYX_VARIANT_BOOL,      PYXVariantFromBool(true),     c_none,    c_none,                    c_access},
+    {PYX_PROPERTY_VIDEO_PIXEL_ASPECT,      L"Pixel aspect",      PYX_VARIANT_RATE,      PYXVariantFromRate(1, 1),     c_none,    c_none,                    c_access},
+    {PYX_PROPERTY_VIDEO_DISPLAY_MATRIX,    L"Display matrix",    PYX_VARIANT_INTERFACE, c_none,                       c_none,    c_none,                    c_access},
+    {PYX_PROPERTY_VIDEO_MASTERING_DISPLAY, L"Mastering display", PYX_VARIANT_INTERFACE, c_none,                       c_none,    c_none,                    c_access},
+    {PYX_PROPERTY_VIDEO_CONTENT_LIGHT,     L"Content light",     PYX_VARIANT_INTERFACE, c_none,                       c_none,    c_none,                    c_access},
+    {PYX_PROPERTY_VIDEO_COLOR_RANGE,       L"Color range",       PYX_VARIANT_INT64,     Number(0),                    Number(0), Number(AVCOL_RANGE_JPEG),  c_access},
+    {PYX_PROPERTY_VIDEO_COLOR_PRIMARIES,   L"Color primaries",   PYX_VARIANT_INT64,     Number(2),                    Number(0), Number(AVCOL_PRI_NB - 1),  c_access},
+    {PYX_PROPERTY_VIDEO_COLOR_TRANSFER,    L"Color transfer",    PYX_VARIANT_INT64,     Number(2),                    Number(0), Number(AVCOL_TRC_NB - 1),  c_access},
+    {PYX_PROPERTY_VIDEO_COLOR_MATRIX,      L"Color matrix",      PYX_VARIANT_INT64,     Number(2),                    Number(0), Number(AVCOL_SPC_NB - 1),  c_access},
 };
-
-constexpr AudioCodecRow c_audioCodecsWithExtraData[] = {
-    {AV_CODEC_ID_AAC, 1024}, {AV_CODEC_ID_OPUS, 960},  {AV_CODEC_ID_VORBIS, 0},
-    {AV_CODEC_ID_FLAC, 0},   {AV_CODEC_ID_ALAC, 4096},
-};
+// clang-format on
 
 std::wstring GetName(AVCodecID codec)
 {
     return PYXToWide(avcodec_get_name(codec));
 }
 
-/// FFmpeg has tags for these in every film, and refuses them only later, when
-/// the header is written.
-bool IsRefusedByMov(AVCodecID codec, const AVOutputFormat& format)
+/// `pRow` is null for a codec that the companions do not know.
+PYX_RESULT CheckContainer(AVCodecID codec, const CodecRow* pRow, const AVOutputFormat& format)
 {
-    return std::string_view(format.name) == "mov" && (codec == AV_CODEC_ID_AV1 || codec == AV_CODEC_ID_OPUS);
-}
-
-PYX_RESULT CheckContainer(AVCodecID codec, const AVOutputFormat& format)
-{
+    // FFmpeg has tags for AV1 and Opus in every film, and refuses them only later, when the header is written.
+    const bool isRefused = pRow && !pRow->inMov && std::string_view(format.name) == "mov";
     const bool canHold = avformat_query_codec(&format, codec, FF_COMPLIANCE_NORMAL) != 0;
-    FAIL_IF_NOT(canHold && !IsRefusedByMov(codec, format), PYX_INVALID_ARG, L"a file of the kind %s cannot hold %s",
+    FAIL_IF_NOT(canHold && !isRefused, PYX_INVALID_ARG, L"a file of the kind %s cannot hold %s",
                 PYXToWide(format.name).c_str(), GetName(codec).c_str());
     return PYX_OK;
 }
 
-struct NumberField
+/// Empty when it cannot be read.
+PYXVariantOwner ReadAs(PYXPropertyStorage* pInput, const wchar_t* name, PYXVariantType type)
 {
-    const wchar_t* name;
-    int* pValue;
-};
+    PYXVariantOwner value;
+    static_cast<void>(PYXReadPropertyAs(pInput, name, type, &value));
+    return value;
+}
 
-PYX_RESULT ReadNumbers(PYXPropertyStorage* pInput, std::span<const NumberField> fields)
+/// A number that the input declares within the range of an int, or that is cut to it.
+int ReadNumber(PYXPropertyStorage* pInput, const wchar_t* name)
 {
-    for (const NumberField& field : fields)
-    {
-        pyx_int64 value = 0;
-        PASS_ON_FAILURE(PYXReadProperty(pInput, field.name, &value), L"the stream's %s cannot be read", field.name);
-        FAIL_IF_NOT(value >= INT_MIN && value <= INT_MAX, PYX_INVALID_ARG, L"the stream's %s is out of range: %lld",
-                    field.name, value);
-        *field.pValue = static_cast<int>(value);
-    }
-    return PYX_OK;
+    return static_cast<int>(std::clamp<pyx_int64>(PYXReadPropertyOr<pyx_int64>(pInput, name, 0), INT_MIN, INT_MAX));
 }
 
 PYX_RESULT SetExtraData(AVCodecParameters* pParameters, Bytes bytes)
 {
     FAIL_IF_NOT(bytes.size() <= INT_MAX - AV_INPUT_BUFFER_PADDING_SIZE, PYX_INVALID_ARG, L"ExtraData is too large");
-    auto* pCopy = static_cast<pyx_uint8*>(av_mallocz(bytes.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-    FAIL_IF_NOT(pCopy, PYX_OUT_OF_MEMORY, L"no memory for ExtraData");
-    std::copy(bytes.begin(), bytes.end(), pCopy);
-    av_freep(&pParameters->extradata);
-    pParameters->extradata = pCopy;
-    pParameters->extradata_size = static_cast<int>(bytes.size());
+    FAIL_IF_NOT(CopyExtraData(pParameters, bytes), PYX_OUT_OF_MEMORY, L"no memory for ExtraData");
     return PYX_OK;
 }
 
-/// Copies the bytes of "ExtraData"; leaves them empty when it was not given.
-PYX_RESULT ReadExtraData(PYXPropertyStorage* pInput, AVCodecParameters* pParameters)
+/// Leaves `*pspBuffer` null when the property has no buffer.
+PYX_RESULT ReadBuffer(PYXPropertyStorage* pInput, const wchar_t* name, PYXInterfacePtr<PYXBuffer>* pspBuffer)
 {
     PYXVariantOwner value;
-    PASS_ON_FAILURE(pInput->GetProperty(PYX_PROPERTY_EXTRA_DATA, value.Out()),
-                    L"the stream's ExtraData cannot be read");
-    if (value.Get().type != PYX_VARIANT_INTERFACE || !value.Get().interfaceValue)
+    PASS_ON_FAILURE(pInput->GetProperty(name, value.Out()), L"the stream's %s cannot be read", name);
+    if (value.Get().type == PYX_VARIANT_INTERFACE && value.Get().interfaceValue)
     {
-        return PYX_OK;
+        *pspBuffer = PYXQuery<PYXBuffer>(value.Get().interfaceValue);
+        FAIL_IF_NOT(*pspBuffer, PYX_INVALID_ARG, L"the stream's %s is not a buffer", name);
     }
-    const auto spBuffer = PYXQuery<PYXBuffer>(value.Get().interfaceValue);
-    FAIL_IF_NOT(spBuffer, PYX_INVALID_ARG, L"the stream's ExtraData is not a buffer");
-    const auto* pNative = static_cast<const pyx_uint8*>(spBuffer->GetNative());
+    return PYX_OK;
+}
+
+PYX_RESULT ReadExtraData(PYXPropertyStorage* pInput, AVCodecParameters* pParameters)
+{
+    PYXInterfacePtr<PYXBuffer> spBuffer;
+    PASS_ON_FAILURE_SILENTLY(ReadBuffer(pInput, PYX_PROPERTY_EXTRA_DATA, &spBuffer));
+    const auto* pNative = spBuffer ? static_cast<const pyx_uint8*>(spBuffer->GetNative()) : nullptr;
     const std::size_t size = pNative ? spBuffer->GetSize() : 0;
     return size > 0 ? SetExtraData(pParameters, {pNative, size}) : PYX_OK;
+}
+
+PYX_RESULT SetSideData(PYXPropertyStorage* pInput, const SideDataRow& row, AVStream* pStream)
+{
+    PYXInterfacePtr<PYXBuffer> spBuffer;
+    PASS_ON_FAILURE_SILENTLY(ReadBuffer(pInput, row.property, &spBuffer));
+    if (spBuffer && spBuffer->GetSize() == row.size)
+    {
+        const bool added = AddSideData(pStream, row.type, {static_cast<pyx_uint8*>(spBuffer->GetNative()), row.size});
+        FAIL_IF_NOT(added, PYX_OUT_OF_MEMORY, L"no memory for the stream's %s", row.property);
+    }
+    return PYX_OK;
+}
+
+/// What players are told of a stream of either kind.
+PYX_RESULT SetDetails(PYXPropertyStorage* pInput, AVStream* pStream)
+{
+    const PYXVariantOwner language = ReadAs(pInput, PYX_PROPERTY_LANGUAGE, PYX_VARIANT_STRING); // in UTF-8
+    FAIL_IF_NOT(av_dict_set(&pStream->metadata, "language", language.Get().stringValue, 0) >= 0, PYX_OUT_OF_MEMORY,
+                L"no memory for a stream's language");
+    pStream->disposition = PYXReadPropertyOr(pInput, PYX_PROPERTY_DEFAULT_STREAM, false) ? AV_DISPOSITION_DEFAULT : 0;
+    return PYX_OK;
+}
+
+PYX_RESULT SetVideoDetails(PYXPropertyStorage* pInput, AVStream* pStream)
+{
+    AVCodecParameters& parameters = *pStream->codecpar;
+    const auto read = [pInput](const wchar_t* name, auto* pValue) {
+        *pValue = static_cast<std::remove_pointer_t<decltype(pValue)>>(ReadNumber(pInput, name));
+    };
+    read(PYX_PROPERTY_VIDEO_COLOR_RANGE, &parameters.color_range);
+    read(PYX_PROPERTY_VIDEO_COLOR_PRIMARIES, &parameters.color_primaries);
+    read(PYX_PROPERTY_VIDEO_COLOR_TRANSFER, &parameters.color_trc);
+    read(PYX_PROPERTY_VIDEO_COLOR_MATRIX, &parameters.color_space);
+    parameters.sample_aspect_ratio =
+        ToRational(ReadAs(pInput, PYX_PROPERTY_VIDEO_PIXEL_ASPECT, PYX_VARIANT_RATE).Get().rateValue);
+    pStream->sample_aspect_ratio = parameters.sample_aspect_ratio;
+    for (const SideDataRow& row : c_sideData)
+    {
+        PASS_ON_FAILURE_SILENTLY(SetSideData(pInput, row, pStream));
+    }
+    return SetDetails(pInput, pStream);
 }
 
 PYX_RESULT OpenFilter(const char* name, const AVCodecParameters& parameters, FilterPtr* pspFilter)
@@ -198,34 +230,14 @@ PYX_RESULT SetVideoExtraData(PYXPropertyStorage* pInput, const AVPacket& first, 
     return pParameters->extradata_size > 0 ? PYX_OK : TakeExtraDataFrom(first, pParameters);
 }
 
-/// A clock on which the pictures of a steady stream fall exactly, at least as
-/// fine as the usual one of video.
-AVRational ChooseClock(AVRational rate)
+/// The stream's clock is one on which the pictures of a steady stream fall exactly, at least as fine as the usual one.
+void SetFrameRate(AVRational rate, AVStream* pStream)
 {
     constexpr int usual = 90000;
-    if (rate.num <= 0 || rate.num > c_ticks.den)
-    {
-        return {1, usual};
-    }
-    return {1, (usual + rate.num - 1) / rate.num * rate.num};
-}
-
-void SetFrameRate(const PYXRate& rate, AVStream* pStream)
-{
-    const AVRational frameRate = ToRational(rate);
-    pStream->avg_frame_rate = frameRate;
-    pStream->r_frame_rate = frameRate;
-    pStream->time_base = ChooseClock(frameRate);
-}
-
-/// Players of one vendor take HEVC only under the tag of parameter sets that
-/// lie in the description, which is where they are.
-void SetTag(const AVOutputFormat& format, AVCodecParameters* pParameters)
-{
-    if (pParameters->codec_id == AV_CODEC_ID_HEVC && std::string_view(format.name) != "matroska")
-    {
-        pParameters->codec_tag = MKTAG('h', 'v', 'c', '1');
-    }
+    const bool isUsable = rate.num > 0 && rate.num <= c_ticks.den;
+    pStream->avg_frame_rate = rate;
+    pStream->r_frame_rate = rate;
+    pStream->time_base = {1, isUsable ? (usual + rate.num - 1) / rate.num * rate.num : usual};
 }
 
 void SetChannels(int channels, int layout, AVCodecParameters* pParameters)
@@ -237,81 +249,65 @@ void SetChannels(int channels, int layout, AVCodecParameters* pParameters)
     }
 }
 
-PYX_RESULT SetAudioExtraData(PYXPropertyStorage* pInput, AVCodecParameters* pParameters)
-{
-    const auto* pRow = std::ranges::find(c_audioCodecsWithExtraData, pParameters->codec_id, &AudioCodecRow::codec);
-    const bool needsExtraData = pRow != std::end(c_audioCodecsWithExtraData);
-    if (needsExtraData && pParameters->frame_size == 0)
-    {
-        pParameters->frame_size = pRow->frameSize;
-    }
-    PASS_ON_FAILURE_SILENTLY(ReadExtraData(pInput, pParameters));
-    FAIL_IF_NOT(!needsExtraData || pParameters->extradata_size > 0, PYX_NOT_INITIALIZED,
-                L"the audio stream has no description: %s needs ExtraData", GetName(pParameters->codec_id).c_str());
-    return PYX_OK;
-}
-
 } // namespace
 
-PYX_RESULT DescribeVideo(PYXPropertyStorage* pInput, const AVPacket& first, const AVOutputFormat& format,
-                         AVStream* pStream)
+const std::span<const PYXPropertyDeclaration> VIDEO_DETAIL_PROPERTIES{c_videoDetails};
+const std::span<const PYXPropertyDeclaration> AUDIO_DETAIL_PROPERTIES{VIDEO_DETAIL_PROPERTIES.first(2)};
+
+PYX_RESULT SetUpVideo(PYXPropertyStorage* pInput, const AVPacket& first, const AVOutputFormat& format,
+                      AVStream* pStream)
 {
     AVCodecParameters* pParameters = pStream->codecpar;
-    int number = 0;
-    int bitRate = 0;
-    PYXVariantOwner size;
-    PYXVariantOwner rate;
-    const NumberField numbers[] = {{PYX_PROPERTY_CODEC_ID, &number}, {PYX_PROPERTY_BIT_RATE, &bitRate}};
-    PASS_ON_FAILURE_SILENTLY(ReadNumbers(pInput, numbers));
-    PASS_ON_FAILURE(PYXReadPropertyAs(pInput, PYX_PROPERTY_VIDEO_FRAME_SIZE, PYX_VARIANT_SIZE, &size),
-                    L"the video's size cannot be read");
-    PASS_ON_FAILURE(PYXReadPropertyAs(pInput, PYX_PROPERTY_VIDEO_FRAME_RATE, PYX_VARIANT_RATE, &rate),
-                    L"the video's rate cannot be read");
-
+    const pyx_int64 number = ReadNumber(pInput, PYX_PROPERTY_CODEC_ID);
+    const CodecRow* pRow = FindCodec(&CodecRow::number, number);
+    FAIL_IF_NOT(pRow && pRow->IsVideo(), PYX_INVALID_ARG,
+                L"video with CodecID %lld cannot be written: only H.264, HEVC and AV1", number);
+    PASS_ON_FAILURE_SILENTLY(CheckContainer(pRow->id, pRow, format));
     pParameters->codec_type = AVMEDIA_TYPE_VIDEO;
-    const auto* pRow = std::ranges::find(c_videoCodecs, number, &VideoCodecRow::number);
-    FAIL_IF_NOT(pRow != std::end(c_videoCodecs), PYX_INVALID_ARG,
-                L"video with CodecID %d cannot be written: only H.264, HEVC and AV1", number);
-    pParameters->codec_id = pRow->codec;
-    PASS_ON_FAILURE_SILENTLY(CheckContainer(pParameters->codec_id, format));
-    pParameters->bit_rate = bitRate;
+    pParameters->codec_id = pRow->id;
+    pParameters->bit_rate = ReadNumber(pInput, PYX_PROPERTY_BIT_RATE);
+    const PYXVariantOwner size = ReadAs(pInput, PYX_PROPERTY_VIDEO_FRAME_SIZE, PYX_VARIANT_SIZE);
     pParameters->width = size.Get().sizeValue.width;
     pParameters->height = size.Get().sizeValue.height;
-    SetFrameRate(rate.Get().rateValue, pStream);
-    SetTag(format, pParameters);
+    SetFrameRate(ToRational(ReadAs(pInput, PYX_PROPERTY_VIDEO_FRAME_RATE, PYX_VARIANT_RATE).Get().rateValue), pStream);
+    if (pRow->id == AV_CODEC_ID_HEVC && std::string_view(format.name) != "matroska")
+    {
+        // Some players take HEVC only under the tag of parameter sets that are in the description, which is where they
+        // are.
+        pParameters->codec_tag = MKTAG('h', 'v', 'c', '1');
+    }
     PASS_ON_FAILURE_SILENTLY(SetVideoDetails(pInput, pStream));
     return SetVideoExtraData(pInput, first, pParameters);
 }
 
-PYX_RESULT DescribeAudio(PYXPropertyStorage* pInput, const AVOutputFormat& format, AVStream* pStream)
+PYX_RESULT SetUpAudio(PYXPropertyStorage* pInput, const AVOutputFormat& format, AVStream* pStream)
 {
     AVCodecParameters* pParameters = pStream->codecpar;
-    int number = 0;
-    int bitRate = 0;
-    int channels = 0;
-    int layout = 0;
-    const NumberField numbers[] = {
-        {PYX_PROPERTY_CODEC_ID, &number},
-        {PYX_PROPERTY_BIT_RATE, &bitRate},
-        {PYX_PROPERTY_AUDIO_SAMPLE_RATE, &pParameters->sample_rate},
-        {PYX_PROPERTY_AUDIO_CHANNELS, &channels},
-        {PYX_PROPERTY_AUDIO_CHANNEL_LAYOUT, &layout},
-        {PYX_PROPERTY_AUDIO_FORMAT, &pParameters->format},
-        {PYX_PROPERTY_AUDIO_BLOCK_ALIGN, &pParameters->block_align},
-        {PYX_PROPERTY_AUDIO_FRAME_SIZE, &pParameters->frame_size},
-    };
-    PASS_ON_FAILURE_SILENTLY(ReadNumbers(pInput, numbers));
-
-    pParameters->codec_type = AVMEDIA_TYPE_AUDIO;
+    const int number = ReadNumber(pInput, PYX_PROPERTY_CODEC_ID);
     const bool isAudio = number >= AV_CODEC_ID_FIRST_AUDIO && number < AV_CODEC_ID_FIRST_SUBTITLE;
     FAIL_IF_NOT(isAudio, PYX_INVALID_ARG, L"CodecID %d is no audio codec", number);
+    pParameters->codec_type = AVMEDIA_TYPE_AUDIO;
     pParameters->codec_id = static_cast<AVCodecID>(number);
+    pParameters->bit_rate = ReadNumber(pInput, PYX_PROPERTY_BIT_RATE);
+    pParameters->sample_rate = ReadNumber(pInput, PYX_PROPERTY_AUDIO_SAMPLE_RATE);
+    pParameters->format = ReadNumber(pInput, PYX_PROPERTY_AUDIO_FORMAT);
+    pParameters->block_align = ReadNumber(pInput, PYX_PROPERTY_AUDIO_BLOCK_ALIGN);
+    pParameters->frame_size = ReadNumber(pInput, PYX_PROPERTY_AUDIO_FRAME_SIZE);
     FAIL_IF_NOT(pParameters->sample_rate > 0, PYX_NOT_INITIALIZED,
                 L"the audio stream has no description: no sample rate");
-    PASS_ON_FAILURE_SILENTLY(CheckContainer(pParameters->codec_id, format));
-    pParameters->bit_rate = bitRate;
-    SetChannels(channels, layout, pParameters);
     pStream->time_base = {1, pParameters->sample_rate};
-    PASS_ON_FAILURE_SILENTLY(SetAudioDetails(pInput, pStream));
-    return SetAudioExtraData(pInput, pParameters);
+    SetChannels(ReadNumber(pInput, PYX_PROPERTY_AUDIO_CHANNELS), ReadNumber(pInput, PYX_PROPERTY_AUDIO_CHANNEL_LAYOUT),
+                pParameters);
+
+    const CodecRow* pRow = FindCodec(&CodecRow::id, pParameters->codec_id);
+    PASS_ON_FAILURE_SILENTLY(CheckContainer(pParameters->codec_id, pRow, format));
+    PASS_ON_FAILURE_SILENTLY(SetDetails(pInput, pStream));
+    PASS_ON_FAILURE_SILENTLY(ReadExtraData(pInput, pParameters));
+    if (pRow)
+    {
+        FAIL_IF_NOT(pParameters->extradata_size > 0, PYX_NOT_INITIALIZED,
+                    L"the audio stream has no description: %s needs ExtraData", GetName(pRow->id).c_str());
+        pParameters->frame_size = pParameters->frame_size > 0 ? pParameters->frame_size : pRow->frameSize;
+    }
+    return PYX_OK;
 }

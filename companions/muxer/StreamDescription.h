@@ -1,19 +1,24 @@
 #pragma once
 
+#include "common/PropertyStorageExImpl.h"
 #include "media/FFmpeg.h"
 
-class PYXPropertyStorage;
+#include <span>
+
+/// What an input of this muxer has beyond the framework's properties (media/ClipProperties.h).
+extern const std::span<const PYXPropertyDeclaration> VIDEO_DETAIL_PROPERTIES;
+extern const std::span<const PYXPropertyDeclaration> AUDIO_DETAIL_PROPERTIES;
 
 /// Turns what an input's properties say of its stream into what a container
-/// must know of it before its header: codec, size or sample format, rate, clock
-/// and extra data. Each failure is traced with what is missing or wrong.
+/// must know of it before its header: codec, size or sample format, rate, clock,
+/// extra data, and what players are told of it. Each failure is traced with what is missing or wrong.
 ///
 /// PYX_INVALID_ARG: a codec or a value that cannot be used, or that `format`
 /// cannot hold. PYX_NOT_INITIALIZED: something is missing.
 
 /// `first` is the stream's first packet: it tells the form of H.264 and HEVC,
-/// and stands in for extra data that was not given.
-PYX_RESULT DescribeVideo(PYXPropertyStorage* pInput, const AVPacket& first, const AVOutputFormat& format,
-                         AVStream* pStream);
+/// and replaces extra data that was not given.
+PYX_RESULT SetUpVideo(PYXPropertyStorage* pInput, const AVPacket& first, const AVOutputFormat& format,
+                      AVStream* pStream);
 
-PYX_RESULT DescribeAudio(PYXPropertyStorage* pInput, const AVOutputFormat& format, AVStream* pStream);
+PYX_RESULT SetUpAudio(PYXPropertyStorage* pInput, const AVOutputFormat& format, AVStream* pStream);

@@ -1,7 +1,6 @@
 #include "replay/input/MediaReader.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -236,14 +235,8 @@ void MediaReader::TakeNewExtraData(const AVPacket& packet)
     std::size_t size = 0;
     const pyx_uint8* pData = av_packet_get_side_data(&packet, AV_PKT_DATA_NEW_EXTRADATA, &size);
     AVCodecParameters& parameters = *m_pFilter->par_out;
-    if (!pData || parameters.extradata)
+    if (pData && !parameters.extradata)
     {
-        return;
-    }
-    parameters.extradata = static_cast<pyx_uint8*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
-    if (parameters.extradata)
-    {
-        std::memcpy(parameters.extradata, pData, size);
-        parameters.extradata_size = static_cast<int>(size);
+        static_cast<void>(CopyExtraData(&parameters, {pData, size})); // without memory nothing else works either
     }
 }
