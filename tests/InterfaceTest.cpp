@@ -1,3 +1,4 @@
+#include "common/RefCounted.h"
 #include "support/RingBufferTest.h"
 
 #include <objbase.h>
@@ -74,6 +75,42 @@ TEST_F(InterfaceTest, LeavesExceptionsToItsHost)
     RaiseException(0x406D1388, 0, 0, nullptr);
     RemoveVectoredExceptionHandler(pHandler);
     EXPECT_EQ(s_met, 1);
+}
+
+/// Calls the input back whose last value it is.
+class LastValue final : public PYXRefCounted<PYXInterface>
+{
+public:
+    LastValue(PYXInput* pInput, std::string* pSeen) : m_pInput(pInput), m_pSeen(pSeen)
+    {
+    }
+    ~LastValue() override
+    {
+        const PYXInterfacePtr<PYXInput> spInput(m_pInput);
+        *m_pSeen = Get(m_pInput, L"ExtraData") + ' ' + Outcome(m_pInput->SetProperty(L"BitRate", {}));
+    }
+    PYX_RESULT QueryInterface(const PYXGuid&, void**) override
+    {
+        return PYX_NO_INTERFACE;
+    }
+
+private:
+    PYXInput* const m_pInput;
+    std::string* const m_pSeen;
+};
+
+TEST_F(InterfaceTest, AValueThatEndsWithItsInputMayCallItBack)
+{
+    std::string seen;
+    Start();
+    auto spInput = Input(0);
+    spInput->SetProperty(L"ExtraData", PYXVariantBorrowInterface(new LastValue(spInput.Get(), &seen)));
+    Destroy();
+    Traces();
+    EXPECT_EQ(seen, "");
+    spInput.Reset();
+    EXPECT_EQ(seen, "- 2\nI* RingBufferImpl Video stream - packets written 0\n"
+                    "E RingBufferImpl Assertion failed:SetProperty() - Host not Initialized");
 }
 
 } // namespace

@@ -42,8 +42,8 @@ protected:
 /// parameters; here they only keep their places. All are [any-thread].
 /// A component calls its context, its muxer and the packets with its own lock held. None of them may wait for another
 /// thread that calls the component. On the same thread the muxer may call it back with any operation. The context, a
-/// packet and the trace object may too, but not with SubmitInput, Init, ReInit, Terminate or a new "TempPath",
-/// "BufferInRamEnabled" or "Duration": the call under way is using the groups that these change.
+/// packet, the trace object and an interface value that ends may too, but not with SubmitInput, Init, ReInit, Terminate
+/// or a new "TempPath", "BufferInRamEnabled" or "Duration": the call under way is using the groups that these change.
 class PYXComponent : public PYXPropertyStorageEx
 {
 public:

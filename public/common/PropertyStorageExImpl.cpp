@@ -225,6 +225,16 @@ void PYXPropertyStorageExImpl<Interface>::DeclareProperty(const PYXPropertyDecla
     m_PropertiesInfo.emplace(declaration.name, std::make_unique<PYXPropertyInfoImpl>(declaration));
 }
 
+template <class Interface> void PYXPropertyStorageExImpl<Interface>::ReleaseValues() noexcept
+{
+    for (const auto& [name, pInfo] : m_PropertiesInfo)
+    {
+        PYXVariantOwner old; // released after the lock
+        PYXLock lock(&m_sync);
+        std::swap(old, ValueOf(*pInfo));
+    }
+}
+
 template <class Interface> std::wstring PYXPropertyStorageExImpl<Interface>::ReadText(const wchar_t* name)
 {
     PYXLock lock(&m_sync);

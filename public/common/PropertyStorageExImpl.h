@@ -66,6 +66,10 @@ protected:
     /// Adds one property; each name is declared once.
     void DeclareProperty(const PYXPropertyDeclaration& declaration);
 
+    /// Empties every value, without a lock held. For the destructor of a class with interface values: one that ends
+    /// with its owner may call it back, which the bases' destructors are too late for.
+    void ReleaseValues() noexcept;
+
     /// The current value of a property of a wide text, empty for anything else.
     /// Takes no task memory, so that an owner cannot miss its own new value.
     std::wstring ReadText(const wchar_t* name);

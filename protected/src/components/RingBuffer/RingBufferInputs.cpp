@@ -54,6 +54,7 @@ PYXRingBufferInput::PYXRingBufferInput(std::shared_ptr<PYXRingBufferCache> pCach
 PYXRingBufferInput::~PYXRingBufferInput()
 {
     TRACE_INFO(m_endText, static_cast<pyx_int32>(m_packetCount.load()));
+    ReleaseValues();
 }
 
 PYX_RESULT PYXRingBufferInput::QueryInterface(const PYXGuid& id, void** out)
