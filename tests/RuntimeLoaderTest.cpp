@@ -12,67 +12,80 @@ protected:
     FaultyCall<"GetProcAddress", 0, void*(HMODULE, const char*)> m_getEntry{m_pModule->handle};
 };
 
-TEST_F(RuntimeLoaderTest, EachComponentHasItsMuxerAndAllShareTheRuntime)
+TEST_F(RuntimeLoaderTest, AllObjectsShareTheRuntimeAndTheLastOneFreesIt)
 {
     m_faults.Fail("LoadLibraryExW", 0, 0);
     Create();
-    const auto spFirst = m_spComponent;
+    auto spOther = m_spComponent;
     Create();
     EXPECT_EQ(Calls(), "PYXInit 1000400240000\nCreate MuxerFFMPEG\nCreate MuxerFFMPEG");
     EXPECT_EQ(m_faults.calls, 2);
-}
-
-TEST_F(RuntimeLoaderTest, ComponentsComeAndGoWithoutARuntimeOfTheHost)
-{
-    for (int i = 0; i < 2; ++i)
-    {
-        Start();
-        Feed("V1K V2");
-        EXPECT_EQ(Outcome(m_spComponent->GetInput(2, nullptr)), "4\nE RingBufferImpl Assertion failed:Invalid index");
-        Destroy();
-        EXPECT_EQ(Traces(), "I* RingBufferImpl Video stream - packets written 2\n"
-                            "I* RingBufferImpl Audio stream - packets written 0");
-        Create();
-        EXPECT_EQ(Calls(), "PYXInit 1000400240000\nCreate MuxerFFMPEG"); // the library was given back
-    }
-    Destroy();
-    EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
-}
-
-TEST_F(RuntimeLoaderTest, TheLastObjectThatTracesHoldsTheRuntime)
-{
-    Start();
     auto spInput = Input(0);
+    spOther.Reset();
     Destroy();
     EXPECT_NE(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
     Traces();
     EXPECT_EQ(Outcome(spInput->SubmitInput(nullptr)),
               "2\nE RingBufferImpl Assertion failed:SubmitInput() - Host not Initialized");
-    EXPECT_EQ(Outcome(spInput->SetProperty(L"BitRate", {})),
-              "2\nE RingBufferImpl Assertion failed:SetProperty() - Host not Initialized");
     spInput.Reset();
     EXPECT_EQ(Traces(), "I* RingBufferImpl Video stream - packets written 0");
     EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
-    EXPECT_EQ(Calls(), ""); // nobody asked for the library anew
+    EXPECT_EQ(Calls(), ""); // no record loads the library again
+    Create();
+    EXPECT_EQ(Outcome(m_spComponent->GetInput(2, nullptr)), "4\nE RingBufferImpl Assertion failed:Invalid index");
+    EXPECT_EQ(Calls(), "PYXInit 1000400240000\nCreate MuxerFFMPEG");
 }
 
-TEST_F(RuntimeLoaderTest, AHostKeepsTheRuntimeAndItsTraceObject)
+TEST_F(RuntimeLoaderTest, UnloadingTheModuleGivesOneReferenceBack)
 {
+    for (const bool isOnly : {true, false})
+    {
+        Create();
+        const auto spOther = isOnly ? PYXInterfacePtr<PYXComponentEx>() : m_spComponent;
+        Create();
+        m_pModule.reset();
+        const PYXModuleOwner left(GetModuleHandleW(L"pyxrt64.dll"));
+        EXPECT_EQ(left == nullptr, isOnly);
+        m_pModule = std::make_unique<LoadedModule>(); // at the same place: its objects can end
+        Destroy();
+    }
+}
+
+TEST_F(RuntimeLoaderTest, TheFirstTraceObjectServesWhileAHostKeepsTheRuntime)
+{
+    const std::string invalid = "4\nE RingBufferImpl Assertion failed:Invalid index";
     PYXModuleOwner runtime(LoadLibraryW(L"pyxrt64.dll"));
-    Start();
+    Create();
+    for (const int code : {9, static_cast<int>(c_noTrace)}) // nothing is held then, nothing else is given out
+    {
+        Destroy();
+        EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), runtime.get());
+        Calls();
+        Traces();
+        m_faults.Fail("PYXInit", 1, code);
+        Create();
+        EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), invalid);
+        EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), invalid);
+        EXPECT_EQ(Calls(), "PYXInit 1000400240000\nCreate MuxerFFMPEG"); // once, not for each record
+    }
     Destroy();
-    EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), runtime.get());
-    m_faults.Fail("PYXInit", 1, 9); // the trace object of before still serves
-    Start();
-    Traces();
-    EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), "4\nE RingBufferImpl Assertion failed:Invalid index");
-    Destroy();
-    Traces();
     runtime.reset();
     EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
-    m_faults.Fail("PYXInit", 1, 9); // no trace object, and the old one has gone
-    Start();
-    EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), "4");
+    Create();
+    Destroy(); // frees the library, which comes back to the same place
+    runtime.reset(LoadLibraryW(L"pyxrt64.dll"));
+    for (int i = 0; i < 2; ++i)
+    {
+        Traces();
+        m_faults.Fail("PYXInit", 1, c_noTrace); // the old trace object has gone
+        Create();
+        EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), "4");
+        m_faults = {};
+        Destroy();
+        Create();
+        Destroy();
+        runtime.reset(); // by the host this time
+    }
 }
 
 TEST_F(RuntimeLoaderTest, AComponentWithoutTheRuntimeWorksWithoutTraces)

@@ -46,17 +46,20 @@ public:
     PYX_RESULT GetTrace(PYXTrace** ppOut) override
     {
         static ForwardingTrace s_trace;
-        *ppOut = &s_trace;
+        *ppOut = hasTrace ? &s_trace : nullptr;
         return PYX_OK;
     }
+
+    bool hasTrace = true;
 };
 
 PYX_EXPORT PYX_RESULT PYXInit(pyx_uint64 version, PYXFactory** ppFactory)
 {
     static Factory s_factory;
     const PYX_RESULT result = CallProgram("PYXTestInit", PYX_OK, version);
+    s_factory.hasTrace = result != c_noTrace;
     *ppFactory = result == c_noFactory ? nullptr : &s_factory;
-    return result == c_noFactory ? PYX_OK : result;
+    return result < c_noFactory ? result : PYX_OK;
 }
 
 PYX_EXPORT PYX_RESULT PYXQueryVersion(pyx_uint64* pVersion)

@@ -7,8 +7,9 @@
 #include <string_view>
 #include <utility>
 
-/// With this code "PYXInit" succeeds and gives no factory.
+/// With these codes "PYXInit" succeeds, and gives no factory, or one without a trace object.
 inline constexpr auto c_noFactory = static_cast<PYX_RESULT>(1000);
+inline constexpr auto c_noTrace = static_cast<PYX_RESULT>(1001);
 
 /// Decides which fallible call of a test fails: every fake and every FaultyCall
 /// asks. One per program; not for several threads.
