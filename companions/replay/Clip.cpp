@@ -67,6 +67,6 @@ Outcome ReadClip(const std::wstring& path, ClipContents* pContents)
     {
         return NotPlayable(path, "it has no key picture");
     }
-    pContents->seconds = static_cast<double>(end - start) / PYX_TICKS_PER_SECOND;
+    pContents->seconds = ToSeconds(end - start);
     return {};
 }

@@ -39,14 +39,10 @@ std::vector<std::string> ReversedArguments()
 
 std::wstring FullPath(const std::wstring& path)
 {
-    if (path.starts_with(L"\\\\?\\")) // is full, and is not to lose dots and spaces that its name ends with
-    {
-        return path;
-    }
-    std::wstring result(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
-    result.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(result.size()),
-                                   result.empty() ? nullptr : result.data(), nullptr));
-    return result;
+    // One that begins so is full, and is not to lose dots and spaces that its name ends with.
+    std::error_code none; // then the path is empty
+    return path == c_standardInput || path.starts_with(L"\\\\?\\") ? path
+                                                                   : std::filesystem::absolute(path, none).wstring();
 }
 
 std::wstring FromEnvironment(const wchar_t* name)
@@ -56,24 +52,17 @@ std::wstring FromEnvironment(const wchar_t* name)
 }
 
 /// Refuses an empty path, and one that ends in none of `endings` (if there are any).
-CLI::Validator EndsIn(std::vector<std::string> endings, const std::string& wanted)
+CLI::Option* AddPath(CLI::App* pApp, const std::string& name, std::wstring* pPath, const std::string& wanted = "a path",
+                     const std::vector<std::string>& endings = {})
 {
-    return {
-        [endings = std::move(endings), wanted](const std::string& path) {
-            const std::string lower = CLI::detail::to_lower(path);
-            const bool fits = endings.empty() ||
-                              std::ranges::any_of(endings, [&](const auto& ending) { return lower.ends_with(ending); });
-            return fits && !path.empty() ? "" : "needs " + wanted + ", not \"" + PathForUser(PYXToWide(path)) + "\"";
-        },
-        ""};
-}
-
-CLI::Option* AddPath(CLI::App* pApp, const std::string& name, std::wstring* pPath)
-{
-    return pApp->add_option_function<std::string>(name, [pPath](const std::string& path) {
-        const std::wstring wide = PYXToWide(path);
-        *pPath = wide == c_standardInput ? wide : FullPath(wide);
-    });
+    const auto isWanted = [=](const std::string& path) {
+        const bool fits = endings.empty() || std::ranges::any_of(endings, [&](const std::string& ending) {
+                              return CLI::detail::to_lower(path).ends_with(ending);
+                          });
+        return fits && !path.empty() ? "" : "needs " + wanted + ", not \"" + PathForUser(PYXToWide(path)) + "\"";
+    };
+    const auto take = [pPath](const std::string& path) { *pPath = FullPath(PYXToWide(path)); };
+    return pApp->add_option_function<std::string>(name, take)->check(isWanted);
 }
 
 /// They would make an octal number of it.
@@ -97,12 +86,11 @@ void Declare(CLI::App* pApp, Options* pOptions, std::vector<double>* pSaveAt)
     pOptions->progress = automatic;
     pApp->allow_windows_style_options(false); // "/name" is a path
     pApp->set_version_flag("--version", "replay " PYX_VERSION);
-    AddPath(pApp, "INPUT", &pOptions->input)->required()->check(EndsIn({}, "a path"));
-    AddPath(pApp, "-o,--output", &pOptions->output)
-        ->check(EndsIn({".mp4", ".mov", ".mkv"}, "a file .mp4, .mov or .mkv"));
-    AddPath(pApp, "--temp", &pOptions->temp)->check(EndsIn({}, "a path"));
+    AddPath(pApp, "INPUT", &pOptions->input)->required();
+    AddPath(pApp, "-o,--output", &pOptions->output, "a file .mp4, .mov or .mkv", {".mp4", ".mov", ".mkv"});
+    AddPath(pApp, "--temp", &pOptions->temp);
     // Its ending keeps it apart from the input and the clip, which it would replace.
-    AddPath(pApp, "--report", &pOptions->report)->check(EndsIn({".html", ".htm"}, "a file .html"));
+    AddPath(pApp, "--report", &pOptions->report, "a file .html", {".html", ".htm"});
     pApp->add_option("--duration", pOptions->duration)
         ->transform(WithoutLeadingZeros)
         ->check(CLI::Range(1, std::numeric_limits<pyx_int32>::max())); // the property's bounds
@@ -125,23 +113,6 @@ void Declare(CLI::App* pApp, Options* pOptions, std::vector<double>* pSaveAt)
         ->check(CLI::IsMember(styles));
 }
 
-/// "--name=" would take the next argument for its value. `arguments` come last
-/// one first; what follows "--" are no options.
-Outcome CheckValues(const std::vector<std::string>& arguments)
-{
-    const auto isEmptyValue = [](const std::string& text) { return text.starts_with("--") && text.ends_with("="); };
-    const auto options = std::find(arguments.rbegin(), arguments.rend(), "--");
-    const auto found = std::find_if(arguments.rbegin(), options, isEmptyValue);
-    return found == options ? Outcome()
-                            : Outcome(ExitCode::BadUsage, found->substr(0, found->size() - 1) + " needs a value");
-}
-
-/// So that a failure to understand the rest can be told in the form asked for.
-bool AsksForJson(const std::vector<std::string>& arguments)
-{
-    return std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
-}
-
 } // namespace
 
 Outcome ReadCommandLine(Options* pOptions, std::string* pText)
@@ -150,25 +121,27 @@ Outcome ReadCommandLine(Options* pOptions, std::string* pText)
     std::vector<double> saveAt;
     std::vector<std::string> typed = ReversedArguments();
     Declare(&app, pOptions, &saveAt);
-    pOptions->json = AsksForJson(typed);
-    pOptions->control = FromEnvironment(L"PYX_REPLAY_CONTROL"); // from the script that starts us on Linux
+    pOptions->json = std::ranges::find(typed, "--json") != typed.end(); // also when the rest is not understood
+    pOptions->control = FromEnvironment(L"PYX_REPLAY_CONTROL");         // from the script that starts us on Linux
     pOptions->completed = FromEnvironment(L"PYX_REPLAY_COMPLETED");
     pOptions->output = FullPath(L"replay.mp4");
     std::error_code none; // then the path is empty, and the run says that there is no such directory
     pOptions->temp = FullPath(std::filesystem::temp_directory_path(none).native());
-    RETURN_ON_FAILURE(CheckValues(typed));
+    // "--name=" would take the next argument for its value. What follows "--" are no options.
+    const auto options = std::find(typed.rbegin(), typed.rend(), "--");
+    const auto empty = std::find_if(
+        typed.rbegin(), options, [](const std::string& text) { return text.starts_with("--") && text.ends_with("="); });
+    if (empty != options)
+    {
+        return {ExitCode::BadUsage, empty->substr(0, empty->size() - 1) + " needs a value"};
+    }
     try
     {
         app.parse(typed);
     }
-    catch (const CLI::CallForVersion& version)
+    catch (const CLI::Success& asked)
     {
-        *pText = std::string(version.what()) + "\n";
-        return {};
-    }
-    catch (const CLI::CallForHelp&)
-    {
-        *pText = c_help;
+        *pText = asked.get_name() == "CallForVersion" ? "replay " PYX_VERSION "\n" : c_help;
         return {};
     }
     catch (const CLI::ParseError& error)

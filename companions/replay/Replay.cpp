@@ -360,7 +360,7 @@ void Replay::WarnOfLosses(const LiveOrder& order, pyx_uint64 lateAudio)
     }
     if (m_input.BrokenText().empty() && order.DroppedAudio() > PYX_TICKS_PER_SECOND)
     {
-        Warn("the last " + FormatSeconds(static_cast<double>(order.DroppedAudio()) / PYX_TICKS_PER_SECOND, 1) +
+        Warn("the last " + FormatSeconds(ToSeconds(order.DroppedAudio()), 1) +
              " s of the audio are left out, because the video ends there");
     }
     if (lateAudio > 0)
@@ -380,9 +380,8 @@ void Replay::WarnOfMissing(const PYXSavedClip& clip, const ClipContents& content
     const pyx_int64 missing = clip.newest - clip.to;
     if (missing > PYX_TICKS_PER_SECOND)
     {
-        Warn("the newest " + FormatSeconds(static_cast<double>(missing) / PYX_TICKS_PER_SECOND, 1) +
-             " s are not in the clip: --exact cuts it " + std::to_string(m_options.duration) +
-             " s after its first picture");
+        Warn("the newest " + FormatSeconds(ToSeconds(missing), 1) + " s are not in the clip: --exact cuts it " +
+             std::to_string(m_options.duration) + " s after its first picture");
     }
 }
 

@@ -19,5 +19,10 @@ std::string FormatBytes(pyx_uint64 bytes);
 /// "01:05" for 65 seconds, "1:00:05" past the hour.
 std::string FormatTime(pyx_int64 ticks);
 
+inline double ToSeconds(pyx_int64 ticks)
+{
+    return static_cast<double>(ticks) / PYX_TICKS_PER_SECOND;
+}
+
 /// "12.345" seconds with `digits` digits after the point.
 std::string FormatSeconds(double seconds, int digits);

@@ -25,16 +25,12 @@ std::string Row(const char* name, const std::string& value)
     return row + value + "\n";
 }
 
-double Seconds(pyx_int64 ticks)
-{
-    return static_cast<double>(ticks) / PYX_TICKS_PER_SECOND;
-}
-
 std::string Covers(const PYXSavedClip& clip, pyx_int64 origin)
 {
     const pyx_int64 missing = clip.newest - clip.to;
-    return FormatSeconds(Seconds(clip.from - origin), 2) + " s to " + FormatSeconds(Seconds(clip.to - origin), 2) +
-           " s of the input" + (missing > 0 ? ", without the newest " + FormatSeconds(Seconds(missing), 2) + " s" : "");
+    return FormatSeconds(ToSeconds(clip.from - origin), 2) + " s to " + FormatSeconds(ToSeconds(clip.to - origin), 2) +
+           " s of the input" +
+           (missing > 0 ? ", without the newest " + FormatSeconds(ToSeconds(missing), 2) + " s" : "");
 }
 
 double Milliseconds(std::chrono::nanoseconds time)
@@ -49,25 +45,15 @@ nlohmann::ordered_json ClipAsJson(const ReportedClip& reported, pyx_int64 origin
     return {
         {"gopsKept", contents.groups},
         {"secondsKept", contents.seconds},
-        {"coveredFrom", Seconds(clip.from - origin)},
-        {"coveredTo", Seconds(clip.to - origin)},
-        {"missingNewest", Seconds(clip.newest - clip.to)},
+        {"coveredFrom", ToSeconds(clip.from - origin)},
+        {"coveredTo", ToSeconds(clip.to - origin)},
+        {"missingNewest", ToSeconds(clip.newest - clip.to)},
         {"packetsWritten", contents.videoPackets + contents.audioPackets},
         {"videoPacketsWritten", contents.videoPackets},
         {"audioPacketsWritten", contents.audioPackets},
         {"bytesWritten", contents.bytes},
         {"output", PathForUser(clip.path)},
     };
-}
-
-nlohmann::ordered_json NoClipAsJson()
-{
-    nlohmann::ordered_json json = ClipAsJson(ReportedClip(), 0);
-    for (const char* name : {"coveredFrom", "coveredTo", "missingNewest", "output"})
-    {
-        json[name] = nullptr;
-    }
-    return json;
 }
 
 } // namespace
@@ -114,7 +100,12 @@ std::string ReportAsJson(const Report& report, const Outcome& run)
         {"bytesIn", report.in.bytes},
         {"mode", report.exact ? "exact" : "whole"},
     };
-    json.update(report.clips.empty() ? NoClipAsJson() : ClipAsJson(report.clips.back(), report.origin));
+    json.update(ClipAsJson(report.clips.empty() ? ReportedClip() : report.clips.back(), report.origin));
+    if (report.clips.empty())
+    {
+        json.update(
+            {{"coveredFrom", nullptr}, {"coveredTo", nullptr}, {"missingNewest", nullptr}, {"output", nullptr}});
+    }
     json["clips"] = nlohmann::ordered_json::array();
     for (const ReportedClip& clip : report.clips)
     {
