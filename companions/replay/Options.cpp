@@ -19,7 +19,7 @@ namespace
 {
 
 constexpr const char* c_help =
-#include "Help.inc"
+#include "help.txt.inc"
     ;
 
 /// The arguments without the program's name, last one first, as the parser

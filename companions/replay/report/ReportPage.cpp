@@ -18,17 +18,12 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(TimelineGroup, start, end, pictures, audioPac
 namespace
 {
 
+constexpr std::string_view c_page =
+#include "report/report.html.inc"
+    ;
 constexpr std::string_view c_placeForRun = "@RUN@";
-
-/// The resource that report.rc makes of report.html.
-std::string_view Template()
-{
-    const HRSRC resource = FindResourceW(nullptr, L"REPORT_PAGE", RT_RCDATA);
-    const HGLOBAL loaded = resource ? LoadResource(nullptr, resource) : nullptr; // stays loaded as the program does
-    const void* pData = loaded ? LockResource(loaded) : nullptr;
-    return pData ? std::string_view(static_cast<const char*>(pData), SizeofResource(nullptr, resource))
-                 : std::string_view();
-}
+constexpr std::size_t c_place = c_page.find(c_placeForRun);
+static_assert(c_place != c_page.npos);
 
 /// Where the page finds the clip, by full paths. It is relative, so that both
 /// can be moved together; on another drive it is not. The page encodes it.
@@ -66,16 +61,10 @@ std::string RunAsText(const Options& options, const Report& report, const Outcom
 
 Outcome WriteReportPage(const Options& options, const Report& report, const Outcome& run)
 {
-    const std::string_view page = Template();
-    const std::size_t place = page.find(c_placeForRun);
-    if (place == std::string_view::npos)
-    {
-        return {ExitCode::Failed, "this program has no report page in it"};
-    }
-    const std::string text = RunAsText(options, report, run);
     PartFile part(options.report);
     std::ofstream file(std::filesystem::path(part.WorkingPath()), std::ios::binary);
-    file << page.substr(0, place) << text << page.substr(place + c_placeForRun.size());
+    file << c_page.substr(0, c_place) << RunAsText(options, report, run)
+         << c_page.substr(c_place + c_placeForRun.size());
     file.close();
     const unsigned long error = file ? part.Commit() : GetLastError();
     if (!file || error != ERROR_SUCCESS)
