@@ -248,19 +248,14 @@ void Replay::BeginSave()
 {
     const std::lock_guard lock(m_sync);
     const PYXRecorderLook look = m_pRecorder ? m_pRecorder->Look() : PYXRecorderLook();
-    if (!m_pRecorder && m_report.fed)
+    const char* refusal = !m_pRecorder && m_report.fed ? "no clip is saved: the recording has ended"
+                          : look.groups == 0           ? "no clip is saved, recording goes on: nothing is kept yet"
+                          : look.savesForPicture > 0
+                              ? "a clip that was asked for before is not begun yet and serves this request too"
+                              : nullptr;
+    if (refusal)
     {
-        Warn("no clip is saved: the recording has ended");
-        return;
-    }
-    if (look.groups == 0)
-    {
-        Warn("no clip is saved, recording goes on: nothing is kept yet");
-        return;
-    }
-    if (look.savesForPicture > 0)
-    {
-        Warn("a clip that was asked for before is not begun yet and serves this request too");
+        Warn(refusal);
         return;
     }
     const std::wstring path = NextPath();

@@ -9,8 +9,10 @@
 #include <fcntl.h>
 #include <io.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace
 {
@@ -38,9 +40,11 @@ void SetTraceLevel(bool verbose)
 /// Prints the report; a run whose report cannot be written has failed.
 int End(const Options& options, Outcome outcome, const std::string& report)
 {
-    if (Outcome printed = PrintReport(report); outcome.IsOk())
+    const bool isPrinted = std::fputs(report.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
+    if (!isPrinted && outcome.IsOk())
     {
-        outcome = std::move(printed);
+        outcome = {ExitCode::CannotWrite,
+                   std::string("the report could not be written to standard output: ") + std::strerror(errno)};
     }
     if (!outcome.IsOk())
     {

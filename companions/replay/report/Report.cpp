@@ -5,9 +5,8 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <iomanip>
+#include <sstream>
 
 namespace
 {
@@ -16,21 +15,6 @@ std::string Packets(pyx_uint64 video, pyx_uint64 audio, pyx_uint64 bytes)
 {
     return std::to_string(video + audio) + " packets (" + std::to_string(video) + " video, " + std::to_string(audio) +
            " audio), " + FormatBytes(bytes);
-}
-
-std::string Row(const char* name, const std::string& value)
-{
-    std::string row(name);
-    row.resize(10, ' ');
-    return row + value + "\n";
-}
-
-std::string Covers(const PYXSavedClip& clip, pyx_int64 origin)
-{
-    const pyx_int64 missing = clip.newest - clip.to;
-    return FormatSeconds(ToSeconds(clip.from - origin), 2) + " s to " + FormatSeconds(ToSeconds(clip.to - origin), 2) +
-           " s of the input" +
-           (missing > 0 ? ", without the newest " + FormatSeconds(ToSeconds(missing), 2) + " s" : "");
 }
 
 double Milliseconds(std::chrono::nanoseconds time)
@@ -69,26 +53,28 @@ void Report::Add(const MediaPacket& packet, const PYXRecorderLook& look, std::ch
 
 std::string ReportAsTable(const Report& report)
 {
-    std::string table = Row("In", Packets(report.in.videoPackets, report.in.audioPackets, report.in.bytes));
+    std::ostringstream table;
+    table << std::fixed << std::setprecision(2) << "In        "
+          << Packets(report.in.videoPackets, report.in.audioPackets, report.in.bytes) << "\n";
     for (const auto& [clip, contents] : report.clips)
     {
-        table += Row("Kept", std::to_string(contents.groups) + (contents.groups == 1 ? " group, " : " groups, ") +
-                                 FormatSeconds(contents.seconds, 2) + " s") +
-                 Row("Covers", Covers(clip, report.origin)) +
-                 Row("Written", Packets(contents.videoPackets, contents.audioPackets, contents.bytes)) +
-                 Row("Output", PathForUser(clip.path));
+        const double missing = ToSeconds(clip.newest - clip.to);
+        table << "Kept      " << contents.groups << (contents.groups == 1 ? " group, " : " groups, ")
+              << contents.seconds << " s\nCovers    " << ToSeconds(clip.from - report.origin) << " s to "
+              << ToSeconds(clip.to - report.origin) << " s of the input"
+              << (missing > 0 ? ", without the newest " + FormatSeconds(missing, 2) + " s" : "") << "\nWritten   "
+              << Packets(contents.videoPackets, contents.audioPackets, contents.bytes) << "\nOutput    "
+              << PathForUser(clip.path) << "\n";
     }
-    if (report.clips.empty())
-    {
-        table += Row("Output", "none");
-    }
+    table << (report.clips.empty() ? "Output    none\n" : "");
     if (report.savedMeanwhile)
     {
-        table += Row("Longest", "SubmitInput " + FormatSeconds(Milliseconds(report.longestSubmit.whileSaving), 3) +
-                                    " ms while a clip was saved, " +
-                                    FormatSeconds(Milliseconds(report.longestSubmit.otherwise), 3) + " ms otherwise");
+        table << "Longest   SubmitInput " << FormatSeconds(Milliseconds(report.longestSubmit.whileSaving), 3)
+              << " ms while a clip was saved, " << FormatSeconds(Milliseconds(report.longestSubmit.otherwise), 3)
+              << " ms otherwise\n";
     }
-    return table + Row("Taken", FormatSeconds(report.secondsTaken, 2) + " s");
+    table << "Taken     " << report.secondsTaken << " s\n";
+    return table.str();
 }
 
 std::string ReportAsJson(const Report& report, const Outcome& run)
@@ -125,13 +111,4 @@ std::string ReportAsJson(const Report& report, const Outcome& run)
     }
     // A file name may hold half a surrogate pair, which UTF-8 has no form for.
     return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
-}
-
-Outcome PrintReport(const std::string& text)
-{
-    const bool written = std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
-    return written
-               ? Outcome()
-               : Outcome(ExitCode::CannotWrite,
-                         std::string("the report could not be written to standard output: ") + std::strerror(errno));
 }

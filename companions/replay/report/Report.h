@@ -52,6 +52,3 @@ std::string ReportAsTable(const Report& report);
 
 /// The same as one JSON object on one line, with the failure if the run failed.
 std::string ReportAsJson(const Report& report, const Outcome& run);
-
-/// Prints on standard output. CannotWrite: not everything could be written.
-Outcome PrintReport(const std::string& text);
