@@ -2,6 +2,7 @@
 
 #include "common/RuntimeLoader.h"
 
+#include <algorithm>
 #include <cstdio>
 
 void Trace(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope, int argCount,
@@ -21,30 +22,39 @@ std::wstring FormatText(const wchar_t* format, ...)
 {
     va_list args;
     va_start(args, format);
-    const int length = _vscwprintf(format, args);
-    va_end(args);
-    if (length <= 0)
-    {
-        return {};
-    }
-    std::wstring text(static_cast<size_t>(length), L'\0');
-    va_start(args, format);
-    _vsnwprintf(text.data(), text.size() + 1, format, args);
+    std::wstring text = MakeAssertText(1, format, args);
     va_end(args);
     return text;
 }
 
-void TraceFailedCondition(const PYXTraceSource& source, pyx_int32 line, const std::wstring& message)
+std::wstring MakeAssertText(int argCount, const wchar_t* message, va_list args)
 {
-    Trace(source.source, line, PYX_TRACE_ERROR, source.scope, 0, (L"Assertion failed:" + message).c_str());
+    if (argCount == 0)
+    {
+        return message;
+    }
+    va_list sameArgs;
+    va_copy(sameArgs, args);
+    const int length = _vscwprintf(message, args);
+    std::wstring text(static_cast<size_t>(std::max(length, 0)), L'\0');
+    _vsnwprintf(text.data(), text.size() + 1, message, sameArgs);
+    va_end(sameArgs);
+    return text;
 }
 
-void TraceFailedCall(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT result, const std::wstring& message)
+void TraceFailedCheck(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT result, int argCount,
+                      const wchar_t* message, ...)
 {
     const PYXRuntimeReference runtime(PYXRuntimeUse::Record);
     if (PYXTrace* const pTrace = runtime.GetTrace())
     {
-        const std::wstring text = FormatText(L"PYX_ERROR %d : %s: ", result, pTrace->GetResultText(result)) + message;
+        va_list args;
+        va_start(args, message);
+        const std::wstring text =
+            (result == PYX_OK ? L"Assertion failed:"
+                              : FormatText(L"PYX_ERROR %d : %s: ", result, pTrace->GetResultText(result))) +
+            MakeAssertText(argCount, message, args);
+        va_end(args);
         Trace(source.source, line, PYX_TRACE_ERROR, source.scope, 0, text.c_str());
     }
 }

@@ -26,21 +26,17 @@ void Trace(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* 
 std::wstring FormatText(const wchar_t* format, ...);
 
 /// The message of a check, formatted only when there are arguments.
-template <class... Args> std::wstring MakeAssertText(const wchar_t* message, Args... args)
-{
-    if constexpr (sizeof...(args) == 0)
-    {
-        return message;
-    }
-    else
-    {
-        return FormatText(message, args...);
-    }
-}
+std::wstring MakeAssertText(int argCount, const wchar_t* message, va_list args);
 
-/// The two records of the check macros, at the error level.
-void TraceFailedCondition(const PYXTraceSource& source, pyx_int32 line, const std::wstring& message);
-void TraceFailedCall(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT result, const std::wstring& message);
+/// The record of a check, at the error level: of a call that failed with `result`, or else of a condition. Makes the
+/// text, so that a check that holds costs its function neither registers nor a place in the cache.
+void TraceFailedCheck(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT result, int argCount,
+                      const wchar_t* message, ...);
+
+template <class... Args> constexpr int PYXCountArguments(const wchar_t*, Args...)
+{
+    return sizeof...(Args);
+}
 
 #define PYX_WIDEN_TEXT(text) L##text
 #define PYX_WIDEN(text) PYX_WIDEN_TEXT(text)
@@ -69,7 +65,7 @@ void TraceFailedCall(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT re
     {                                                                                                                  \
         if (!(condition))                                                                                              \
         {                                                                                                              \
-            TraceFailedCondition(c_traceSource, line, MakeAssertText(__VA_ARGS__));                                    \
+            TraceFailedCheck(c_traceSource, line, PYX_OK, PYXCountArguments(__VA_ARGS__), __VA_ARGS__);                \
             return code;                                                                                               \
         }                                                                                                              \
     } while (false)
@@ -80,7 +76,7 @@ void TraceFailedCall(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT re
         const PYX_RESULT pyxResult = (call);                                                                           \
         if (pyxResult != PYX_OK)                                                                                       \
         {                                                                                                              \
-            TraceFailedCall(c_traceSource, line, pyxResult, MakeAssertText(__VA_ARGS__));                              \
+            TraceFailedCheck(c_traceSource, line, pyxResult, PYXCountArguments(__VA_ARGS__), __VA_ARGS__);             \
             return pyxResult;                                                                                          \
         }                                                                                                              \
     } while (false)
