@@ -14,19 +14,44 @@ inline constexpr pyx_uint32 PYX_WAIT_FOREVER = 0xFFFFFFFF;
 class PYX_CAPABILITY("lock") PYXCriticalSection
 {
 public:
-    PYXCriticalSection();
+    PYXCriticalSection()
+    {
+        InitializeCriticalSection(&m_section);
+    }
+
     PYXCriticalSection(const PYXCriticalSection&) = delete;
     PYXCriticalSection& operator=(const PYXCriticalSection&) = delete;
 
     /// Enters the section. A time-out other than PYX_WAIT_FOREVER is the number
     /// of further tries after the first, one millisecond apart. True when the
     /// section was entered.
-    virtual bool Lock(pyx_uint32 timeout) PYX_TRY_ACQUIRE(true);
+    virtual bool Lock(pyx_uint32 timeout) PYX_TRY_ACQUIRE(true)
+    {
+        if (timeout == PYX_WAIT_FOREVER)
+        {
+            EnterCriticalSection(&m_section);
+            return true;
+        }
+        bool entered = TryEnterCriticalSection(&m_section) != FALSE;
+        for (pyx_uint32 tries = 0; !entered && tries < timeout; ++tries)
+        {
+            Sleep(1);
+            entered = TryEnterCriticalSection(&m_section) != FALSE;
+        }
+        return entered;
+    }
 
     /// Leaves the section. Always true.
-    virtual bool Unlock() PYX_RELEASE();
+    virtual bool Unlock() PYX_RELEASE()
+    {
+        LeaveCriticalSection(&m_section);
+        return true;
+    }
 
-    virtual ~PYXCriticalSection();
+    virtual ~PYXCriticalSection()
+    {
+        DeleteCriticalSection(&m_section);
+    }
 
 private:
     CRITICAL_SECTION m_section;
