@@ -204,14 +204,20 @@ bool PYXDataStreamMemoryImpl::Grow(pyx_uint64 size)
     }
 }
 
-/// Takes up to `wantedSize` bytes of a segment with room.
+/// Takes up to `wantedSize` bytes of a segment with room: those after the last slice, if they are free.
 void PYXDataStreamMemoryImpl::AddSlice(pyx_uint64 wantedSize)
 {
-    const auto segment = m_spSegments->Open(wantedSize);
-    const pyx_uint64 size = std::min(wantedSize, segment->size - segment->used);
-    m_slices.push_back({segment, segment->pBytes.get() + segment->used, Size() + size});
-    segment->used += size;
-    ++segment->holders;
+    if (m_slices.empty() || !m_slices.back().HasRoom())
+    {
+        const auto segment = m_spSegments->Open(wantedSize);
+        m_slices.push_back({segment, segment->pBytes.get() + segment->used, Size()});
+        ++segment->holders;
+    }
+    Slice& last = m_slices.back();
+    const pyx_uint64 size = std::min(wantedSize, last.segment->size - last.segment->used);
+    last.pEnd += size;
+    last.end += size;
+    last.segment->used += size;
 }
 
 /// Drops what is after `size` bytes, if anything.
@@ -220,6 +226,7 @@ void PYXDataStreamMemoryImpl::Cut(pyx_uint64 size)
     if (size < Size())
     {
         const auto last = std::ranges::lower_bound(m_slices, size, {}, &Slice::end);
+        last->pEnd -= last->end - size;
         last->end = size;
         DropSlices(last + 1);
     }
@@ -236,11 +243,10 @@ void PYXDataStreamMemoryImpl::DropSlices(std::vector<Slice>::iterator first)
 template <class Copy> void PYXDataStreamMemoryImpl::Advance(pyx_uint64 size, const Copy& copy)
 {
     auto slice = std::ranges::upper_bound(m_slices, m_pos, {}, &Slice::end);
-    pyx_uint64 begin = slice == m_slices.begin() ? 0 : std::prev(slice)->end;
-    for (const pyx_uint64 end = m_pos + size; m_pos < end; begin = slice->end, ++slice)
+    for (const pyx_uint64 end = m_pos + size; m_pos < end; ++slice)
     {
         const pyx_uint64 length = std::min(end, slice->end) - m_pos;
-        copy(slice->pBytes + (m_pos - begin), length);
+        copy(slice->pEnd - (slice->end - m_pos), length);
         m_pos += length;
     }
 }

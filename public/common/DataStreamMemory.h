@@ -93,8 +93,13 @@ private:
     struct Slice
     {
         PYXMemorySegments::Place segment;
-        pyx_uint8* pBytes; ///< in the segment
-        pyx_uint64 end;    ///< position in the stream
+        pyx_uint8* pEnd; ///< in the segment
+        pyx_uint64 end;  ///< position in the stream
+
+        bool HasRoom() const
+        {
+            return segment->used < segment->size && pEnd == segment->pBytes.get() + segment->used;
+        }
     };
 
     pyx_uint64 Size() const;

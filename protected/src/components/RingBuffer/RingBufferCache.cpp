@@ -55,12 +55,13 @@ std::shared_ptr<PYXRingBufferGOP> PYXRingBufferCache::CreateGOP()
 {
     try
     {
-        if (!m_spSegments)
+        if (!m_memory.spVideo)
         {
-            m_spSegments = std::make_shared<PYXMemorySegments>();
+            m_memory = {std::make_shared<PYXMemorySegments>(), std::make_shared<PYXMemorySegments>()};
         }
-        m_spSegments->BeginGroup();
-        return std::make_shared<PYXRingBufferGOP>(m_pContext, m_tempPath, m_bufferInRam, m_spSegments);
+        m_memory.spVideo->BeginGroup();
+        m_memory.spAudio->BeginGroup();
+        return std::make_shared<PYXRingBufferGOP>(m_pContext, m_tempPath, m_bufferInRam, m_memory);
     }
     catch (const std::bad_alloc&)
     {
@@ -169,5 +170,5 @@ void PYXRingBufferCache::ClearGOPs()
     m_pendingAudio.clear();
     m_pActiveGOP.reset();
     m_listOfGOPs.clear();
-    m_spSegments.reset();
+    m_memory = {};
 }

@@ -141,8 +141,7 @@ private:
     std::wstring m_tempPath PYX_GUARDED_BY(this);
     bool m_bufferInRam PYX_GUARDED_BY(this) = false;
 
-    /// Holds the packets of the groups in memory; null while there are none.
-    std::shared_ptr<PYXMemorySegments> m_spSegments PYX_GUARDED_BY(this);
+    PYXGroupMemory m_memory PYX_GUARDED_BY(this); // empty while there are no groups
 
     /// Waits for a group, in order of arrival.
     std::deque<PYXInterfacePtr<PYXBuffer>> m_pendingAudio PYX_GUARDED_BY(this);

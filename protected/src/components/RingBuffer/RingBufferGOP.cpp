@@ -47,10 +47,10 @@ std::wstring AddExtension(const std::wstring& fileName, const wchar_t* extension
 } // namespace
 
 PYXRingBufferGOP::PYXRingBufferGOP(PYXContext* pContext, const std::wstring& tempPath, bool inRam,
-                                   const std::shared_ptr<PYXMemorySegments>& spSegments)
+                                   const PYXGroupMemory& memory)
     : m_spContext(pContext), m_fileName(TakeFileName(tempPath)),
-      m_audio(pContext, inRam, spSegments, AddExtension(m_fileName, L".RBA"), c_audioTexts),
-      m_video(pContext, inRam, spSegments, AddExtension(m_fileName, L".RBV"), c_videoTexts)
+      m_audio(pContext, inRam, memory.spAudio, AddExtension(m_fileName, L".RBA"), c_audioTexts),
+      m_video(pContext, inRam, memory.spVideo, AddExtension(m_fileName, L".RBV"), c_videoTexts)
 {
 }
 

@@ -6,7 +6,16 @@
 #include "common/ThreadSafety.h"
 #include "PacketStore.h"
 
+#include <memory>
 #include <string>
+
+/// Where groups keep their packets in memory. Each kind has segments of its own, so that a
+/// group's packets of one kind are side by side.
+struct PYXGroupMemory
+{
+    std::shared_ptr<PYXMemorySegments> spVideo;
+    std::shared_ptr<PYXMemorySegments> spAudio;
+};
 
 /// One group of pictures: its video packets, and the audio that falls into its
 /// time span.
@@ -19,10 +28,9 @@ class PYXRingBufferGOP : public PYXCriticalSection
 {
 public:
     /// `pContext` is acquired and may be null, `tempPath` may be empty; what is
-    /// then impossible is refused later. `spSegments` holds the packets in memory;
-    /// groups that share it share the cache's lock, too. Opens nothing.
-    PYXRingBufferGOP(PYXContext* pContext, const std::wstring& tempPath, bool inRam,
-                     const std::shared_ptr<PYXMemorySegments>& spSegments = nullptr);
+    /// then impossible is refused later. Groups that share `memory` share the cache's lock,
+    /// too. Opens nothing.
+    PYXRingBufferGOP(PYXContext* pContext, const std::wstring& tempPath, bool inRam, const PYXGroupMemory& memory);
     PYXRingBufferGOP(const PYXRingBufferGOP&) = delete;
     PYXRingBufferGOP& operator=(const PYXRingBufferGOP&) = delete;
     ~PYXRingBufferGOP() override;
