@@ -14,6 +14,8 @@ namespace
 
 constexpr PYXTraceSource c_traceSource{L"common/DataStreamMemory", L"PYXDataStreamMemoryImpl"};
 
+constexpr pyx_uint64 c_fetchAhead = 1024; // bytes; more costs more than it saves
+
 } // namespace
 
 void PYXMemorySegments::Free::operator()(pyx_uint8* p) const noexcept
@@ -131,6 +133,10 @@ PYX_RESULT PYXDataStreamMemoryImpl::Write(const void* pData, pyx_uint64 iSize, p
         memcpy(pBytes, pFrom, length);
         pFrom += length;
     });
+    if (iSize >= c_fetchAhead)
+    {
+        FetchAhead();
+    }
     if (pWritten)
     {
         *pWritten = iSize;
@@ -218,6 +224,17 @@ void PYXDataStreamMemoryImpl::AddSlice(pyx_uint64 wantedSize)
     last.pEnd += size;
     last.end += size;
     last.segment->used += size;
+}
+
+/// Has the memory that the next write begins in brought into the caches while the caller does something else.
+void PYXDataStreamMemoryImpl::FetchAhead() const
+{
+    const PYXMemorySegments::Segment& segment = *m_slices.back().segment;
+    const pyx_uint64 end = std::min(segment.used + c_fetchAhead, segment.size);
+    for (pyx_uint64 i = segment.used; i < end; i += SYSTEM_CACHE_ALIGNMENT_SIZE)
+    {
+        PreFetchCacheLine(PF_TEMPORAL_LEVEL_1, segment.pBytes.get() + i);
+    }
 }
 
 /// Drops what is after `size` bytes, if anything.

@@ -105,6 +105,7 @@ private:
     pyx_uint64 Size() const;
     bool Grow(pyx_uint64 size);
     void AddSlice(pyx_uint64 wantedSize);
+    void FetchAhead() const;
     void Cut(pyx_uint64 size);
     void DropSlices(std::vector<Slice>::iterator first);
     template <class Copy> void Advance(pyx_uint64 size, const Copy& copy);
