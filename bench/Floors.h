@@ -4,6 +4,8 @@
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"
 
+#include <windows.h>
+
 #include <cstddef>
 #include <deque>
 #include <filesystem>
@@ -16,19 +18,40 @@
 /// byte, the packet's properties and its times.
 using Record = PYXInterfacePtr<PYXBuffer>;
 
-/// One copy per packet into memory that was used before: a ring that holds as many
-/// bytes as the module keeps.
-class MemoryFloor
+/// What the contract of SubmitInput asks of any cache for each packet: it comes as
+/// PYXData, so its buffer is asked for, and a picture's kind; and inputs may be called
+/// from different threads, so there is one lock.
+class Floor
 {
 public:
     /// A start packet lets the oldest groups go beyond `keep`, its own included.
-    MemoryFloor(PYXContext* pContext, size_t keep, pyx_size bytesPerGroup);
+    Floor(PYXContext* pContext, size_t keep);
+    Floor(const Floor&) = delete;
+    Floor& operator=(const Floor&) = delete;
+    virtual ~Floor();
 
     void Take(const Packet& packet);
 
-private:
+protected:
+    virtual void Store(PYXBuffer* pPacket, PacketKind kind) = 0;
+
     PYXContext* const m_pContext;
     const size_t m_keep;
+
+private:
+    CRITICAL_SECTION m_lock;
+};
+
+/// One copy per packet into memory that was used before: a ring that holds as many
+/// bytes as the module keeps.
+class MemoryFloor final : public Floor
+{
+public:
+    MemoryFloor(PYXContext* pContext, size_t keep, pyx_size bytesPerGroup);
+
+private:
+    void Store(PYXBuffer* pPacket, PacketKind kind) override;
+
     std::vector<std::byte> m_ring;
     size_t m_used = 0;
     std::deque<std::vector<Record>> m_groups; // oldest first
@@ -39,16 +62,12 @@ private:
 /// when the next group has begun (the one for audio only by audio that comes before
 /// the group's second picture, else when it is deleted), and deleted when the group
 /// has become too old.
-class FileFloor
+class FileFloor final : public Floor
 {
 public:
-    /// Makes `directory` new and empty. `keep` as in MemoryFloor.
+    /// Makes `directory` new and empty.
     FileFloor(PYXContext* pContext, size_t keep, std::filesystem::path directory);
-    FileFloor(const FileFloor&) = delete;
-    FileFloor& operator=(const FileFloor&) = delete;
-    ~FileFloor();
-
-    void Take(const Packet& packet);
+    ~FileFloor() override;
 
 private:
     struct File
@@ -64,14 +83,13 @@ private:
         File audio;
     };
 
+    void Store(PYXBuffer* pPacket, PacketKind kind) override;
     void Begin();
-    void Append(File* pFile, const Packet& packet);
+    void Append(File* pFile, PYXBuffer* pPacket);
     static void Create(File* pFile);
     static void Close(File* pFile);
     void DropOldest();
 
-    PYXContext* const m_pContext;
-    const size_t m_keep;
     const std::filesystem::path m_directory;
     std::deque<Group> m_groups; // oldest first
     int m_counter = 0;
