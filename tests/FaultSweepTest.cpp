@@ -190,6 +190,7 @@ protected:
         // The last release writes a clip too; whatever it meets, it frees everything.
         EXPECT_EQ(m_spComponent->Init(0, 0, 0), PYX_OK) << m_where;
         Feed("V1K A1 V2 V3K A3 V4");
+        const auto spInput = Input(0); // a host may keep it longer than the component
         m_faults.Fail(watched, std::abs(nth) % 8 + 1, c_code);
         Destroy();
         EXPECT_TRUE(!m_faults.failed.empty() || Files() == "none") << m_where;
