@@ -1,4 +1,3 @@
-#include "common/RefCounted.h"
 #include "support/RingBufferTest.h"
 
 #include <objbase.h>
@@ -8,39 +7,37 @@ namespace
 
 class InterfaceTest : public RingBufferTest
 {
-protected:
-    /// Which of the identifiers an object has an interface for.
-    static std::string Answered(PYXInterface* pObject, const std::vector<std::wstring>& ids)
-    {
-        std::string answered;
-        for (const std::wstring& idText : ids)
-        {
-            PYXGuid id{};
-            CLSIDFromString(idText.c_str(), reinterpret_cast<CLSID*>(&id));
-            void* p = nullptr;
-            const bool isAnswered = pObject->QueryInterface(id, &p) == PYX_OK;
-            answered += isAnswered ? '1' : '0';
-            isAnswered ? pObject->Release() : 0;
-        }
-        return answered;
-    }
 };
 
 TEST_F(InterfaceTest, AnswerTheirIdentifiersOnly)
 {
-    const std::vector<std::wstring> ids = {
-        L"{9d872f34-90dc-4b93-b6b2-6ca37c8525db}", // PYXInterface
-        L"{c7cec05b-cfb9-48af-ace3-f68df8395fe3}", // PYXPropertyStorage
-        L"{16b8958d-e943-4a33-a35a-885ad828f267}", // PYXPropertyStorageEx
-        L"{8b51e5e4-455d-4034-a746-de1bedc3c406}", // PYXComponent
-        L"{fda792af-8712-44df-8ea0-dffaad2c8093}", // PYXComponentEx
-        L"{1181eee7-95f2-434a-9b96-ea550aa78489}", // PYXInput
-        L"{db08fe70-b743-4c26-b277-a5c8e814da04}", // PYXDataStream
-        L"{9d872f34-90dc-4b93-b6b2-6ca37c8525dc}", // nothing
+    const struct
+    {
+        const wchar_t* id;
+        bool ofComponent;
+        bool ofInput;
+    } rows[] = {
+        {L"{9d872f34-90dc-4b93-b6b2-6ca37c8525db}", true, true},   // PYXInterface
+        {L"{c7cec05b-cfb9-48af-ace3-f68df8395fe3}", true, true},   // PYXPropertyStorage
+        {L"{16b8958d-e943-4a33-a35a-885ad828f267}", true, true},   // PYXPropertyStorageEx
+        {L"{8b51e5e4-455d-4034-a746-de1bedc3c406}", true, false},  // PYXComponent
+        {L"{fda792af-8712-44df-8ea0-dffaad2c8093}", true, false},  // PYXComponentEx
+        {L"{1181eee7-95f2-434a-9b96-ea550aa78489}", false, true},  // PYXInput
+        {L"{db08fe70-b743-4c26-b277-a5c8e814da04}", false, false}, // PYXDataStream
+        {L"{9d872f34-90dc-4b93-b6b2-6ca37c8525dc}", false, false}, // nothing
     };
     Create();
-    EXPECT_EQ(Answered(m_spComponent.Get(), ids), "11111000");
-    EXPECT_EQ(Answered(Input(0).Get(), ids), "11100100");
+    for (const auto& row : rows)
+    {
+        PYXGuid id{};
+        CLSIDFromString(row.id, reinterpret_cast<CLSID*>(&id));
+        PYXInterfacePtr<PYXInterface> spFound;
+        const auto has = [&](auto pObject) {
+            return pObject->QueryInterface(id, reinterpret_cast<void**>(spFound.Out())) == PYX_OK;
+        };
+        EXPECT_EQ(has(m_spComponent.Get()), row.ofComponent) << Narrow(row.id);
+        EXPECT_EQ(has(Input(0)), row.ofInput) << Narrow(row.id);
+    }
 }
 
 TEST_F(InterfaceTest, TheFileExportsItsEntryAndImportsFromTheSystemOnly)
@@ -77,34 +74,16 @@ TEST_F(InterfaceTest, LeavesExceptionsToItsHost)
     EXPECT_EQ(s_met, 1);
 }
 
-/// Calls the input back whose last value it is.
-class LastValue final : public PYXRefCounted<PYXInterface>
-{
-public:
-    LastValue(PYXInput* pInput, std::string* pSeen) : m_pInput(pInput), m_pSeen(pSeen)
-    {
-    }
-    ~LastValue() override
-    {
-        const PYXInterfacePtr<PYXInput> spInput(m_pInput);
-        *m_pSeen = Get(m_pInput, L"ExtraData") + ' ' + Outcome(m_pInput->SetProperty(L"BitRate", {}));
-    }
-    PYX_RESULT QueryInterface(const PYXGuid&, void**) override
-    {
-        return PYX_NO_INTERFACE;
-    }
-
-private:
-    PYXInput* const m_pInput;
-    std::string* const m_pSeen;
-};
-
 TEST_F(InterfaceTest, AValueThatEndsWithItsInputMayCallItBack)
 {
     std::string seen;
     Start();
     auto spInput = Input(0);
-    spInput->SetProperty(L"ExtraData", PYXVariantBorrowInterface(new LastValue(spInput.Get(), &seen)));
+    const auto callBack = [&seen, pInput = spInput.Get()] {
+        const PYXInterfacePtr<PYXInput> spSelf(pInput);
+        seen = ::Get(pInput, L"ExtraData") + ' ' + Outcome(pInput->SetProperty(L"BitRate", {}));
+    };
+    spInput->SetProperty(L"ExtraData", PYXVariantBorrowInterface(new AtEnd(callBack)));
     Destroy();
     Traces();
     EXPECT_EQ(seen, "");

@@ -234,13 +234,11 @@ TEST_F(PropertyStorageExImplTest, ChecksBothHalvesOfAFloatSize)
     };
     const float nan = std::numeric_limits<float>::quiet_NaN();
     m_storage.DeclareProperty({L"P", L"", PYX_VARIANT_FLOAT_SIZE, floats(2, 3), floats(2, 3), floats(8, 9), 3});
-    for (const auto& [width, height] : {std::pair{2.0F, 3.0F}, {8.0F, 9.0F}, {nan, 9.0F}, {8.0F, nan}})
-    {
-        EXPECT_EQ(m_storage.SetProperty(L"P", floats(width, height)), PYX_OK) << width << ' ' << height;
-    }
+    const auto set = [&](float width, float height) { return m_storage.SetProperty(L"P", floats(width, height)); };
+    EXPECT_EQ(set(2, 3) | set(8, 9) | set(nan, 9) | set(8, nan), PYX_OK);
     for (const auto& [width, height] : {std::pair{1.5F, 3.0F}, {2.0F, 2.5F}, {8.5F, 9.0F}, {8.0F, 9.5F}, {nan, 9.5F}})
     {
-        EXPECT_EQ(m_storage.SetProperty(L"P", floats(width, height)), PYX_OUT_OF_RANGE) << width << ' ' << height;
+        EXPECT_EQ(set(width, height), PYX_OUT_OF_RANGE) << width << ' ' << height;
     }
 }
 
@@ -267,37 +265,15 @@ TEST_F(PropertyStorageExImplTest, ValidatesAValueIntoItself)
     }
 }
 
-/// Asks a storage for its own value while it ends, from another thread too.
-class Curious final : public PYXRefCounted<PYXInterface>
-{
-public:
-    Curious(Storage& storage, std::string* pSeen) : m_storage(storage), m_pSeen(pSeen)
-    {
-    }
-    PYX_RESULT QueryInterface(const PYXGuid&, void**) override
-    {
-        return PYX_NO_INTERFACE;
-    }
-
-    ~Curious() override
-    {
-        Acquire();
-        Release(); // does not end it again
-        const auto look = [this] { return ::Get(&m_storage, L"Extra"); };
-        *m_pSeen += look() + ' ' + std::async(std::launch::async, look).get() + ' ';
-    }
-
-private:
-    Storage& m_storage;
-    std::string* const m_pSeen;
-};
-
 TEST_F(PropertyStorageExImplTest, AnInterfaceThatIsGivenUpEndsWithoutTheLock)
 {
     std::string seen;
     m_storage.DeclareProperty({L"Extra", L"", PYX_VARIANT_INTERFACE, c_null, c_null, c_null, 3});
     const auto set = [&] {
-        const PYXInterfacePtr<PYXInterface> spValue(new Curious(m_storage, &seen));
+        const PYXInterfacePtr<PYXInterface> spValue(new AtEnd([&] { // from another thread too
+            const auto look = [this] { return Get(L"Extra"); };
+            seen += look() + ' ' + std::async(std::launch::async, look).get() + ' ';
+        }));
         EXPECT_EQ(m_storage.SetProperty(L"Extra", PYXVariantBorrowInterface(spValue.Get())), PYX_OK);
         EXPECT_EQ(spValue->Acquire(), 3u); // the storage holds one
         spValue->Release();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/Component.h"
+#include "common/RefCounted.h"
 
 #include <functional>
 #include <string>
@@ -37,6 +38,26 @@ struct Companions
     /// two inputs each has its input's index in front: "1V0".
     std::string written;
     pyx_int64 base = -1; ///< what was taken off the packets' times, see Packet
+};
+
+/// An interface value that calls a function when it ends.
+class AtEnd final : public PYXRefCounted<PYXInterface>
+{
+public:
+    explicit AtEnd(std::function<void()> call) : m_call(std::move(call))
+    {
+    }
+    ~AtEnd() override
+    {
+        m_call();
+    }
+    PYX_RESULT QueryInterface(const PYXGuid&, void**) override
+    {
+        return PYX_NO_INTERFACE;
+    }
+
+private:
+    const std::function<void()> m_call;
 };
 
 /// A result and the records that were traced since the last look, one per line:
