@@ -314,6 +314,9 @@ TEST_F(PropertyStorageExImplTest, FallbacksStandInForWhatDoesNotConvert)
     }
     const PYXPropertyInfoImpl listed({L"P", L"", PYX_VARIANT_INT64, Number(8), {}, {}, 3, 0, c_colors});
     EXPECT_EQ(Text(listed.defaultValue) + Text(listed.value.Get()), "77");
+    const PYXVariant point{.type = PYX_VARIANT_FLOAT_POINT2D, .floatValues = {1, 2}};
+    const PYXPropertyInfoImpl ignored({L"P", L"", PYX_VARIANT_FLOAT_POINT2D, point, point, point, 3});
+    EXPECT_EQ(Text(ignored.defaultValue) + ' ' + Text(ignored.minValue), "0,0 1,2");
 }
 
 } // namespace
