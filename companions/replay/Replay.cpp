@@ -122,18 +122,11 @@ Outcome Replay::OpenInput()
 
 Outcome Replay::Record()
 {
-    PYXRecorder recorder;
-    if (const PYXStatus opened = recorder.Open(Settings()); !opened.IsOk())
-    {
-        return opened.result == PYX_FILE_NOT_OPEN
-                   ? Outcome(ExitCode::CannotWrite, "cannot write to the temporary directory " +
-                                                        PathForUser(m_options.temp) + ": " + opened.text)
-                   : Outcome(ExitCode::Failed, opened.text);
-    }
-    UseForSaves(&recorder);
+    std::optional<PYXRecorder> recorder;
+    RETURN_ON_FAILURE(Open(&recorder, Settings()));
     const Outcome fed = Feed(&recorder);
     UseForSaves(nullptr);
-    Outcome last = TakeClip(recorder.End({.path = m_options.output}));
+    Outcome last = TakeClip(recorder->End({.path = m_options.output}));
     if (last.Code() == ExitCode::NothingKept && !m_report.clips.empty())
     {
         last = CopyLastClip();
@@ -149,6 +142,35 @@ Outcome Replay::Record()
     return m_report.clips.empty() ? fed : Outcome(fed.Code(), fed.Text() + "; what was read until then is saved");
 }
 
+Outcome Replay::Open(std::optional<PYXRecorder>* pRecorder, const PYXRecorderSettings& settings)
+{
+    const PYXStatus opened = pRecorder->emplace().Open(settings);
+    if (opened.IsOk())
+    {
+        UseForSaves(&**pRecorder);
+        return {};
+    }
+    return opened.result == PYX_FILE_NOT_OPEN
+               ? Outcome(ExitCode::CannotWrite,
+                         "cannot write to the temporary directory " + PathForUser(m_options.temp) + ": " + opened.text)
+               : Outcome(ExitCode::Failed, opened.text);
+}
+
+/// No clip can describe pictures of two sizes, nor show a cut: what came before gets a clip of its own.
+Outcome Replay::BeginStretch(std::optional<PYXRecorder>* pRecorder, const MediaPacket& first)
+{
+    const std::wstring path = NextPath();
+    Warn("after " + FormatTime(first.pts - m_report.origin) + " the " +
+         (first.hidden ? "input has a cut" : "pictures have another size") +
+         ": what is kept from before it is saved as " + PathForUser(path));
+    UseForSaves(nullptr);
+    const Outcome saved = TakeClip((*pRecorder)->End({.path = path}));
+    NoteFailedSave(saved.Code() == ExitCode::NothingKept ? Outcome() : saved, "; recording goes on");
+    PYXRecorderSettings settings = Settings();
+    settings.video.size = first.size;
+    return Open(pRecorder, settings);
+}
+
 /// Null: from here on there is nothing to save.
 void Replay::UseForSaves(PYXRecorder* pRecorder)
 {
@@ -159,7 +181,7 @@ void Replay::UseForSaves(PYXRecorder* pRecorder)
     m_progress.Clear();
 }
 
-Outcome Replay::Feed(PYXRecorder* pRecorder)
+Outcome Replay::Feed(std::optional<PYXRecorder>* pRecorder)
 {
     LiveOrder order(&m_input, m_input.Audio() != nullptr);
     const Clock::time_point start = Clock::now();
@@ -182,14 +204,15 @@ Outcome Replay::Feed(PYXRecorder* pRecorder)
         {
             BeginSave();
         }
-        stored = Submit(pRecorder, packet);
+        stored = packet.newStretch ? BeginStretch(pRecorder, packet) : Outcome();
+        stored = stored.IsOk() ? Submit(&**pRecorder, packet) : stored;
     }
     RETURN_ON_FAILURE(stored);
     if (const std::ptrdiff_t missed = std::ssize(m_options.saveAt) - reached; missed > 0 && !IsInterrupted())
     {
         Warn(std::to_string(missed) + (missed == 1 ? " time" : " times") + " of --save-at come after the input's end");
     }
-    WarnOfLosses(order, pRecorder->Look().packetsLate);
+    WarnOfLosses(order, (*pRecorder)->Look().packetsLate);
     if (const std::string why = WhyBroken(order); !why.empty())
     {
         return {ExitCode::BadInput,
@@ -200,11 +223,6 @@ Outcome Replay::Feed(PYXRecorder* pRecorder)
 
 Outcome Replay::Submit(PYXRecorder* pRecorder, const MediaPacket& packet)
 {
-    if (packet.newStretch)
-    {
-        Warn("after " + FormatTime(packet.pts - m_report.origin) +
-             " the pictures have another size, or the input has a cut: players may not show a clip of both sides");
-    }
     const bool isHidden = packet.video && packet.hidden; // players leave such audio out by themselves
     const Clock::time_point start = Clock::now();
     const PYX_RESULT result = isHidden ? SubmitHidden(pRecorder, packet)

@@ -6,6 +6,7 @@
 #include "replay/report/Report.h"
 
 #include <mutex>
+#include <optional>
 
 /// One run of the program: opens the input, feeds the recorder, saves and checks
 /// the clips: one at the end, and one whenever it is asked for meanwhile.
@@ -36,7 +37,9 @@ private:
     PYXRecorderSettings Settings() const;
     Outcome Record();
     void UseForSaves(PYXRecorder* pRecorder);
-    Outcome Feed(PYXRecorder* pRecorder);
+    Outcome Open(std::optional<PYXRecorder>* pRecorder, const PYXRecorderSettings& settings);
+    Outcome BeginStretch(std::optional<PYXRecorder>* pRecorder, const MediaPacket& first);
+    Outcome Feed(std::optional<PYXRecorder>* pRecorder);
     Outcome Submit(PYXRecorder* pRecorder, const MediaPacket& packet);
     PYX_RESULT SubmitHidden(PYXRecorder* pRecorder, const MediaPacket& packet) const;
     void BeginSave();

@@ -153,6 +153,14 @@ def check_odd_inputs(replay, folder):
     (folder / "joined.ts").write_bytes(late + early + late)
     covered = replayed("joined.ts")["coveredTo"]
     check(len(frames(clip)) == 3 * pictures and abs(covered - 3 * SECONDS) < 1, f"joined parts make {covered} s")
+    # Pictures of another size cannot be in one clip with those before them: each size has its own.
+    run("ffmpeg", "-v", "error", "-y", "-i", video, "-s", "160x120", "-c:v", "libx264", "-c:a", "copy",
+        "-output_ts_offset", SECONDS, folder / "small.ts")
+    (folder / "sizes.ts").write_bytes(early + (folder / "small.ts").read_bytes())
+    replayed("sizes.ts", output=folder / "size.mp4")
+    widths = [(probe(part, "-show_streams")["streams"][0]["width"], len(frames(part)))
+              for part in (folder / "size-1.mp4", folder / "size.mp4")]
+    check(widths == [(320, pictures), (160, pictures)], f"the sizes' clips are {widths}")
     # The length that a pipe begins with is no promise.
     with video.open("rb") as whole:
         part = whole.read(video.stat().st_size // 2)

@@ -149,7 +149,6 @@ void MediaReader::AddWaiting(PacketPtr pPacket)
     {
         ParsePicture(&untaken);
     }
-    m_hasShown = m_hasShown || !packet.hidden;
     if (untaken.time && !m_nextTime)
     {
         m_nextTime = untaken.time;
@@ -184,13 +183,30 @@ void MediaReader::ParsePicture(Untaken* pUntaken)
     {
         SetSize(m_parser.Width(), m_parser.Height());
     }
-    packet.newStretch = isResized || (packet.key && packet.hidden && m_hasShown);
-    m_hasShown = m_hasShown && !packet.newStretch;
+    packet.size = {known.width, known.height};
+    packet.newStretch = isResized || (packet.key && packet.hidden);
+}
+
+/// Pictures that are not shown are needed for one that is, after them and before a cut. Those without are dropped.
+bool MediaReader::HasNext()
+{
+    while (m_pCodec->IsVideo() && !m_waiting.empty() && m_waiting.front().packet.hidden)
+    {
+        const auto next = std::find_if(m_waiting.begin() + 1, m_waiting.end(), [](const Untaken& untaken) {
+            return !untaken.packet.hidden || untaken.packet.newStretch;
+        });
+        if (next == m_waiting.end() ? !m_hasEnded : !next->packet.newStretch)
+        {
+            return next != m_waiting.end();
+        }
+        m_waiting.erase(m_waiting.begin(), next);
+    }
+    return !m_waiting.empty();
 }
 
 bool MediaReader::Take(MediaPacket* pPacket)
 {
-    if (m_waiting.empty())
+    if (!HasNext())
     {
         return false;
     }
@@ -210,6 +226,8 @@ bool MediaReader::Take(MediaPacket* pPacket)
     *pPacket = std::move(m_waiting.front().packet);
     m_waiting.pop_front();
     pPacket->pts = *time;
+    pPacket->newStretch = pPacket->newStretch && m_hasShown;
+    m_hasShown = !pPacket->hidden || (m_hasShown && !pPacket->newStretch);
     if (!m_sortsByOrder)
     {
         m_nextTime = *time + pPacket->duration;

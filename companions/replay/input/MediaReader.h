@@ -20,6 +20,7 @@ struct MediaPacket
     bool video = false;
     bool hidden = false;     ///< is needed to decode later packets and not shown itself
     bool newStretch = false; ///< a key picture that cannot be in one clip with what came before: another size, or a cut
+    PYXSize size{};          ///< of pictures; of key pictures only
 
     std::span<const pyx_uint8> Bytes() const
     {
@@ -116,6 +117,7 @@ private:
     void FindHowTimed(const AVPacket& first);
     bool AddFiltered(PacketPtr pPacket);
     void AddWaiting(PacketPtr pPacket);
+    bool HasNext();
     void ParsePicture(Untaken* pUntaken);
     void TakeNewExtraData(const AVPacket& packet);
     void SetSize(int width, int height);
@@ -138,5 +140,5 @@ private:
     bool m_sortsByOrder = false; // the file has decode times only
     PictureTimes m_times;        // then
     MissingTimes m_missing;      // of single pictures, otherwise
-    bool m_hasShown = false;     // a picture since the last cut
+    bool m_hasShown = false;     // a picture that was taken since the last cut
 };
