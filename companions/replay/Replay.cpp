@@ -242,7 +242,10 @@ Outcome Replay::Submit(PYXRecorder* pRecorder, const MediaPacket& packet)
         const bool isFirst = !std::exchange(m_hasOrigin, true);
         m_report.origin = isFirst || (m_hasHidden && packet.pts < m_report.origin) ? packet.pts : m_report.origin;
     }
-    m_hasHidden = m_hasHidden || isHidden;
+    if (isHidden && !std::exchange(m_hasHidden, true) && m_options.output.ends_with(L".mkv"))
+    {
+        Warn("the input has pictures that are not shown, at a cut; an .mkv file shows them, .mp4 and .mov do not");
+    }
     m_report.Add(packet, look, taken);
     return {};
 }
