@@ -170,11 +170,9 @@ def check_odd_inputs(replay, folder):
 
 
 def check_failures(replay, folder):
-    clip = folder / "failed.mp4"
-    told = json.loads(run(*replay, folder / "none.mkv", "-o", clip, "--temp", folder, "--json", expected=4).stdout)
-    check(told["error"]["code"] == 4, "the report does not name the failure")
+    """command_test.py has the others."""
     with open("/dev/full", "w", encoding="utf-8") as full:
-        arguments = [*replay, folder / "steady.mkv", "-o", clip, "--temp", folder]
+        arguments = [*replay, folder / "steady.mkv", "-o", folder / "failed.mp4", "--temp", folder]
         ended = subprocess.run([str(part) for part in arguments], stdout=full, stderr=subprocess.DEVNULL)
     check(ended.returncode == 5, f"a report that cannot be written ends with {ended.returncode}")
 
