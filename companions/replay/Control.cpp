@@ -34,8 +34,11 @@ void TakeNewLines(const std::filesystem::path& path, std::streamoff* pOffset, co
     file.seekg(*pOffset);
     for (std::string line; std::getline(file, line) && !file.eof(); *pOffset = file.tellg())
     {
-        g_interrupted = g_interrupted || line == "stop";
-        if (line == "save")
+        if (line == "stop")
+        {
+            g_interrupted = true;
+        }
+        else if (line == "save")
         {
             onSave();
         }

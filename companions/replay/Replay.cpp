@@ -48,13 +48,11 @@ std::string Describe(const MediaReader& reader)
 /// Before anything is read, what the muxer would otherwise refuse in the end.
 Outcome CheckContainer(const std::wstring& output, const MediaReader& reader)
 {
-    const bool mov = _wcsicmp(std::filesystem::path(output).extension().c_str(), L".mov") == 0;
-    if (mov && !reader.Codec().inMov)
-    {
-        return {ExitCode::BadUsage,
-                "a .mov file cannot hold " + std::string(reader.Codec().name) + ", an .mp4 or .mkv file can"};
-    }
-    return {};
+    const bool isMov = _wcsicmp(std::filesystem::path(output).extension().c_str(), L".mov") == 0;
+    return reader.Codec().inMov || !isMov
+               ? Outcome()
+               : Outcome(ExitCode::BadUsage,
+                         "a .mov file cannot hold " + std::string(reader.Codec().name) + ", an .mp4 or .mkv file can");
 }
 
 Outcome NotWritten(const std::wstring& path, const PYXStatus& why)

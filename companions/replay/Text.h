@@ -1,7 +1,7 @@
 #pragma once
 
 #include "common/Types.h"
-#include "host/Utf8.h" // for all who show a text
+#include "host/Utf8.h" // for all that show a text
 
 #include <string>
 #include <string_view>
