@@ -7,7 +7,7 @@
 /// The folder that all measurements put their files in: set once by main.
 inline std::filesystem::path g_scratchDirectory;
 
-/// Folders in it: the one of the module and the one of the floors lie side by
+/// Folders in it: the one of the module and the one of the floors are side by
 /// side.
 inline std::filesystem::path ModuleDirectory()
 {
@@ -18,7 +18,7 @@ inline std::filesystem::path FloorDirectory()
     return g_scratchDirectory / "floor";
 }
 
-/// What lies in a directory.
+/// The content of a directory.
 struct DirectoryContent
 {
     explicit DirectoryContent(const std::filesystem::path& directory)

@@ -29,7 +29,7 @@ struct Packet
 /// every run.
 ///
 /// The packets of one group are made once, filled, and used again with later
-/// times for each group: nothing is allocated while somebody measures, and the
+/// times for each group: nothing is allocated while packets are timed, and the
 /// bytes are as warm as an encoder's.
 class PacketSource
 {

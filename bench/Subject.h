@@ -17,11 +17,11 @@ enum class Storage
 
 /// One ring buffer with both inputs, ready for packets. The module is loaded at
 /// first use, as a host does it: by its file name from the program's folder, where
-/// the muxer that does nothing and the runtime library lie too.
+/// the muxer that does nothing and the runtime library are too.
 class Subject
 {
 public:
-    /// `storage` Files: its files lie in ModuleDirectory(). Memory: without a
+    /// `storage` Files: its files are in ModuleDirectory(). Memory: without a
     /// temporary directory, so nothing is written out at the end.
     Subject(Storage storage, pyx_int64 seconds);
     Subject(const Subject&) = delete;

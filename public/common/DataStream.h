@@ -23,7 +23,7 @@ inline constexpr pyx_uint32 PYX_STREAM_SEEK_END = 2;
 ///
 /// Binary contract: slots in this order, after those of PYXInterface.
 /// Threads: one at a time; only the reference count is atomic. A stream over a file
-/// answers PYX_FILE_NOT_OPEN while it is closed; one over memory is always open.
+/// returns PYX_FILE_NOT_OPEN while it is closed; one over memory is always open.
 class PYXDataStream : public PYXInterface
 {
 public:

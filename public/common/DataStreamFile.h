@@ -9,7 +9,7 @@
 ///
 /// Failures of the runtime's own calls answer PYX_FAIL without a trace: the
 /// caller knows what it was about. Any operation but Open and Close on a closed
-/// stream answers PYX_FILE_NOT_OPEN.
+/// stream returns PYX_FILE_NOT_OPEN.
 class PYXDataStreamFileImpl : public PYXDataStreamImpl
 {
 public:

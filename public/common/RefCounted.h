@@ -49,7 +49,7 @@ private:
 };
 
 /// Counting for an object with one interface table: `Base` is the interface or
-/// an implementation of it, the count lies inside the object.
+/// an implementation of it, the count is inside the object.
 ///
 /// GetRefCount takes the first slot after those of `Base`.
 /// Lifetime: ended by the last Release, or deleted by a sole owner that never
@@ -106,7 +106,7 @@ private:
     PYXReferenceCount m_count;
 };
 
-/// Counting for a component: the counter lies in front of `Base`, and the
+/// Counting for a component: the counter is in front of `Base`, and the
 /// operations of its interfaces lead there.
 template <class Base> class PYXRefCountedInFront : public PYXRefCounter, public Base
 {

@@ -92,7 +92,7 @@ PYX_RESULT PYXRingBufferCache::AddAudioPacket(PYXBuffer* pPacket)
         return AddAudioPacketsToGOP();
     }
     bool waits = false;
-    PASS_ON_FAILURE_SILENTLY(PlaceAudio(pPacket, &waits)); // the normal case: the queue is spared
+    PASS_ON_FAILURE_SILENTLY(PlaceAudio(pPacket, &waits)); // queue empty: store directly
     if (waits)
     {
         m_pendingAudio.emplace_back(pPacket);
