@@ -9,21 +9,19 @@ namespace
 constexpr pyx_uint8 c_startCode[] = {0, 0, 1};
 
 /// Cuts the next NAL unit off `*pBytes`; empty: there is none.
-Bytes TakeUnitBehindStartCode(Bytes* pBytes)
+Bytes TakeUnitAfterStartCode(Bytes* pBytes)
 {
-    const auto begin = std::search(pBytes->begin(), pBytes->end(), std::begin(c_startCode), std::end(c_startCode));
-    if (pBytes->end() - begin <= 3)
-    {
-        return {};
-    }
-    const Bytes rest(begin + 3, pBytes->end());
-    const auto end = std::search(rest.begin(), rest.end(), std::begin(c_startCode), std::end(c_startCode));
+    const auto begin = std::ranges::search(*pBytes, c_startCode).end();
+    const Bytes rest(begin, pBytes->end());
+    const auto end = std::ranges::search(rest, c_startCode).begin();
     *pBytes = Bytes(end, rest.end());
     return {rest.begin(), end};
 }
 
-Bytes TakeUnitBehindLength(Bytes* pBytes, std::size_t lengthSize)
+/// The same; one that its length makes longer than `*pBytes` is cut.
+Bytes TakeUnitAfterLength(Bytes* pBytes, std::size_t lengthSize, bool* pIsWhole)
 {
+    *pIsWhole = false;
     if (pBytes->size() <= lengthSize)
     {
         return {};
@@ -36,6 +34,7 @@ Bytes TakeUnitBehindLength(Bytes* pBytes, std::size_t lengthSize)
     const Bytes rest = pBytes->subspan(lengthSize);
     const Bytes unit = rest.first(std::min(length, rest.size()));
     *pBytes = rest.subspan(unit.size());
+    *pIsWhole = length > 0 && length == unit.size();
     return unit;
 }
 
@@ -54,42 +53,18 @@ bool IsSlice(int type, bool isHevc)
 
 bool IsAnnexB(Bytes bytes)
 {
-    const std::size_t zeros = bytes.size() > 3 && bytes[2] == 0 ? 3 : 2;
-    if (bytes.size() <= zeros || bytes[zeros] != 1)
-    {
-        return false;
-    }
-    for (std::size_t i = 0; i < zeros; ++i)
-    {
-        if (bytes[i] != 0)
-        {
-            return false;
-        }
-    }
-    return true;
+    const std::size_t zeros = bytes.size() > 3 && bytes[2] == 0 ? 1 : 0; // in front of the start code
+    return bytes.size() >= 3 && bytes[0] == 0 && std::ranges::equal(bytes.subspan(zeros, 3), c_startCode);
 }
 
 bool IsLengthPrefixed(Bytes bytes, std::size_t lengthSize)
 {
-    while (bytes.size() >= lengthSize && !bytes.empty())
+    bool isWhole = lengthSize > 0 && !bytes.empty();
+    while (isWhole && !bytes.empty())
     {
-        std::size_t length = 0;
-        for (std::size_t i = 0; i < lengthSize; ++i)
-        {
-            length = length << 8 | bytes[i];
-        }
-        bytes = bytes.subspan(lengthSize);
-        if (length == 0 || length > bytes.size())
-        {
-            return false;
-        }
-        bytes = bytes.subspan(length);
-        if (bytes.empty())
-        {
-            return true;
-        }
+        TakeUnitAfterLength(&bytes, lengthSize, &isWhole);
     }
-    return false;
+    return isWhole;
 }
 
 bool IsConfigurationRecord(Bytes extraData)
@@ -105,19 +80,18 @@ std::size_t GetLengthSize(Bytes record, bool isHevc)
 
 int GetPictureType(Bytes packet, bool isHevc, std::size_t lengthSize)
 {
-    for (;;)
+    while (!packet.empty())
     {
+        bool isWhole = false;
         const Bytes unit =
-            lengthSize > 0 ? TakeUnitBehindLength(&packet, lengthSize) : TakeUnitBehindStartCode(&packet);
-        if (unit.empty())
-        {
-            return -1;
-        }
-        if (const int type = GetNalType(unit[0], isHevc); IsSlice(type, isHevc))
+            lengthSize > 0 ? TakeUnitAfterLength(&packet, lengthSize, &isWhole) : TakeUnitAfterStartCode(&packet);
+        const int type = unit.empty() ? -1 : GetNalType(unit[0], isHevc);
+        if (unit.empty() || IsSlice(type, isHevc))
         {
             return type;
         }
     }
+    return -1;
 }
 
 bool StartsSequence(int type, bool isHevc)

@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <span>
 
-/// The two forms in which H.264 and HEVC travel: NAL units behind start codes
-/// (Annex B), or behind their lengths, with the parameter sets apart in a
+/// The two forms in which H.264 and HEVC travel: NAL units after start codes
+/// (Annex B), or after their lengths, with the parameter sets apart in a
 /// configuration record.
 
 using Bytes = std::span<const pyx_uint8>;
@@ -14,7 +14,7 @@ using Bytes = std::span<const pyx_uint8>;
 /// True when the bytes begin with a start code, 00 00 01 or 00 00 00 01.
 bool IsAnnexB(Bytes bytes);
 
-/// True when the bytes are NAL units behind lengths of `lengthSize` bytes, from
+/// True when the bytes are NAL units after lengths of `lengthSize` bytes, from
 /// the first to the last byte.
 bool IsLengthPrefixed(Bytes bytes, std::size_t lengthSize);
 
@@ -26,10 +26,10 @@ bool IsConfigurationRecord(Bytes extraData);
 std::size_t GetLengthSize(Bytes record, bool isHevc);
 
 /// The NAL type of a packet's first slice, which is that of its picture; -1: no
-/// slice in it. `lengthSize` 0: the units are behind start codes.
+/// slice in it. `lengthSize` 0: the units are after start codes.
 int GetPictureType(Bytes packet, bool isHevc, std::size_t lengthSize);
 
-/// True for a picture with which the numbering of pictures begins anew.
+/// True for a picture with which the numbering of pictures starts over.
 bool StartsSequence(int type, bool isHevc);
 
 /// True for an HEVC picture that is shown before the key picture it follows and

@@ -19,7 +19,7 @@ struct FileDetails
 ///
 ///     SetFormat -> AddStream for each, described by the caller -> Start -> Write ... -> Finish
 ///
-/// An object that ends before Finish leaves no file behind. Every failure is
+/// An object that ends before Finish leaves no file. Every failure is
 /// traced. Threads: one at a time.
 class MediaFile
 {

@@ -255,7 +255,7 @@ PYX_RESULT MuxSession::EndStream(Stream& stream)
 {
     if (!m_spFile)
     {
-        // Audio that waited for a picture in vain is a clip of its own.
+        // No video came: the audio alone is the clip.
         return m_video.IsExpected() || m_audio.waiting.empty() ? PYX_OK : Open();
     }
     stream.times.End();
@@ -275,7 +275,7 @@ PYX_RESULT MuxSession::Complete()
     return result;
 }
 
-/// Removes the file at once and answers the same until the session is over.
+/// Removes the file at once. The session returns the same until it is over.
 PYX_RESULT MuxSession::Fail(PYX_RESULT result)
 {
     m_failure = result;

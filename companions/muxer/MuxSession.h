@@ -22,7 +22,7 @@ enum class StreamKind
 /// component and its inputs.
 ///
 /// A session begins by itself with the first packet and ends when every offered
-/// input has been told its end:
+/// input has got its end mark:
 ///
 ///     idle --packet--> collecting --first video packet--> writing --last end mark--> idle, the clip has its name
 ///                          |                                 |
@@ -58,7 +58,7 @@ public:
     /// Takes one packet, its times in ticks, in decode order for each input.
     /// PYX_UNEXPECTED: `pInput` is not offered. PYX_OUT_OF_RANGE: this packet's
     /// time cannot be used; the session goes on. What else fails ends the
-    /// session: later packets and end marks answer the same.
+    /// session: later packets and end marks return the same.
     PYX_RESULT Submit(StreamKind kind, const PYXPropertyStorage* pInput, PacketPtr spPacket);
 
     /// Ends one input; the last one completes the clip. PYX_EOF: done.
@@ -70,7 +70,7 @@ private:
     {
         explicit Stream(std::size_t reorderLookahead);
 
-        /// Expected to send packets: offered, and not told its end.
+        /// Expected to send packets: offered, and without its end mark so far.
         bool IsExpected() const
         {
             return pInput && !ended;
@@ -81,7 +81,7 @@ private:
 
         std::size_t lookahead;
         PYXPropertyStorage* pInput = nullptr; // null while it is not offered
-        bool ended = false;                   // told its end
+        bool ended = false;                   // has got its end mark
         std::size_t count = 0;                // packets submitted
         pyx_int64 firstPts = 0;               // of the first of them, in ticks
         AVStream* pInFile = nullptr;          // null until the header is written, or when it does not take part

@@ -29,14 +29,13 @@ PYXMuxerInput::PYXMuxerInput(StreamKind kind, std::shared_ptr<MuxSession> spSess
     : m_kind(kind), m_spSession(std::move(spSession))
 {
     const bool isVideo = kind == StreamKind::Video;
-    for (const PYXPropertyDeclaration& declaration :
-         isVideo ? PYX_VIDEO_STREAM_PROPERTIES : PYX_AUDIO_STREAM_PROPERTIES)
+    for (const auto& declarations : {isVideo ? PYX_VIDEO_STREAM_PROPERTIES : PYX_AUDIO_STREAM_PROPERTIES,
+                                     isVideo ? VIDEO_DETAIL_PROPERTIES : AUDIO_DETAIL_PROPERTIES})
     {
-        DeclareProperty(declaration);
-    }
-    for (const PYXPropertyDeclaration& declaration : isVideo ? VIDEO_DETAIL_PROPERTIES : AUDIO_DETAIL_PROPERTIES)
-    {
-        DeclareProperty(declaration);
+        for (const PYXPropertyDeclaration& declaration : declarations)
+        {
+            DeclareProperty(declaration);
+        }
     }
 }
 
@@ -81,11 +80,7 @@ PYX_RESULT PYXMuxerInput::CopyPacket(PYXBuffer* pBuffer, PacketPtr* pspPacket) c
     {
         spPacket->flags |= AV_PKT_FLAG_KEY;
     }
-    bool isHidden = false;
-    if (PYXReadProperty(pBuffer, PYX_PROPERTY_NOT_SHOWN, &isHidden) == PYX_OK && isHidden)
-    {
-        spPacket->flags |= AV_PKT_FLAG_DISCARD;
-    }
+    spPacket->flags |= PYXReadPropertyOr(pBuffer, PYX_PROPERTY_NOT_SHOWN, false) ? AV_PKT_FLAG_DISCARD : 0;
     *pspPacket = std::move(spPacket);
     return PYX_OK;
 }

@@ -117,7 +117,7 @@ PYX_RESULT SetSideData(PYXPropertyStorage* pInput, const SideDataRow& row, AVStr
     return PYX_OK;
 }
 
-/// What players are told of a stream of either kind.
+/// What players show of a stream of either kind.
 PYX_RESULT SetDetails(PYXPropertyStorage* pInput, AVStream* pStream)
 {
     const PYXVariantOwner language = ReadAs(pInput, PYX_PROPERTY_LANGUAGE, PYX_VARIANT_STRING); // in UTF-8
@@ -165,7 +165,7 @@ PYX_RESULT OpenFilter(const char* name, const AVCodecParameters& parameters, Fil
     return PYX_OK;
 }
 
-/// Replaces a configuration record by the same parameter sets behind start codes.
+/// Replaces a configuration record by the same parameter sets after start codes.
 PYX_RESULT ConvertRecordToAnnexB(AVCodecParameters* pParameters)
 {
     FilterPtr spFilter;
@@ -194,7 +194,7 @@ PYX_RESULT TakeExtraDataFrom(const AVPacket& first, AVCodecParameters* pParamete
     return SetExtraData(pParameters, {pFound, size});
 }
 
-/// Makes packets and extra data agree: a container takes either both behind
+/// Makes packets and extra data agree: a container takes either both after
 /// start codes or both with lengths and a configuration record.
 PYX_RESULT SetNalExtraData(const AVPacket& first, AVCodecParameters* pParameters)
 {

@@ -11,7 +11,7 @@ extern const std::span<const PYXPropertyDeclaration> AUDIO_DETAIL_PROPERTIES;
 
 /// Turns what an input's properties say of its stream into what a container
 /// must know of it before its header: codec, size or sample format, rate, clock,
-/// extra data, and what players are told of it. Each failure is traced with what is missing or wrong.
+/// extra data, and what players show of it. Each failure is traced with what is missing or wrong.
 ///
 /// PYX_INVALID_ARG: a codec or a value that cannot be used, or that `format`
 /// cannot hold. PYX_NOT_INITIALIZED: something is missing.

@@ -40,11 +40,11 @@ TEST(NalStreamTest, ReadsTheSizeOfLengthsFromBothRecordsAndRefusesShortOnes)
     EXPECT_EQ(GetLengthSize({record.data(), 21}, true), 0u);
 }
 
-TEST(NalStreamTest, FindsThePictureBehindDelimitersAndParameterSets)
+TEST(NalStreamTest, FindsThePictureAfterDelimitersAndParameterSets)
 {
     EXPECT_EQ(GetPictureType(Data{0, 0, 0, 1, 9, 0xf0, 0, 0, 1, 0x67, 1, 0, 0, 1, 0x65, 7}, false, 0), 5);
     EXPECT_EQ(GetPictureType(Data{0, 0, 0, 2, 9, 0xf0, 0, 0, 0, 2, 0x41, 7}, false, 4), 1);
-    EXPECT_EQ(GetPictureType(Data{0, 0, 1, 0x40, 1, 9, 0, 0, 1, 0x02, 1, 9}, true, 0), 1) << "HEVC, behind a VPS";
+    EXPECT_EQ(GetPictureType(Data{0, 0, 1, 0x40, 1, 9, 0, 0, 1, 0x02, 1, 9}, true, 0), 1) << "HEVC, after a VPS";
     EXPECT_EQ(GetPictureType(Data{0, 3, 0x2a, 1, 9}, true, 2), 21);
     EXPECT_EQ(GetPictureType(Data{0, 0, 1, 0x67, 1}, false, 0), -1) << "no picture";
     EXPECT_EQ(GetPictureType(Data{0, 0, 1}, false, 0), -1);
@@ -62,7 +62,7 @@ TEST(NalStreamTest, ForeignBytesAreReadWithinTheirBounds)
         {
             byte = static_cast<pyx_uint8>(random() % 4 ? random() % 4 : random());
         }
-        bytes.shrink_to_fit(); // the heap's check sees a read behind the end
+        bytes.shrink_to_fit(); // the heap's check sees a read past the end
         const bool isHevc = random() % 2 == 0;
         for (std::size_t lengthSize = 0; lengthSize <= 4; ++lengthSize)
         {
