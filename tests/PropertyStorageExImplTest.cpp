@@ -18,6 +18,10 @@ constexpr PYXVariant Number(pyx_int64 value)
 {
     return PYXVariantFromInt64(value);
 }
+PYXVariant Chars(const std::string& text)
+{
+    return {.type = PYX_VARIANT_STRING, .stringValue = const_cast<char*>(text.c_str())};
+}
 constexpr PYXVariant Words(const wchar_t* text)
 {
     return PYXVariantBorrowWString(text);
@@ -117,34 +121,33 @@ TEST_F(PropertyStorageExImplTest, ConvertsChecksAndStores)
 
 TEST_F(PropertyStorageExImplTest, NullsAndIndicesAreTracedWithTheirLine)
 {
-    const auto at = [](PYX_RESULT result) {
-        const std::string outcome = Outcome(result);
-        const size_t line = outcome.find('\n');
-        return outcome.substr(0, line) + " at " + outcome.substr(outcome.find(':') + 1);
+    const auto null = [](int line, const std::string& name) {
+        return "7\nE PropertyStorageExImpl:" + std::to_string(line) + " Assertion failed:invalid pointer : " + name;
     };
-    const std::string null = " Assertion failed:invalid pointer : ";
     PYXVariant value;
     wchar_t name[4];
     const PYXPropertyInfo* pInfo = nullptr;
-    EXPECT_EQ(at(m_storage.SetProperty(nullptr, {})), "7 at 168" + null + "name");
-    EXPECT_EQ(at(m_storage.GetProperty(nullptr, nullptr)), "7 at 186" + null + "name");
-    EXPECT_EQ(at(m_storage.GetProperty(L"Text", nullptr)), "7 at 187" + null + "pValue");
-    EXPECT_EQ(at(m_storage.GetPropertyAt(9, nullptr, 0, nullptr)), "7 at 217" + null + "name");
-    EXPECT_EQ(at(m_storage.GetPropertyAt(9, name, 0, nullptr)), "7 at 218" + null + "pValue");
-    EXPECT_EQ(at(m_storage.GetPropertyAt(9, name, 0, &value)), "4 at 219 Assertion failed:nameSize != 0");
-    EXPECT_EQ(at(m_storage.GetPropertyAt(5, name, 4, &value)),
-              "4 at 220 Assertion failed:index < m_PropertiesInfo.size()");
-    EXPECT_EQ(at(m_storage.GetPropertyInfo(pyx_size{9}, nullptr)), "7 at 243" + null + "ppParamInfo");
-    EXPECT_EQ(at(m_storage.GetPropertyInfo(pyx_size{5}, &pInfo)),
-              "4 at 244 Assertion failed:szInd < m_PropertiesInfo.size()");
-    EXPECT_EQ(at(m_storage.GetPropertyInfo(nullptr, nullptr)), "7 at 258" + null + "name");
-    EXPECT_EQ(at(m_storage.GetPropertyInfo(L"Text", nullptr)), "7 at 259" + null + "ppParamInfo");
-    EXPECT_EQ(at(m_storage.ValidateProperty(nullptr, {}, nullptr)), "7 at 273" + null + "name");
-    EXPECT_EQ(at(m_storage.ValidateProperty(L"None", {}, nullptr)), "7 at 274" + null + "pOutValidated");
-    EXPECT_EQ(at(m_storage.ValidateProperty(L"None", {}, &value)), "11 at 279 PYX_ERROR 11 : code 11: Property=None");
-    EXPECT_EQ(at(m_storage.AddTo(nullptr, true, true)), "7 at 130" + null + "pDest");
-    EXPECT_EQ(at(m_storage.CopyTo(nullptr, true)), "7 at 155" + null + "pDest");
-    EXPECT_EQ(at(CastVariantToPYXProperty(nullptr, &value, PYX_VARIANT_BOOL, 0, nullptr)), "7 at 59" + null + "pDest");
+    EXPECT_EQ(Outcome(m_storage.SetProperty(nullptr, {})), null(168, "name"));
+    EXPECT_EQ(Outcome(m_storage.GetProperty(nullptr, nullptr)), null(186, "name"));
+    EXPECT_EQ(Outcome(m_storage.GetProperty(L"Text", nullptr)), null(187, "pValue"));
+    EXPECT_EQ(Outcome(m_storage.GetPropertyAt(9, nullptr, 0, nullptr)), null(217, "name"));
+    EXPECT_EQ(Outcome(m_storage.GetPropertyAt(9, name, 0, nullptr)), null(218, "pValue"));
+    EXPECT_EQ(Outcome(m_storage.GetPropertyAt(9, name, 0, &value)),
+              "4\nE PropertyStorageExImpl:219 Assertion failed:nameSize != 0");
+    EXPECT_EQ(Outcome(m_storage.GetPropertyAt(5, name, 4, &value)),
+              "4\nE PropertyStorageExImpl:220 Assertion failed:index < m_PropertiesInfo.size()");
+    EXPECT_EQ(Outcome(m_storage.GetPropertyInfo(pyx_size{9}, nullptr)), null(243, "ppParamInfo"));
+    EXPECT_EQ(Outcome(m_storage.GetPropertyInfo(pyx_size{5}, &pInfo)),
+              "4\nE PropertyStorageExImpl:244 Assertion failed:szInd < m_PropertiesInfo.size()");
+    EXPECT_EQ(Outcome(m_storage.GetPropertyInfo(nullptr, nullptr)), null(258, "name"));
+    EXPECT_EQ(Outcome(m_storage.GetPropertyInfo(L"Text", nullptr)), null(259, "ppParamInfo"));
+    EXPECT_EQ(Outcome(m_storage.ValidateProperty(nullptr, {}, nullptr)), null(273, "name"));
+    EXPECT_EQ(Outcome(m_storage.ValidateProperty(L"None", {}, nullptr)), null(274, "pOutValidated"));
+    EXPECT_EQ(Outcome(m_storage.ValidateProperty(L"None", {}, &value)),
+              "11\nE PropertyStorageExImpl:279 PYX_ERROR 11 : code 11: Property=None");
+    EXPECT_EQ(Outcome(m_storage.AddTo(nullptr, true, true)), null(130, "pDest"));
+    EXPECT_EQ(Outcome(m_storage.CopyTo(nullptr, true)), null(155, "pDest"));
+    EXPECT_EQ(Outcome(CastVariantToPYXProperty(nullptr, &value, PYX_VARIANT_BOOL, 0, nullptr)), null(59, "pDest"));
 }
 
 TEST_F(PropertyStorageExImplTest, EnumeratesInNameOrderAndCutsLongNames)
@@ -196,33 +199,27 @@ TEST_F(PropertyStorageExImplTest, CopiesWhatTheDestinationKnows)
 
 TEST_F(PropertyStorageExImplTest, RefusesWhatLiesOutsideEitherBound)
 {
-    const struct
-    {
-        PYXVariantType type;
-        const wchar_t* lowest;
-        const wchar_t* highest;
-        std::vector<const wchar_t*> inside;
-        std::vector<const wchar_t*> outside;
-    } rows[] = {
-        {PYX_VARIANT_INT64, L"-5", L"5", {L"-5", L"5"}, {L"-6", L"6"}},
-        {PYX_VARIANT_DOUBLE, L"-0.5", L"1.5", {L"-0.5", L"1.5", L"nan"}, {L"-0.6", L"1.6", L"inf", L"-inf"}},
-        {PYX_VARIANT_FLOAT, L"-0.5", L"1.5", {L"-0.5", L"1.5", L"nan"}, {L"-0.6", L"1.6", L"inf", L"-inf"}},
-        {PYX_VARIANT_SIZE, L"2,3", L"8,9", {L"2,3", L"8,9"}, {L"1,3", L"2,2", L"9,9", L"8,10"}},
-        {PYX_VARIANT_RATE, L"2,3", L"8,9", {L"2,3", L"8,9"}, {L"1,3", L"2,2", L"9,9", L"8,10", L"4294967295,5"}},
-        {PYX_VARIANT_POINT, L"2,3", L"8,9", {L"0,0", L"99,99"}, {}}, // no order, no range
+    const std::tuple<PYXVariantType, const char*, const char*> rows[] = {
+        // the bounds, what is inside; what is not
+        {PYX_VARIANT_INT64, "-5 5", "-6 6"},
+        {PYX_VARIANT_DOUBLE, "-0.5 1.5 nan", "-0.6 1.6 inf -inf"},
+        {PYX_VARIANT_FLOAT, "-0.5 1.5 nan", "-0.6 1.6 inf -inf"},
+        {PYX_VARIANT_SIZE, "2,3 8,9", "1,3 2,2 9,9 8,10"},
+        {PYX_VARIANT_RATE, "2,3 8,9", "1,3 2,2 9,9 8,10 4294967295,5"},
+        {PYX_VARIANT_POINT, "2,3 8,9 0,0 99,99", ""}, // no order, no range
     };
-    for (const auto& row : rows)
+    for (const auto& [type, inside, outside] : rows)
     {
         Storage storage;
-        storage.DeclareProperty({L"P", L"", row.type, Words(row.lowest), Words(row.lowest), Words(row.highest), 3});
-        const auto set = [&](const wchar_t* text) { return storage.SetProperty(L"P", Words(text)); };
-        for (const wchar_t* text : row.inside)
+        const auto texts = Split(inside, ' ');
+        storage.DeclareProperty({L"P", L"", type, Chars(texts[0]), Chars(texts[0]), Chars(texts[1]), 3});
+        for (const std::string& text : texts)
         {
-            EXPECT_EQ(set(text), PYX_OK) << row.type << ' ' << Narrow(text);
+            EXPECT_EQ(storage.SetProperty(L"P", Chars(text)), PYX_OK) << type << ' ' << text;
         }
-        for (const wchar_t* text : row.outside)
+        for (const std::string& text : Split(outside, ' '))
         {
-            EXPECT_EQ(set(text), PYX_OUT_OF_RANGE) << row.type << ' ' << Narrow(text);
+            EXPECT_EQ(storage.SetProperty(L"P", Chars(text)), PYX_OUT_OF_RANGE) << type << ' ' << text;
         }
     }
 }
