@@ -82,7 +82,7 @@ inline constexpr pyx_int32 PYX_TRACE_INFO = 2;
 class PYXTrace
 {
 public:
-    /// Slot 0. [any-thread], [cache-locked] or not. With `pArgs` null, `format` is the text as it stands.
+    /// Slot 0. [any-thread], [cache-locked] or not. With `pArgs` null, `format` is the text itself.
     virtual void TraceW(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope,
                         const wchar_t* format, va_list* pArgs) = 0;
 

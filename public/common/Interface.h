@@ -22,7 +22,7 @@ public:
     /// [any-thread] Takes one reference. Returns the new count.
     virtual pyx_uint32 Acquire() = 0;
 
-    /// [any-thread] Gives one reference back. Returns the new count; at 0 the object has
+    /// [any-thread] Drops one reference. Returns the new count; at 0 the object has
     /// destroyed itself.
     virtual pyx_uint32 Release() = 0;
 

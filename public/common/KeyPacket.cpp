@@ -14,7 +14,7 @@ struct FrameTypeProperty
     pyx_int64 codecs[2]; // video "CodecID"s whose encoders set it
 };
 
-/// In the order in which they are asked for.
+/// In the order in which they are read.
 constexpr FrameTypeProperty c_frameTypes[] = {
     {PYX_PROPERTY_OUTPUT_DATA_TYPE, 2, {PYX_VIDEO_CODEC_H264, PYX_VIDEO_CODEC_H264}},
     {PYX_PROPERTY_HEVC_OUTPUT_DATA_TYPE, 2, {PYX_VIDEO_CODEC_HEVC, PYX_VIDEO_CODEC_HEVC_MAIN10}},

@@ -180,13 +180,13 @@ bool IsBetween(const PYXVariant& value, const PYXVariant& lowest, const PYXVaria
     return true;
 }
 
-/// A bound, or what counts where it is empty.
+/// A bound, or `instead` where it is empty.
 const PYXVariant& BoundOr(const PYXVariant& bound, const PYXVariant& instead)
 {
     return bound.type == PYX_VARIANT_EMPTY ? instead : bound;
 }
 
-/// What counts for empty bounds.
+/// What replaces empty bounds.
 constexpr Bounds c_anyInt64{PYXVariantFromInt64(std::numeric_limits<pyx_int64>::min()),
                             PYXVariantFromInt64(std::numeric_limits<pyx_int64>::max())};
 constexpr Bounds c_anySize{PYXVariantFromSize(0, 0), PYXVariantFromSize(c_highest, c_highest)};

@@ -30,7 +30,7 @@ struct PYXPropertyDeclaration
 
 /// Description of one property together with its current value.
 /// Table: destructor, OnValueChanged.
-/// Lifetime: owned by one table, whose lock guards `value`.
+/// Lifetime: owned by one storage, whose lock guards `value`.
 class PYXPropertyInfoImpl : public PYXPropertyInfo
 {
 public:
@@ -62,6 +62,6 @@ private:
 PYX_RESULT CastVariantToPYXProperty(PYXVariant* pDest, const PYXVariant* pValue, PYXVariantType type,
                                     pyx_uint32 contentType, const PYXEnumDescriptionEntry* pEnumDescription);
 
-/// Whether a value of the declared kind lies between the bounds of its
-/// description. Kinds without an order, and a NaN, always do.
+/// Whether a value of the declared kind is between the bounds of its
+/// description. Kinds without an order, and a NaN, always are.
 bool PYXIsInRange(const PYXVariant& value, const PYXPropertyInfo& info);

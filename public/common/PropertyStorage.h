@@ -24,8 +24,8 @@ inline constexpr pyx_uint32 PYX_PROPERTY_ACCESS_FULL = 255;
 /// Description of one property, handed out as a borrowed pointer that is valid
 /// while its storage lives.
 ///
-/// Binary contract: table pointer at 0, then the members in this order. It is
-/// read as data across the boundary; nobody outside calls its destructor.
+/// Binary contract: table pointer at 0, then the members in this order. Hosts
+/// read it as data and never call its destructor.
 class PYXPropertyInfo
 {
 public:

@@ -66,7 +66,7 @@ PYX_RESULT StartRuntime() PYX_REQUIRES(s_runtime.sync)
         return PYX_FAIL;
     }
     PYXTrace* pTrace = nullptr;
-    void* pDebug = nullptr; // not used: runtimes expect both questions
+    void* pDebug = nullptr; // not used: runtimes expect both calls
     static_cast<void>(pFactory->GetTrace(&pTrace));
     static_cast<void>(pFactory->GetDebug(&pDebug));
     if (!s_runtime.pTrace)

@@ -7,7 +7,7 @@
 ///
 /// The cached trace object stays valid while the DLL is loaded, by this module or by its host, and is forgotten when
 /// the DLL has gone. A host that frees the DLL and loads it again while no reference is held here does so unnoticed.
-/// [any-thread] One lock guards the record; the library is loaded, asked for its objects and freed with it held, so not
+/// [any-thread] One lock guards the record; the library is loaded, started and freed with it held, so not
 /// from a DllMain. Nothing here traces.
 
 /// Whether the library is held for an object's life or for one trace record.

@@ -18,7 +18,7 @@ struct PYXTraceSource
 };
 
 /// Sends one record. The arguments after `format` reach the trace object as they are; with `argCount` 0 the format is
-/// the text as it stands.
+/// the text itself.
 void Trace(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope, int argCount,
            const wchar_t* format, ...);
 
@@ -43,12 +43,12 @@ template <class... Args> constexpr int PYXCountArguments(const wchar_t*, Args...
 
 // Every file that checks defines c_traceSource, a PYXTraceSource.
 
-/// Asks whether the caller or the state is wrong: unless `condition` holds,
+/// Checks whether the caller or the state is wrong: unless `condition` holds,
 /// traces "Assertion failed:" and the message, and returns `code`. The message
 /// may be a format followed by its arguments.
 #define FAIL_IF_NOT(condition, code, ...) FAIL_IF_NOT_AT(__LINE__, condition, code, __VA_ARGS__)
 
-/// Asks whether the callee failed: unless `call` returns PYX_OK, traces
+/// Checks whether the callee failed: unless `call` returns PYX_OK, traces
 /// "PYX_ERROR", the code, its text and the message, and returns the code.
 #define PASS_ON_FAILURE(call, ...) PASS_ON_FAILURE_AT(__LINE__, call, __VA_ARGS__)
 
@@ -81,6 +81,6 @@ template <class... Args> constexpr int PYXCountArguments(const wchar_t*, Args...
         }                                                                                                              \
     } while (false)
 
-/// Asks for a required pointer argument.
+/// Checks a required pointer argument.
 #define FAIL_IF_NULL_AT(line, pointer)                                                                                 \
     FAIL_IF_NOT_AT(line, (pointer) != nullptr, PYX_INVALID_POINTER, L"invalid pointer : " PYX_WIDEN(#pointer))

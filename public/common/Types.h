@@ -22,8 +22,8 @@ static_assert(sizeof(void*) == 8, "the tables are those of 64-bit Windows");
 /// Ticks per second of every time stamp and duration (100 ns each).
 inline constexpr pyx_int64 PYX_TICKS_PER_SECOND = 10'000'000;
 
-/// Sum and difference of times, wrapping around: a host may stamp its packets
-/// with anything, the ends of the range included.
+/// Tick arithmetic that wraps on overflow instead of being undefined: a host may
+/// stamp its packets with any number.
 constexpr pyx_int64 PYXAddTicks(pyx_int64 left, pyx_int64 right)
 {
     return static_cast<pyx_int64>(static_cast<pyx_uint64>(left) + static_cast<pyx_uint64>(right));
@@ -54,8 +54,7 @@ enum [[nodiscard]] PYX_RESULT : pyx_int32
     PYX_EOF = 23,
 };
 
-/// Passes a failure on without a record, where the callee has traced it or nobody
-/// asks: unless `call` answers PYX_OK, returns its code.
+/// Returns the result of `call` if it is not PYX_OK, without tracing.
 #define PASS_ON_FAILURE_SILENTLY(call)                                                                                 \
     do                                                                                                                 \
     {                                                                                                                  \
