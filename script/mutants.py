@@ -39,10 +39,10 @@ def blank(match):
     return " " * len(match.group())
 
 
-def faults():
+def faults(copy):
     """All faults as (file, line index, old line, new line), in the order of the files."""
     found = []
-    for path in sorted(path for pattern in SOURCES for path in ROOT.glob(pattern)):
+    for path in sorted(path for pattern in SOURCES for path in copy.glob(pattern)):
         lines = path.read_text().splitlines()
         for number, line in enumerate(lines):
             code = re.sub(r'"(\\.|[^"\\])*"|\'(\\.|[^\'\\])*\'', blank, line)
@@ -52,11 +52,11 @@ def faults():
             for token in TOKEN.finditer(code):
                 old = token.group()
                 new = SWAPS.get(old) or str(int(old, 0) + 1)
-                found.append((path.relative_to(ROOT), number, line, line[:token.start()] + new + line[token.end():]))
+                found.append((path, number, line, line[:token.start()] + new + line[token.end():]))
             starts = number > 0 and re.search(r"[;{})]\s*$|^\s*$", re.sub(r"//.*", "", lines[number - 1]))
             declares = path.suffix == ".h" and not line.startswith(" " * 8)
             if starts and not declares and STATEMENT.search(code.rstrip()):
-                found.append((path.relative_to(ROOT), number, line, re.match(r"\s*", line).group() + ";"))
+                found.append((path, number, line, re.match(r"\s*", line).group() + ";"))
     return found
 
 
@@ -90,20 +90,21 @@ def prepare(copy, log):
 
 def try_all(arguments, copy, log):
     counts = {"does not compile": 0, "noticed": 0, "SURVIVED": 0}
-    everything = faults()
+    everything = faults(copy)  # the checkout may change meanwhile
     order = random.Random(arguments.seed).sample(range(len(everything)), len(everything))
     for index in [int(i) for i in arguments.only.split(",")] if arguments.only else order:
         if not arguments.only and counts["noticed"] + counts["SURVIVED"] == arguments.count:
             break
         path, number, old, new = everything[index]
-        lines = (ROOT / path).read_text().splitlines()
+        original = path.read_text()
+        lines = original.splitlines()
         lines[number] = new
-        (copy / path).write_text("\n".join(lines) + "\n")
+        path.write_text("\n".join(lines) + "\n")
         begin = time.monotonic()
         verdict = judge(copy, log)
-        (copy / path).write_text((ROOT / path).read_text())
+        path.write_text(original)
         counts[verdict] += 1
-        print(f"{index:5} {verdict:16} {time.monotonic() - begin:4.0f} s  {path}:{number + 1}\n"
+        print(f"{index:5} {verdict:16} {time.monotonic() - begin:4.0f} s  {path.relative_to(copy)}:{number + 1}\n"
               f"          - {old.strip()}\n          + {new.strip()}", flush=True)
     print(f"{len(everything)} faults possible, {counts}", flush=True)
 
