@@ -7,23 +7,12 @@ namespace
 {
 
 constexpr const char* c_packets = "V1000K V1400 V1800 A1000 A1200 V9000K A9000";
-constexpr const char* c_written = "V0 A0 A200 V400 V800 V8000 A8000 V- A-";
 
 class WriteOutTest : public StorageTest
 {
 };
 
 INSTANTIATE_STORAGE_SUITE(WriteOutTest);
-
-TEST_P(WriteOutTest, MergesByTimeAndVideoWinsATie)
-{
-    Feed(c_packets);
-    EXPECT_EQ(Outcome(Terminate()), "0");
-    EXPECT_EQ(Written(), c_written);
-    EXPECT_EQ(Files(), "none");
-    EXPECT_EQ(Outcome(Terminate()), "0");
-    EXPECT_EQ(Written(), ""); // not even end marks
-}
 
 TEST_P(WriteOutTest, TimesMayBeOfAnySize)
 {

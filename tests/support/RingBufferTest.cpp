@@ -13,15 +13,15 @@ std::string Get(PYXPropertyStorage* pStorage, const wchar_t* name)
 std::string TestDirectory::List(const std::filesystem::path& directory)
 {
     std::error_code error; // the directory may go while it is read, when it is another host's
-    std::filesystem::directory_iterator entry(directory, error);
-    if (error)
-    {
-        return "none";
-    }
     std::set<std::string> names;
+    std::filesystem::directory_iterator entry(directory, error);
     for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error))
     {
         names.insert(entry->path().filename().string());
+    }
+    if (error)
+    {
+        return "none";
     }
     std::string files;
     for (const std::string& name : names)
