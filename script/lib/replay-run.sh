@@ -18,7 +18,7 @@
 # shellcheck shell=bash disable=SC2034,SC2154 # shared with those who source this file
 
 private='' told='' status='' watch_keys=''
-stopped_at='' saved_at=0 given_up='' lost_wine=''
+feeder='' stopped_at='' saved_at=0 given_up='' lost_wine=''
 
 full_path()
 {
@@ -45,6 +45,7 @@ on_stop()
     fi
     stopped_at=${stopped_at:-$SECONDS}
     request stop
+    [[ -z $feeder ]] || (sleep 0.5; kill -KILL "$feeder" 2>/dev/null) &
 }
 
 # `pkill -f script/replay` meets this process and the keeper, which passes it on.
@@ -57,11 +58,12 @@ on_save()
     saved_at=$now
 }
 
-# Gives the program descriptors 4 and 5 for its output. Of a terminal Wine would make a console of its own.
+# Gives the program descriptor 3 for its input, 4 and 5 for its output. Of a terminal Wine would make a console of its
+# own. A read of a pipe that stalls ends only with the pipe, so there is one of ours, which on_stop can end.
 open_output()
 {
     exec 3</dev/null
-    [[ $input != - ]] || exec 3<&0
+    [[ $input != - ]] || { exec 6<&0 3< <(trap '' INT TERM HUP; exec cat <&6) 6<&-; feeder=$!; }
     exec 4>&1 5>&2
     [[ ! -t 1 ]] || { exec 4> >(trap '' INT TERM HUP; exec cat >&1); cats+=("$!"); }
     [[ ! -t 2 ]] || { exec 5> >(trap '' INT TERM HUP; exec cat >&2); cats+=("$!"); }

@@ -31,8 +31,8 @@ def expect(wanted, found, what):
 
 
 def start(folder, *arguments, **options):
-    return subprocess.Popen([REPLAY, *map(os.fsencode, arguments)], cwd=folder, env=ENVIRONMENT, stdin=subprocess.DEVNULL,
-                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
+    return subprocess.Popen([REPLAY, *map(os.fsencode, arguments)], cwd=folder, env=ENVIRONMENT, stdout=subprocess.PIPE,
+                            stderr=subprocess.PIPE, **{"stdin": subprocess.DEVNULL, **options})
 
 
 def run(folder, code, *arguments, **options):
@@ -97,6 +97,17 @@ def a_stopped_run_saves_and_leaves_nothing(folder, video):
         expect(code, process.returncode, f"exit code after {number.name}, {error.decode()!r}")
         wait_for(lambda: not list(temp.iterdir()), f"an empty temporary directory after {number.name}")
         check(clip.exists(), f"no clip after {number.name}")
+
+
+@case
+def a_stop_is_noticed_while_the_input_stalls(folder, video):
+    process = start(folder, "-", "-o", "clip.mp4", "--temp", folder, stdin=subprocess.PIPE)
+    process.stdin.write(video.read_bytes()[:video.stat().st_size // 2])
+    process.stdin.flush()
+    wait_for(lambda: has_three_groups(folder), "three groups", process)
+    process.terminate()
+    expect(0, process.wait(timeout=10), "exit code")
+    check((folder / "clip.mp4").exists(), "no clip")
 
 
 @case
