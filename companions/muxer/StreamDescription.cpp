@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <iterator>
 #include <span>
 #include <string_view>
 #include <type_traits>
@@ -303,11 +304,13 @@ PYX_RESULT SetUpAudio(PYXPropertyStorage* pInput, const AVOutputFormat& format, 
     PASS_ON_FAILURE_SILENTLY(CheckContainer(pParameters->codec_id, pRow, format));
     PASS_ON_FAILURE_SILENTLY(SetDetails(pInput, pStream));
     PASS_ON_FAILURE_SILENTLY(ReadExtraData(pInput, pParameters));
-    if (pRow)
+    constexpr AVCodecID others[] = {AV_CODEC_ID_VORBIS, AV_CODEC_ID_FLAC, AV_CODEC_ID_ALAC};
+    const bool needsExtraData = pRow || std::ranges::find(others, pParameters->codec_id) != std::end(others);
+    FAIL_IF_NOT(!needsExtraData || pParameters->extradata_size > 0, PYX_NOT_INITIALIZED,
+                L"the audio stream has no description: %s needs ExtraData", GetName(pParameters->codec_id).c_str());
+    if (pRow && pParameters->frame_size == 0)
     {
-        FAIL_IF_NOT(pParameters->extradata_size > 0, PYX_NOT_INITIALIZED,
-                    L"the audio stream has no description: %s needs ExtraData", GetName(pRow->id).c_str());
-        pParameters->frame_size = pParameters->frame_size > 0 ? pParameters->frame_size : pRow->frameSize;
+        pParameters->frame_size = pRow->frameSize;
     }
     return PYX_OK;
 }
