@@ -80,7 +80,7 @@ void CheckStorage(PYXPropertyStorageEx* p, int references, pyx_size index, int c
 {
     const wchar_t* const name = g_property;
     wchar_t buffer[4];
-    PYXPropertyStorageObserver* const pObserver = g_observer.As<PYXPropertyStorageObserver>();
+    auto* const pObserver = g_observer.As<PYXPropertyStorageObserver>();
     PYXBuffer* const pSink = NewPacket(0);
     EXPECT(p->Acquire(), references + 1);
     EXPECT(p->Release(), references);

@@ -7,7 +7,7 @@
 /// All objects that a ring buffer meets in a process: the host's packets, context
 /// and observer, the runtime library's objects and the muxer. Their tables are
 /// laid out by slot number, so they stay as older hosts have them whatever
-/// happens to the headers. Each call of them that matters is recorded.
+/// happens to the headers; a value goes by its address. Each call of them that matters is recorded.
 
 struct Object;
 using Slot = pyx_int64 (*)(Object*);
@@ -21,10 +21,10 @@ template <class Int, Int... Slots> struct Uncalled
 /// The operations of one kind of object.
 struct Table
 {
-    Slot slots[40];
+    Slot slots[40]{};
     PYXGuid id; ///< of its interface
 
-    constexpr Table(const PYXGuid& interfaceId) : slots(), id(interfaceId)
+    constexpr Table(const PYXGuid& interfaceId) : id(interfaceId)
     {
         for (int slot = 0; slot < 40; ++slot)
         {
@@ -127,7 +127,7 @@ inline void Trace(Object*, const wchar_t* path, pyx_int32 line, pyx_int32 level,
 inline void LayOutPackets()
 {
     Table& table = g_packetTable;
-    table.Put(3, [](Object*, const wchar_t* name, PYXVariant value) { // SetProperty
+    table.Put(3, [](Object*, const wchar_t* name, const PYXVariant& value) { // SetProperty
         return wcscmp(name, g_property) == 0 ? (Record("set %s", ValueText(value).text), PYX_OK) : PYX_OK;
     });
     table.Put(4, [](Object* p, const wchar_t* name, PYXVariant* pValue) { // GetProperty
@@ -152,7 +152,7 @@ inline void LayOutMuxer()
     Table* const tables[] = {&g_muxerTable, &g_inputTable};
     for (Table* pTable : tables)
     {
-        pTable->Put(3, [](Object* p, const wchar_t* name, PYXVariant value) { // SetProperty
+        pTable->Put(3, [](Object* p, const wchar_t* name, const PYXVariant& value) { // SetProperty
             return Record("%s.%ls=%s", p->name, name, ValueText(value).text), PYX_OK;
         });
         pTable->Put(4, [](Object* p, const wchar_t* name, PYXVariant* pValue) { // GetProperty
