@@ -66,7 +66,7 @@ TEST_P(WriteOutTest, EachHourOfADayLeavesWhatTheLastDid)
                std::to_string(CountRuntimeBlocks()) + " blocks, " + std::to_string(std::ranges::count(Files(), 'T')) +
                " files";
     };
-    const int hours = std::getenv("PYX_TEST_LONG") ? 240 : 6;
+    const int hours = std::getenv("PYX_TEST_LONG") ? 24 : 6;
     const std::string block(100, ' '); // a text that has a block on the heap, as those that replace it
     std::string clip = block;
     std::string held[2] = {block, block};
