@@ -89,6 +89,7 @@ private:
         pyx_int64 size = 0;                ///< bytes
     };
 
+    void ReserveRecord();
     PYX_RESULT WritePacket(PacketEntry* pPacket, PYXBuffer* pInput);
 
     PYXContext* const m_pContext;

@@ -104,6 +104,16 @@ PYX_RESULT PYXRingBufferGOP::GetAudioPacket(pyx_int32 idx, PYXBuffer** ppAudio)
     return m_audio.Read(static_cast<pyx_size>(idx), ppAudio);
 }
 
+pyx_size PYXRingBufferGOP::GetVideoPacketCount() const
+{
+    return m_video.GetCount();
+}
+
+pyx_size PYXRingBufferGOP::GetAudioPacketCount() const
+{
+    return m_audio.GetCount();
+}
+
 pyx_int64 PYXRingBufferGOP::GetPts() const
 {
     return CheckVideo() == PYX_OK ? m_video.GetFirst()->GetPts() : -1;
@@ -125,4 +135,24 @@ pyx_int64 PYXRingBufferGOP::GetDuration() const
     }
     const pyx_int64 toLast = PYXSubtractTicks(m_video.GetLast()->GetPts(), m_video.GetFirst()->GetPts());
     return PYXAddTicks(toLast, m_video.GetLast()->GetDuration());
+}
+
+PYX_RESULT PYXRingBufferGOP::OpenVideoFile(pyx_uint32 mode)
+{
+    return m_video.Open(mode);
+}
+
+PYX_RESULT PYXRingBufferGOP::OpenAudioFile(pyx_uint32 mode)
+{
+    return m_audio.Open(mode);
+}
+
+PYX_RESULT PYXRingBufferGOP::CloseVideoFile()
+{
+    return m_video.Close();
+}
+
+PYX_RESULT PYXRingBufferGOP::CloseAudioFile()
+{
+    return m_audio.Close();
 }

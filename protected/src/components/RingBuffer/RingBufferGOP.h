@@ -53,15 +53,8 @@ public:
     PYX_RESULT GetVideoPacket(pyx_int32 idx, PYXBuffer** ppVideo) PYX_REQUIRES(this);
     PYX_RESULT GetAudioPacket(pyx_int32 idx, PYXBuffer** ppAudio) PYX_REQUIRES(this);
 
-    pyx_size GetVideoPacketCount() const PYX_REQUIRES(this)
-    {
-        return m_video.GetCount();
-    }
-
-    pyx_size GetAudioPacketCount() const PYX_REQUIRES(this)
-    {
-        return m_audio.GetCount();
-    }
+    pyx_size GetVideoPacketCount() const PYX_REQUIRES(this);
+    pyx_size GetAudioPacketCount() const PYX_REQUIRES(this);
 
     /// Start of the group in 100 ns ticks: the time stamp of its first video
     /// packet, or -1 (traced) while it holds none.
@@ -80,26 +73,12 @@ public:
 
     /// Opens a store in a mode of PYXDataStream::Open; a store that is open
     /// stays as it is. PYX_NOT_INITIALIZED: no file name.
-    PYX_RESULT OpenVideoFile(pyx_uint32 mode) PYX_NO_THREAD_ANALYSIS
-    {
-        return m_video.Open(mode);
-    }
-
-    PYX_RESULT OpenAudioFile(pyx_uint32 mode) PYX_NO_THREAD_ANALYSIS
-    {
-        return m_audio.Open(mode);
-    }
+    PYX_RESULT OpenVideoFile(pyx_uint32 mode) PYX_NO_THREAD_ANALYSIS;
+    PYX_RESULT OpenAudioFile(pyx_uint32 mode) PYX_NO_THREAD_ANALYSIS;
 
     /// Closes a file; stores in memory stay open.
-    PYX_RESULT CloseVideoFile() PYX_NO_THREAD_ANALYSIS
-    {
-        return m_video.Close();
-    }
-
-    PYX_RESULT CloseAudioFile() PYX_NO_THREAD_ANALYSIS
-    {
-        return m_audio.Close();
-    }
+    PYX_RESULT CloseVideoFile() PYX_NO_THREAD_ANALYSIS;
+    PYX_RESULT CloseAudioFile() PYX_NO_THREAD_ANALYSIS;
 
 private:
     PYX_RESULT CheckVideo() const PYX_REQUIRES(this);
