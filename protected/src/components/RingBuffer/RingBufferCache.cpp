@@ -23,10 +23,7 @@ PYX_RESULT PYXRingBufferCache::AddVideoStartPacket(PYXBuffer* pPacket)
     PASS_ON_FAILURE(CloseActiveGOP(), L"AddVideoStartPacket() failed");
     m_pActiveGOP = CreateGOP();
     FAIL_IF_NOT(m_pActiveGOP, PYX_OUT_OF_MEMORY, L"AddVideoStartPacket() - Out of memory");
-    {
-        PYXLock lock(m_pActiveGOP.get());
-        PASS_ON_FAILURE(m_pActiveGOP->AddVideoPacket(pPacket), L"AddVideoStartPacket() failed");
-    }
+    PASS_ON_FAILURE(m_pActiveGOP->AddVideoPacket(pPacket), L"AddVideoStartPacket() failed");
     PASS_ON_FAILURE(AddAudioPacketsToGOP(), L"AddVideoStartPacket() failed");
     return TrimGOPs();
 }
@@ -79,80 +76,64 @@ PYX_RESULT PYXRingBufferCache::AddVideoRegularPacket(PYXBuffer* pPacket)
     {
         return PYX_OK;
     }
-    PYXLock lock(m_pActiveGOP.get());
     PASS_ON_FAILURE(m_pActiveGOP->AddVideoPacket(pPacket), L"AddVideoRegularPacket() failed");
     return AddAudioPacketsToGOP();
 }
 
 PYX_RESULT PYXRingBufferCache::AddAudioPacket(PYXBuffer* pPacket)
 {
-    if (!m_pendingAudio.empty() || !HasGOP())
-    {
-        m_pendingAudio.emplace_back(pPacket);
-        return AddAudioPacketsToGOP();
-    }
-    bool waits = false;
-    PASS_ON_FAILURE_SILENTLY(PlaceAudio(pPacket, &waits)); // queue empty: store directly
-    if (waits)
-    {
-        m_pendingAudio.emplace_back(pPacket);
-    }
-    return PYX_OK;
+    m_pendingAudio.emplace_back(pPacket);
+    return AddAudioPacketsToGOP();
 }
 
 PYX_RESULT PYXRingBufferCache::AddAudioPacketsToGOP()
 {
-    while (!m_pendingAudio.empty() && HasGOP())
+    if (!HasGOP())
+    {
+        return PYX_OK;
+    }
+    while (!m_pendingAudio.empty())
     {
         const PYXInterfacePtr<PYXBuffer> spPacket = m_pendingAudio.front();
-        bool waits = false;
-        const PYX_RESULT result = PlaceAudio(spPacket.Get(), &waits);
-        if (waits)
+        const pyx_int64 pts = spPacket->GetPts();
+        if (m_pActiveGOP && pts >= m_pActiveGOP->GetPts())
         {
-            return PYX_OK;
+            if (!AddAudioToActiveGOP(spPacket.Get()))
+            {
+                return PYX_OK; // Hosts rely on this success: the packet stays in front and is tried again next time.
+            }
+            m_pendingAudio.pop_front();
         }
-        m_pendingAudio.pop_front();
-        PASS_ON_FAILURE_SILENTLY(result);
+        else
+        {
+            m_pendingAudio.pop_front();
+            PASS_ON_FAILURE(AddAudioToCachedGOP(spPacket.Get(), pts),
+                            L"AddAudioPacketsToGOP() failed to add audio packet to cached GOP");
+        }
     }
     return PYX_OK;
 }
 
-/// Gives a packet to the group that covers it. `*pWaits`: the active one refuses it. Hosts rely on this success: the
-/// packet is tried again next time.
-PYX_RESULT PYXRingBufferCache::PlaceAudio(PYXBuffer* pPacket, bool* pWaits)
+bool PYXRingBufferCache::AddAudioToActiveGOP(PYXBuffer* pPacket)
 {
-    const pyx_int64 pts = pPacket->GetPts();
-    if (PYXRingBufferGOP* const pActive = m_pActiveGOP.get())
+    if (m_pActiveGOP->AddAudioPacket(pPacket) != PYX_OK)
     {
-        PYXLock lock(pActive);
-        if (pts >= pActive->GetPts())
-        {
-            *pWaits = pActive->AddAudioPacket(pPacket) != PYX_OK;
-            // Audio has passed the group's start, so the group before it gets no more in the normal case.
-            if (!*pWaits && !m_listOfGOPs.empty() && pActive->GetVideoPacketCount() == 1)
-            {
-                static_cast<void>(m_listOfGOPs.back()->CloseAudioFile());
-            }
-            return PYX_OK;
-        }
+        return false;
     }
-    PASS_ON_FAILURE(AddAudioToCachedGOP(pPacket, pts),
-                    L"AddAudioPacketsToGOP() failed to add audio packet to cached GOP");
-    return PYX_OK;
+    // Audio has passed the group's start, so the group before it gets no more in the normal case.
+    if (!m_listOfGOPs.empty() && m_pActiveGOP->GetVideoPacketCount() == 1)
+    {
+        static_cast<void>(m_listOfGOPs.back()->CloseAudioFile());
+    }
+    return true;
 }
 
 /// Gives it to the newest group that starts at or before it; none: dropped.
 PYX_RESULT PYXRingBufferCache::AddAudioToCachedGOP(PYXBuffer* pPacket, pyx_int64 pts)
 {
-    const auto found = std::find_if(m_listOfGOPs.rbegin(), m_listOfGOPs.rend(), [pts](const auto& pGroup) {
-        return pGroup->Ask(&PYXRingBufferGOP::GetPts) <= pts;
-    });
-    if (found == m_listOfGOPs.rend())
-    {
-        return PYX_OK;
-    }
-    PYXLock lock(found->get());
-    return (*found)->AddAudioPacket(pPacket);
+    const auto found = std::find_if(m_listOfGOPs.rbegin(), m_listOfGOPs.rend(),
+                                    [pts](const auto& pGroup) { return pGroup->GetPts() <= pts; });
+    return found == m_listOfGOPs.rend() ? PYX_OK : (*found)->AddAudioPacket(pPacket);
 }
 
 PYX_RESULT PYXRingBufferCache::TrimGOPs()
@@ -167,14 +148,14 @@ PYX_RESULT PYXRingBufferCache::TrimGOPs()
         return PYX_OK;
     }
     PYXRingBufferGOP& newest = m_pActiveGOP ? *m_pActiveGOP : *m_listOfGOPs.back();
-    const pyx_int64 duration = newest.Ask(&PYXRingBufferGOP::GetDuration);
-    const pyx_int64 end = PYXAddTicks(newest.Ask(&PYXRingBufferGOP::GetPts), duration);
-    pyx_int64 span = PYXSubtractTicks(end, m_listOfGOPs.front()->Ask(&PYXRingBufferGOP::GetPts));
+    const pyx_int64 duration = newest.GetDuration();
+    const pyx_int64 end = PYXAddTicks(newest.GetPts(), duration);
+    pyx_int64 span = PYXSubtractTicks(end, m_listOfGOPs.front()->GetPts());
     while (!m_listOfGOPs.empty())
     {
         // A group takes its own length off the span, not the gap to the next group's
         // start. Hosts rely on it: it decides which groups a clip begins with.
-        span = PYXSubtractTicks(span, m_listOfGOPs.front()->Ask(&PYXRingBufferGOP::GetDuration));
+        span = PYXSubtractTicks(span, m_listOfGOPs.front()->GetDuration());
         if (span <= m_duration * PYX_TICKS_PER_SECOND)
         {
             break;

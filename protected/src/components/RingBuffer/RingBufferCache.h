@@ -129,7 +129,7 @@ private:
     PYX_RESULT AddAudioPacketsToGOP() PYX_REQUIRES(this);
     PYX_RESULT CloseActiveGOP() PYX_REQUIRES(this);
     std::shared_ptr<PYXRingBufferGOP> CreateGOP() PYX_REQUIRES(this);
-    PYX_RESULT PlaceAudio(PYXBuffer* pPacket, bool* pWaits) PYX_REQUIRES(this);
+    bool AddAudioToActiveGOP(PYXBuffer* pPacket) PYX_REQUIRES(this);
     PYX_RESULT AddAudioToCachedGOP(PYXBuffer* pPacket, pyx_int64 pts) PYX_REQUIRES(this);
 
     /// The component's one reference. Here because an input traces at its end, and may outlive its component.

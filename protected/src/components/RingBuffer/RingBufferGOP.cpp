@@ -65,6 +65,7 @@ PYX_RESULT PYXRingBufferGOP::AddVideoPacket(PYXBuffer* pVideo)
 {
     FAIL_IF_NOT(m_spContext, PYX_NOT_INITIALIZED, L"AddVideoPacket() - Context not initialized");
     FAIL_IF_NOT(pVideo, PYX_INVALID_ARG, L"AddVideoPacket() - Invalid buffer passed in");
+    PYXLock lock(this);
     return m_video.Add(pVideo);
 }
 
@@ -72,6 +73,7 @@ PYX_RESULT PYXRingBufferGOP::AddAudioPacket(PYXBuffer* pAudio)
 {
     FAIL_IF_NOT(m_spContext, PYX_NOT_INITIALIZED, L"AddAudioPacket() - Context not initialized");
     FAIL_IF_NOT(pAudio, PYX_INVALID_ARG, L"AddAudioPacket() - Invalid buffer passed in");
+    PYXLock lock(this);
     if (m_video.GetCount() == 0)
     {
         return PYX_NOT_FOUND;
@@ -90,6 +92,7 @@ PYX_RESULT PYXRingBufferGOP::GetVideoPacket(pyx_int32 idx, PYXBuffer** ppVideo)
                 L"GetVideoPacket() - Invalid index requested.");
     FAIL_IF_NOT(ppVideo, PYX_INVALID_ARG, L"GetVideoPacket() - Invalid pointer passed in.");
     *ppVideo = nullptr;
+    PYXLock lock(this);
     return m_video.Read(static_cast<pyx_size>(idx), ppVideo);
 }
 
@@ -101,21 +104,25 @@ PYX_RESULT PYXRingBufferGOP::GetAudioPacket(pyx_int32 idx, PYXBuffer** ppAudio)
                 L"GetAudioPacket() - Invalid index requested");
     FAIL_IF_NOT(ppAudio, PYX_INVALID_ARG, L"GetAudioPacket() - Invalid pointer passed in");
     *ppAudio = nullptr;
+    PYXLock lock(this);
     return m_audio.Read(static_cast<pyx_size>(idx), ppAudio);
 }
 
-pyx_size PYXRingBufferGOP::GetVideoPacketCount() const
+pyx_size PYXRingBufferGOP::GetVideoPacketCount()
 {
+    PYXLock lock(this);
     return m_video.GetCount();
 }
 
-pyx_size PYXRingBufferGOP::GetAudioPacketCount() const
+pyx_size PYXRingBufferGOP::GetAudioPacketCount()
 {
+    PYXLock lock(this);
     return m_audio.GetCount();
 }
 
-pyx_int64 PYXRingBufferGOP::GetPts() const
+pyx_int64 PYXRingBufferGOP::GetPts()
 {
+    PYXLock lock(this);
     return CheckVideo() == PYX_OK ? m_video.GetFirst()->GetPts() : -1;
 }
 
@@ -127,8 +134,9 @@ PYX_RESULT PYXRingBufferGOP::CheckVideo() const
     return PYX_OK;
 }
 
-pyx_int64 PYXRingBufferGOP::GetDuration() const
+pyx_int64 PYXRingBufferGOP::GetDuration()
 {
+    PYXLock lock(this);
     if (CheckVideo() != PYX_OK)
     {
         return -1;

@@ -20,9 +20,8 @@ struct PYXGroupMemory
 /// One group of pictures: its video packets, and the audio that falls into its
 /// time span.
 ///
-/// Threads: is its own lock, which the caller holds, so that it takes it once for all that
-/// it does with a packet; the cache's lock is always taken first, and is what guards Open and
-/// Close.
+/// Threads: every operation but Open and Close takes the group's own lock; the
+/// cache's lock is always taken first, and is what guards Open and Close.
 /// Lifetime: owned by one of the active slot and the group list, and by a write-out
 /// while it runs. The temporary files end with the group.
 class PYXRingBufferGOP : public PYXCriticalSection
@@ -40,36 +39,29 @@ public:
     /// PYX_NOT_INITIALIZED: no context, or no temporary directory for a file.
     /// PYX_INVALID_ARG: null packet. Other failures are the context's and the
     /// store's; the records are then as before.
-    PYX_RESULT AddVideoPacket(PYXBuffer* pVideo) PYX_REQUIRES(this);
+    PYX_RESULT AddVideoPacket(PYXBuffer* pVideo);
 
     /// The same. Also returns, untraced: PYX_NOT_FOUND while there is no video,
     /// PYX_OUT_OF_RANGE for audio before the group's start.
-    PYX_RESULT AddAudioPacket(PYXBuffer* pAudio) PYX_REQUIRES(this);
+    PYX_RESULT AddAudioPacket(PYXBuffer* pAudio);
 
     /// Rebuilds a packet as a new buffer, acquired for the caller. The store
     /// must be open. The output is null on failure past the argument checks.
     /// PYX_INVALID_ARG: no such index, null output. PYX_UNEXPECTED: the store
     /// held fewer bytes than recorded.
-    PYX_RESULT GetVideoPacket(pyx_int32 idx, PYXBuffer** ppVideo) PYX_REQUIRES(this);
-    PYX_RESULT GetAudioPacket(pyx_int32 idx, PYXBuffer** ppAudio) PYX_REQUIRES(this);
+    PYX_RESULT GetVideoPacket(pyx_int32 idx, PYXBuffer** ppVideo);
+    PYX_RESULT GetAudioPacket(pyx_int32 idx, PYXBuffer** ppAudio);
 
-    pyx_size GetVideoPacketCount() const PYX_REQUIRES(this);
-    pyx_size GetAudioPacketCount() const PYX_REQUIRES(this);
+    pyx_size GetVideoPacketCount();
+    pyx_size GetAudioPacketCount();
 
     /// Start of the group in 100 ns ticks: the time stamp of its first video
     /// packet, or -1 (traced) while it holds none.
-    pyx_int64 GetPts() const PYX_REQUIRES(this);
+    pyx_int64 GetPts();
 
     /// From the first to the end of the last video packet in 100 ns ticks, or -1
     /// (traced) while it holds none.
-    pyx_int64 GetDuration() const PYX_REQUIRES(this);
-
-    /// One of the two above, under the lock.
-    pyx_int64 Ask(pyx_int64 (PYXRingBufferGOP::*question)() const)
-    {
-        PYXLock lock(this);
-        return (this->*question)();
-    }
+    pyx_int64 GetDuration();
 
     /// Opens a store in a mode of PYXDataStream::Open; a store that is open
     /// stays as it is. PYX_NOT_INITIALIZED: no file name.

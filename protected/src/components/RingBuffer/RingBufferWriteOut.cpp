@@ -14,7 +14,7 @@ constexpr const PYXTraceSource& c_traceSource = c_ringBufferTraceSource;
 /// Where the two kinds of packets differ.
 struct StreamKind
 {
-    pyx_size (PYXRingBufferGOP::*getCount)() const;
+    pyx_size (PYXRingBufferGOP::*getCount)();
     PYX_RESULT (PYXRingBufferGOP::*open)(pyx_uint32 mode);
     PYX_RESULT (PYXRingBufferGOP::*getPacket)(pyx_int32 index, PYXBuffer** ppPacket);
     PYX_RESULT (PYXRingBufferGOP::*close)();
@@ -163,7 +163,6 @@ PYX_RESULT ChooseInputs(PYXComponentEx* pMuxer, PYXInterfacePtr<PYXInput>* pspVi
 /// Writes one group's packets of both kinds in the order of their times; video wins a tie.
 PYX_RESULT WriteGroup(PYXRingBufferGOP* pGroup, StreamWriter* pVideo, StreamWriter* pAudio)
 {
-    PYXLock lock(pGroup);
     PASS_ON_FAILURE_SILENTLY(pVideo->OpenGroup(pGroup));
     PASS_ON_FAILURE_SILENTLY(pAudio->OpenGroup(pGroup));
     while (!pVideo->IsDone() || !pAudio->IsDone())
@@ -193,7 +192,7 @@ PYX_RESULT WriteBuffer(PYXRingBufferCache* pCache, PYXComponent* pMuxer)
     pCache->FinishActiveGroup();
     // A copy: the muxer and the context may call back, and empty the cache.
     const PYXRingBufferCache::GOPList groups = pCache->GetCompleteGOPs();
-    const pyx_int64 base = groups.empty() ? 0 : groups.front()->Ask(&PYXRingBufferGOP::GetPts);
+    const pyx_int64 base = groups.empty() ? 0 : groups.front()->GetPts();
     const pyx_int64 limit = pCache->GetDurationInSeconds() * PYX_TICKS_PER_SECOND;
     StreamWriter video(c_video, spVideo, base, limit);
     StreamWriter audio(c_audio, spAudio, base, limit);
