@@ -1,8 +1,8 @@
 #include "bench/Floors.h"
 
 #include "bench/Require.h"
-#include "common/PropertyNames.h"
 
+#include <windows.h>
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
@@ -27,47 +27,24 @@ Record MakeRecord(PYXContext* pContext, PYXBuffer* pPacket)
 
 } // namespace
 
-Floor::Floor(PYXContext* pContext, size_t keep) : m_pContext(pContext), m_keep(keep)
-{
-    InitializeCriticalSection(&m_lock);
-}
-
-Floor::~Floor()
-{
-    DeleteCriticalSection(&m_lock);
-}
-
-void Floor::Take(const Packet& packet)
-{
-    const auto spPacket = PYXQuery<PYXBuffer>(packet.pBuffer);
-    PYXVariant type = PYXVariantFromInt64(2);
-    if (packet.kind != PacketKind::Audio)
-    {
-        Require(spPacket->GetProperty(PYX_PROPERTY_OUTPUT_DATA_TYPE, &type) == PYX_OK, "the kind of a picture");
-    }
-    EnterCriticalSection(&m_lock);
-    Store(spPacket.Get(), type.int64Value == 0 ? PacketKind::Start : packet.kind);
-    LeaveCriticalSection(&m_lock);
-}
-
 MemoryFloor::MemoryFloor(PYXContext* pContext, size_t keep, pyx_size bytesPerGroup)
-    : Floor(pContext, keep), m_ring((keep + 1) * bytesPerGroup)
+    : m_pContext(pContext), m_keep(keep), m_ring((keep + 1) * bytesPerGroup)
 {
 }
 
-void MemoryFloor::Store(PYXBuffer* pPacket, PacketKind kind)
+void MemoryFloor::Take(const Packet& packet)
 {
-    if (kind == PacketKind::Start)
+    if (packet.kind == PacketKind::Start)
     {
         m_groups.emplace_back();
     }
-    const pyx_size size = pPacket->GetSize();
+    const pyx_size size = packet.pBuffer->GetSize();
     if (size > m_ring.size() - m_used)
     {
         m_used = 0;
     }
-    m_groups.back().push_back(MakeRecord(m_pContext, pPacket));
-    std::memcpy(m_ring.data() + m_used, pPacket->GetNative(), size);
+    m_groups.back().push_back(MakeRecord(m_pContext, packet.pBuffer));
+    std::memcpy(m_ring.data() + m_used, packet.pBuffer->GetNative(), size);
     m_used += size;
     while (m_groups.size() > m_keep)
     {
@@ -76,7 +53,7 @@ void MemoryFloor::Store(PYXBuffer* pPacket, PacketKind kind)
 }
 
 FileFloor::FileFloor(PYXContext* pContext, size_t keep, std::filesystem::path directory)
-    : Floor(pContext, keep), m_directory(std::move(directory))
+    : m_pContext(pContext), m_keep(keep), m_directory(std::move(directory))
 {
     Require(std::filesystem::create_directory(m_directory), "the floor's directory is there already");
 }
@@ -90,20 +67,20 @@ FileFloor::~FileFloor()
     std::filesystem::remove(m_directory);
 }
 
-void FileFloor::Store(PYXBuffer* pPacket, PacketKind kind)
+void FileFloor::Take(const Packet& packet)
 {
-    if (kind == PacketKind::Start)
+    if (packet.kind == PacketKind::Start)
     {
         Begin();
     }
     Group& group = m_groups.back();
-    if (kind != PacketKind::Audio)
+    if (packet.kind != PacketKind::Audio)
     {
-        Append(&group.video, pPacket);
+        Append(&group.video, packet);
     }
     else
     {
-        Append(&group.audio, pPacket);
+        Append(&group.audio, packet);
         if (group.video.records.size() == 1 && m_groups.size() > 1)
         {
             Close(&(m_groups.end() - 2)->audio);
@@ -125,15 +102,15 @@ void FileFloor::Begin()
     m_groups.push_back({{name.wstring() + L".RBV", -1, {}}, {name.wstring() + L".RBA", -1, {}}});
 }
 
-void FileFloor::Append(File* pFile, PYXBuffer* pPacket)
+void FileFloor::Append(File* pFile, const Packet& packet)
 {
     if (pFile->records.empty())
     {
         Create(pFile);
     }
-    pFile->records.push_back(MakeRecord(m_pContext, pPacket));
-    const auto size = static_cast<pyx_uint32>(pPacket->GetSize());
-    const int written = _write(pFile->descriptor, pPacket->GetNative(), size);
+    pFile->records.push_back(MakeRecord(m_pContext, packet.pBuffer));
+    const auto size = static_cast<pyx_uint32>(packet.pBuffer->GetSize());
+    const int written = _write(pFile->descriptor, packet.pBuffer->GetNative(), size);
     Require(written == static_cast<int>(size), "writing a file of the floor");
 }
 

@@ -4,8 +4,6 @@
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"
 
-#include <windows.h>
-
 #include <cstddef>
 #include <deque>
 #include <filesystem>
@@ -18,40 +16,19 @@
 /// byte, the packet's properties and its times.
 using Record = PYXInterfacePtr<PYXBuffer>;
 
-/// What the contract of SubmitInput asks of any cache for each packet: it comes as
-/// PYXData, so its buffer is asked for, and a picture's kind; and inputs may be called
-/// from different threads, so there is one lock.
-class Floor
+/// One copy per packet into memory that was used before: a ring that holds as many
+/// bytes as the module keeps.
+class MemoryFloor
 {
 public:
     /// A start packet lets the oldest groups go beyond `keep`, its own included.
-    Floor(PYXContext* pContext, size_t keep);
-    Floor(const Floor&) = delete;
-    Floor& operator=(const Floor&) = delete;
-    virtual ~Floor();
+    MemoryFloor(PYXContext* pContext, size_t keep, pyx_size bytesPerGroup);
 
     void Take(const Packet& packet);
 
-protected:
-    virtual void Store(PYXBuffer* pPacket, PacketKind kind) = 0;
-
+private:
     PYXContext* const m_pContext;
     const size_t m_keep;
-
-private:
-    CRITICAL_SECTION m_lock;
-};
-
-/// One copy per packet into memory that was used before: a ring that holds as many
-/// bytes as the module keeps.
-class MemoryFloor final : public Floor
-{
-public:
-    MemoryFloor(PYXContext* pContext, size_t keep, pyx_size bytesPerGroup);
-
-private:
-    void Store(PYXBuffer* pPacket, PacketKind kind) override;
-
     std::vector<std::byte> m_ring;
     size_t m_used = 0;
     std::deque<std::vector<Record>> m_groups; // oldest first
@@ -62,12 +39,16 @@ private:
 /// when the next group has begun (the one for audio only by audio that comes before
 /// the group's second picture, else when it is deleted), and deleted when the group
 /// has become too old.
-class FileFloor final : public Floor
+class FileFloor
 {
 public:
-    /// Makes `directory` new and empty.
+    /// Makes `directory` new and empty. `keep` as in MemoryFloor.
     FileFloor(PYXContext* pContext, size_t keep, std::filesystem::path directory);
-    ~FileFloor() override;
+    FileFloor(const FileFloor&) = delete;
+    FileFloor& operator=(const FileFloor&) = delete;
+    ~FileFloor();
+
+    void Take(const Packet& packet);
 
 private:
     struct File
@@ -83,13 +64,14 @@ private:
         File audio;
     };
 
-    void Store(PYXBuffer* pPacket, PacketKind kind) override;
     void Begin();
-    void Append(File* pFile, PYXBuffer* pPacket);
+    void Append(File* pFile, const Packet& packet);
     static void Create(File* pFile);
     static void Close(File* pFile);
     void DropOldest();
 
+    PYXContext* const m_pContext;
+    const size_t m_keep;
     const std::filesystem::path m_directory;
     std::deque<Group> m_groups; // oldest first
     int m_counter = 0;
