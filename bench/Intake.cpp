@@ -95,7 +95,7 @@ void RegisterIntake(const Effort& effort)
     }
     for (const int seconds : effort.quick ? std::vector{30, 600} : std::vector{30, 120, 600})
     {
-        cases.push_back({120, seconds, c_lowBitRate, 8});
+        cases.push_back({120, seconds, c_lowBitRate, 64});
     }
     for (const IntakeCase& what : cases)
     {

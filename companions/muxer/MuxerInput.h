@@ -29,7 +29,11 @@ public:
     PYX_RESULT SubmitInput(PYXData* pData) override;
 
 private:
-    ~PYXMuxerInput() override = default;
+    ~PYXMuxerInput() override
+    {
+        ReleaseValues(); // they may call back
+    }
+
     PYX_RESULT CopyPacket(PYXBuffer* pBuffer, PacketPtr* pspPacket) const;
 
     const StreamKind m_kind;

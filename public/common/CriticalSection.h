@@ -77,11 +77,6 @@ public:
         }
     }
 
-    bool IsLocked() const
-    {
-        return m_locked;
-    }
-
 private:
     PYXCriticalSection* m_pSync;
     bool m_locked;

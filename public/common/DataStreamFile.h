@@ -7,7 +7,7 @@
 /// A data stream over a file, opened in binary mode through the C runtime's
 /// low-level descriptors and not buffered further.
 ///
-/// Failures of the runtime's own calls answer PYX_FAIL without a trace: the
+/// Failures of the runtime's own calls return PYX_FAIL without a trace: the
 /// caller knows what it was about. Any operation but Open and Close on a closed
 /// stream returns PYX_FILE_NOT_OPEN.
 class PYXDataStreamFileImpl : public PYXDataStreamImpl

@@ -37,13 +37,13 @@ std::wstring MakeAssertText(int argCount, const wchar_t* message, va_list args)
     va_copy(sameArgs, args);
     const int length = _vscwprintf(message, args);
     std::wstring text(static_cast<size_t>(std::max(length, 0)), L'\0');
-    _vsnwprintf(text.data(), text.size() + 1, message, sameArgs);
+    _vsnwprintf(text.data(), text.size(), message, sameArgs); // the text has its own terminator
     va_end(sameArgs);
     return text;
 }
 
-void TraceFailedCheck(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT result, int argCount,
-                      const wchar_t* message, ...)
+void TraceFailedText(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT result, int argCount,
+                     const wchar_t* message, ...)
 {
     const PYXRuntimeReference runtime(PYXRuntimeUse::Record);
     if (PYXTrace* const pTrace = runtime.GetTrace())

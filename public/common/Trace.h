@@ -30,12 +30,13 @@ std::wstring MakeAssertText(int argCount, const wchar_t* message, va_list args);
 
 /// The record of a check, at the error level: of a call that failed with `result`, or else of a condition. Makes the
 /// text, so that a check that holds costs its function neither registers nor a place in the cache.
-void TraceFailedCheck(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT result, int argCount,
-                      const wchar_t* message, ...);
+void TraceFailedText(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT result, int argCount,
+                     const wchar_t* message, ...);
 
-template <class... Args> constexpr int PYXCountArguments(const wchar_t*, Args...)
+template <class... Args>
+void TraceFailedCheck(const PYXTraceSource& source, pyx_int32 line, PYX_RESULT result, Args... messageAndArgs)
 {
-    return sizeof...(Args);
+    TraceFailedText(source, line, result, sizeof...(Args) - 1, messageAndArgs...);
 }
 
 #define PYX_WIDEN_TEXT(text) L##text
@@ -65,7 +66,7 @@ template <class... Args> constexpr int PYXCountArguments(const wchar_t*, Args...
     {                                                                                                                  \
         if (!(condition))                                                                                              \
         {                                                                                                              \
-            TraceFailedCheck(c_traceSource, line, PYX_OK, PYXCountArguments(__VA_ARGS__), __VA_ARGS__);                \
+            TraceFailedCheck(c_traceSource, line, PYX_OK, __VA_ARGS__);                                                \
             return code;                                                                                               \
         }                                                                                                              \
     } while (false)
@@ -76,7 +77,7 @@ template <class... Args> constexpr int PYXCountArguments(const wchar_t*, Args...
         const PYX_RESULT pyxResult = (call);                                                                           \
         if (pyxResult != PYX_OK)                                                                                       \
         {                                                                                                              \
-            TraceFailedCheck(c_traceSource, line, pyxResult, PYXCountArguments(__VA_ARGS__), __VA_ARGS__);             \
+            TraceFailedCheck(c_traceSource, line, pyxResult, __VA_ARGS__);                                             \
             return pyxResult;                                                                                          \
         }                                                                                                              \
     } while (false)

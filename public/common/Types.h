@@ -5,7 +5,7 @@
 /// The basic types and result codes that cross every module boundary.
 ///
 /// This header and the interface headers built on it include nothing of the
-/// hosted C++ library, so a host can use them in any build.
+/// hosted C++ library, so a host can use them in any C++20 build.
 
 using pyx_int32 = int;
 using pyx_uint32 = unsigned int;

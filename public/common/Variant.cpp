@@ -2,9 +2,6 @@
 
 #include "common/VariantText.h"
 
-#include <windows.h>
-#include <objbase.h>
-
 #include <algorithm>
 #include <cstring>
 #include <iterator>
@@ -29,7 +26,7 @@ PYX_RESULT AssignText(PYXVariant* pVariant, PYXVariantType type, Char* PYXVarian
         return PYX_INVALID_POINTER;
     }
     const size_t size = (std::char_traits<Char>::length(text) + 1) * sizeof(Char);
-    auto copy = PYXAllocateText<Char>(size);
+    PYXTaskText<Char> copy(static_cast<Char*>(PYXAllocateTaskMemory(size)));
     if (copy)
     {
         memcpy(copy.get(), text, size);
@@ -279,7 +276,7 @@ void PYXVariantClear(PYXVariant* pVariant)
     pVariant->type = PYX_VARIANT_EMPTY;
     if (old.type == PYX_VARIANT_STRING || old.type == PYX_VARIANT_WSTRING)
     {
-        CoTaskMemFree(old.stringValue);
+        PYXTaskMemoryCloser()(old.stringValue);
     }
     else if (old.type == PYX_VARIANT_INTERFACE && old.interfaceValue)
     {

@@ -1,6 +1,8 @@
 #include "common/VariantText.h"
 
+#include <windows.h>
 #include <locale.h>
+#include <objbase.h>
 
 #include <algorithm>
 #include <bit>
@@ -194,11 +196,21 @@ template <class To, class From> PYXTaskText<To> ConvertText(const From* text)
     }
     _configthreadlocale(_ENABLE_PER_THREAD_LOCALE);
     const int length = Convert(text, static_cast<To*>(nullptr), 0); // with the terminator
-    auto converted = PYXAllocateText<To>(static_cast<size_t>(length) * sizeof(To));
+    PYXTaskText<To> converted(static_cast<To*>(PYXAllocateTaskMemory(static_cast<size_t>(length) * sizeof(To))));
     return converted && Convert(text, converted.get(), length) > 1 ? std::move(converted) : nullptr;
 }
 
 } // namespace
+
+void PYXTaskMemoryCloser::operator()(void* p) const noexcept
+{
+    CoTaskMemFree(p);
+}
+
+void* PYXAllocateTaskMemory(size_t size)
+{
+    return CoTaskMemAlloc(size);
+}
 
 bool PYXParseBool(const char* text, PYX_RESULT* pError)
 {

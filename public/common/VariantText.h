@@ -2,9 +2,6 @@
 
 #include "common/Variant.h"
 
-#include <windows.h>
-#include <objbase.h>
-
 #include <array>
 #include <cstddef>
 #include <memory>
@@ -12,10 +9,7 @@
 
 struct PYXTaskMemoryCloser
 {
-    void operator()(void* p) const noexcept
-    {
-        CoTaskMemFree(p);
-    }
+    void operator()(void* p) const noexcept;
 };
 
 /// Text from task memory, the allocator pair that all modules of the process share. Null when there is none.
@@ -23,11 +17,8 @@ template <class Char> using PYXTaskText = std::unique_ptr<Char, PYXTaskMemoryClo
 using PYXTaskString = PYXTaskText<char>;
 using PYXTaskWString = PYXTaskText<wchar_t>;
 
-/// An uninitialised text of `size` bytes; null when memory ran out.
-template <class Char> PYXTaskText<Char> PYXAllocateText(size_t size)
-{
-    return PYXTaskText<Char>(static_cast<Char*>(CoTaskMemAlloc(size)));
-}
+/// So many bytes of task memory; null when there are none.
+void* PYXAllocateTaskMemory(size_t size);
 
 /// Parsing. `*pError` becomes PYX_OK, or PYX_INVALID_ARG when the text is null, empty
 /// or begins with no number. A partial match succeeds and leaves the other fields 0; so

@@ -61,7 +61,11 @@ PYXPacketStore::~PYXPacketStore()
 
 PYX_RESULT PYXPacketStore::Add(PYXBuffer* pPacket)
 {
-    ReserveRecord();
+    // Before the bytes are written, so that a failed allocation cannot leave bytes without a record.
+    if (m_packets.size() == m_packets.capacity())
+    {
+        m_packets.reserve(std::max<size_t>(4, 2 * m_packets.size()));
+    }
     PacketEntry entry;
     entry.size = static_cast<pyx_int64>(pPacket->GetSize());
     if (m_packets.empty())
@@ -77,16 +81,6 @@ PYX_RESULT PYXPacketStore::Add(PYXBuffer* pPacket)
     return PYX_OK;
 }
 
-/// Reserves before the bytes are written, so that a failed allocation cannot leave
-/// bytes without a record.
-void PYXPacketStore::ReserveRecord()
-{
-    if (m_packets.size() == m_packets.capacity())
-    {
-        m_packets.reserve(std::max<size_t>(4, 2 * m_packets.size()));
-    }
-}
-
 /// Fills the record and writes the bytes at the stream's position, which is its
 /// end while the group fills.
 PYX_RESULT PYXPacketStore::WritePacket(PacketEntry* pPacket, PYXBuffer* pInput)
@@ -100,7 +94,7 @@ PYX_RESULT PYXPacketStore::WritePacket(PacketEntry* pPacket, PYXBuffer* pInput)
     pyx_uint64 writtenBytes = 0;
     PASS_ON_FAILURE(m_pStream->Write(pInput->GetNative(), size, &writtenBytes),
                     L"WritePacket() - Failed to write packet information to file.");
-    // Hosts rely on PYX_FAIL here, although a short read answers PYX_UNEXPECTED.
+    // Hosts rely on PYX_FAIL here, although a short read returns PYX_UNEXPECTED.
     FAIL_IF_NOT(writtenBytes == size, PYX_FAIL, L"WritePacket() - Failed to write all the frame bytes to file.");
     return PYX_OK;
 }

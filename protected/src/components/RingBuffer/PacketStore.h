@@ -32,8 +32,8 @@ class PYXPacketStore
 public:
     /// `pContext` is borrowed and outlives the store; Add and Read
     /// need one. `spSegments` is used in memory only and may be null, see
-    /// PYXDataStreamMemoryImpl. `fileName` is not used in memory, and empty without
-    /// a temporary directory. `texts` are static. Opens nothing.
+    /// PYXDataStreamMemoryImpl. `fileName` is empty in memory and without a
+    /// temporary directory. `texts` are static. Opens nothing.
     PYXPacketStore(PYXContext* pContext, bool inRam, std::shared_ptr<PYXMemorySegments> spSegments,
                    std::wstring fileName, const PYXPacketStoreTexts& texts);
     PYXPacketStore(const PYXPacketStore&) = delete;
@@ -89,7 +89,6 @@ private:
         pyx_int64 size = 0;                ///< bytes
     };
 
-    void ReserveRecord();
     PYX_RESULT WritePacket(PacketEntry* pPacket, PYXBuffer* pInput);
 
     PYXContext* const m_pContext;

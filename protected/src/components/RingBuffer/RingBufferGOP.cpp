@@ -26,12 +26,12 @@ constexpr PYXPacketStoreTexts c_audioTexts{
 /// Numbers the groups of the process for their file names; not locked.
 pyx_int32 s_gopCounter = 0;
 
-/// The path of the next group's files without their extension, empty without a
-/// directory. Each group takes a number, with files or not.
-std::wstring TakeFileName(const std::wstring& tempPath)
+/// The path of the next group's files without their extension, empty without files.
+/// Each group takes a number, with files or not.
+std::wstring TakeFileName(const std::wstring& tempPath, bool inRam)
 {
     s_gopCounter = s_gopCounter + 1;
-    if (tempPath.empty())
+    if (inRam || tempPath.empty())
     {
         return {};
     }
@@ -48,7 +48,7 @@ std::wstring AddExtension(const std::wstring& fileName, const wchar_t* extension
 
 PYXRingBufferGOP::PYXRingBufferGOP(PYXContext* pContext, const std::wstring& tempPath, bool inRam,
                                    const PYXGroupMemory& memory)
-    : m_spContext(pContext), m_fileName(TakeFileName(tempPath)),
+    : m_spContext(pContext), m_fileName(TakeFileName(tempPath, inRam)),
       m_audio(pContext, inRam, memory.spAudio, AddExtension(m_fileName, L".RBA"), c_audioTexts),
       m_video(pContext, inRam, memory.spVideo, AddExtension(m_fileName, L".RBV"), c_videoTexts)
 {

@@ -76,7 +76,7 @@ private:
     PYX_RESULT CheckVideo() const PYX_REQUIRES(this);
 
     const PYXInterfacePtr<PYXContext> m_spContext;
-    const std::wstring m_fileName; // without an extension; empty without a directory
+    const std::wstring m_fileName; // without an extension; empty without files
     PYXPacketStore m_audio PYX_GUARDED_BY(this);
     PYXPacketStore m_video PYX_GUARDED_BY(this); // declared last, so that it ends first
 };
