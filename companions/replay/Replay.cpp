@@ -120,11 +120,11 @@ Outcome Replay::OpenInput()
 
 Outcome Replay::Record()
 {
-    std::optional<PYXRecorder> recorder;
-    RETURN_ON_FAILURE(Open(&recorder, Settings()));
-    const Outcome fed = Feed(&recorder);
+    std::unique_ptr<PYXRecorder> pRecorder;
+    RETURN_ON_FAILURE(Open(&pRecorder, Settings()));
+    const Outcome fed = Feed(&pRecorder);
     UseForSaves(nullptr);
-    Outcome last = TakeClip(recorder->End({.path = m_options.output}));
+    Outcome last = TakeClip(pRecorder->End({.path = m_options.output}));
     if (last.Code() == ExitCode::NothingKept && !m_report.clips.empty())
     {
         last = CopyLastClip();
@@ -140,12 +140,13 @@ Outcome Replay::Record()
     return m_report.clips.empty() ? fed : Outcome(fed.Code(), fed.Text() + "; what was read until then is saved");
 }
 
-Outcome Replay::Open(std::optional<PYXRecorder>* pRecorder, const PYXRecorderSettings& settings)
+Outcome Replay::Open(std::unique_ptr<PYXRecorder>* ppRecorder, const PYXRecorderSettings& settings)
 {
-    const PYXStatus opened = pRecorder->emplace().Open(settings);
+    *ppRecorder = std::make_unique<PYXRecorder>();
+    const PYXStatus opened = (*ppRecorder)->Open(settings);
     if (opened.IsOk())
     {
-        UseForSaves(&**pRecorder);
+        UseForSaves(ppRecorder->get());
         return {};
     }
     return opened.result == PYX_FILE_NOT_OPEN
@@ -155,18 +156,18 @@ Outcome Replay::Open(std::optional<PYXRecorder>* pRecorder, const PYXRecorderSet
 }
 
 /// No clip can describe pictures of two sizes, nor show a cut: what came before gets a clip of its own.
-Outcome Replay::BeginStretch(std::optional<PYXRecorder>* pRecorder, const MediaPacket& first)
+Outcome Replay::BeginStretch(std::unique_ptr<PYXRecorder>* ppRecorder, const MediaPacket& first)
 {
     const std::wstring path = NextPath();
     Warn("after " + FormatTime(first.pts - m_report.origin) + " the " +
          (first.hidden ? "input has a cut" : "pictures have another size") +
          ": what is kept from before it is saved as " + PathForUser(path));
     UseForSaves(nullptr);
-    const Outcome saved = TakeClip((*pRecorder)->End({.path = path}));
+    const Outcome saved = TakeClip((*ppRecorder)->End({.path = path}));
     NoteFailedSave(saved.Code() == ExitCode::NothingKept ? Outcome() : saved, "; recording goes on");
     PYXRecorderSettings settings = Settings();
     settings.video.size = first.size;
-    return Open(pRecorder, settings);
+    return Open(ppRecorder, settings);
 }
 
 /// Null: from here on there is nothing to save.
@@ -179,7 +180,7 @@ void Replay::UseForSaves(PYXRecorder* pRecorder)
     m_progress.Clear();
 }
 
-Outcome Replay::Feed(std::optional<PYXRecorder>* pRecorder)
+Outcome Replay::Feed(std::unique_ptr<PYXRecorder>* ppRecorder)
 {
     LiveOrder order(&m_input, m_input.Audio() != nullptr);
     const Clock::time_point start = Clock::now();
@@ -202,15 +203,15 @@ Outcome Replay::Feed(std::optional<PYXRecorder>* pRecorder)
         {
             BeginSave();
         }
-        stored = packet.newStretch ? BeginStretch(pRecorder, packet) : Outcome();
-        stored = stored.IsOk() ? Submit(&**pRecorder, packet) : stored;
+        stored = packet.newStretch ? BeginStretch(ppRecorder, packet) : Outcome();
+        stored = stored.IsOk() ? Submit(ppRecorder->get(), packet) : stored;
     }
     RETURN_ON_FAILURE(stored);
     if (const std::ptrdiff_t missed = std::ssize(m_options.saveAt) - reached; missed > 0 && !IsInterrupted())
     {
         Warn(std::to_string(missed) + (missed == 1 ? " time" : " times") + " of --save-at come after the input's end");
     }
-    WarnOfLosses(order, (*pRecorder)->Look().packetsLate);
+    WarnOfLosses(order, (*ppRecorder)->Look().packetsLate);
     if (const std::string why = WhyBroken(order); !why.empty())
     {
         return {ExitCode::BadInput,

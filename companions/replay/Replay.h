@@ -5,8 +5,8 @@
 #include "replay/Progress.h"
 #include "replay/report/Report.h"
 
+#include <memory>
 #include <mutex>
-#include <optional>
 
 /// One run of the program: opens the input, feeds the recorder, saves and checks
 /// the clips: one at the end, and one whenever it is asked for meanwhile.
@@ -37,9 +37,9 @@ private:
     PYXRecorderSettings Settings() const;
     Outcome Record();
     void UseForSaves(PYXRecorder* pRecorder);
-    Outcome Open(std::optional<PYXRecorder>* pRecorder, const PYXRecorderSettings& settings);
-    Outcome BeginStretch(std::optional<PYXRecorder>* pRecorder, const MediaPacket& first);
-    Outcome Feed(std::optional<PYXRecorder>* pRecorder);
+    Outcome Open(std::unique_ptr<PYXRecorder>* ppRecorder, const PYXRecorderSettings& settings);
+    Outcome BeginStretch(std::unique_ptr<PYXRecorder>* ppRecorder, const MediaPacket& first);
+    Outcome Feed(std::unique_ptr<PYXRecorder>* ppRecorder);
     Outcome Submit(PYXRecorder* pRecorder, const MediaPacket& packet);
     PYX_RESULT SubmitHidden(PYXRecorder* pRecorder, const MediaPacket& packet) const;
     void BeginSave();

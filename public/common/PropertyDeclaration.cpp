@@ -161,7 +161,7 @@ PYX_RESULT CastToListed(PYXVariant* pDest, const PYXVariant* pValue, const PYXEn
 template <class Number> Number NumberAt(const PYXVariant& variant, size_t index)
 {
     Number number;
-    memcpy(&number, reinterpret_cast<const Number*>(variant.raw) + index, sizeof(number));
+    memcpy(&number, reinterpret_cast<const char*>(variant.raw) + index * sizeof(number), sizeof(number));
     return number;
 }
 
