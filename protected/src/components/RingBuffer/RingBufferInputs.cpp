@@ -67,8 +67,9 @@ PYX_RESULT PYXRingBufferInput::SetProperty(const wchar_t* name, PYXVariant value
 {
     FAIL_IF_NOT(m_pCache->IsOpen(), PYX_UNEXPECTED, L"SetProperty() - Host not Initialized");
     FAIL_IF_NOT(m_hasMuxer, PYX_NOT_INITIALIZED, L"SetProperty() - Internal component not initialized");
-    PYXLock lock(m_pCache.get());
-    if (!m_pCache->IsOpen())
+    PYXRingBufferCache& cache = *m_pCache;
+    PYXLock lock(&cache);
+    if (!cache.IsOpen())
     {
         return PYX_UNEXPECTED; // the component has ended meanwhile
     }
@@ -113,9 +114,9 @@ PYX_RESULT PYXRingBufferInput::Accept(PYXData* pData, PYXInterfacePtr<PYXBuffer>
 
 PYX_RESULT PYXRingBufferInput::Store(PYX_RESULT (PYXRingBufferCache::*pAdd)(PYXBuffer*), PYXBuffer* pBuffer)
 {
-    PYXLock lock(m_pCache.get());
-    // The component may have ended meanwhile.
-    return m_pCache->IsOpen() ? (m_pCache.get()->*pAdd)(pBuffer) : PYX_UNEXPECTED;
+    PYXRingBufferCache& cache = *m_pCache;
+    PYXLock lock(&cache);
+    return cache.IsOpen() ? (cache.*pAdd)(pBuffer) : PYX_UNEXPECTED; // the component may have ended meanwhile
 }
 
 PYXRingBufferVideoInput::PYXRingBufferVideoInput(std::shared_ptr<PYXRingBufferCache> pCache, PYXSharedMuxer pMuxer)
