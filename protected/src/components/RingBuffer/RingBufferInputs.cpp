@@ -103,9 +103,7 @@ PYX_RESULT PYXRingBufferInput::Accept(PYXData* pData, PYXInterfacePtr<PYXBuffer>
     }
     if (m_enabled)
     {
-        // Counts the packets that fail below too. Not ++, which is a locked instruction: two threads at once may count
-        // one.
-        m_packetCount.store(m_packetCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+        ++m_packetCount; // counts the packets that fail below too
         *pspBuffer = PYXQuery<PYXBuffer>(pData);
         FAIL_IF_NOT(*pspBuffer, PYX_UNEXPECTED, L"SubmitInput() - invalid pointer type");
     }
