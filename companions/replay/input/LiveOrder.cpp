@@ -45,6 +45,10 @@ void LiveOrder::Fill()
         return;
     }
     Lane& lane = packet.video ? m_video : m_audio;
+    if (!packet.video && packet.hidden && packet.pts < lane.arrival)
+    {
+        return; // at a cut a file has audio for a decoder to start with, which is not heard
+    }
     lane.arrival = std::max(lane.arrival, packet.pts);
     lane.end = std::max(lane.end, packet.pts + packet.duration);
     lane.waiting.push_back({std::move(packet), lane.arrival});
