@@ -71,6 +71,7 @@ Outcome Replay::Run()
     RETURN_ON_FAILURE(OpenInput());
     RETURN_ON_FAILURE(CheckClip(m_options.output, m_options.input)); // before hours of video are read
     const Outcome outcome = Record();
+    m_pRecorder.reset(); // no save uses it any more
     if (HostObject::Alive() != 0)
     {
         Warn(std::to_string(HostObject::Alive()) + " objects of the host are still referenced");
@@ -120,11 +121,14 @@ Outcome Replay::OpenInput()
 
 Outcome Replay::Record()
 {
-    std::unique_ptr<PYXRecorder> pRecorder;
-    RETURN_ON_FAILURE(Open(&pRecorder, Settings()));
-    const Outcome fed = Feed(&pRecorder);
-    UseForSaves(nullptr);
-    Outcome last = TakeClip(pRecorder->End({.path = m_options.output}));
+    RETURN_ON_FAILURE(Open(&m_pRecorder, Settings()));
+    const Outcome fed = Feed();
+    {
+        const std::lock_guard lock(m_sync);
+        m_hasEnded = true;
+        m_progress.Clear();
+    }
+    Outcome last = TakeClip(m_pRecorder->End({.path = m_options.output}));
     if (last.Code() == ExitCode::NothingKept && !m_report.clips.empty())
     {
         last = CopyLastClip();
@@ -142,45 +146,63 @@ Outcome Replay::Record()
 
 Outcome Replay::Open(std::unique_ptr<PYXRecorder>* ppRecorder, const PYXRecorderSettings& settings)
 {
-    *ppRecorder = std::make_unique<PYXRecorder>();
-    const PYXStatus opened = (*ppRecorder)->Open(settings);
-    if (opened.IsOk())
+    auto pRecorder = std::make_unique<PYXRecorder>();
+    if (const PYXStatus opened = pRecorder->Open(settings); !opened.IsOk())
     {
-        UseForSaves(ppRecorder->get());
-        return {};
+        return opened.result == PYX_FILE_NOT_OPEN
+                   ? Outcome(ExitCode::CannotWrite, "cannot write to the temporary directory " +
+                                                        PathForUser(m_options.temp) + ": " + opened.text)
+                   : Outcome(ExitCode::Failed, opened.text);
     }
-    return opened.result == PYX_FILE_NOT_OPEN
-               ? Outcome(ExitCode::CannotWrite,
-                         "cannot write to the temporary directory " + PathForUser(m_options.temp) + ": " + opened.text)
-               : Outcome(ExitCode::Failed, opened.text);
+    const std::lock_guard lock(m_sync);
+    *ppRecorder = std::move(pRecorder);
+    m_report.fed = true;
+    return {};
 }
 
-/// No clip can describe pictures of two sizes, nor show a cut: what came before gets a clip of its own.
-Outcome Replay::BeginStretch(std::unique_ptr<PYXRecorder>* ppRecorder, const MediaPacket& first)
+/// No clip can describe pictures of two sizes, nor show a cut: what came before gets a clip of its own. It is written
+/// when the audio that belongs to it has come; saves that are asked for meanwhile are the next recorder's.
+Outcome Replay::BeginStretch(const MediaPacket& first)
 {
-    const std::wstring path = NextPath();
-    Warn("after " + FormatTime(first.pts - m_report.origin) + " the " +
-         (first.hidden ? "input has a cut" : "pictures have another size") +
-         ": what is kept from before it is saved as " + PathForUser(path));
-    UseForSaves(nullptr);
-    const Outcome saved = TakeClip((*ppRecorder)->End({.path = path}));
-    NoteFailedSave(saved.Code() == ExitCode::NothingKept ? Outcome() : saved, "; recording goes on");
+    EndLeaving();
+    std::unique_ptr<PYXRecorder> pNext;
     PYXRecorderSettings settings = Settings();
     settings.video.size = first.size;
-    return Open(ppRecorder, settings);
-}
-
-/// Null: from here on there is nothing to save.
-void Replay::UseForSaves(PYXRecorder* pRecorder)
-{
+    RETURN_ON_FAILURE(Open(&pNext, settings));
+    RETURN_ON_FAILURE(Submit(pNext.get(), first)); // first, so that it has something to save
     const std::lock_guard lock(m_sync);
-    m_pRecorder = pRecorder;
-    m_lastPacket = Clock::now();
-    m_report.fed = true;
-    m_progress.Clear();
+    m_pLeaving = std::exchange(m_pRecorder, std::move(pNext));
+    m_seam = first.hidden ? m_pLeaving->Look().to : first.pts;
+    const bool isAsked = m_pLeaving->Look().savesForPicture > 0; // that save takes all
+    m_leavingPath = isAsked ? L"" : NextPath();
+    Warn("after " + FormatTime(first.pts - m_report.origin) + " the " +
+         (first.hidden ? "input has a cut" : "pictures have another size") + ": what is kept from before it is " +
+         (isAsked ? "the clip that was asked for" : "saved as " + PathForUser(m_leavingPath)));
+    return {};
 }
 
-Outcome Replay::Feed(std::unique_ptr<PYXRecorder>* ppRecorder)
+/// Audio of the stretch before may come after the pictures of the next one have begun.
+PYXRecorder* Replay::RecorderFor(const MediaPacket& packet)
+{
+    if (packet.video && packet.pts >= m_seam + PYXRecorder::c_patience)
+    {
+        EndLeaving();
+    }
+    return (m_pLeaving && !packet.video && packet.pts < m_seam ? m_pLeaving : m_pRecorder).get();
+}
+
+void Replay::EndLeaving()
+{
+    if (m_pLeaving)
+    {
+        const Outcome saved = TakeClip(m_pLeaving->End({.path = m_leavingPath}));
+        NoteFailedSave(saved.Code() == ExitCode::NothingKept ? Outcome() : saved, "; recording goes on");
+        m_lateAudio += m_pLeaving->Look().packetsLate;
+        m_pLeaving.reset();
+    }
+}
+
+Outcome Replay::Feed()
 {
     LiveOrder order(&m_input, m_input.Audio() != nullptr);
     const Clock::time_point start = Clock::now();
@@ -203,15 +225,15 @@ Outcome Replay::Feed(std::unique_ptr<PYXRecorder>* ppRecorder)
         {
             BeginSave();
         }
-        stored = packet.newStretch ? BeginStretch(ppRecorder, packet) : Outcome();
-        stored = stored.IsOk() ? Submit(ppRecorder->get(), packet) : stored;
+        stored = packet.newStretch ? BeginStretch(packet) : Submit(RecorderFor(packet), packet);
     }
+    EndLeaving();
     RETURN_ON_FAILURE(stored);
     if (const std::ptrdiff_t missed = std::ssize(m_options.saveAt) - reached; missed > 0 && !IsInterrupted())
     {
         Warn(std::to_string(missed) + (missed == 1 ? " time" : " times") + " of --save-at come after the input's end");
     }
-    WarnOfLosses(order, (*ppRecorder)->Look().packetsLate);
+    WarnOfLosses(order);
     if (const std::string why = WhyBroken(order); !why.empty())
     {
         return {ExitCode::BadInput,
@@ -268,8 +290,8 @@ void Replay::BeginSave()
 {
     const std::lock_guard lock(m_sync);
     const PYXRecorderLook look = m_pRecorder ? m_pRecorder->Look() : PYXRecorderLook();
-    const char* refusal = !m_pRecorder && m_report.fed ? "no clip is saved: the recording has ended"
-                          : look.groups == 0           ? "no clip is saved, recording goes on: nothing is kept yet"
+    const char* refusal = m_hasEnded         ? "no clip is saved: the recording has ended"
+                          : look.groups == 0 ? "no clip is saved, recording goes on: nothing is kept yet"
                           : look.savesForPicture > 0
                               ? "a clip that was asked for before is not begun yet and serves this request too"
                               : nullptr;
@@ -362,7 +384,7 @@ std::string Replay::WhyBroken(const LiveOrder& order) const
                : "";
 }
 
-void Replay::WarnOfLosses(const LiveOrder& order, pyx_uint64 lateAudio)
+void Replay::WarnOfLosses(const LiveOrder& order)
 {
     if (const unsigned damages = m_input.Damages(); damages > 0)
     {
@@ -378,9 +400,9 @@ void Replay::WarnOfLosses(const LiveOrder& order, pyx_uint64 lateAudio)
         Warn("the last " + FormatSeconds(ToSeconds(order.DroppedAudio()), 1) +
              " s of the audio are left out, because the video ends there");
     }
-    if (lateAudio > 0)
+    if (const pyx_uint64 late = m_lateAudio + m_pRecorder->Look().packetsLate; late > 0)
     {
-        Warn(std::to_string(lateAudio) + " audio packets came too late for their group; --ram keeps such");
+        Warn(std::to_string(late) + " audio packets came too late for their group; --ram keeps such");
     }
 }
 

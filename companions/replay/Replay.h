@@ -36,10 +36,11 @@ private:
     Outcome OpenInput();
     PYXRecorderSettings Settings() const;
     Outcome Record();
-    void UseForSaves(PYXRecorder* pRecorder);
     Outcome Open(std::unique_ptr<PYXRecorder>* ppRecorder, const PYXRecorderSettings& settings);
-    Outcome BeginStretch(std::unique_ptr<PYXRecorder>* ppRecorder, const MediaPacket& first);
-    Outcome Feed(std::unique_ptr<PYXRecorder>* ppRecorder);
+    Outcome Feed();
+    Outcome BeginStretch(const MediaPacket& first);
+    PYXRecorder* RecorderFor(const MediaPacket& packet);
+    void EndLeaving();
     Outcome Submit(PYXRecorder* pRecorder, const MediaPacket& packet);
     PYX_RESULT SubmitHidden(PYXRecorder* pRecorder, const MediaPacket& packet) const;
     void BeginSave();
@@ -48,21 +49,26 @@ private:
     Outcome CopyLastClip();
     void NoteFailedSave(const Outcome& failure, const char* consequence);
     std::string WhyBroken(const LiveOrder& order) const;
-    void WarnOfLosses(const LiveOrder& order, pyx_uint64 lateAudio);
+    void WarnOfLosses(const LiveOrder& order);
     void WarnOfMissing(const PYXSavedClip& clip, const ClipContents& contents);
     void Warn(const std::string& text);
     void Print(const std::string& text, bool wanted = true);
 
     const Options& m_options;
     MediaInput m_input;
+    std::unique_ptr<PYXRecorder> m_pLeaving; // of the stretch before; null: it is complete
+    std::wstring m_leavingPath;              // of its clip; empty: a save that was asked for before has it
+    pyx_int64 m_seam = 0;                    // audio before it belongs to that stretch
+    pyx_uint64 m_lateAudio = 0;              // packets that earlier stretches lost
 
     std::recursive_mutex m_sync; // of what follows
     Progress m_progress;
-    PYXRecorder* m_pRecorder = nullptr; // while it takes packets
-    Clock::time_point m_lastPacket;     // when it came
-    unsigned m_saves = 0;               // the number given to a clip last
-    Outcome m_failedSave;               // the first of the numbered ones
-    bool m_hasOrigin = false;           // of the report
-    bool m_hasHidden = false;           // pictures that are not shown
+    std::unique_ptr<PYXRecorder> m_pRecorder;      // changed and asked for saves under the lock
+    bool m_hasEnded = false;                       // nothing is saved any more
+    Clock::time_point m_lastPacket = Clock::now(); // when it came
+    unsigned m_saves = 0;                          // the number given to a clip last
+    Outcome m_failedSave;                          // the first of the numbered ones
+    bool m_hasOrigin = false;                      // of the report
+    bool m_hasHidden = false;                      // pictures that are not shown
     Report m_report;
 };

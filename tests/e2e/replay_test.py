@@ -126,10 +126,10 @@ def check_odd_inputs(replay, folder):
     video, clip = folder / "steady.mkv", folder / "odd.mkv"
     pictures = SECONDS * FRAME_RATE
 
-    def replayed(name, *conversion, before=(), output=clip):
+    def replayed(name, *conversion, before=(), output=clip, options=()):
         if conversion:
             run("ffmpeg", "-v", "error", "-y", *before, "-i", video, "-c", "copy", *conversion, folder / name)
-        command = [*replay, folder / name, "-o", output, "--duration", 600, "--temp", folder, "--json"]
+        command = [*replay, folder / name, "-o", output, "--duration", 600, "--temp", folder, "--json", *options]
         return json.loads(run(*command).stdout)
 
     # Audio whose times repeat: only what begins before the first picture may go.
@@ -153,14 +153,19 @@ def check_odd_inputs(replay, folder):
     (folder / "joined.ts").write_bytes(late + early + late)
     covered = replayed("joined.ts")["coveredTo"]
     check(len(frames(clip)) == 3 * pictures and abs(covered - 3 * SECONDS) < 1, f"joined parts make {covered} s")
-    # Pictures of another size cannot be in one clip with those before them: each size has its own.
+    # Pictures of another size cannot be in one clip with those before them: each size has its own, with all of the
+    # audio, which overlaps where they meet. A save that waits then gets the first.
     run("ffmpeg", "-v", "error", "-y", "-i", video, "-s", "160x120", "-c:v", "libx264", "-c:a", "copy",
         "-output_ts_offset", SECONDS, folder / "small.ts")
     (folder / "sizes.ts").write_bytes(early + (folder / "small.ts").read_bytes())
-    replayed("sizes.ts", output=folder / "size.mp4")
-    widths = [(probe(part, "-show_streams")["streams"][0]["width"], len(frames(part)))
-              for part in (folder / "size-1.mp4", folder / "size.mp4")]
-    check(widths == [(320, pictures), (160, pictures)], f"the sizes' clips are {widths}")
+    for options in ((), ("--save-at", SECONDS - 1)):
+        replayed("sizes.ts", options=options, output=folder / "size.mp4")
+        parts = [folder / "size-1.mp4", folder / "size.mp4"]
+        widths = [(probe(part, "-show_streams")["streams"][0]["width"], len(frames(part))) for part in parts]
+        check(widths == [(320, pictures), (160, pictures)], f"the sizes' clips are {widths}")
+        sound = [len(packets(part, "a")) for part in (folder / "sizes.ts", *parts)]
+        check(sum(sound[1:]) >= sound[0] - 1, f"packets of audio: {sound}") # one begins before the first picture
+        parts[0].unlink()
     # The length that a pipe begins with is no promise.
     with video.open("rb") as whole:
         part = whole.read(video.stat().st_size // 2)
