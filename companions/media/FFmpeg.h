@@ -67,6 +67,13 @@ AVRational ToRational(const PYXRate& rate);
 /// FFmpeg's text for an error code.
 std::string FFmpegErrorText(int code);
 
+/// The framework's code for a result of FFmpeg's; what is not negative is a success.
+PYX_RESULT ToResult(int error);
+
+/// A chain of bitstream filters, ready for packets in that unit of time. `filters` null: packets pass through
+/// unchanged. Returns FFmpeg's error code, negative on failure.
+int OpenFilter(const char* filters, const AVCodecParameters& parameters, AVRational unit, FilterPtr* pspFilter);
+
 /// What a stream says beside its parameters, in FFmpeg's layout; empty when it
 /// says nothing of that type.
 std::span<const pyx_uint8> FindSideData(const AVStream& stream, AVPacketSideDataType type);

@@ -2,7 +2,6 @@
 
 #include "common/Trace.h"
 #include "host/Utf8.h"
-#include "muxer/FFmpegLog.h"
 
 extern "C"
 {
@@ -10,25 +9,12 @@ extern "C"
 }
 
 #include <algorithm>
-#include <cwchar>
 #include <utility>
 
 namespace
 {
 
 constexpr PYXTraceSource c_traceSource{L"companions/muxer/MediaFile", L"MediaFile"};
-
-struct FormatRow
-{
-    const wchar_t* ending;
-    const char* name;
-};
-
-constexpr FormatRow c_formats[] = {
-    {L".mp4", "mp4"},
-    {L".mov", "mov"},
-    {L".mkv", "matroska"},
-};
 
 /// Ticks per second of the film's own clock, which delays the start of a
 /// stream: finer than the usual milliseconds, so that audio starts where it was.
@@ -45,28 +31,19 @@ MediaFile::~MediaFile()
     }
 }
 
-const char* MediaFile::FindFormat(const std::wstring& path)
+const AVOutputFormat* MediaFile::FindFormat(const std::wstring& path)
 {
-    const std::size_t dot = path.find_last_of(L"./\\");
-    for (const FormatRow& row : c_formats)
-    {
-        if (dot != std::wstring::npos && _wcsicmp(path.c_str() + dot, row.ending) == 0)
-        {
-            return row.name;
-        }
-    }
-    return nullptr;
+    return av_guess_format(nullptr, PYXToUtf8(path).c_str(), nullptr);
 }
 
 PYX_RESULT MediaFile::SetFormat(const std::wstring& path)
 {
     m_path = path;
-    const char* format = FindFormat(path);
-    FAIL_IF_NOT(format, PYX_INVALID_ARG, L"the file name ends neither in .mp4 nor .mov nor .mkv: %s", path.c_str());
     // Named as a file, so that nothing in a name is taken for a protocol.
     m_pPart = std::make_unique<PartFile>(path);
     const std::string url = "file:" + PYXToUtf8(m_pPart->WorkingPath());
-    return Check(avformat_alloc_output_context2(&m_pContext, nullptr, format, url.c_str()), L"has no container");
+    return Check(avformat_alloc_output_context2(&m_pContext, FindFormat(path), nullptr, url.c_str()),
+                 L"has no container");
 }
 
 AVStream* MediaFile::AddStream()

@@ -29,9 +29,9 @@ public:
     MediaFile& operator=(const MediaFile&) = delete;
     ~MediaFile();
 
-    /// The container's name for a path, by its ending in any letter case; null
-    /// for an ending that is not offered.
-    static const char* FindFormat(const std::wstring& path);
+    /// The container for a path, by its ending in any letter case; null for one that our build of FFmpeg does not
+    /// write.
+    static const AVOutputFormat* FindFormat(const std::wstring& path);
 
     /// Chooses the container by the path's ending. PYX_INVALID_ARG: unknown.
     PYX_RESULT SetFormat(const std::wstring& path);

@@ -1,7 +1,9 @@
 /// The module's one export.
 
 #include "common/Platform.h"
-#include "muxer/FFmpegLog.h"
+#include "common/Trace.h"
+#include "host/Utf8.h"
+#include "media/FFmpeg.h"
 #include "muxer/MuxerImpl.h"
 
 #include <cwchar>
@@ -11,6 +13,22 @@ namespace
 {
 
 constexpr const wchar_t* c_componentId = L"MuxerFFMPEG";
+
+/// Passes FFmpeg's own warnings and errors on to the trace object. FFmpeg calls it on any thread.
+void OnLogLine(void* pObject, int level, const char* format, va_list args)
+{
+    if (level > AV_LOG_WARNING)
+    {
+        return;
+    }
+    char line[1024];
+    int isStart = 1; // name the object that speaks
+    av_log_format_line2(pObject, level, format, args, line, sizeof(line), &isStart);
+    std::wstring text = PYXToWide(line);
+    text.erase(text.find_last_not_of(L"\r\n") + 1);
+    Trace(L"companions/muxer/FFmpeg", __LINE__, level <= AV_LOG_ERROR ? PYX_TRACE_ERROR : PYX_TRACE_WARNING, L"FFmpeg",
+          1, L"%s", text.c_str());
+}
 
 } // namespace
 
@@ -32,7 +50,7 @@ PYX_EXPORT PYX_RESULT PYXCreateComponentInt(PYXContext* pContext, const wchar_t*
         return PYX_NOT_FOUND;
     }
     static std::once_flag s_logging;
-    std::call_once(s_logging, TraceFFmpegLog);
+    std::call_once(s_logging, av_log_set_callback, OnLogLine);
     *ppOut = PYXInterfacePtr<PYXComponent>(new PYXMuxerImpl(pContext)).Detach();
     return PYX_OK;
 }

@@ -9,7 +9,6 @@
 #include "host/Utf8.h"
 #include "media/Codecs.h"
 #include "media/NalStream.h"
-#include "muxer/FFmpegLog.h"
 
 #include <algorithm>
 #include <climits>
@@ -52,9 +51,9 @@ std::wstring GetName(AVCodecID codec)
     return PYXToWide(avcodec_get_name(codec));
 }
 
-/// `pRow` is null for a codec that the companions do not know.
-PYX_RESULT CheckContainer(AVCodecID codec, const CodecRow* pRow, const AVOutputFormat& format)
+PYX_RESULT CheckContainer(AVCodecID codec, const AVOutputFormat& format)
 {
+    const CodecRow* pRow = FindCodec(&CodecRow::id, codec);
     // FFmpeg has tags for AV1 and Opus in every film, and refuses them only later, when the header is written.
     const bool isRefused = pRow && !pRow->inMov && std::string_view(format.name) == "mov";
     const bool canHold = avformat_query_codec(&format, codec, FF_COMPLIANCE_NORMAL) != 0;
@@ -84,50 +83,39 @@ PYX_RESULT SetExtraData(AVCodecParameters* pParameters, Bytes bytes)
     return PYX_OK;
 }
 
-/// Leaves `*pspBuffer` null when the property has no buffer.
-PYX_RESULT ReadBuffer(PYXPropertyStorage* pInput, const wchar_t* name, PYXInterfacePtr<PYXBuffer>* pspBuffer)
+/// The bytes of a property's buffer, none when it has no buffer; `*pValue` keeps them.
+PYX_RESULT ReadBytes(PYXPropertyStorage* pInput, const wchar_t* name, PYXVariantOwner* pValue, Bytes* pBytes)
 {
-    PYXVariantOwner value;
-    PASS_ON_FAILURE(pInput->GetProperty(name, value.Out()), L"the stream's %s cannot be read", name);
-    if (value.Get().type == PYX_VARIANT_INTERFACE && value.Get().interfaceValue)
+    PASS_ON_FAILURE(pInput->GetProperty(name, pValue->Out()), L"the stream's %s cannot be read", name);
+    if (pValue->Get().type == PYX_VARIANT_INTERFACE && pValue->Get().interfaceValue)
     {
-        *pspBuffer = PYXQuery<PYXBuffer>(value.Get().interfaceValue);
-        FAIL_IF_NOT(*pspBuffer, PYX_INVALID_ARG, L"the stream's %s is not a buffer", name);
+        const auto spBuffer = PYXQuery<PYXBuffer>(pValue->Get().interfaceValue);
+        FAIL_IF_NOT(spBuffer, PYX_INVALID_ARG, L"the stream's %s is not a buffer", name);
+        const auto* pNative = static_cast<const pyx_uint8*>(spBuffer->GetNative());
+        *pBytes = Bytes(pNative, pNative ? spBuffer->GetSize() : 0);
     }
     return PYX_OK;
 }
 
-PYX_RESULT ReadExtraData(PYXPropertyStorage* pInput, AVCodecParameters* pParameters)
+/// What streams of either kind have.
+PYX_RESULT SetUpStream(PYXPropertyStorage* pInput, AVMediaType type, AVCodecID codec, const AVOutputFormat& format,
+                       AVStream* pStream)
 {
-    PYXInterfacePtr<PYXBuffer> spBuffer;
-    PASS_ON_FAILURE_SILENTLY(ReadBuffer(pInput, PYX_PROPERTY_EXTRA_DATA, &spBuffer));
-    const auto* pNative = spBuffer ? static_cast<const pyx_uint8*>(spBuffer->GetNative()) : nullptr;
-    const std::size_t size = pNative ? spBuffer->GetSize() : 0;
-    return size > 0 ? SetExtraData(pParameters, {pNative, size}) : PYX_OK;
-}
-
-PYX_RESULT SetSideData(PYXPropertyStorage* pInput, const SideDataRow& row, AVStream* pStream)
-{
-    PYXInterfacePtr<PYXBuffer> spBuffer;
-    PASS_ON_FAILURE_SILENTLY(ReadBuffer(pInput, row.property, &spBuffer));
-    if (spBuffer && spBuffer->GetSize() == row.size)
-    {
-        const bool added = AddSideData(pStream, row.type, {static_cast<pyx_uint8*>(spBuffer->GetNative()), row.size});
-        FAIL_IF_NOT(added, PYX_OUT_OF_MEMORY, L"no memory for the stream's %s", row.property);
-    }
-    return PYX_OK;
-}
-
-/// What players show of a stream of either kind.
-PYX_RESULT SetDetails(PYXPropertyStorage* pInput, AVStream* pStream)
-{
+    PASS_ON_FAILURE_SILENTLY(CheckContainer(codec, format));
+    pStream->codecpar->codec_type = type;
+    pStream->codecpar->codec_id = codec;
+    pStream->codecpar->bit_rate = ReadNumber(pInput, PYX_PROPERTY_BIT_RATE);
     const PYXVariantOwner language = ReadAs(pInput, PYX_PROPERTY_LANGUAGE, PYX_VARIANT_STRING); // in UTF-8
     FAIL_IF_NOT(av_dict_set(&pStream->metadata, "language", language.Get().stringValue, 0) >= 0, PYX_OUT_OF_MEMORY,
                 L"no memory for a stream's language");
     pStream->disposition = PYXReadPropertyOr(pInput, PYX_PROPERTY_DEFAULT_STREAM, false) ? AV_DISPOSITION_DEFAULT : 0;
-    return PYX_OK;
+    PYXVariantOwner value;
+    Bytes extraData;
+    PASS_ON_FAILURE_SILENTLY(ReadBytes(pInput, PYX_PROPERTY_EXTRA_DATA, &value, &extraData));
+    return extraData.empty() ? PYX_OK : SetExtraData(pStream->codecpar, extraData);
 }
 
+/// What players show of the pictures.
 PYX_RESULT SetVideoDetails(PYXPropertyStorage* pInput, AVStream* pStream)
 {
     AVCodecParameters& parameters = *pStream->codecpar;
@@ -143,24 +131,18 @@ PYX_RESULT SetVideoDetails(PYXPropertyStorage* pInput, AVStream* pStream)
     pStream->sample_aspect_ratio = parameters.sample_aspect_ratio;
     for (const SideDataRow& row : c_sideData)
     {
-        PASS_ON_FAILURE_SILENTLY(SetSideData(pInput, row, pStream));
+        PYXVariantOwner value;
+        Bytes bytes;
+        PASS_ON_FAILURE_SILENTLY(ReadBytes(pInput, row.property, &value, &bytes));
+        const bool isTaken = bytes.size() != row.size || AddSideData(pStream, row.type, bytes);
+        FAIL_IF_NOT(isTaken, PYX_OUT_OF_MEMORY, L"no memory for the stream's %s", row.property);
     }
-    return SetDetails(pInput, pStream);
+    return PYX_OK;
 }
 
 PYX_RESULT OpenFilter(const char* name, const AVCodecParameters& parameters, FilterPtr* pspFilter)
 {
-    AVBSFContext* pFilter = nullptr;
-    int error = av_bsf_alloc(av_bsf_get_by_name(name), &pFilter);
-    pspFilter->reset(pFilter);
-    if (error >= 0)
-    {
-        error = avcodec_parameters_copy(pFilter->par_in, &parameters);
-    }
-    if (error >= 0)
-    {
-        error = av_bsf_init(pFilter);
-    }
+    const int error = OpenFilter(name, parameters, c_ticks, pspFilter);
     PASS_ON_FAILURE(ToResult(error), L"the extra data of %s cannot be read: %s", GetName(parameters.codec_id).c_str(),
                     PYXToWide(FFmpegErrorText(error)).c_str());
     return PYX_OK;
@@ -170,8 +152,8 @@ PYX_RESULT OpenFilter(const char* name, const AVCodecParameters& parameters, Fil
 PYX_RESULT ConvertRecordToAnnexB(AVCodecParameters* pParameters)
 {
     FilterPtr spFilter;
-    const bool isHevc = pParameters->codec_id == AV_CODEC_ID_HEVC;
-    PASS_ON_FAILURE_SILENTLY(OpenFilter(isHevc ? "hevc_mp4toannexb" : "h264_mp4toannexb", *pParameters, &spFilter));
+    const CodecRow* pRow = FindCodec(&CodecRow::id, pParameters->codec_id);
+    PASS_ON_FAILURE_SILENTLY(OpenFilter(pRow->filter, *pParameters, &spFilter));
     const AVCodecParameters& converted = *spFilter->par_out;
     return SetExtraData(pParameters, {converted.extradata, static_cast<std::size_t>(converted.extradata_size)});
 }
@@ -221,16 +203,6 @@ PYX_RESULT SetNalExtraData(const AVPacket& first, AVCodecParameters* pParameters
     return PYX_OK;
 }
 
-PYX_RESULT SetVideoExtraData(PYXPropertyStorage* pInput, const AVPacket& first, AVCodecParameters* pParameters)
-{
-    PASS_ON_FAILURE_SILENTLY(ReadExtraData(pInput, pParameters));
-    if (pParameters->codec_id != AV_CODEC_ID_AV1)
-    {
-        return SetNalExtraData(first, pParameters);
-    }
-    return pParameters->extradata_size > 0 ? PYX_OK : TakeExtraDataFrom(first, pParameters);
-}
-
 /// The stream's clock is one on which the pictures of a steady stream fall exactly, at least as fine as the usual one.
 void SetFrameRate(AVRational rate, AVStream* pStream)
 {
@@ -263,10 +235,7 @@ PYX_RESULT SetUpVideo(PYXPropertyStorage* pInput, const AVPacket& first, const A
     const CodecRow* pRow = FindCodec(&CodecRow::number, number);
     FAIL_IF_NOT(pRow && pRow->IsVideo(), PYX_INVALID_ARG,
                 L"video with CodecID %lld cannot be written: only H.264, HEVC and AV1", number);
-    PASS_ON_FAILURE_SILENTLY(CheckContainer(pRow->id, pRow, format));
-    pParameters->codec_type = AVMEDIA_TYPE_VIDEO;
-    pParameters->codec_id = pRow->id;
-    pParameters->bit_rate = ReadNumber(pInput, PYX_PROPERTY_BIT_RATE);
+    PASS_ON_FAILURE_SILENTLY(SetUpStream(pInput, AVMEDIA_TYPE_VIDEO, pRow->id, format, pStream));
     const PYXVariantOwner size = ReadAs(pInput, PYX_PROPERTY_VIDEO_FRAME_SIZE, PYX_VARIANT_SIZE);
     pParameters->width = size.Get().sizeValue.width;
     pParameters->height = size.Get().sizeValue.height;
@@ -278,7 +247,11 @@ PYX_RESULT SetUpVideo(PYXPropertyStorage* pInput, const AVPacket& first, const A
         pParameters->codec_tag = MKTAG('h', 'v', 'c', '1');
     }
     PASS_ON_FAILURE_SILENTLY(SetVideoDetails(pInput, pStream));
-    return SetVideoExtraData(pInput, first, pParameters);
+    if (pRow->id != AV_CODEC_ID_AV1)
+    {
+        return SetNalExtraData(first, pParameters);
+    }
+    return pParameters->extradata_size > 0 ? PYX_OK : TakeExtraDataFrom(first, pParameters);
 }
 
 PYX_RESULT SetUpAudio(PYXPropertyStorage* pInput, const AVOutputFormat& format, AVStream* pStream)
@@ -287,9 +260,7 @@ PYX_RESULT SetUpAudio(PYXPropertyStorage* pInput, const AVOutputFormat& format, 
     const int number = ReadNumber(pInput, PYX_PROPERTY_CODEC_ID);
     const bool isAudio = number >= AV_CODEC_ID_FIRST_AUDIO && number < AV_CODEC_ID_FIRST_SUBTITLE;
     FAIL_IF_NOT(isAudio, PYX_INVALID_ARG, L"CodecID %d is no audio codec", number);
-    pParameters->codec_type = AVMEDIA_TYPE_AUDIO;
-    pParameters->codec_id = static_cast<AVCodecID>(number);
-    pParameters->bit_rate = ReadNumber(pInput, PYX_PROPERTY_BIT_RATE);
+    PASS_ON_FAILURE_SILENTLY(SetUpStream(pInput, AVMEDIA_TYPE_AUDIO, static_cast<AVCodecID>(number), format, pStream));
     pParameters->sample_rate = ReadNumber(pInput, PYX_PROPERTY_AUDIO_SAMPLE_RATE);
     pParameters->format = ReadNumber(pInput, PYX_PROPERTY_AUDIO_FORMAT);
     pParameters->block_align = ReadNumber(pInput, PYX_PROPERTY_AUDIO_BLOCK_ALIGN);
@@ -301,9 +272,6 @@ PYX_RESULT SetUpAudio(PYXPropertyStorage* pInput, const AVOutputFormat& format, 
                 pParameters);
 
     const CodecRow* pRow = FindCodec(&CodecRow::id, pParameters->codec_id);
-    PASS_ON_FAILURE_SILENTLY(CheckContainer(pParameters->codec_id, pRow, format));
-    PASS_ON_FAILURE_SILENTLY(SetDetails(pInput, pStream));
-    PASS_ON_FAILURE_SILENTLY(ReadExtraData(pInput, pParameters));
     constexpr AVCodecID others[] = {AV_CODEC_ID_VORBIS, AV_CODEC_ID_FLAC, AV_CODEC_ID_ALAC};
     const bool needsExtraData = pRow || std::ranges::find(others, pParameters->codec_id) != std::end(others);
     FAIL_IF_NOT(!needsExtraData || pParameters->extradata_size > 0, PYX_NOT_INITIALIZED,
