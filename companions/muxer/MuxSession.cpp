@@ -2,6 +2,7 @@
 
 #include "common/HostContract.h"
 #include "common/Trace.h"
+#include "media/NalStream.h"
 #include "muxer/StreamDescription.h"
 
 #include <algorithm>
@@ -35,18 +36,20 @@ pyx_int64 FollowLast(const AVStream& stream, const DecodeTimes& times, pyx_int64
     return pts >= soonest || pts < soonest - furthest ? pts : soonest;
 }
 
+/// The picture's NAL type, -1 for a codec without leading pictures.
+int FindType(const AVCodecParameters& stream, const AVPacket& picture)
+{
+    const bool isHevc = stream.codec_id == AV_CODEC_ID_HEVC;
+    if (!isHevc && stream.codec_id != AV_CODEC_ID_H264)
+    {
+        return -1;
+    }
+    const Bytes extraData(stream.extradata, static_cast<std::size_t>(stream.extradata_size));
+    const std::size_t lengthSize = IsConfigurationRecord(extraData) ? GetLengthSize(extraData, isHevc) : 0;
+    return GetPictureType({picture.data, static_cast<std::size_t>(picture.size)}, isHevc, lengthSize);
+}
+
 } // namespace
-
-MuxSession::Stream::Stream(std::size_t reorderLookahead) : lookahead(reorderLookahead), times(reorderLookahead)
-{
-}
-
-void MuxSession::Stream::Reset()
-{
-    Stream fresh(lookahead);
-    fresh.pInput = pInput;
-    *this = std::move(fresh);
-}
 
 void MuxSession::SetNext(const std::wstring& path, const FileDetails& details)
 {
@@ -60,11 +63,6 @@ void MuxSession::Attach(StreamKind kind, PYXPropertyStorage* pInput)
     PYXLock lock(&m_sync);
     GiveUp();
     Get(kind).pInput = pInput;
-}
-
-void MuxSession::Detach(StreamKind kind)
-{
-    Attach(kind, nullptr);
 }
 
 void MuxSession::Abandon()
@@ -106,11 +104,14 @@ PYX_RESULT MuxSession::End(StreamKind kind, const PYXPropertyStorage* pInput)
     FAIL_IF_NOT(stream.pInput == pInput, PYX_UNEXPECTED, L"the input belongs to no muxer any more");
     stream.ended = true;
     PYX_RESULT result = m_failure != PYX_OK ? m_failure : EndStream(stream);
-    if (HasEnded())
+    if (!m_video.IsExpected() && !m_audio.IsExpected())
     {
+        result = result == PYX_OK && m_spFile ? m_spFile->Finish() : result;
         if (result == PYX_OK && m_spFile)
         {
-            result = Complete();
+            Trace(c_traceSource.source, __LINE__, PYX_TRACE_INFO, c_traceSource.scope, 3,
+                  L"saved %s: %llu video packets, %llu audio packets", m_filePath.c_str(),
+                  static_cast<pyx_uint64>(m_video.written), static_cast<pyx_uint64>(m_audio.written));
         }
         Reset();
     }
@@ -122,72 +123,77 @@ MuxSession::Stream& MuxSession::Get(StreamKind kind)
     return kind == StreamKind::Video ? m_video : m_audio;
 }
 
-bool MuxSession::HasEnded() const
-{
-    return !m_video.IsExpected() && !m_audio.IsExpected();
-}
-
 bool MuxSession::BeginsAgain(const Stream& stream, const AVPacket& packet) const
 {
-    if (stream.ended)
-    {
-        return true;
-    }
     const bool isKeyPicture = &stream == &m_video && (packet.flags & AV_PKT_FLAG_KEY);
-    return isKeyPicture && stream.count > 0 && packet.pts == stream.firstPts;
+    return stream.ended || (isKeyPicture && stream.count > 0 && packet.pts == stream.firstPts);
 }
 
 /// Writes the header and what has waited for it.
 PYX_RESULT MuxSession::Open()
 {
-    auto spFile = std::make_unique<MediaFile>();
     m_filePath = m_path;
-    if (const PYX_RESULT result = OpenFile(spFile.get()); result != PYX_OK)
+    m_spFile = std::make_unique<MediaFile>();
+    if (const PYX_RESULT result = OpenFile(); result != PYX_OK)
     {
         return Fail(result);
     }
-    m_spFile = std::move(spFile);
-    const PYX_RESULT result = PlaceWaiting(m_video);
-    return result == PYX_OK ? PlaceWaiting(m_audio) : result;
-}
-
-PYX_RESULT MuxSession::OpenFile(MediaFile* pFile)
-{
-    FAIL_IF_NOT(!m_filePath.empty(), PYX_NOT_INITIALIZED, L"no file to write: Path is empty");
-    PYX_RESULT result = pFile->SetFormat(m_filePath);
-    if (result == PYX_OK && m_video.count > 0)
+    for (Stream* pStream : {&m_video, &m_audio})
     {
-        m_video.pInFile = pFile->AddStream();
-        FAIL_IF_NOT(m_video.pInFile, PYX_OUT_OF_MEMORY, L"no memory for the video stream");
-        result = SetUpVideo(m_video.pInput, *m_video.waiting.front(), pFile->GetFormat(), m_video.pInFile);
-    }
-    if (result == PYX_OK && (m_audio.count > 0 || m_audio.IsExpected()))
-    {
-        m_audio.pInFile = pFile->AddStream();
-        FAIL_IF_NOT(m_audio.pInFile, PYX_OUT_OF_MEMORY, L"no memory for the audio stream");
-        result = SetUpAudio(m_audio.pInput, pFile->GetFormat(), m_audio.pInFile);
-    }
-    return result == PYX_OK ? pFile->Start(m_details) : result;
-}
-
-PYX_RESULT MuxSession::PlaceWaiting(Stream& stream)
-{
-    std::deque<PacketPtr> waiting;
-    waiting.swap(stream.waiting);
-    for (PacketPtr& spPacket : waiting)
-    {
-        static_cast<void>(Place(stream, std::move(spPacket))); // a packet that is refused has been traced
-        if (m_failure != PYX_OK)
+        for (PacketPtr& spPacket : std::exchange(pStream->waiting, {}))
         {
-            return m_failure;
+            // One that is refused has been traced.
+            static_cast<void>(m_failure == PYX_OK ? Place(*pStream, std::move(spPacket)) : m_failure);
         }
     }
-    return PYX_OK;
+    return m_failure;
+}
+
+PYX_RESULT MuxSession::OpenFile()
+{
+    FAIL_IF_NOT(!m_filePath.empty(), PYX_NOT_INITIALIZED, L"no file to write: Path is empty");
+    PASS_ON_FAILURE_SILENTLY(m_spFile->SetFormat(m_filePath));
+    for (Stream* pStream : {&m_video, &m_audio})
+    {
+        if (pStream->count == 0 && !pStream->IsExpected())
+        {
+            continue;
+        }
+        pStream->pInFile = m_spFile->AddStream();
+        FAIL_IF_NOT(pStream->pInFile, PYX_OUT_OF_MEMORY, L"no memory for a stream of the clip");
+        const AVOutputFormat& format = m_spFile->GetFormat();
+        PASS_ON_FAILURE_SILENTLY(pStream == &m_video
+                                     ? SetUpVideo(pStream->pInput, *pStream->waiting.front(), format, pStream->pInFile)
+                                     : SetUpAudio(pStream->pInput, format, pStream->pInFile));
+    }
+    return m_spFile->Start(m_details);
+}
+
+/// Finds the pictures at a clip's start that no player can show: they are shown before the key picture that the clip
+/// begins with, and refer to pictures that came before it and are not in the clip.
+///
+///     decode order    ... P  | I  b  b  P  b  b  P ...
+///     shown                  | 3  1  2  6  4  5  9         1 and 2 need the P before the clip
+///
+/// A container without negative times would hold an empty stretch for them. Called for each picture in decode order.
+bool MuxSession::IsLost(const AVPacket& picture)
+{
+    const AVCodecParameters& stream = *m_video.pInFile->codecpar;
+    const bool isHevc = stream.codec_id == AV_CODEC_ID_HEVC;
+    if (m_video.written == 0 && m_video.waiting.empty())
+    {
+        // H.264 does not mark them: with a key picture that forgets all before it there are none.
+        const int type = FindType(stream, picture);
+        m_losesLeading = type >= 0 && (isHevc || !StartsSequence(type, isHevc));
+        return false;
+    }
+    m_losesLeading = m_losesLeading && !(picture.flags & AV_PKT_FLAG_KEY);
+    return m_losesLeading && picture.pts < m_video.firstPts && (!isHevc || IsSkippedLeading(FindType(stream, picture)));
 }
 
 PYX_RESULT MuxSession::Place(Stream& stream, PacketPtr spPacket)
 {
-    if (&stream == &m_video && stream.leading.IsLost(*stream.pInFile->codecpar, *spPacket))
+    if (&stream == &m_video && IsLost(*spPacket))
     {
         return PYX_OK;
     }
@@ -262,19 +268,6 @@ PYX_RESULT MuxSession::EndStream(Stream& stream)
     return stream.pInFile ? WriteReady(stream) : PYX_OK;
 }
 
-PYX_RESULT MuxSession::Complete()
-{
-    const PYX_RESULT result = m_spFile->Finish();
-    if (result == PYX_OK)
-    {
-        const std::wstring text =
-            FormatText(L"saved %s: %llu video packets, %llu audio packets", m_filePath.c_str(),
-                       static_cast<pyx_uint64>(m_video.written), static_cast<pyx_uint64>(m_audio.written));
-        TRACE_INFO(L"%s", text.c_str());
-    }
-    return result;
-}
-
 /// Removes the file at once. The session returns the same until it is over.
 PYX_RESULT MuxSession::Fail(PYX_RESULT result)
 {
@@ -300,7 +293,7 @@ void MuxSession::GiveUp()
 void MuxSession::Reset()
 {
     m_spFile.reset();
-    m_video.Reset();
-    m_audio.Reset();
+    m_video = {m_video.pInput, DecodeTimes(DecodeTimes::c_lookahead)};
+    m_audio = {m_audio.pInput, DecodeTimes(0)};
     m_failure = PYX_OK;
 }

@@ -3,7 +3,6 @@
 #include "common/CriticalSection.h"
 #include "media/FFmpeg.h"
 #include "muxer/DecodeTimes.h"
-#include "muxer/LeadingPictures.h"
 #include "muxer/MediaFile.h"
 
 #include <deque>
@@ -47,10 +46,9 @@ public:
     /// The file that the next session writes, and what it says of itself.
     void SetNext(const std::wstring& path, const FileDetails& details);
 
-    /// Offers or withdraws an input. It is borrowed: its owner withdraws it
-    /// before it ends.
+    /// Offers an input, or withdraws it with null. It is borrowed: its owner
+    /// withdraws it before it ends.
     void Attach(StreamKind kind, PYXPropertyStorage* pInput);
-    void Detach(StreamKind kind);
 
     /// Gives an unfinished session up.
     void Abandon();
@@ -68,40 +66,31 @@ private:
     /// One input and its part in the session.
     struct Stream
     {
-        explicit Stream(std::size_t reorderLookahead);
-
         /// Expected to send packets: offered, and without its end mark so far.
         bool IsExpected() const
         {
             return pInput && !ended;
         }
 
-        /// Forgets the session; the input stays.
-        void Reset();
-
-        std::size_t lookahead;
-        PYXPropertyStorage* pInput = nullptr; // null while it is not offered
-        bool ended = false;                   // has got its end mark
-        std::size_t count = 0;                // packets submitted
-        pyx_int64 firstPts = 0;               // of the first of them, in ticks
-        AVStream* pInFile = nullptr;          // null until the header is written, or when it does not take part
-        DecodeTimes times;                    // of what waits, in the file's clock
-        std::deque<PacketPtr> waiting;        // times in ticks before the header, later in the file's clock
-        LeadingPictures leading;              // of the video
-        std::size_t written = 0;              // packets written
+        PYXPropertyStorage* pInput;      // null while it is not offered
+        DecodeTimes times;               // of what waits, in the file's clock
+        bool ended = false;              // has got its end mark
+        std::size_t count = 0;           // packets submitted
+        pyx_int64 firstPts = 0;          // of the first of them, in ticks
+        AVStream* pInFile = nullptr;     // null until the header is written, or when it does not take part
+        std::deque<PacketPtr> waiting{}; // times in ticks before the header, later in the file's clock
+        std::size_t written = 0;         // packets written
     };
 
     Stream& Get(StreamKind kind);
-    bool HasEnded() const;
     bool BeginsAgain(const Stream& stream, const AVPacket& packet) const;
     PYX_RESULT Open();
-    PYX_RESULT OpenFile(MediaFile* pFile);
-    PYX_RESULT PlaceWaiting(Stream& stream);
+    PYX_RESULT OpenFile();
+    bool IsLost(const AVPacket& picture);
     PYX_RESULT Place(Stream& stream, PacketPtr spPacket);
     PYX_RESULT WriteReady(Stream& stream);
     bool SetStart(const Stream& video);
     PYX_RESULT EndStream(Stream& stream);
-    PYX_RESULT Complete();
     PYX_RESULT Fail(PYX_RESULT result);
     void GiveUp();
     void Reset();
@@ -110,8 +99,9 @@ private:
     std::wstring m_path;     // of the next session
     FileDetails m_details;   // of the next session
     std::wstring m_filePath; // of the clip that is written
-    Stream m_video{DecodeTimes::c_lookahead};
-    Stream m_audio{0};
+    Stream m_video{nullptr, DecodeTimes(DecodeTimes::c_lookahead)};
+    Stream m_audio{nullptr, DecodeTimes(0)};
+    bool m_losesLeading = false; // pictures shown before the clip's first may be lost; until the second key picture
     std::unique_ptr<MediaFile> m_spFile; // while a clip is written
     PYX_RESULT m_failure = PYX_OK;       // why the session has failed
     PYXCriticalSection m_sync;

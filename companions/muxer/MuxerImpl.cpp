@@ -33,14 +33,13 @@ PYXMuxerImpl::PYXMuxerImpl(PYXContext* pContext) : m_spContext(pContext), m_spSe
     {
         DeclareProperty(declaration);
     }
-    UpdateInput(StreamKind::Video, PYX_PROPERTY_ENABLE_VIDEO);
-    UpdateInput(StreamKind::Audio, PYX_PROPERTY_ENABLE_AUDIO);
+    PYXMuxerImpl::OnPropertyChanged(nullptr);
 }
 
 PYXMuxerImpl::~PYXMuxerImpl()
 {
-    m_spSession->Detach(StreamKind::Video);
-    m_spSession->Detach(StreamKind::Audio);
+    m_spSession->Attach(StreamKind::Video, nullptr);
+    m_spSession->Attach(StreamKind::Audio, nullptr);
 }
 
 PYX_RESULT PYXMuxerImpl::QueryInterface(const PYXGuid& id, void** out)
@@ -63,17 +62,14 @@ PYX_RESULT PYXMuxerImpl::ValidateProperty(const wchar_t* name, PYXVariant value,
     return PYX_OK;
 }
 
-PYX_RESULT PYXMuxerImpl::Init([[maybe_unused]] pyx_int32 format, [[maybe_unused]] pyx_int32 width,
-                              [[maybe_unused]] pyx_int32 height)
+PYX_RESULT PYXMuxerImpl::Init(pyx_int32, pyx_int32, pyx_int32)
 {
-    m_spSession->Abandon();
-    return PYX_OK;
+    return Terminate();
 }
 
-PYX_RESULT PYXMuxerImpl::ReInit(pyx_int32 width, pyx_int32 height)
+PYX_RESULT PYXMuxerImpl::ReInit(pyx_int32, pyx_int32)
 {
-    static_cast<void>(Terminate());
-    return Init(0, width, height);
+    return Terminate();
 }
 
 PYX_RESULT PYXMuxerImpl::Terminate()
@@ -114,13 +110,11 @@ void PYXMuxerImpl::OnPropertyChanged(const wchar_t*)
     UpdateInput(StreamKind::Audio, PYX_PROPERTY_ENABLE_AUDIO);
 }
 
-/// Creates or removes an input as its switch says.
+/// Creates or removes an input as its switch says. m_sync is held.
 void PYXMuxerImpl::UpdateInput(StreamKind kind, const wchar_t* switchName)
 {
-    PYXLock lock(&m_sync);
     const bool wanted = PYXReadPropertyOr(this, switchName, false);
-    const auto found =
-        std::find_if(m_inputs.begin(), m_inputs.end(), [kind](const InputEntry& entry) { return entry.kind == kind; });
+    const auto found = std::ranges::find(m_inputs, kind, &InputEntry::kind);
     const bool exists = found != m_inputs.end();
     if (wanted && !exists)
     {
@@ -130,7 +124,7 @@ void PYXMuxerImpl::UpdateInput(StreamKind kind, const wchar_t* switchName)
     }
     else if (!wanted && exists)
     {
-        m_spSession->Detach(kind);
+        m_spSession->Attach(kind, nullptr);
         m_inputs.erase(found);
     }
 }

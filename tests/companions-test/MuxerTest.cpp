@@ -38,18 +38,23 @@ protected:
         ASSERT_EQ(m_spMuxer->SetProperty(PYX_PROPERTY_PATH, PYXVariantBorrowWString(path.c_str())), PYX_OK);
     }
 
-    /// One of 25 pictures of H.264 per second: the parameter sets are real, the pictures are not looked into.
+    /// One of 25 pictures a second, by its place in the order shown.
+    PYX_RESULT Submit(std::span<const pyx_uint8> bytes, int place, bool isKey, bool isHidden = false)
+    {
+        const PYXInterfacePtr<HostBuffer> spBuffer = HostBuffer::Create(bytes);
+        spBuffer->SetPts(place * PYX_TICKS_PER_SECOND / 25);
+        PYXMarkVideoPacket(spBuffer.Get(), PYX_VIDEO_CODEC_H264, isKey);
+        spBuffer->SetProperty(PYX_PROPERTY_NOT_SHOWN, PYXVariantFromBool(isHidden));
+        return m_spVideo->SubmitInput(spBuffer.Get());
+    }
+
+    /// One of H.264: the parameter sets are real, the pictures are not looked into.
     PYX_RESULT SubmitPicture(int number, bool isHidden = false)
     {
         constexpr pyx_uint8 picture[] = {0,    0,    0,    1,    0x67, 0x42, 0xc0, 0x0a, 0xda, 0x11,
                                          0x19, 0xa0, 0,    0,    1,    0x68, 0xce, 0x3c, 0x80, 0,
                                          0,    1,    0x65, 0x88, 0x84, 0x21, 0xa0, 0x55};
-        const PYXInterfacePtr<HostBuffer> spBuffer = HostBuffer::Create(sizeof(picture));
-        std::memcpy(spBuffer->GetNative(), picture, sizeof(picture));
-        spBuffer->SetPts(number * PYX_TICKS_PER_SECOND / 25);
-        PYXMarkVideoPacket(spBuffer.Get(), 5, number == 0);
-        spBuffer->SetProperty(PYX_PROPERTY_NOT_SHOWN, PYXVariantFromBool(isHidden));
-        return m_spVideo->SubmitInput(spBuffer.Get());
+        return Submit(picture, number, number == 0, isHidden);
     }
 
     template <class Value> void SetBytes(const wchar_t* name, const Value& value)
@@ -72,6 +77,37 @@ protected:
         FFmpegPtr<AVFormatContext> pFile;
         EXPECT_EQ(OpenMediaFile(m_clip.string(), nullptr, &pFile), 0);
         return pFile;
+    }
+
+    struct Slice
+    {
+        int type; // of its NAL unit
+        int place;
+        bool isKey = false;
+    };
+
+    /// The numbers of those that come out of a clip of these, in decode order.
+    std::string Write(pyx_int64 codec, const std::vector<Slice>& slices)
+    {
+        std::array<pyx_uint8, 23> record{1};
+        record[4] = record[21] = 3; // lengths of four bytes, of H.264 and of HEVC
+        SetBytes(PYX_PROPERTY_EXTRA_DATA, record);
+        m_spVideo->SetProperty(PYX_PROPERTY_CODEC_ID, PYXVariantFromInt64(codec));
+        pyx_uint8 number = '0';
+        for (const Slice& slice : slices)
+        {
+            const int header = codec == PYX_VIDEO_CODEC_HEVC ? slice.type << 1 : slice.type;
+            const pyx_uint8 bytes[] = {0, 0, 0, 3, static_cast<pyx_uint8>(header), 1, number++};
+            EXPECT_EQ(Submit(bytes, slice.place, slice.isKey), PYX_OK);
+        }
+        EXPECT_EQ(m_spVideo->SubmitInput(nullptr), PYX_EOF);
+        const FFmpegPtr<AVFormatContext> pFile = OpenClip();
+        std::string written;
+        for (PacketPtr pPacket(av_packet_alloc()); av_read_frame(pFile.get(), pPacket.get()) >= 0;)
+        {
+            written += static_cast<char>(pPacket->data[pPacket->size - 1]);
+        }
+        return written;
     }
 
     PYXInterfacePtr<PYXMuxerImpl> m_spMuxer;
@@ -162,6 +198,17 @@ TEST_F(MuxerTest, PicturesThatAreNotShownAreInTheFileBeforeItsStart)
     EXPECT_EQ(pFile->streams[0]->nb_frames, 200);
     EXPECT_EQ(pFile->streams[0]->start_time, 0);
     EXPECT_EQ(pFile->duration, 3'993'333) << "99 pictures at 25 a second, and the last one";
+}
+
+TEST_F(MuxerTest, OnlyPicturesAtTheStartThatReferToWhatIsNotInTheClipAreLeftOut)
+{
+    // An open group of H.264, and the next one, whose leading pictures have what they need.
+    EXPECT_EQ(Write(PYX_VIDEO_CODEC_H264, {{1, 3, true}, {1, 1}, {1, 2}, {1, 6}, {1, 9, true}, {1, 7}, {1, 8}}),
+              "03456");
+    EXPECT_EQ(Write(PYX_VIDEO_CODEC_H264, {{5, 3, true}, {1, 1}, {1, 2}}), "012") << "refers to nothing before it";
+    // HEVC marks them: 21 CRA, 20 IDR, 8 and 9 skipped leading, 6 and 7 decodable leading pictures.
+    EXPECT_EQ(Write(PYX_VIDEO_CODEC_HEVC, {{21, 3, true}, {9, 1}, {8, 2}, {1, 6}}), "03");
+    EXPECT_EQ(Write(PYX_VIDEO_CODEC_HEVC, {{20, 3, true}, {7, 1}, {6, 2}}), "012");
 }
 
 TEST_F(MuxerTest, AudioThatRepeatsATimeIsKept)
