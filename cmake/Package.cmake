@@ -14,7 +14,8 @@ install(DIRECTORY docs DESTINATION .)
 set(boundary Component.h HostContract.h Interface.h InterfacePtr.h Platform.h PropertyNames.h PropertyStorage.h RefCounted.h
     Types.h Variant.h)
 # What the libraries of the CMake package have of the framework core.
-list(APPEND boundary KeyPacket.cpp KeyPacket.h PropertyReader.cpp PropertyReader.h Variant.cpp VariantText.cpp VariantText.h)
+list(APPEND boundary Handles.h KeyPacket.cpp KeyPacket.h ModuleLoading.h PropertyReader.cpp PropertyReader.h Variant.cpp
+    VariantText.cpp VariantText.h)
 list(TRANSFORM boundary PREPEND public/common/)
 install(FILES ${boundary} DESTINATION public/common)
 

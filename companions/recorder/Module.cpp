@@ -1,5 +1,6 @@
 #include "recorder/Module.h"
 
+#include "common/ModuleLoading.h"
 #include "recorder/Reasons.h"
 
 #include <filesystem>
@@ -22,8 +23,7 @@ PYXStatus PYXRecorderModule::Load(const std::wstring& file)
     {
         return {PYX_NOT_FOUND, "the module " + PYXToUtf8(file) + " cannot be loaded: " + PYXSystemText(error)};
     }
-    m_pCreate = reinterpret_cast<PYXCreateComponentFunction>(
-        reinterpret_cast<void (*)()>(GetProcAddress(m_module.get(), PYX_CREATE_COMPONENT_ENTRY)));
+    m_pCreate = PYXGetEntry<PYXCreateComponentFunction>(m_module.get(), PYX_CREATE_COMPONENT_ENTRY);
     return m_pCreate ? PYXStatus() : PYXStatus{PYX_NOT_FOUND, "the module has no entry " PYX_CREATE_COMPONENT_ENTRY};
 }
 

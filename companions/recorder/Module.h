@@ -1,14 +1,11 @@
 #pragma once
 
 #include "common/Component.h"
+#include "common/Handles.h"
 #include "common/InterfacePtr.h"
 #include "recorder/Status.h"
 
-#include <windows.h>
-
-#include <memory>
 #include <string>
-#include <type_traits>
 
 /// A component module that is loaded.
 ///
@@ -24,14 +21,6 @@ public:
     PYXStatus Create(PYXContext* pContext, PYXInterfacePtr<PYXComponentEx>* pspComponent) const;
 
 private:
-    struct Unload
-    {
-        void operator()(HMODULE hModule) const
-        {
-            FreeLibrary(hModule);
-        }
-    };
-
-    std::unique_ptr<std::remove_pointer_t<HMODULE>, Unload> m_module;
+    PYXModuleOwner m_module;
     PYXCreateComponentFunction m_pCreate = nullptr;
 };

@@ -85,20 +85,14 @@ bool HasLockText(HANDLE lock)
     return ReadFile(lock, text, sizeof(text), &size, nullptr) && std::string_view(text, size) == c_lockText;
 }
 
-} // namespace
-
 /// Not left to the sharing of the open file alone, which ends at the border of a machine or of a Windows environment.
-PYXPrivateDirectory::Lock PYXPrivateDirectory::OpenLock(const std::wstring& path, DWORD disposition)
+PYXFileOwner OpenLock(const std::wstring& path, DWORD disposition)
 {
-    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                    nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-    {
-        return nullptr;
-    }
-    Lock lock(file);
+    auto lock =
+        PYXOwn<PYXFileOwner>(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                         nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
     OVERLAPPED start{};
-    if (LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &start))
+    if (!lock || LockFileEx(lock.get(), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &start))
     {
         return lock;
     }
@@ -110,9 +104,9 @@ PYXPrivateDirectory::Lock PYXPrivateDirectory::OpenLock(const std::wstring& path
     return nullptr;
 }
 
-void PYXPrivateDirectory::RemoveLeft(const std::wstring& lockPath)
+void RemoveLeft(const std::wstring& lockPath)
 {
-    Lock lock = OpenLock(lockPath, OPEN_EXISTING);
+    PYXFileOwner lock = OpenLock(lockPath, OPEN_EXISTING);
     if (!lock || !HasLockText(lock.get()))
     {
         return;
@@ -125,6 +119,8 @@ void PYXPrivateDirectory::RemoveLeft(const std::wstring& lockPath)
     lock.reset();
     DeleteFileW(lockPath.c_str());
 }
+
+} // namespace
 
 PYXStatus PYXPrivateDirectory::Sweep(const std::wstring& folder)
 {
@@ -159,7 +155,7 @@ PYXStatus PYXPrivateDirectory::Make(const std::wstring& folder)
 
 bool PYXPrivateDirectory::Take(const std::wstring& path)
 {
-    Lock lock = OpenLock(LockOf(path), CREATE_NEW);
+    PYXFileOwner lock = OpenLock(LockOf(path), CREATE_NEW);
     if (!lock)
     {
         return false;

@@ -1,10 +1,8 @@
 #pragma once
 
+#include "common/Handles.h"
 #include "recorder/Status.h"
 
-#include <windows.h>
-
-#include <memory>
 #include <string>
 
 /// A directory of a recorder's own for a component's temporary files.
@@ -49,19 +47,8 @@ public:
     bool CompleteAudio() const;
 
 private:
-    struct Close
-    {
-        void operator()(HANDLE handle) const
-        {
-            CloseHandle(handle);
-        }
-    };
-    using Lock = std::unique_ptr<void, Close>;
-
-    static Lock OpenLock(const std::wstring& path, DWORD disposition);
-    static void RemoveLeft(const std::wstring& lockPath);
     bool Take(const std::wstring& path);
 
-    Lock m_lock;
+    PYXFileOwner m_lock;
     std::wstring m_path; // empty until there is a directory
 };
