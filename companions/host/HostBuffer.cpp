@@ -1,13 +1,30 @@
 #include "host/HostBuffer.h"
 
-#include "host/KeptNames.h"
-
 #include <algorithm>
 #include <cstring>
 #include <cwchar>
+#include <functional>
 #include <limits>
+#include <mutex>
 #include <new>
+#include <set>
+#include <string>
 #include <utility>
+
+namespace
+{
+
+/// The process's copy of a property's name, which it keeps for ever: packets have a handful of different names.
+const wchar_t* KeepName(const wchar_t* name)
+{
+    static std::mutex s_mutex;
+    static std::set<std::wstring, std::less<>> s_names; // its elements stay where they are
+    const std::lock_guard lock(s_mutex);
+    const auto known = s_names.find(name);
+    return known != s_names.end() ? known->c_str() : s_names.emplace(name).first->c_str();
+}
+
+} // namespace
 
 PYXInterfacePtr<HostBuffer> HostBuffer::Create(pyx_size size)
 {
@@ -72,23 +89,15 @@ PYX_RESULT HostBuffer::SetProperty(const wchar_t* name, PYXVariant value)
         return PYX_INVALID_POINTER;
     }
     PYXVariantOwner copy;
-    if (const PYX_RESULT result = PYXVariantCopy(copy.Out(), &value); result != PYX_OK)
-    {
-        return result;
-    }
+    PASS_ON_FAILURE_SILENTLY(PYXVariantCopy(copy.Out(), &value));
     if (Property* pProperty = Find(name))
     {
         pProperty->value = std::move(copy);
         return PYX_OK;
     }
-    const wchar_t* keptName = KeepName(name);
-    if (!keptName)
-    {
-        return PYX_OUT_OF_MEMORY;
-    }
     try
     {
-        m_properties.push_back({keptName, std::move(copy)});
+        m_properties.push_back({KeepName(name), std::move(copy)});
     }
     catch (const std::bad_alloc&)
     {
@@ -146,10 +155,6 @@ PYX_RESULT HostBuffer::AddTo(PYXPropertyStorage* pDest, bool overwrite, bool)
     {
         return PYX_INVALID_POINTER;
     }
-    if (pDest == this)
-    {
-        return PYX_OK;
-    }
     for (const Property& property : m_properties)
     {
         if (!overwrite && pDest->HasProperty(property.name))
@@ -167,18 +172,11 @@ PYX_RESULT HostBuffer::AddTo(PYXPropertyStorage* pDest, bool overwrite, bool)
 
 PYX_RESULT HostBuffer::CopyTo(PYXPropertyStorage* pDest, bool deep)
 {
-    if (!pDest)
-    {
-        return PYX_INVALID_POINTER;
-    }
     if (pDest == this)
     {
         return PYX_OK;
     }
-    if (const PYX_RESULT result = pDest->Clear(); result != PYX_OK)
-    {
-        return result;
-    }
+    PASS_ON_FAILURE_SILENTLY(pDest ? pDest->Clear() : PYX_INVALID_POINTER);
     return AddTo(pDest, true, deep);
 }
 
