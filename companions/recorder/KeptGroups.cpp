@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
+#include <numeric>
 
 namespace
 {
@@ -10,8 +10,6 @@ namespace
 /// A longer way from a group's last picture to the next group is a pause, and
 /// no time that the group's pictures are shown for.
 constexpr pyx_int64 c_pause = PYX_TICKS_PER_SECOND;
-
-constexpr pyx_int64 c_mostSeconds = std::numeric_limits<pyx_int32>::max();
 
 pyx_int64 RoundUpToSeconds(pyx_int64 ticks)
 {
@@ -37,12 +35,13 @@ pyx_int64 PYXKeptGroups::SecondsNeeded(pyx_int64 asked, pyx_int64 pts, pyx_int64
     return asked;
 }
 
-void PYXKeptGroups::Start(pyx_int64 pts, pyx_int64 duration)
+void PYXKeptGroups::Start(pyx_int64 pts, pyx_int64 duration, pyx_uint64 bytes)
 {
-    m_groups.push_back({.start = pts, .lastPts = pts, .lastDuration = duration, .end = pts + duration});
+    m_groups.push_back({.start = pts, .end = pts + duration});
+    AddPicture(pts, duration, bytes);
 }
 
-void PYXKeptGroups::AddPicture(pyx_int64 pts, pyx_int64 duration)
+void PYXKeptGroups::AddPicture(pyx_int64 pts, pyx_int64 duration, pyx_uint64 bytes)
 {
     if (m_groups.empty())
     {
@@ -53,9 +52,10 @@ void PYXKeptGroups::AddPicture(pyx_int64 pts, pyx_int64 duration)
     group.lastDuration = duration;
     group.end = std::max(group.end, pts + duration);
     group.leading += pts < group.start ? 1 : 0;
+    Count(bytes);
 }
 
-void PYXKeptGroups::AddAudio(pyx_int64 pts)
+void PYXKeptGroups::AddAudio(pyx_int64 pts, pyx_uint64 bytes)
 {
     const auto group = std::find_if(m_groups.rbegin(), m_groups.rend(),
                                     [pts](const PYXKeptGroup& candidate) { return candidate.start <= pts; });
@@ -63,17 +63,20 @@ void PYXKeptGroups::AddAudio(pyx_int64 pts)
     {
         group->hasAudio = true;
     }
+    Count(bytes);
 }
 
-void PYXKeptGroups::AddBytes(pyx_uint64 bytes)
+void PYXKeptGroups::Count(pyx_uint64 bytes)
 {
-    if (!m_groups.empty())
-    {
-        m_groups.back().bytes += bytes;
-        ++m_groups.back().packets;
-        m_bytes += bytes;
-        ++m_packets;
-    }
+    m_groups.back().bytes += bytes;
+    ++m_groups.back().packets;
+    m_bytes += bytes;
+}
+
+pyx_uint64 PYXKeptGroups::Packets() const
+{
+    return std::accumulate(m_groups.begin(), m_groups.end(), pyx_uint64{0},
+                           [](pyx_uint64 sum, const PYXKeptGroup& group) { return sum + group.packets; });
 }
 
 /// From the oldest picture to the newest in decode order, as the component counts it.
@@ -107,7 +110,6 @@ void PYXKeptGroups::Trim(pyx_int64 seconds)
             break;
         }
         m_bytes -= oldest.bytes;
-        m_packets -= oldest.packets;
         m_groups.pop_front();
     }
 }

@@ -32,6 +32,9 @@ struct PYXKeptGroup
 class PYXKeptGroups
 {
 public:
+    /// The most that a component can be told to keep, 68 years: longer than anything that is kept.
+    static constexpr pyx_int64 c_mostSeconds = 2147483647;
+
     /// Oldest first; the last one is the one that pictures are added to.
     const std::deque<PYXKeptGroup>& All() const
     {
@@ -51,15 +54,14 @@ public:
     /// until the others have no more than so many bytes; 1 at least.
     pyx_int64 SecondsForBytes(pyx_uint64 bytes) const;
 
-    void Start(pyx_int64 pts, pyx_int64 duration);
+    /// A key picture.
+    void Start(pyx_int64 pts, pyx_int64 duration, pyx_uint64 bytes);
 
-    /// Without a group it is dropped, as by the component.
-    void AddPicture(pyx_int64 pts, pyx_int64 duration);
+    /// Another picture; without a group it is dropped, as by the component.
+    void AddPicture(pyx_int64 pts, pyx_int64 duration, pyx_uint64 bytes);
 
-    void AddAudio(pyx_int64 pts);
-
-    /// Of a packet just added; before the first group nothing is counted.
-    void AddBytes(pyx_uint64 bytes);
+    /// While there is a group.
+    void AddAudio(pyx_int64 pts, pyx_uint64 bytes);
 
     /// Forgets the groups that the component drops, told to keep so many seconds, when a group has just started or the
     /// number was set.
@@ -77,15 +79,12 @@ public:
         return m_bytes;
     }
 
-    pyx_uint64 Packets() const
-    {
-        return m_packets;
-    }
+    pyx_uint64 Packets() const;
 
 private:
+    void Count(pyx_uint64 bytes);
     pyx_int64 Span() const;
 
     std::deque<PYXKeptGroup> m_groups;
     pyx_uint64 m_bytes = 0;
-    pyx_uint64 m_packets = 0;
 };

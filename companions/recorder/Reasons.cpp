@@ -54,8 +54,7 @@ DWORD TryToWriteIn(const std::wstring& directory, std::size_t size)
 
 std::string PYXReasonOf(PYX_RESULT result)
 {
-    const auto row = std::find_if(std::begin(c_reasons), std::end(c_reasons),
-                                  [result](const ReasonRow& candidate) { return candidate.result == result; });
+    const auto* row = std::ranges::find(c_reasons, result, &ReasonRow::result);
     return row == std::end(c_reasons) ? "result " + std::to_string(result) : row->text;
 }
 

@@ -47,9 +47,9 @@ PYXRecorder::PYXRecorder() = default;
 
 PYXStatus PYXRecorder::Open(const PYXRecorderSettings& settings)
 {
-    if (m_spModule || settings.seconds < 1 || settings.module.empty())
+    if (m_pModule || settings.seconds < 1 || settings.module.empty())
     {
-        return {PYX_INVALID_ARG, m_spModule ? "the recorder is open already" : "the settings are not possible"};
+        return {PYX_INVALID_ARG, m_pModule ? "the recorder is open already" : "the settings are not possible"};
     }
     m_settings = settings;
     std::error_code unknown;
@@ -57,11 +57,11 @@ PYXStatus PYXRecorder::Open(const PYXRecorderSettings& settings)
     {
         m_settings.folder = std::filesystem::temp_directory_path(unknown).wstring();
     }
-    auto spModule = std::make_shared<PYXRecorderModule>();
-    PYX_RETURN_IF_FAILED(spModule->Load(m_settings.module));
+    auto pModule = std::make_unique<PYXRecorderModule>();
+    PYX_RETURN_IF_FAILED(pModule->Load(m_settings.module));
     PYX_RETURN_IF_FAILED(PYXPrivateDirectory::Sweep(m_settings.folder));
-    auto pSession = std::make_unique<PYXRecorderSession>();
-    PYX_RETURN_IF_FAILED(pSession->Open(m_settings, spModule));
+    auto pSession = std::make_unique<PYXRecorderSession>(m_settings, *pModule);
+    PYX_RETURN_IF_FAILED(pSession->Open());
     try
     {
         m_worker = std::thread([this] { Work(); });
@@ -70,7 +70,7 @@ PYXStatus PYXRecorder::Open(const PYXRecorderSettings& settings)
     {
         return {PYX_OUT_OF_MEMORY, "no thread can be started"};
     }
-    m_spModule = std::move(spModule);
+    m_pModule = std::move(pModule);
     m_pFeeding = std::move(pSession);
     return {};
 }
@@ -262,12 +262,7 @@ void PYXRecorder::ReleaseLeaving()
 void PYXRecorder::ReleaseOverdue()
 {
     const std::lock_guard lock(m_feedSync);
-    bool overdue = false;
-    {
-        const std::lock_guard stateLock(m_sync);
-        overdue = m_leavingUntil && Clock::now() >= *m_leavingUntil;
-    }
-    if (overdue)
+    if (m_leavingUntil && Clock::now() >= *m_leavingUntil)
     {
         ReleaseLeaving();
     }
@@ -294,8 +289,8 @@ PYXStatus PYXRecorder::Save(PYXSaveRequest request, pyx_uint64* pId)
     PYX_RETURN_IF_FAILED(
         PYXCheckWritable(request.path, static_cast<pyx_uint64>(share * static_cast<double>(look.bytes))));
     auto pJob = std::make_unique<Job>();
-    pJob->pNext = std::make_unique<PYXRecorderSession>();
-    PYX_RETURN_IF_FAILED(pJob->pNext->Open(m_settings, m_spModule));
+    pJob->pNext = std::make_unique<PYXRecorderSession>(m_settings, *m_pModule);
+    PYX_RETURN_IF_FAILED(pJob->pNext->Open());
     pJob->request = std::move(request);
     const std::lock_guard lock(m_feedSync); // so that End() misses none
     if (!m_pFeeding)
@@ -319,18 +314,6 @@ void PYXRecorder::Accept(Jobs* pQueue, JobPtr pJob, pyx_uint64* pId)
     m_wake.notify_one();
 }
 
-PYXRecorder::JobPtr PYXRecorder::Take(Jobs* pQueue, pyx_uint64 id)
-{
-    const auto found =
-        std::find_if(pQueue->begin(), pQueue->end(), [id](const JobPtr& pJob) { return pJob->id == id; });
-    JobPtr pJob = found == pQueue->end() ? nullptr : std::move(*found);
-    if (pJob)
-    {
-        pQueue->erase(found);
-    }
-    return pJob;
-}
-
 PYXStatus PYXRecorder::Cancel(pyx_uint64 id)
 {
     const std::lock_guard feedLock(m_feedSync);
@@ -341,16 +324,18 @@ PYXStatus PYXRecorder::Cancel(pyx_uint64 id)
         return {};
     }
     const std::lock_guard lock(m_sync);
-    JobPtr pJob = Take(&m_asked, id);
-    pJob = pJob ? std::move(pJob) : Take(&m_toWrite, id);
-    if (!pJob)
+    for (Jobs* pQueue : {&m_asked, &m_toWrite})
     {
-        return {PYX_NOT_FOUND, "that save is being written, or finished"};
+        const auto found = std::ranges::find(*pQueue, id, &Job::id);
+        if (found != pQueue->end())
+        {
+            (*found)->cancelled = true;
+            m_toWrite.splice(m_toWrite.end(), *pQueue, found);
+            m_wake.notify_one();
+            return {};
+        }
     }
-    pJob->cancelled = true;
-    m_toWrite.push_back(std::move(pJob));
-    m_wake.notify_one();
-    return {};
+    return {PYX_NOT_FOUND, "that save is being written, or finished"};
 }
 
 PYXStatus PYXRecorder::Retry(PYXSaveRequest request, pyx_uint64* pId)
@@ -427,8 +412,7 @@ PYXSavedClip PYXRecorder::End(PYXSaveRequest request)
         ++m_unfinished;
         m_asked.push_back(std::move(pLast));
         m_asked.front()->pSession = std::move(m_pFeeding); // nothing is left for those after it
-        std::move(m_asked.begin(), m_asked.end(), std::back_inserter(m_toWrite));
-        m_asked.clear();
+        m_toWrite.splice(m_toWrite.end(), m_asked);
         m_look.from = m_look.to = 0;
         m_look.bytes = m_look.groups = 0;
         m_wake.notify_one();
@@ -526,8 +510,7 @@ PYXRecorder::~PYXRecorder()
         m_ending = true;
         pFeeding = std::move(m_pFeeding);
         pRemnant = std::move(m_pRemnant);
-        std::move(m_asked.begin(), m_asked.end(), std::back_inserter(m_toWrite));
-        m_asked.clear();
+        m_toWrite.splice(m_toWrite.end(), m_asked);
         if (m_pWriting && m_pWriting->pSession)
         {
             m_pWriting->pSession->Stop();

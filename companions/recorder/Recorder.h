@@ -10,6 +10,7 @@
 #include <deque>
 #include <functional>
 #include <limits>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -219,7 +220,7 @@ private:
     // nothing is called. Sessions are destroyed with neither held, but for one that gets no more packets as it ends.
     struct Job;
     using JobPtr = std::unique_ptr<Job>;
-    using Jobs = std::deque<JobPtr>;
+    using Jobs = std::list<JobPtr>;
 
     PYX_RESULT Store(PYX_RESULT result);
     void HandOver(PYXBuffer* pKeyPicture);
@@ -230,12 +231,11 @@ private:
     void ReleaseLeaving();
     void ReleaseOverdue();
     void Accept(Jobs* pQueue, JobPtr pJob, pyx_uint64* pId);
-    static JobPtr Take(Jobs* pQueue, pyx_uint64 id);
     void Work();
     void Finish(JobPtr pJob);
 
-    PYXRecorderSettings m_settings;                // not changed after Open()
-    std::shared_ptr<PYXRecorderModule> m_spModule; // null: not open
+    PYXRecorderSettings m_settings;               // not changed after Open()
+    std::unique_ptr<PYXRecorderModule> m_pModule; // null: not open
 
     // Guarded by m_feedSync: what packets go through.
     std::mutex m_feedSync;
@@ -258,8 +258,8 @@ private:
     JobPtr m_pRemnant;         // failed
     std::size_t m_unfinished = 0;
     pyx_uint64 m_lastId = 0;
-    std::optional<std::chrono::steady_clock::time_point> m_leavingUntil;
-    PYXRecorderLook m_look; // but for what Look() adds
+    std::optional<std::chrono::steady_clock::time_point> m_leavingUntil; // set with both locks held
+    PYXRecorderLook m_look;                                              // but for what Look() adds
     bool m_ending = false;
 
     std::thread m_worker;

@@ -12,7 +12,6 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <limits>
 #include <new>
 #include <thread>
 #include <utility>
@@ -21,9 +20,6 @@ namespace
 {
 
 using Clock = std::chrono::steady_clock;
-
-/// The most that "Duration" takes, 68 years: longer than anything that is kept.
-constexpr pyx_int64 c_mostSeconds = std::numeric_limits<pyx_int32>::max();
 
 /// The content of a packet that is there to be cut. An empty one could not be read back from a file.
 constexpr pyx_uint8 c_oneByte[] = {0};
@@ -42,12 +38,19 @@ PYXStatus Refused(const wchar_t* name, PYX_RESULT result)
                         : "property " + PYXToUtf8(name) + " was refused: " + PYXReasonOf(result)};
 }
 
-/// Sets values in the order given and stops at the first refusal.
+PYXStatus OutOfMemory()
+{
+    return {PYX_OUT_OF_MEMORY, PYXReasonOf(PYX_OUT_OF_MEMORY)};
+}
+
+/// Sets values in the order given, but for empty ones, and stops at the first refusal.
 PYXStatus SetAll(PYXPropertyStorage* pStorage, std::initializer_list<NamedValue> values)
 {
     for (const NamedValue& named : values)
     {
-        if (const PYX_RESULT result = pStorage->SetProperty(named.name, named.value); result != PYX_OK)
+        const bool isEmpty = named.value.type == PYX_VARIANT_EMPTY;
+        if (const PYX_RESULT result = isEmpty ? PYX_OK : pStorage->SetProperty(named.name, named.value);
+            result != PYX_OK)
         {
             return Refused(named.name, result);
         }
@@ -75,43 +78,36 @@ PYXStatus OfferAll(PYXPropertyStorage* pStorage, PYXPropertyStorage* pMore)
 /// What both kinds of streams have.
 template <class Stream> PYXStatus DescribeStream(PYXInput* pInput, const Stream& stream)
 {
-    PYX_RETURN_IF_FAILED(SetAll(pInput, {{PYX_PROPERTY_CODEC_ID, PYXVariantFromInt64(stream.codec)}}));
-    if (stream.bitRate > 0)
+    const PYXInterfacePtr<HostBuffer> spSetUp = HostBuffer::Create(stream.setUp);
+    if (!spSetUp)
     {
-        PYX_RETURN_IF_FAILED(SetAll(pInput, {{PYX_PROPERTY_BIT_RATE, PYXVariantFromInt64(stream.bitRate)}}));
+        return OutOfMemory();
     }
-    if (!stream.setUp.empty())
-    {
-        const PYXInterfacePtr<HostBuffer> spSetUp = HostBuffer::Create(stream.setUp);
-        if (!spSetUp)
-        {
-            return {PYX_OUT_OF_MEMORY, PYXReasonOf(PYX_OUT_OF_MEMORY)};
-        }
-        PYX_RETURN_IF_FAILED(SetAll(pInput, {{PYX_PROPERTY_EXTRA_DATA, PYXVariantBorrowInterface(spSetUp.Get())}}));
-    }
+    const PYXVariant setUp = PYXVariantBorrowInterface(spSetUp.Get());
+    PYX_RETURN_IF_FAILED(SetAll(
+        pInput, {{PYX_PROPERTY_CODEC_ID, PYXVariantFromInt64(stream.codec)},
+                 {PYX_PROPERTY_BIT_RATE, stream.bitRate > 0 ? PYXVariantFromInt64(stream.bitRate) : PYXVariant{}},
+                 {PYX_PROPERTY_EXTRA_DATA, stream.setUp.empty() ? PYXVariant{} : setUp}}));
     return OfferAll(pInput, stream.spMore.Get());
 }
 
 PYXStatus DescribeVideo(PYXInput* pInput, const PYXVideoStream& video)
 {
+    const auto [numerator, denominator] = video.rate;
+    const bool isKnown = numerator > 0 && denominator > 0;
     PYX_RETURN_IF_FAILED(
-        SetAll(pInput, {{PYX_PROPERTY_VIDEO_FRAME_SIZE, PYXVariantFromSize(video.size.width, video.size.height)}}));
-    if (video.rate.numerator > 0 && video.rate.denominator > 0)
-    {
-        const PYXVariant rate = PYXVariantFromRate(video.rate.numerator, video.rate.denominator);
-        PYX_RETURN_IF_FAILED(SetAll(pInput, {{PYX_PROPERTY_VIDEO_FRAME_RATE, rate}}));
-    }
+        SetAll(pInput,
+               {{PYX_PROPERTY_VIDEO_FRAME_SIZE, PYXVariantFromSize(video.size.width, video.size.height)},
+                {PYX_PROPERTY_VIDEO_FRAME_RATE, isKnown ? PYXVariantFromRate(numerator, denominator) : PYXVariant{}}}));
     return DescribeStream(pInput, video);
 }
 
 PYXStatus DescribeAudio(PYXInput* pInput, const PYXAudioStream& audio)
 {
     PYX_RETURN_IF_FAILED(
-        SetAll(pInput, {
-                           {PYX_PROPERTY_AUDIO_SAMPLE_RATE, PYXVariantFromInt64(audio.sampleRate)},
-                           {PYX_PROPERTY_AUDIO_CHANNELS, PYXVariantFromInt64(audio.channels)},
-                           {PYX_PROPERTY_AUDIO_CHANNEL_LAYOUT, PYXVariantFromInt64(0)}, // the usual one
-                       }));
+        SetAll(pInput, {{PYX_PROPERTY_AUDIO_SAMPLE_RATE, PYXVariantFromInt64(audio.sampleRate)},
+                        {PYX_PROPERTY_AUDIO_CHANNELS, PYXVariantFromInt64(audio.channels)},
+                        {PYX_PROPERTY_AUDIO_CHANNEL_LAYOUT, PYXVariantFromInt64(0)}})); // the usual one
     return DescribeStream(pInput, audio);
 }
 
@@ -128,13 +124,9 @@ public:
 
     PYX_RESULT QueryInterface(const PYXGuid& id, void** out) override
     {
-        if (!out || (id != PYXContext::c_id && id != PYXInterface::c_id))
-        {
-            return m_spHost->QueryInterface(id, out);
-        }
-        *out = static_cast<PYXContext*>(this);
-        Acquire();
-        return PYX_OK;
+        const bool isOwn =
+            PYXQueryInterface<PYXInterface, PYXContext>(static_cast<PYXContext*>(this), id, out) == PYX_OK;
+        return isOwn ? PYX_OK : m_spHost->QueryInterface(id, out);
     }
 
     PYX_RESULT AllocBuffer(PYX_MEMORY_TYPE type, pyx_size size, PYXBuffer** ppOut) override
@@ -153,7 +145,10 @@ public:
     std::atomic<bool> m_stopped{false};
 };
 
-PYXRecorderSession::PYXRecorderSession() = default;
+PYXRecorderSession::PYXRecorderSession(const PYXRecorderSettings& settings, const PYXRecorderModule& module)
+    : m_settings(settings), m_module(module)
+{
+}
 
 PYXRecorderSession::~PYXRecorderSession()
 {
@@ -163,10 +158,9 @@ PYXRecorderSession::~PYXRecorderSession()
     }
 }
 
-PYXStatus PYXRecorderSession::Open(const PYXRecorderSettings& settings,
-                                   std::shared_ptr<const PYXRecorderModule> spModule)
+PYXStatus PYXRecorderSession::Open()
 {
-    PYXInterfacePtr<PYXContext> spHost = settings.spContext;
+    PYXInterfacePtr<PYXContext> spHost = m_settings.spContext;
     if (!spHost)
     {
         spHost = PYXInterfacePtr<PYXContext>(HostContext::Create().Get());
@@ -174,45 +168,33 @@ PYXStatus PYXRecorderSession::Open(const PYXRecorderSettings& settings,
     m_spContext = PYXInterfacePtr<PYXRecorderContext>(new (std::nothrow) PYXRecorderContext(spHost));
     if (!spHost || !m_spContext)
     {
-        return {PYX_OUT_OF_MEMORY, PYXReasonOf(PYX_OUT_OF_MEMORY)};
+        return OutOfMemory();
     }
-    m_spModule = std::move(spModule);
-    m_codec = settings.video.codec;
-    m_inMemory = settings.inMemory;
-    m_exact = settings.exact;
-    m_budget = settings.budget;
-    m_asked = settings.seconds;
-    m_hadAudio = settings.audio.has_value();
-    PYX_RETURN_IF_FAILED(m_directory.Make(settings.folder));
-    PYX_RETURN_IF_FAILED(m_spModule->Create(m_spContext.Get(), &m_spComponent));
-    PYX_RETURN_IF_FAILED(SetUp(settings));
+    PYX_RETURN_IF_FAILED(m_directory.Make(m_settings.folder));
+    PYX_RETURN_IF_FAILED(m_module.Create(m_spContext.Get(), &m_spComponent));
+    PYX_RETURN_IF_FAILED(SetUp());
     PYX_RETURN_IF_FAILED(m_directory.Check());
-    PYX_RETURN_IF_FAILED(OfferAll(m_spComponent.Get(), settings.spMore.Get()));
+    PYX_RETURN_IF_FAILED(OfferAll(m_spComponent.Get(), m_settings.spMore.Get()));
     PYX_RETURN_IF_FAILED(FindInput(PYX_STREAM_TYPE_VIDEO, &m_spVideo));
-    PYX_RETURN_IF_FAILED(DescribeVideo(m_spVideo.Get(), settings.video));
-    if (!settings.audio)
+    PYX_RETURN_IF_FAILED(DescribeVideo(m_spVideo.Get(), m_settings.video));
+    if (!m_settings.audio)
     {
         return {};
     }
     PYX_RETURN_IF_FAILED(SetAll(m_spComponent.Get(), {{PYX_PROPERTY_ENABLE_AUDIO, PYXVariantFromBool(true)}}));
     PYX_RETURN_IF_FAILED(FindInput(PYX_STREAM_TYPE_AUDIO, &m_spAudio));
-    return DescribeAudio(m_spAudio.Get(), *settings.audio);
+    return DescribeAudio(m_spAudio.Get(), *m_settings.audio);
 }
 
-PYXStatus PYXRecorderSession::SetUp(const PYXRecorderSettings& settings)
+PYXStatus PYXRecorderSession::SetUp()
 {
     // "TempPath" comes second: setting it re-initialises the component, for the storage chosen by then. It is needed in
     // memory mode too, because a component without a temporary directory writes no clip when it is terminated.
     PYX_RETURN_IF_FAILED(
-        SetAll(m_spComponent.Get(), {
-                                        {PYX_PROPERTY_BUFFER_IN_RAM_ENABLED, PYXVariantFromBool(settings.inMemory)},
-                                        {PYX_PROPERTY_TEMP_PATH, PYXVariantBorrowWString(m_directory.Path().c_str())},
-                                    }));
-    PYX_RESULT result = KeepSeconds(m_asked);
-    if (result == PYX_OK)
-    {
-        result = m_spComponent->Init(0, 0, 0);
-    }
+        SetAll(m_spComponent.Get(), {{PYX_PROPERTY_BUFFER_IN_RAM_ENABLED, PYXVariantFromBool(m_settings.inMemory)},
+                                     {PYX_PROPERTY_TEMP_PATH, PYXVariantBorrowWString(m_directory.Path().c_str())}}));
+    PYX_RESULT result = KeepSeconds(m_settings.seconds);
+    result = result == PYX_OK ? m_spComponent->Init(0, 0, 0) : result;
     return result == PYX_OK ? PYXStatus()
                             : PYXStatus{result, "the component could not be initialised: " + PYXReasonOf(result)};
 }
@@ -252,7 +234,9 @@ PYX_RESULT PYXRecorderSession::SubmitVideo(PYXBuffer* pPacket, bool isKey)
         return m_broken;
     }
     // Before a start packet, which closes the group before it and trims.
-    m_broken = isKey ? KeepSeconds(m_exact ? m_asked : m_groups.SecondsNeeded(m_asked, pts, duration)) : PYX_OK;
+    m_broken = isKey ? KeepSeconds(m_settings.exact ? m_settings.seconds
+                                                    : m_groups.SecondsNeeded(m_settings.seconds, pts, duration))
+                     : PYX_OK;
     if (m_broken == PYX_OK)
     {
         m_broken = m_spVideo->SubmitInput(pPacket);
@@ -260,14 +244,13 @@ PYX_RESULT PYXRecorderSession::SubmitVideo(PYXBuffer* pPacket, bool isKey)
     PASS_ON_FAILURE_SILENTLY(m_broken);
     if (isKey)
     {
-        m_groups.Start(pts, duration);
+        m_groups.Start(pts, duration, pPacket->GetSize());
         m_groups.Trim(m_seconds);
     }
     else
     {
-        m_groups.AddPicture(pts, duration);
+        m_groups.AddPicture(pts, duration, pPacket->GetSize());
     }
-    m_groups.AddBytes(pPacket->GetSize());
     KeepToBudget();
     return PYX_OK;
 }
@@ -284,8 +267,7 @@ PYX_RESULT PYXRecorderSession::SubmitAudio(PYXBuffer* pPacket)
         return PYX_FILE_NOT_OPEN; // the component would drop it and say nothing
     }
     PASS_ON_FAILURE_SILENTLY(m_spAudio->SubmitInput(pPacket));
-    m_groups.AddAudio(pts);
-    m_groups.AddBytes(pPacket->GetSize());
+    m_groups.AddAudio(pts, pPacket->GetSize());
     KeepToBudget();
     return PYX_OK;
 }
@@ -293,9 +275,10 @@ PYX_RESULT PYXRecorderSession::SubmitAudio(PYXBuffer* pPacket)
 /// The next key picture raises the duration again, as far as the bytes allow it then.
 void PYXRecorderSession::KeepToBudget()
 {
-    if (m_budget > 0 && m_groups.Bytes() > m_budget && m_groups.All().size() > 1)
+    const pyx_uint64 budget = m_settings.budget;
+    if (budget > 0 && m_groups.Bytes() > budget && m_groups.All().size() > 1)
     {
-        static_cast<void>(KeepSeconds(std::min(m_seconds, m_groups.SecondsForBytes(m_budget))));
+        static_cast<void>(KeepSeconds(std::min(m_seconds, m_groups.SecondsForBytes(budget))));
         m_groups.Trim(m_seconds);
     }
 }
@@ -329,10 +312,12 @@ PYX_RESULT PYXRecorderSession::Prepare(pyx_int64 seconds)
 {
     if (seconds > 0)
     {
-        PASS_ON_FAILURE_SILENTLY(KeepSeconds(m_exact ? seconds : m_groups.SecondsNeeded(seconds, m_groups.End(), 0)));
+        PASS_ON_FAILURE_SILENTLY(
+            KeepSeconds(m_settings.exact ? seconds : m_groups.SecondsNeeded(seconds, m_groups.End(), 0)));
         m_groups.Trim(m_seconds);
     }
-    PASS_ON_FAILURE_SILENTLY(KeepSeconds(!m_exact ? c_mostSeconds : seconds > 0 ? seconds : m_asked)); // nothing is cut
+    const pyx_int64 exactly = seconds > 0 ? seconds : m_settings.seconds;
+    PASS_ON_FAILURE_SILENTLY(KeepSeconds(m_settings.exact ? exactly : PYXKeptGroups::c_mostSeconds)); // nothing is cut
     const auto& groups = m_groups.All();
     if (m_spAudio && std::none_of(groups.begin(), groups.end(), [](const PYXKeptGroup& g) { return g.hasAudio; }))
     {
@@ -358,7 +343,7 @@ PYX_RESULT PYXRecorderSession::CloseOnlyGroup()
         return PYX_OUT_OF_MEMORY;
     }
     spPacket->SetPts(pts);
-    PASS_ON_FAILURE_SILENTLY(PYXMarkVideoPacket(spPacket.Get(), m_codec, true));
+    PASS_ON_FAILURE_SILENTLY(PYXMarkVideoPacket(spPacket.Get(), m_settings.video.codec, true));
     return m_spVideo->SubmitInput(spPacket.Get());
 }
 
@@ -375,18 +360,19 @@ void PYXRecorderSession::Describe(PYXSavedClip* pClip) const
     const auto& groups = m_groups.All();
     pClip->from = groups.front().start;
     pClip->newest = m_groups.End();
-    pClip->to = m_exact ? std::min(pClip->newest, pClip->from + m_seconds * PYX_TICKS_PER_SECOND) : pClip->newest;
+    pClip->to =
+        m_settings.exact ? std::min(pClip->newest, pClip->from + m_seconds * PYX_TICKS_PER_SECOND) : pClip->newest;
     pClip->groups = groups.size();
     pClip->packets = m_groups.Packets() - groups.front().leading;
     pClip->hasAudio = m_spAudio.Get() != nullptr;
     // Of the newest group only the first picture may have come.
     const auto silent =
         std::count_if(groups.begin(), groups.end() - 1, [](const PYXKeptGroup& g) { return !g.hasAudio; });
-    if (m_hadAudio && !m_spAudio)
+    if (m_settings.audio && !m_spAudio)
     {
         pClip->warnings.emplace_back("there was no audio in the stretch that was kept, so the clip has none");
     }
-    else if (m_hadAudio && silent > 0)
+    else if (m_settings.audio && silent > 0)
     {
         pClip->warnings.push_back(std::to_string(silent) + " of the " + std::to_string(groups.size()) +
                                   " kept groups of pictures have no audio");
@@ -402,7 +388,7 @@ PYX_RESULT PYXRecorderSession::Terminate(const std::wstring& path, PYXSavedClip*
     const Clock::time_point end = Clock::now() + patience;
     for (;;)
     {
-        if (m_spAudio && !m_inMemory && !m_directory.CompleteAudio())
+        if (m_spAudio && !m_settings.inMemory && !m_directory.CompleteAudio())
         {
             PASS_ON_FAILURE_SILENTLY(LeaveAudioOut());
             pClip->hasAudio = false;
@@ -412,7 +398,7 @@ PYX_RESULT PYXRecorderSession::Terminate(const std::wstring& path, PYXSavedClip*
         m_spContext->m_count = 0;
         m_spContext->m_countInAll = m_groups.Packets();
         const PYX_RESULT result = m_spComponent->Terminate();
-        if (result != PYX_FAIL || m_inMemory || m_spContext->m_stopped || Clock::now() > end ||
+        if (result != PYX_FAIL || m_settings.inMemory || m_spContext->m_stopped || Clock::now() > end ||
             !PYXWhyUnwritable(PYXDirectoryOf(path), m_groups.Bytes()).empty())
         {
             return result;
@@ -433,7 +419,7 @@ PYXStatus PYXRecorderSession::WhyNotWritten(const std::wstring& path, PYX_RESULT
     {
         return {PYX_FILE_NOT_OPEN, why};
     }
-    if (result != PYX_FAIL || m_inMemory)
+    if (result != PYX_FAIL || m_settings.inMemory)
     {
         return {result, PYXReasonOf(result)};
     }

@@ -6,8 +6,6 @@
 #include "recorder/PrivateDirectory.h"
 #include "recorder/Recorder.h"
 
-#include <memory>
-
 class PYXRecorderContext;
 
 /// One use of a component, from making it to its clip:
@@ -25,7 +23,8 @@ class PYXRecorderContext;
 class PYXRecorderSession
 {
 public:
-    PYXRecorderSession();
+    /// Both are borrowed: they stay as they are, and outlive the session.
+    PYXRecorderSession(const PYXRecorderSettings& settings, const PYXRecorderModule& module);
     PYXRecorderSession(const PYXRecorderSession&) = delete;
     PYXRecorderSession& operator=(const PYXRecorderSession&) = delete;
 
@@ -33,7 +32,7 @@ public:
     ~PYXRecorderSession();
 
     /// Results as of PYXRecorder::Open.
-    PYXStatus Open(const PYXRecorderSettings& settings, std::shared_ptr<const PYXRecorderModule> spModule);
+    PYXStatus Open();
 
     /// As PYXRecorder::SubmitVideo; `isKey` is what the packet's kind says.
     PYX_RESULT SubmitVideo(PYXBuffer* pPacket, bool isKey);
@@ -59,7 +58,7 @@ public:
     pyx_uint64 PacketsToWrite() const;
 
 private:
-    PYXStatus SetUp(const PYXRecorderSettings& settings);
+    PYXStatus SetUp();
     PYXStatus FindInput(pyx_int64 streamType, PYXInterfacePtr<PYXInput>* pspInput);
     PYX_RESULT KeepSeconds(pyx_int64 seconds);
     PYX_RESULT CloseOnlyGroup();
@@ -70,20 +69,16 @@ private:
     PYX_RESULT Terminate(const std::wstring& path, PYXSavedClip* pClip);
     PYXStatus WhyNotWritten(const std::wstring& path, PYX_RESULT result) const;
 
-    // In this order: the component goes before its directory and its module, the context after the component.
+    const PYXRecorderSettings& m_settings;
+    const PYXRecorderModule& m_module;
+
+    // In this order: the component goes before its directory and its context.
     PYXInterfacePtr<PYXRecorderContext> m_spContext;
-    std::shared_ptr<const PYXRecorderModule> m_spModule;
     PYXPrivateDirectory m_directory;
     PYXInterfacePtr<PYXComponentEx> m_spComponent;
     PYXInterfacePtr<PYXInput> m_spVideo;
-    PYXInterfacePtr<PYXInput> m_spAudio; // null without audio
+    PYXInterfacePtr<PYXInput> m_spAudio; // null without audio, and when the clip does not get it
 
-    bool m_inMemory = false;
-    bool m_exact = false;
-    bool m_hadAudio = false;      // the stream is recorded, whether or not the clip gets it
-    pyx_uint64 m_budget = 0;      // bytes; 0: any
-    pyx_int64 m_codec = 0;        // of the pictures
-    pyx_int64 m_asked = 0;        // seconds
     pyx_int64 m_seconds = 0;      // the component's "Duration" now
     PYX_RESULT m_broken = PYX_OK; // why the rest of the newest group is refused
     bool m_isClosed = false;      // the only group, for the write-out
