@@ -5,6 +5,7 @@
 
 #include "Objects.h"
 
+#define STREAM_TYPE(type) "StreamType|Stream Type|2|0|2:" #type "|0:0|0:0|3 0 Unknown 1 Video 2 Audio 3 Data 0 end"
 #define FROM_RING_BUFFER " components/RingBuffer/RingBufferImpl PYXRingBufferImpl "
 
 /// Calls each operation of an object that records the slot that it is called in: the module is built from the same
@@ -22,8 +23,31 @@ template <class Result, class... Args> Result CallSlot(void* pObject, int slot, 
     return reinterpret_cast<Result (*)(void*, Args...)>(pTable[slot])(pObject, args...);
 }
 
-void CheckSlotNumbers()
+void RecordId(const PYXGuid& id)
 {
+    Record("%08x-%04x-%04x-", id.data1, id.data2, id.data3);
+    for (const pyx_uint8 byte : id.data4)
+    {
+        g_pCallsEnd += snprintf(g_pCallsEnd, 3, "%02x", byte);
+    }
+}
+
+template <class... Interfaces> int RecordIds()
+{
+    (RecordId(Interfaces::c_id), ...);
+    return sizeof...(Interfaces);
+}
+
+void CheckNumbers()
+{
+    EXPECT((RecordIds<PYXInterface, PYXPropertyStorage, PYXPropertyStorageEx, PYXComponent, PYXComponentEx, PYXInput,
+                      PYXDataStream, PYXData, PYXBuffer, PYXContext>()),
+           10,
+           "9d872f34-90dc-4b93-b6b26ca37c8525db c7cec05b-cfb9-48af-ace3f68df8395fe3 "
+           "16b8958d-e943-4a33-a35a885ad828f267 8b51e5e4-455d-4034-a746de1bedc3c406 "
+           "fda792af-8712-44df-8ea0dffaad2c8093 1181eee7-95f2-434a-9b96ea550aa78489 "
+           "db08fe70-b743-4c26-b277a5c8e814da04 07ecde9f-4361-4129-af2d8db33d053603 "
+           "ac804e08-9757-4dd6-9beecfd0266354ba 7195266b-0417-4455-9a0dd234ff468f19");
     using C = PYXComponentEx;
     PYX_RESULT (C::*byName)(const wchar_t*, const PYXPropertyInfo**) = &C::GetPropertyInfo;
     PYX_RESULT (C::*byIndex)(pyx_size, const PYXPropertyInfo**) = &C::GetPropertyInfo;
@@ -48,18 +72,27 @@ PYXBuffer* NewPacket(pyx_size size)
     return pPacket;
 }
 
-template <class Key> PYX_RESULT Describe(PYXPropertyStorageEx* p, Key key)
+/// One record per property in name order: name, display name, kind, content type, default, minimum, maximum, access;
+/// then one per listed value and one for the number after them. The number of properties.
+pyx_size Describe(PYXPropertyStorageEx* p)
 {
-    const PYXPropertyInfo* pInfo = nullptr;
-    const PYX_RESULT result = p->GetPropertyInfo(key, &pInfo);
-    if (pInfo)
+    const pyx_size count = p->GetPropertiesInfoCount();
+    for (pyx_size i = 0; i < count; ++i)
     {
-        const auto* pEnum = pInfo->pEnumDescription;
-        Record("%ls|%ls|%u|%u|%s|%s|%s|%u|%ls", pInfo->name, pInfo->desc, static_cast<pyx_uint32>(pInfo->type),
-               pInfo->contentType, ValueText(pInfo->defaultValue).text, ValueText(pInfo->minValue).text,
-               ValueText(pInfo->maxValue).text, pInfo->accessType, pEnum ? pEnum[1].name : L"none");
+        const PYXPropertyInfo* pInfo = nullptr;
+        const PYXPropertyInfo* pNamed = nullptr;
+        p->GetPropertyInfo(i, &pInfo);
+        p->GetPropertyInfo(pInfo->name, &pNamed);
+        Record("%s%ls|%ls|%u|%u|%s|%s|%s|%u", pInfo == pNamed ? "" : "another ", pInfo->name, pInfo->desc,
+               static_cast<pyx_uint32>(pInfo->type), pInfo->contentType, ValueText(pInfo->defaultValue).text,
+               ValueText(pInfo->minValue).text, ValueText(pInfo->maxValue).text, pInfo->accessType);
+        for (const PYXEnumDescriptionEntry* pRow = pInfo->pEnumDescription; pRow;
+             pRow = pRow->name ? pRow + 1 : nullptr)
+        {
+            Record("%d %ls", pRow->value, pRow->name ? pRow->name : L"end");
+        }
     }
-    return result;
+    return count;
 }
 
 /// Whether an object has an interface, which must be the same table.
@@ -82,10 +115,12 @@ void CheckStorage(PYXPropertyStorageEx* p, int references, pyx_size index, int c
     wchar_t buffer[4];
     auto* const pObserver = g_observer.As<PYXPropertyStorageObserver>();
     PYXBuffer* const pSink = NewPacket(0);
+    PYXGuid unknown = PYXInterface::c_id;
+    ++unknown.data4[7];
     EXPECT(p->Acquire(), references + 1);
     EXPECT(p->Release(), references);
     EXPECT(Has(p, PYXInterface::c_id) && Has(p, PYXPropertyStorage::c_id) && Has(p, PYXPropertyStorageEx::c_id), true);
-    EXPECT(Has(p, PYXBuffer::c_id), false);
+    EXPECT(Has(p, PYXBuffer::c_id) || Has(p, PYXDataStream::c_id) || Has(p, unknown), false);
     p->AddObserver(pObserver);
     EXPECT(p->SetProperty(name, PYXVariantFromInt64(45)), PYX_OK, observedSet);
     p->RemoveObserver(pObserver);
@@ -99,10 +134,9 @@ void CheckStorage(PYXPropertyStorageEx* p, int references, pyx_size index, int c
     EXPECT(p->AddTo(pSink, true, false), PYX_OK, "set 2:46");
     EXPECT(p->CopyTo(pSink, false), PYX_OK, "cleared set 2:46");
     EXPECT(p->Clear(), PYX_OK);
-    EXPECT(p->GetPropertiesInfoCount(), count);
-    EXPECT(Describe(p, name), PYX_OK, description);
-    EXPECT(Describe(p, L"Nothing"), PYX_NOT_FOUND);
-    EXPECT(Describe(p, index), PYX_OK, description);
+    const PYXPropertyInfo* pNone = nullptr;
+    EXPECT(p->GetPropertyInfo(L"Nothing", &pNone), PYX_NOT_FOUND);
+    EXPECT(Describe(p), count, description);
     EXPECT(p->ValidateProperty(name, PYXVariantBorrowWString(L"47"), &g_value), PYX_OK, "2:47");
     EXPECT(p->ValidateProperty(name, PYXVariantFromInt64(0), &g_value), PYX_OUT_OF_RANGE, "2:0");
     EXPECT(p->GetProperty(name, &g_value), PYX_OK, defaultValue);
@@ -112,10 +146,13 @@ void CheckStorage(PYXPropertyStorageEx* p, int references, pyx_size index, int c
 void CheckComponent(PYXComponentEx* p, PYXInput** ppVideo, PYXInput** ppAudio)
 {
     g_property = L"Duration";
-    CheckStorage(p, 1, 1, 6, "changed(Duration)", "", L"Dur", "2:30",
-                 "Duration|Duration (sec)|2|0|2:30|2:1|2:2147483647|3|none");
-    EXPECT(Describe(p, L"TempPath"), PYX_OK, "TempPath|Temp location|11|2|11:|0:0|0:0|3|none");
-    EXPECT(Has(p, PYXComponent::c_id) && Has(p, PYXComponentEx::c_id), true);
+    CheckStorage(
+        p, 1, 1, 6, "changed(Duration)", "", L"Dur", "2:30",
+        "BufferInRamEnabled|BufferInRamEnabled|1|0|1:0|0:0|0:0|255 "
+        "Duration|Duration (sec)|2|0|2:30|2:1|2:2147483647|3 "
+        "EnableAudio|Enable audio stream|1|0|1:0|0:0|0:0|255 EnableVideo|Enable video stream|1|0|1:1|0:0|0:0|255 "
+        "Path|Output file|11|2|11:|0:0|0:0|3 TempPath|Temp location|11|2|11:|0:0|0:0|3");
+    EXPECT(Has(p, PYXComponent::c_id) && Has(p, PYXComponentEx::c_id) && !Has(p, PYXInput::c_id), true);
     EXPECT(p->Init(7, 640, 480), PYX_OK, "muxer.Init(7,640,480)");
     EXPECT(p->ReInit(320, 240), PYX_OK, "muxer.Init(0,320,240)");
     EXPECT(p->Terminate(), PYX_OK);
@@ -137,18 +174,32 @@ void CheckComponent(PYXComponentEx* p, PYXInput** ppVideo, PYXInput** ppAudio)
 
 void CheckInputs(PYXInput* pVideo, PYXInput* pAudio)
 {
-    const char* description = "BitRate|Bit Rate|2|0|2:100000|2:1|2:2147483647|3|none";
     g_property = L"BitRate";
     CheckStorage(pVideo, 2, 0, 7, "muxer.video.BitRate=2:45 changed(BitRate)", "muxer.video.BitRate=11:46", L"Bit",
-                 "2:100000", description);
+                 "2:100000",
+                 "BitRate|Bit Rate|2|0|2:100000|2:1|2:2147483647|3 CodecID|Codec ID|2|0|2:5|0:0|0:0|3 0 UNKNOWN "
+                 "1 PYXVideoDecoderKRN_MPEG2 2 PYXVideoDecoderKRN_MPEG4 3 PYXVideoDecoderKRN_WMV3 "
+                 "4 PYXVideoDecoderKRN_VC1 5 PYXVideoDecoderKRN_H264_AVC 6 PYXVideoDecoderKRN_H264_MVC "
+                 "7 PYXVideoDecoderKRN_H264_SVC 8 PYXVideoDecoderKRN_MJPEG 9 PYXVideoDecoderHW_H265_HEVC "
+                 "10 PYXVideoDecoderHW_H265_MAIN10 13 PYXVideoDecoderHW_AV1 14 PYXVideoDecoderHW_AV1_12BIT 0 end "
+                 "Enabled|Enabled|1|0|1:1|0:0|0:0|3 ExtraData|Extra Data|12|0|12:0|0:0|0:0|3 " STREAM_TYPE(
+                     1) " VideoFrameRate|Frame Rate|7|0|7:30x1|7:0x1|7:2147483647x2147483647|3 "
+                        "VideoFrameSize|Frame Size|5|0|5:1920x1080|5:1x1|5:100000x100000|3");
     CheckStorage(pAudio, 2, 6, 11, "muxer.audio.BitRate=2:45 changed(BitRate)", "muxer.audio.BitRate=11:46", L"Bit",
-                 "2:100000", description);
-    EXPECT(Has(pVideo, PYXInput::c_id), true);
+                 "2:100000",
+                 "AudioBlockAlign|Block Align|2|0|2:0|2:0|2:2147483647|3 "
+                 "AudioChannelLayout|Channel Layout|2|0|2:3|2:0|2:2147483647|3 "
+                 "AudioChannels|Channels|2|0|2:2|2:1|2:2147483647|3 AudioFormat|Sample Format|2|0|2:-1|0:0|0:0|3 "
+                 "-1 UNKNOWN 0 U8 1 S16 2 S32 3 FLT 4 DBL 5 U8P 6 S16P 7 S32P 8 FLTP 9 DBLP -1 end "
+                 "AudioFrameSize|Frame Size|2|0|2:0|2:0|2:2147483647|3 "
+                 "AudioSampleRate|Sample Rate|2|0|2:44100|2:0|2:2147483647|3 "
+                 "BitRate|Bit Rate|2|0|2:100000|2:1|2:2147483647|3 CodecID|Codec ID|2|0|2:86018|2:0|2:2147483647|3 "
+                 "Enabled|Enabled|1|0|1:1|0:0|0:0|3 ExtraData|Extra Data|12|0|12:0|0:0|0:0|3 " STREAM_TYPE(2));
+    EXPECT(Has(pVideo, PYXInput::c_id) && !Has(pVideo, PYXComponent::c_id) && !Has(pVideo, PYXComponentEx::c_id), true);
     CallSlot<void>(pVideo, 18, L"Enabled"); // OnPropertyChanged
     EXPECT(pVideo->Acquire(), 3);
     EXPECT(CallSlot<pyx_uint32>(pVideo, 19), 3); // GetRefCount
     EXPECT(pVideo->Release(), 2);
-    EXPECT(Describe(pVideo, L"StreamType"), PYX_OK, "StreamType|Stream Type|2|0|2:1|0:0|0:0|3|Video");
     const auto size = PYXVariantFromSize(640, 480);
     EXPECT(pVideo->SetProperty(L"VideoFrameSize", size), PYX_OK, "muxer.video.VideoFrameSize=5:640x480");
     EXPECT(pVideo->GetProperty(L"VideoFrameSize", &g_value), PYX_OK, "5:640x480");
@@ -195,7 +246,7 @@ void CheckPackets(PYXComponentEx* p, PYXInput* pVideo, PYXInput* pAudio)
 extern "C" void RunHost()
 {
     SetUnhandledExceptionFilter(ReportCrash);
-    CheckSlotNumbers();
+    CheckNumbers();
     LayOutObjects();
     const auto pCreate = reinterpret_cast<PYXCreateComponentFunction>(
         GetProcAddress(LoadLibraryW(L"pyx-component-ring-buffer64.dll"), PYX_CREATE_COMPONENT_ENTRY));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/Component.h"
+#include "common/DataStream.h"
 #include "common/HostContract.h"
 #include "Record.h"
 

@@ -50,9 +50,10 @@ struct ValueText
         {
             snprintf(text, sizeof(text), "11:%ls", value.wstringValue);
         }
-        if (value.type == PYX_VARIANT_SIZE)
+        if (value.type == PYX_VARIANT_SIZE || value.type == PYX_VARIANT_RATE)
         {
-            snprintf(text, sizeof(text), "5:%dx%d", value.sizeValue.width, value.sizeValue.height);
+            snprintf(text, sizeof(text), "%u:%dx%d", static_cast<pyx_uint32>(value.type), value.sizeValue.width,
+                     value.sizeValue.height);
         }
     }
 };

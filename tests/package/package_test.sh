@@ -42,6 +42,12 @@ cd "$package/bin"
 address=$("${tool}nm" "$module.debug" | sed -n 's/ T PYXCreateComponentInt$//p')
 path=${CCACHE_BASEDIR:+.*}protected/src/components/RingBuffer/ModuleEntry.cpp # with a base folder, ccache changes names
 "${tool}addr2line" -e "$module.debug" "0x$address" | grep -q "^$path:"
+
+echo "== the module exports its entry, imports from the system only, may be at any address, and tells its version"
+"${tool}objdump" -p "$module" >"$work/parts"
+parts=$(sed -nE 's/^(DllCharacteristics\t|\tDLL Name: |\t\[ +[0-9]+\] )([^+]*)$/\2/p' "$work/parts" | LC_ALL=C sort | xargs)
+[[ $parts == '00000160 KERNEL32.dll PYXCreateComponentInt msvcrt.dll ole32.dll' ]]
+grep -q 'Entry: ID: 0x000010' "$work/parts"
 cd "$work"
 
 echo "== each relative link in the documents leads somewhere"
