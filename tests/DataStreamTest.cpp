@@ -11,15 +11,8 @@ namespace
 using FaultyAlloc = FaultyCall<"VirtualAlloc", 0, void*(void*, SIZE_T, DWORD, DWORD)>;
 using FaultyFree = FaultyCall<"VirtualFree", 0, BOOL(void*, SIZE_T, DWORD)>;
 
-/// Where a stream keeps its bytes.
-struct Kind
-{
-    const char* name;
-    bool isMemory;
-};
-
-/// One contract for both kinds of streams.
-class DataStreamTest : public testing::TestWithParam<Kind>
+/// One contract for streams in memory and in files.
+class DataStreamTest : public testing::TestWithParam<bool>
 {
 protected:
     DataStreamTest()
@@ -73,32 +66,18 @@ protected:
         return std::to_string(size) + '@' + std::to_string(position);
     }
 
-    /// Open files that a process started now would hold too.
-    static int CountInheritedFiles()
-    {
-        int count = 0;
-        DWORD flags = 0;
-        for (std::uintptr_t value = 4; value < 0x400; value += 4)
-        {
-            const auto handle = reinterpret_cast<HANDLE>(value);
-            count += GetHandleInformation(handle, &flags) && flags & HANDLE_FLAG_INHERIT ? 1 : 0;
-        }
-        return count;
-    }
-
     static std::string Traces()
     {
         return Companions::Get().Take(&Companions::traces);
     }
 
-    const bool m_isMemory = GetParam().isMemory;
+    const bool m_isMemory = GetParam();
     TestDirectory m_temp;
     const std::filesystem::path m_path = m_temp.path / "Stream";
     std::unique_ptr<PYXDataStreamImpl> m_pStream;
 };
 
-INSTANTIATE_TEST_SUITE_P(Kinds, DataStreamTest, testing::Values(Kind{"File", false}, Kind{"Memory", true}),
-                         [](const auto& kind) { return kind.param.name; });
+INSTANTIATE_STORAGE_SUITE(DataStreamTest);
 
 TEST_P(DataStreamTest, KeepsBytesAndPositions)
 {
@@ -153,67 +132,64 @@ TEST_P(DataStreamTest, RefusesNullsFirst)
                                      "E DataStreamFileImpl Assertion failed:pFilePath != NULL");
 }
 
-TEST_P(DataStreamTest, FailsWithoutATraceWhenTheSystemRefuses)
+TEST(FileStreamTest, FailsWithoutATraceWhenTheSystemRefuses)
 {
-    if (m_isMemory)
-    {
-        const FaultyAlloc alloc(GetModuleHandleW(nullptr));
-        EXPECT_EQ(Write("123"), PYX_OK);
-        FaultPlan::Get().Fail("VirtualAlloc", -1, 1);
-        EXPECT_EQ(Write(std::string(PYXMemorySegments::c_segmentSize, '4')), PYX_OUT_OF_MEMORY);
-        EXPECT_EQ(Place(), "3@3");
-        EXPECT_EQ(Seek(0, 0), "0 0");
-        EXPECT_EQ(Read(9), "0 123");
-        EXPECT_EQ(Traces(), "E DataStreamMemoryImpl PYX_ERROR 6 : code 6: Write() - Stream is not allocated");
-        return;
-    }
-    const int inherited = CountInheritedFiles();
-    EXPECT_EQ(Open(0), PYX_FAIL); // no such file
-    EXPECT_EQ(Open(1), PYX_OK);
-    EXPECT_EQ(Read(1), "1 "); // write only
+    const TestDirectory temp;
+    const std::filesystem::path path = temp.path / "Stream";
+    std::filesystem::create_directory(temp.path);
+    Companions::Get() = {};
+    const int inherited = CountFiles(HANDLE_FLAG_INHERIT);
+    PYXDataStreamFileImpl stream;
+    char byte = 0;
+    EXPECT_EQ(stream.Open(path.c_str(), 0, 0), PYX_FAIL); // no such file
+    EXPECT_EQ(stream.Open(path.c_str(), 1, 0), PYX_OK);
+    EXPECT_EQ(stream.Read(&byte, 1, nullptr), PYX_FAIL); // write only
     PYXDataStreamFileImpl other;
-    EXPECT_EQ(other.Open(m_path.c_str(), 0, 3), PYX_FAIL); // share 0: nobody else
-    EXPECT_EQ(CountInheritedFiles(), inherited) << "a process that the host starts would hold the file";
-    EXPECT_EQ(m_pStream->Open((m_temp.path / "Other").c_str(), 2, 3), PYX_OK); // closes the first
-    EXPECT_EQ(other.Open(m_path.c_str(), 3, 0), PYX_OK);
-    EXPECT_EQ(other.Write("12", 2, nullptr), PYX_OK);
-    EXPECT_EQ(other.Open(m_path.c_str(), 3, 0), PYX_OK); // appends
-    EXPECT_EQ(other.Write("3", 1, nullptr), PYX_OK);
+    EXPECT_EQ(other.Open(path.c_str(), 0, 3), PYX_FAIL); // share 0: for one stream only
+    EXPECT_EQ(CountFiles(HANDLE_FLAG_INHERIT), inherited) << "a process that the host starts would hold the file";
+    EXPECT_EQ(stream.Open((temp.path / "Other").c_str(), 2, 3), PYX_OK); // closes the first
+    for (const char* bytes : {"12", "3"})
+    {
+        EXPECT_EQ(other.Open(path.c_str(), 3, 0), PYX_OK); // appends
+        EXPECT_EQ(other.Write(bytes, strlen(bytes), nullptr), PYX_OK);
+    }
     EXPECT_EQ(other.Close(), PYX_OK);
-    EXPECT_EQ(std::filesystem::file_size(m_path), 3u);
-    EXPECT_EQ(Traces(), "");
+    EXPECT_EQ(std::filesystem::file_size(path), 3u);
+    EXPECT_EQ(Companions::Get().traces, "");
+    EXPECT_EQ(stream.Close(), PYX_OK);
 }
 
-/// Three streams that share segments beside texts that are written, cut and read alike.
-struct MemoryStreams
+/// Three streams that share segments, each beside a text that is written, cut and read like it.
+TEST(MemoryStreamsTest, KeepTheirBytesHoweverTheyShareSegments)
 {
-    struct Stream
+    struct
     {
         std::unique_ptr<PYXDataStreamMemoryImpl> pStream;
         std::string text;
         size_t position = 0;
-    };
-
-    explicit MemoryStreams(unsigned seed) : random(seed)
+    } streams[3];
+    const FaultyAlloc alloc(GetModuleHandleW(nullptr));
+    std::shared_ptr<PYXMemorySegments> spSegments;
+    std::mt19937 random(1);
+    const auto below = [&](size_t count) { return random() % count; };
+    for (int step = 0; step < 20'000 && !testing::Test::HasFailure(); ++step)
     {
-    }
-
-    size_t Below(size_t count)
-    {
-        return random() % count;
-    }
-
-    void Step(Stream& stream)
-    {
-        const size_t kind = Below(20);
-        if (!stream.pStream || kind == 0)
+        if (step % 200 == 0)
         {
-            stream = {std::make_unique<PYXDataStreamMemoryImpl>(spSegments), ""};
+            spSegments = std::make_shared<PYXMemorySegments>(1 + below(20));
+        }
+        auto& [pStream, text, position] = streams[below(3)];
+        const std::string bytes(below(30), static_cast<char>('a' + below(26)));
+        const size_t kind = below(20);
+        if (!pStream || kind == 0 || step % 200 < 3)
+        {
+            pStream = std::make_unique<PYXDataStreamMemoryImpl>(spSegments);
+            text.clear();
         }
         else if (kind == 1)
         {
-            EXPECT_EQ(stream.pStream->Close(), PYX_OK);
-            stream.text.clear();
+            EXPECT_EQ(pStream->Close(), PYX_OK);
+            text.clear();
         }
         else if (kind == 2)
         {
@@ -221,57 +197,31 @@ struct MemoryStreams
         }
         else if (kind < 8)
         {
-            stream.position = Below(stream.text.size() + 1);
-            EXPECT_EQ(stream.pStream->Seek(0, static_cast<pyx_int64>(stream.position), nullptr), PYX_OK);
+            position = below(text.size() + 1);
+            EXPECT_EQ(pStream->Seek(0, static_cast<pyx_int64>(position), nullptr), PYX_OK);
         }
-        else if (kind < 16)
+        else
         {
-            Write(stream, std::string(Below(30), static_cast<char>('a' + Below(26))));
+            Companions::Get() = {};
+            FaultPlan::Get().Fail("VirtualAlloc", below(8) == 0 ? -1 : 0, 1);
+            const PYX_RESULT result = pStream->Write(bytes.data(), bytes.size(), nullptr);
+            const bool fails = !FaultPlan::Get().failed.empty();
+            EXPECT_EQ(Outcome(result), fails ? "6\nE DataStreamMemoryImpl PYX_ERROR 6 : code 6: Write() - Stream is "
+                                               "not allocated"
+                                             : "0");
+            text.replace(position, fails ? 0 : std::string::npos, fails ? "" : bytes);
+            position += fails ? 0 : bytes.size();
         }
-        stream.position = std::min(stream.position, stream.text.size());
-        Check(stream);
-    }
+        position = std::min(position, text.size());
 
-    void Write(Stream& stream, const std::string& bytes)
-    {
-        FaultPlan::Get().Fail("VirtualAlloc", Below(8) == 0 ? -1 : 0, 1);
-        const PYX_RESULT result = stream.pStream->Write(bytes.data(), bytes.size(), nullptr);
-        EXPECT_EQ(result, FaultPlan::Get().failed.empty() ? PYX_OK : PYX_OUT_OF_MEMORY);
-        if (result == PYX_OK)
-        {
-            stream.text.replace(stream.position, std::string::npos, bytes);
-            stream.position += bytes.size();
-        }
-    }
-
-    /// Reads from the position to the end and goes back.
-    void Check(Stream& stream)
-    {
-        std::string text(stream.text.size() + 1, '?');
-        pyx_uint64 position = 99;
+        std::string rest(text.size() + 1, '?'); // reads to the end and goes back
+        pyx_uint64 from = 99;
         pyx_uint64 read = 0;
-        EXPECT_EQ(stream.pStream->GetPosition(&position), PYX_OK);
-        EXPECT_EQ(position, stream.position);
-        stream.pStream->Read(text.data(), text.size(), &read);
-        EXPECT_EQ(text.substr(0, read), stream.text.substr(stream.position));
-        EXPECT_EQ(stream.pStream->Seek(0, static_cast<pyx_int64>(position), &position), PYX_OK);
-    }
-
-    std::mt19937 random;
-    std::shared_ptr<PYXMemorySegments> spSegments = std::make_shared<PYXMemorySegments>(1 + Below(20));
-    Stream streams[3];
-};
-
-TEST(MemoryStreamsTest, KeepTheirBytesHoweverTheyShareSegments)
-{
-    const FaultyAlloc alloc(GetModuleHandleW(nullptr));
-    for (unsigned seed = 1; seed <= 100 && !testing::Test::HasFailure(); ++seed)
-    {
-        MemoryStreams all(seed);
-        for (int i = 0; i < 200; ++i)
-        {
-            all.Step(all.streams[all.Below(3)]);
-        }
+        EXPECT_EQ(pStream->GetPosition(&from), PYX_OK);
+        EXPECT_EQ(from, position);
+        pStream->Read(rest.data(), rest.size(), &read);
+        EXPECT_EQ(rest.substr(0, read), text.substr(position));
+        EXPECT_EQ(pStream->Seek(0, static_cast<pyx_int64>(position), nullptr), PYX_OK);
     }
 }
 

@@ -5,40 +5,24 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstring>
-#include <map>
 #include <string>
 #include <type_traits>
 
-/// Where a loaded module keeps the addresses of what it imports: the places by
-/// "library function", the library in lower case.
-inline std::map<std::string, void**> Imports(HMODULE module)
+/// Where a loaded module keeps the address of a function that it imports, or null.
+inline void** FindImport(HMODULE module, const std::string& function)
 {
-    std::map<std::string, void**> places;
     auto* const pBase = reinterpret_cast<char*>(module);
     const auto* pNt = reinterpret_cast<IMAGE_NT_HEADERS*>(pBase + reinterpret_cast<IMAGE_DOS_HEADER*>(pBase)->e_lfanew);
     const auto& directory = pNt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
     for (const auto* p = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(pBase + directory.VirtualAddress); p->Name; ++p)
     {
-        const std::string library = _strlwr(std::string(pBase + p->Name).data());
         const auto* pName = reinterpret_cast<IMAGE_THUNK_DATA*>(pBase + p->OriginalFirstThunk);
         for (auto** ppCode = reinterpret_cast<void**>(pBase + p->FirstThunk); pName->u1.Ordinal; ++pName, ++ppCode)
         {
-            const auto* pEntry = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(pBase + pName->u1.AddressOfData);
-            places.emplace(library + ' ' + pEntry->Name, ppCode); // a second place of one name is the C++ library's
-        }
-    }
-    return places;
-}
-
-/// The place of one imported function, or null.
-inline void** FindImport(HMODULE module, const std::string& function)
-{
-    for (const auto& [name, ppPlace] : Imports(module))
-    {
-        if (name.ends_with(' ' + function))
-        {
-            return ppPlace;
+            if (function == reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(pBase + pName->u1.AddressOfData)->Name)
+            {
+                return ppCode; // a second place of one name is the C++ library's
+            }
         }
     }
     return nullptr;
@@ -64,7 +48,7 @@ template <std::size_t size> struct FixedText
     char value[size];
 };
 
-/// Puts a function under the fault plan for a scope. A failing call answers
+/// Puts a function under the fault plan for a scope. A failing call returns
 /// null if it is a pointer, else `failed`, or the plan's code when that is 0.
 ///     FaultyCall<"_write", -1, int(int, const void*, unsigned)> write(module);     an import of the module
 ///     FaultyCall<"CopyTo", 0, PYX_RESULT(void*, void*, bool)> copy(pBuffer, 10);   a slot of a class's table
@@ -123,5 +107,5 @@ void CountMemory(HMODULE module);
 /// the heaps also meets what the system keeps in them.
 long long CountRuntimeBlocks();
 
-/// Open handles of the process, counted one by one: Wine answers 0 to GetProcessHandleCount.
-int CountHandles();
+/// Open files and directories of the process whose handles have these flags.
+int CountFiles(DWORD flags = 0);

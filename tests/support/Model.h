@@ -17,7 +17,7 @@
 ///     V2sK A3s V-    a packet for the input of its kind, see Packet
 ///     V.BitRate=5    a property of the video input; "V.=5": a null name
 ///     Duration=5     a property of the component; in TempPath "T" is the directory
-///     Get1 Files     GetInput(1); the number of temporary files
+///     Get1 Files     GetInput(1); the number of temporary files, and c_open for each that is open
 ///     Init ReInit Terminate
 ///     Init!Init      the muxer's first call "Init" in this step fails with 99
 class Model
@@ -25,6 +25,7 @@ class Model
 public:
     static constexpr int c_none = -1;    ///< no such input or directory
     static constexpr int c_unknown = -2; ///< a step that the model cannot follow; not to be taken
+    static constexpr int c_open = 100;   ///< for each file that is open
 
     explicit Model(const std::string& directory) : m_directory(directory)
     {
@@ -238,7 +239,7 @@ private:
         {
             for (const Group& group : *pGroups)
             {
-                count += group.exist[0] + group.exist[1];
+                count += group.exist[0] + group.exist[1] + c_open * (!!group.modes[0] + !!group.modes[1]);
             }
         }
         return count;
@@ -577,7 +578,7 @@ private:
         return PYX_OK;
     }
 
-    /// An empty packet is the end of the file, or lies in memory that was never needed.
+    /// An empty packet is the end of the file, or is in memory that was never needed.
     int Read(const Group& group, int kind, const Packet& packet)
     {
         const auto isEmpty = [&](const Packet& other) { return other.bytes == 0; };
