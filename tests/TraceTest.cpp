@@ -8,7 +8,7 @@
 
 #include <windows.h>
 
-#include <thread>
+#include <future>
 #include <vector>
 
 namespace
@@ -51,49 +51,34 @@ TEST(TraceTest, RecordsOfManyThreadsArriveWithoutAHoldOfTheLibrary)
 {
     Companions::Get() = {};
     FaultPlan::Get().Fail("none", 0, PYX_OK); // several threads ask the plan: it must not count
-    std::vector<std::thread> threads(8);
-    for (std::thread& thread : threads)
+    std::vector<std::future<void>> threads;
+    for (int i = 0; i < 8; ++i)
     {
-        thread = std::thread([] {
+        threads.push_back(std::async(std::launch::async, [] {
             for (int j = 0; j < 25; ++j)
             {
                 CheckPositive(0);
             }
-        });
+        }));
     }
-    for (std::thread& thread : threads)
-    {
-        thread.join();
-    }
+    threads.clear(); // waits for each
     EXPECT_EQ(Split(Companions::Get().Take(&Companions::traces), '\n').size(), 200u);
     EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
 }
 
 TEST(CriticalSectionTest, TriesAsOftenAsItsTimeOutSays)
 {
+    const FaultyCall<"Sleep", 0, void(DWORD)> sleep(GetModuleHandleW(nullptr));
+    const FaultyCall<"TryEnterCriticalSection", 0, void*(CRITICAL_SECTION*)> tryEnter(GetModuleHandleW(nullptr));
     PYXCriticalSection section;
-    EXPECT_TRUE(section.Lock(0) && section.Lock(0)); // recursive
-    EXPECT_TRUE(section.Unlock() && section.Unlock());
-
-    // The holder waits without the C++ library, whose threads sleep too.
-    const HANDLE events[] = {CreateEventW(nullptr, 1, 0, nullptr), CreateEventW(nullptr, 1, 0, nullptr)};
-    std::thread holder([&] {
-        PYXLock lock(&section);
-        SignalObjectAndWait(events[0], events[1], INFINITE, 0);
-    });
-    WaitForSingleObject(events[0], INFINITE);
-    for (const pyx_uint32 tries : {0U, 1U, 3U})
+    for (const int retries : {0, 1, 3})
     {
-        FaultyCall<"Sleep", 0, void(DWORD)> sleep(GetModuleHandleW(nullptr));
-        FaultPlan::Get().Fail("Sleep", 0, PYX_OK);
-        EXPECT_FALSE(section.Lock(tries));
-        EXPECT_EQ(FaultPlan::Get().calls, static_cast<int>(tries));
-    }
-    SetEvent(events[1]);
-    holder.join();
-    for (const HANDLE event : events)
-    {
-        CloseHandle(event);
+        FaultPlan::Get().Fail("Try", -1, 1);
+        EXPECT_FALSE(section.Lock(retries));
+        EXPECT_EQ(FaultPlan::Get().calls, retries + 1);
+        FaultPlan::Get().Fail("", 1, 1); // a try, a sleep, and the try that succeeds
+        EXPECT_EQ(section.Lock(retries), retries > 0);
+        EXPECT_EQ(FaultPlan::Get().calls, retries > 0 ? 3 : 1);
     }
 }
 
