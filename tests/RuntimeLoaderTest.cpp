@@ -88,51 +88,40 @@ TEST_F(RuntimeLoaderTest, TheFirstTraceObjectServesWhileAHostKeepsTheRuntime)
     }
 }
 
-TEST_F(RuntimeLoaderTest, AComponentWithoutTheRuntimeWorksWithoutTraces)
+TEST_F(RuntimeLoaderTest, AComponentWithoutTheRuntimeTracesNothingAndOneWithoutMuxerCanBeRead)
 {
     constexpr auto code = static_cast<PYX_RESULT>(9);
-    const std::tuple<const char*, int, PYX_RESULT> rows[] = {{"GetProcAddress", 1, code},
-                                                             {"GetProcAddress", 2, code},
-                                                             {"PYXInit", 1, code},
-                                                             {"PYXInit", 1, c_noFactory},
-                                                             {"PYXQueryVersion", 1, code}};
-    for (const auto& [call, nth, result] : rows)
-    {
-        m_faults.Fail(call, nth, result);
-        Start();
-        EXPECT_EQ(m_faults.failed, call);
-        EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), "4");
-        Feed("V1K A1 V2K A2");
-        EXPECT_EQ(Terminate(), PYX_OK);
-        EXPECT_EQ(Written(), "V0 A0 V1 A1 V- A-");
-        Destroy();
-    }
-}
-
-TEST_F(RuntimeLoaderTest, AComponentWithoutMuxerCanBeRead)
-{
-    m_faults.Fail("LoadLibraryExW", -1, 1); // neither library is there
-    Create();
-    EXPECT_EQ(Outcome(m_spComponent->Init(0, 0, 0)), "13");
-    EXPECT_EQ(Get(L"Duration"), "30");
-
-    const std::pair<const char*, int> rows[] = {{"LoadLibraryExW", 2}, {"GetProcAddress", 3}, {"Create", 1}};
-    for (const auto& [call, nth] : rows) // the muxer's library, its entry, the muxer
+    const std::string invalid = "\nE RingBufferImpl Assertion failed:Invalid index";
+    const std::string noMuxer = "\nE RingBufferImpl Assertion failed:Init() - Internal component not initialized";
+    const std::tuple<const char*, int, PYX_RESULT, std::string> rows[] = {
+        {"LoadLibraryExW", -1, code, "4 13"}, // neither library is there
+        {"LoadLibraryExW", 2, code, '4' + invalid + " 13" + noMuxer},
+        {"GetProcAddress", 3, code, '4' + invalid + " 13" + noMuxer},
+        {"GetProcAddress", 1, code, "4 0"},
+        {"GetProcAddress", 2, code, "4 0"},
+        {"PYXInit", 1, code, "4 0"},
+        {"PYXInit", 1, c_noFactory, "4 0"},
+        {"PYXQueryVersion", 1, code, "4 0"}};
+    for (const auto& [call, nth, result, expected] : rows)
     {
         Destroy();
         Traces();
-        m_faults.Fail(call, nth, 9);
+        m_faults.Fail(call, nth, result);
         Create();
-        EXPECT_EQ(Outcome(m_spComponent->Init(0, 0, 0)),
-                  "13\nE RingBufferImpl Assertion failed:Init() - Internal component not initialized")
-            << call;
+        EXPECT_EQ(m_faults.failed, call);
+        const std::string invalidIndex = Outcome(m_spComponent->GetInput(9, nullptr));
+        EXPECT_EQ(invalidIndex + ' ' + Outcome(m_spComponent->Init(0, 0, 0)), expected);
+        EXPECT_EQ(Get(L"Duration"), "30");
     }
-    EXPECT_EQ(Outcome(Input(0)->SetProperty(L"BitRate", PYXVariantFromInt64(5))),
-              "13\nE RingBufferImpl Assertion failed:SetProperty() - Internal component not initialized");
     m_faults = {};
-    m_spContext.Reset(); // no context, no muxer
+    m_spContext.Reset(); // no context, no muxer and no packets
     Create();
     EXPECT_EQ(m_spComponent->Init(0, 0, 0), PYX_NOT_INITIALIZED);
+    Traces();
+    EXPECT_EQ(Outcome(Input(0)->SetProperty(L"BitRate", PYXVariantFromInt64(5))),
+              "13\nE RingBufferImpl Assertion failed:SetProperty() - Internal component not initialized");
+    TryFeed("V1K");
+    EXPECT_TRUE(Traces().starts_with("E RingBufferGOP Assertion failed:AddVideoPacket() - Context not initialized\n"));
 }
 
 } // namespace
