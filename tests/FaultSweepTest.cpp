@@ -6,17 +6,16 @@
 #include <cstdlib>
 #include <functional>
 #include <future>
-#include <iostream>
 
 namespace
 {
 
 using namespace std::chrono_literals;
 
-constexpr auto c_code = static_cast<PYX_RESULT>(77); ///< of the failing call, where it has a code to answer
+constexpr auto c_code = static_cast<PYX_RESULT>(77); ///< of the failing call, where it has a code to return
 
 /// Puts every call of the module that can fail under the fault plan; the muxer's are there by themselves. A call
-/// that fails has done nothing, only a descriptor is closed all the same. What answers a truth value is declared as
+/// that fails has done nothing, only a descriptor is closed all the same. What returns a truth value is declared as
 /// a pointer: null is false. Ends with the module.
 struct FaultyCalls
 {
@@ -48,7 +47,7 @@ struct FaultyCalls
     FaultyCall<"FindFirstFileW", -1, long long(const wchar_t*, void*)> findFirst{module};
 };
 
-/// What the host's call answers when a call within it fails. The first row whose texts begin the two names holds.
+/// What the host's call returns when a call within it fails. The first row whose texts begin the two names holds.
 struct Expectation
 {
     std::string_view step;
@@ -213,11 +212,9 @@ protected:
                 EXPECT_EQ(step.call(), PYX_OK) << step.name << " after " << m_where;
             }
         });
-        if (repeated.wait_for(30s) != std::future_status::ready)
-        {
-            std::cerr << m_where << " has left a lock held\n";
-            TerminateProcess(GetCurrentProcess(), 1);
-        }
+        const auto isEnded = repeated.wait_for(30s);
+        EXPECT_EQ(isEnded, std::future_status::ready) << m_where << " has left a lock held: waits until the time-out";
+        repeated.wait();
         EXPECT_EQ(Written(), c_clip) << m_where;
     }
 

@@ -1,7 +1,7 @@
 /// Both companions of the tests: runtime library and muxer module. It keeps
 /// nothing and passes every call on to the program that runs, so that the
-/// records outlive it. The trace object lies in here: whoever uses it after the
-/// library has been freed crashes, as with the real one.
+/// records outlive it. The trace object is in here: a use after the library has
+/// been freed crashes, as with the real one.
 
 #include "common/Component.h"
 #include "common/HostContract.h"
@@ -11,10 +11,10 @@
 
 #include <cstdio>
 
-template <class Result, class... Args> Result CallProgram(const char* name, Result otherwise, Args... args)
+template <class... Args> PYX_RESULT CallProgram(const char* name, Args... args)
 {
     const auto pEntry = reinterpret_cast<void (*)()>(GetProcAddress(GetModuleHandleW(nullptr), name));
-    return pEntry ? reinterpret_cast<Result (*)(Args...)>(pEntry)(args...) : otherwise;
+    return reinterpret_cast<PYX_RESULT (*)(Args...)>(pEntry)(args...);
 }
 
 class ForwardingTrace final : public PYXTrace
@@ -23,7 +23,7 @@ public:
     void TraceW(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope, const wchar_t* format,
                 va_list* pArgs) override
     {
-        CallProgram("PYXTestTrace", 0, path, line, level, scope, format, pArgs);
+        static_cast<void>(CallProgram("PYXTestTrace", path, line, level, scope, format, pArgs));
     }
 
     const wchar_t* GetResultText(PYX_RESULT code) override
@@ -56,7 +56,7 @@ public:
 PYX_EXPORT PYX_RESULT PYXInit(pyx_uint64 version, PYXFactory** ppFactory)
 {
     static Factory s_factory;
-    const PYX_RESULT result = CallProgram("PYXTestInit", PYX_OK, version);
+    const PYX_RESULT result = CallProgram("PYXTestInit", version);
     s_factory.hasTrace = result != c_noTrace;
     *ppFactory = result == c_noFactory ? nullptr : &s_factory;
     return result < c_noFactory ? result : PYX_OK;
@@ -64,10 +64,10 @@ PYX_EXPORT PYX_RESULT PYXInit(pyx_uint64 version, PYXFactory** ppFactory)
 
 PYX_EXPORT PYX_RESULT PYXQueryVersion(pyx_uint64* pVersion)
 {
-    return CallProgram("PYXTestQueryVersion", PYX_OK, pVersion);
+    return CallProgram("PYXTestQueryVersion", pVersion);
 }
 
 PYX_EXPORT PYX_RESULT PYXCreateComponentInt(PYXContext* pContext, const wchar_t* id, PYXComponent** ppOut)
 {
-    return CallProgram("PYXTestCreateMuxer", PYX_FAIL, pContext, id, ppOut);
+    return CallProgram("PYXTestCreateMuxer", pContext, id, ppOut);
 }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/// What the recording companions shall be like and what they were told. One per
+/// What the recording companions shall be like and the calls that they got. One per
 /// program. Their calls are under the fault plan, by the names "PYXInit",
 /// "PYXQueryVersion", "Create", "Init", "SetProperty", "GetInput",
 /// "Input.GetProperty", "Input.SetProperty", "Submit V", "Submit A", "End V",
@@ -23,7 +23,7 @@ struct Companions
     std::string inputs = "VA";
 
     /// One line per record: level ('*': with arguments), class, its prescribed line
-    /// if there is one, text. A source that is not the class's stands before the text.
+    /// if there is one, text. A source that is not the class's precedes the text.
     ///     E RingBufferImpl Assertion failed:Invalid index
     ///     E PropertyStorageExImpl:168 Assertion failed:invalid pointer : name
     ///     I* RingBufferImpl Video stream - packets written 3

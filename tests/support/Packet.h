@@ -6,8 +6,8 @@
 #include <string>
 
 /// A packet as an encoder submits it. Its bytes repeat its name ("V1400|") and
-/// its property "Name" holds it, so that what comes out can be told from what
-/// went in.
+/// its property "Name" holds it, so that what comes out can be compared with
+/// what went in.
 ///     Packet{.pts = 40, .key = true, .bytes = 100}.Build()
 ///     Packet::Parse("V1400")    a video packet at 1400 ticks
 ///     Packet::Parse("V2sK+40")  the start of a group at 2 seconds, 40 ticks long
@@ -25,6 +25,6 @@ struct Packet
 
     /// A packet that came out, as "V400" or "V400+40". `*pBase` is what was taken
     /// off its time; the first packet sets it (while -1), the others must agree.
-    /// What is not as it went in shows its name behind: "V400(V1800)".
+    /// What is not as it went in shows its name too: "V400(V1800)".
     static std::string Describe(char kind, PYXBuffer* pBuffer, pyx_int64* pBase);
 };

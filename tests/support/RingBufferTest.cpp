@@ -12,23 +12,18 @@ std::string Get(PYXPropertyStorage* pStorage, const wchar_t* name)
 
 std::string TestDirectory::List(const std::filesystem::path& directory)
 {
-    std::error_code error; // the directory may go while it is read, when it is another host's
+    std::error_code error;
     std::set<std::string> names;
-    std::filesystem::directory_iterator entry(directory, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error))
+    for (const auto& entry : std::filesystem::directory_iterator(directory, error))
     {
-        names.insert(entry->path().filename().string());
-    }
-    if (error)
-    {
-        return "none";
+        names.insert(entry.path().filename().string());
     }
     std::string files;
     for (const std::string& name : names)
     {
         files += (files.empty() ? "" : " ") + name;
     }
-    return files;
+    return error ? "none" : files;
 }
 
 LoadedModule::LoadedModule()

@@ -30,7 +30,7 @@ struct TestDirectory
     {
         std::error_code error;
         std::filesystem::remove_all(path, error);
-        EXPECT_FALSE(error) << "somebody holds a file of " << path;
+        EXPECT_FALSE(error) << "a file is still open in " << path;
     }
 
     /// The names in it in order: "Temp1.RBA Temp1.RBV". "none": no directory.
@@ -43,7 +43,7 @@ struct TestDirectory
     const std::filesystem::path path = std::filesystem::temp_directory_path() / std::to_string(GetCurrentProcessId());
 };
 
-/// The module, loaded for one test: its counters and companions begin anew.
+/// The module, loaded for one test: its counters and companions begin again.
 struct LoadedModule
 {
     LoadedModule();
