@@ -10,7 +10,6 @@
 #include <windows.h>
 
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <span>
 #include <string>
@@ -32,16 +31,6 @@ constexpr pyx_int64 c_pictureTicks = PYX_TICKS_PER_SECOND / 2;
 constexpr pyx_int64 c_secondsKept = 10;
 constexpr pyx_int64 c_mostSeconds = 2147483647;
 
-PYXInterfacePtr<HostBuffer> MakeBuffer(Bytes bytes)
-{
-    PYXInterfacePtr<HostBuffer> spBuffer = HostBuffer::Create(bytes.size());
-    if (spBuffer)
-    {
-        std::memcpy(spBuffer->GetNative(), bytes.data(), bytes.size());
-    }
-    return spBuffer;
-}
-
 PYX_RESULT SetUp(PYXComponentEx* pRingBuffer, const std::wstring& scratch)
 {
     PASS_ON_FAILURE_SILENTLY(
@@ -53,7 +42,7 @@ PYX_RESULT SetUp(PYXComponentEx* pRingBuffer, const std::wstring& scratch)
 
 PYX_RESULT Describe(PYXInput* pVideo)
 {
-    const PYXInterfacePtr<HostBuffer> spSetUp = MakeBuffer(c_setUp);
+    const PYXInterfacePtr<HostBuffer> spSetUp = HostBuffer::Create(c_setUp);
     PASS_ON_FAILURE_SILENTLY(pVideo->SetProperty(PYX_PROPERTY_CODEC_ID, PYXVariantFromInt64(PYX_VIDEO_CODEC_H264)));
     PASS_ON_FAILURE_SILENTLY(pVideo->SetProperty(PYX_PROPERTY_VIDEO_FRAME_SIZE, PYXVariantFromSize(16, 16)));
     PASS_ON_FAILURE_SILENTLY(pVideo->SetProperty(PYX_PROPERTY_VIDEO_FRAME_RATE, PYXVariantFromRate(2, 1)));
@@ -63,7 +52,7 @@ PYX_RESULT Describe(PYXInput* pVideo)
 PYX_RESULT Submit(PYXInput* pVideo, pyx_int64 picture)
 {
     const bool isKey = picture % 2 == 0;
-    const PYXInterfacePtr<HostBuffer> spPacket = MakeBuffer(isKey ? Bytes(c_keyPicture) : Bytes(c_nextPicture));
+    const PYXInterfacePtr<HostBuffer> spPacket = HostBuffer::Create(isKey ? Bytes(c_keyPicture) : Bytes(c_nextPicture));
     if (!spPacket)
     {
         return PYX_OUT_OF_MEMORY;

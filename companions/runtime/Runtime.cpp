@@ -11,10 +11,12 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <cwchar>
+#include <iterator>
 #include <string>
+#include <string_view>
 
 namespace
 {
@@ -22,11 +24,12 @@ namespace
 struct LevelRow
 {
     pyx_int32 level;
-    const wchar_t* setting;
+    std::wstring_view setting;
     const wchar_t* label;
 };
 
 constexpr LevelRow c_levels[] = {
+    // in rising order
     {PYX_TRACE_ERROR - 1, L"none", L""}, // no record is as important
     {PYX_TRACE_ERROR, L"error", L"ERROR"},
     {PYX_TRACE_WARNING, L"warning", L"WARNING"},
@@ -56,24 +59,6 @@ constexpr ResultRow c_results[] = {
     {PYX_EOF, L"PYX_EOF"},
 };
 
-/// A level beyond the known ones reads as the least important.
-const wchar_t* LevelLabel(pyx_int32 level)
-{
-    for (const LevelRow& row : c_levels)
-    {
-        if (level <= row.level)
-        {
-            return row.label;
-        }
-    }
-    return L"INFO";
-}
-
-const wchar_t* OrEmpty(const wchar_t* text)
-{
-    return text ? text : L"";
-}
-
 std::wstring Format(const wchar_t* format, va_list* pArgs)
 {
     if (!pArgs)
@@ -82,17 +67,9 @@ std::wstring Format(const wchar_t* format, va_list* pArgs)
     }
     va_list measured;
     va_copy(measured, *pArgs);
-    const int length = _vscwprintf(format, measured);
+    std::wstring text(static_cast<size_t>(std::max(_vscwprintf(format, measured), 0)), L'\0');
     va_end(measured);
-    if (length <= 0)
-    {
-        return {};
-    }
-    std::wstring text(static_cast<size_t>(length), L'\0');
-    va_list args;
-    va_copy(args, *pArgs);
-    _vsnwprintf(text.data(), text.size() + 1, format, args);
-    va_end(args);
+    _vsnwprintf(text.data(), text.size(), format, *pArgs); // the text has its own terminator
     return text;
 }
 
@@ -102,15 +79,13 @@ pyx_int32 ReadTraceLevel()
 {
     wchar_t setting[16] = {};
     const DWORD length = GetEnvironmentVariableW(L"PYX_TRACE", setting, 16);
-    for (const LevelRow& row : c_levels)
-    {
-        if (length < 16 && wcscmp(setting, row.setting) == 0)
-        {
-            return row.level;
-        }
-    }
-    return PYX_TRACE_WARNING;
+    const auto* pRow =
+        std::ranges::find(c_levels, std::wstring_view(setting, length < 16 ? length : 0), &LevelRow::setting);
+    return pRow == std::end(c_levels) ? PYX_TRACE_WARNING : pRow->level;
 }
+
+/// The least important level that is shown.
+std::atomic<pyx_int32> s_level{PYX_TRACE_WARNING};
 
 /// The trace object: writes each record that is shown as one line of UTF-8 to
 /// standard error, `LEVEL scope source:line text`.
@@ -120,22 +95,20 @@ pyx_int32 ReadTraceLevel()
 class TraceWriter final : public PYXTrace
 {
 public:
-    /// Chooses the least important level that is shown.
-    void SetLevel(pyx_int32 level)
-    {
-        m_level = level;
-    }
-
-    /// A record below the chosen level costs nothing: its text is not formatted.
+    /// A record below the level that is shown costs nothing: its text is not formatted. A level beyond the known ones
+    /// reads as the least important.
     void TraceW(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope, const wchar_t* format,
                 va_list* pArgs) override
     {
-        if (level > m_level || !format)
+        if (level > s_level || !format)
         {
             return;
         }
-        const std::wstring record = std::wstring(LevelLabel(level)) + L' ' + OrEmpty(scope) + L' ' + OrEmpty(path) +
-                                    L':' + std::to_wstring(line) + L' ' + Format(format, pArgs) + L'\n';
+        const LevelRow& row =
+            *std::ranges::lower_bound(c_levels, std::min(level, PYX_TRACE_INFO), {}, &LevelRow::level);
+        const std::wstring record = std::wstring(row.label) + L' ' + (scope ? scope : L"") + L' ' +
+                                    (path ? path : L"") + L':' + std::to_wstring(line) + L' ' + Format(format, pArgs) +
+                                    L'\n';
         const std::string bytes = PYXToUtf8(record);
         // A host without a console has no standard error; the record then goes nowhere.
         DWORD written = 0;
@@ -145,18 +118,9 @@ public:
     /// The code's own name, such as "PYX_NOT_FOUND"; "unknown result" for others.
     const wchar_t* GetResultText(PYX_RESULT code) override
     {
-        for (const ResultRow& row : c_results)
-        {
-            if (row.code == code)
-            {
-                return row.text;
-            }
-        }
-        return L"unknown result";
+        const auto* pRow = std::ranges::find(c_results, code, &ResultRow::code);
+        return pRow == std::end(c_results) ? L"unknown result" : pRow->text;
     }
-
-private:
-    std::atomic<pyx_int32> m_level{PYX_TRACE_WARNING};
 };
 
 constexpr pyx_uint64 c_version = 0x0001000400240000; // 1.4.36.0
@@ -173,13 +137,13 @@ struct DebugObject
 {
 } s_debug;
 
-template <class Object, class Out> PYX_RESULT HandOut(Object* pObject, Out** ppOut)
+template <class Value, class Out> PYX_RESULT HandOut(Value value, Out* pOut)
 {
-    if (!ppOut)
+    if (!pOut)
     {
         return PYX_INVALID_POINTER;
     }
-    *ppOut = pObject;
+    *pOut = value;
     return PYX_OK;
 }
 
@@ -214,7 +178,7 @@ PYX_EXPORT PYX_RESULT PYXInit(pyx_uint64 version, PYXFactory** ppFactory)
     {
         return PYX_INVALID_ARG;
     }
-    s_trace.SetLevel(ReadTraceLevel());
+    s_level = ReadTraceLevel();
     *ppFactory = &s_factory;
     return PYX_OK;
 }
@@ -222,10 +186,5 @@ PYX_EXPORT PYX_RESULT PYXInit(pyx_uint64 version, PYXFactory** ppFactory)
 /// PYX_INVALID_POINTER: null output.
 PYX_EXPORT PYX_RESULT PYXQueryVersion(pyx_uint64* pVersion)
 {
-    if (!pVersion)
-    {
-        return PYX_INVALID_POINTER;
-    }
-    *pVersion = c_version;
-    return PYX_OK;
+    return HandOut(c_version, pVersion);
 }
