@@ -20,7 +20,7 @@ bool DecodeTimes::Add(pyx_int64 pts)
         return false;
     }
     m_waiting.push_back(pts);
-    m_places.insert(std::upper_bound(m_places.begin(), m_places.end(), pts), pts);
+    m_places.insert(std::ranges::upper_bound(m_places, pts), pts);
     return true;
 }
 
@@ -51,24 +51,20 @@ pyx_int64 DecodeTimes::Next()
 
 pyx_int64 DecodeTimes::Earliest() const
 {
-    return std::min(m_places.front(), *std::min_element(m_waiting.begin(), m_waiting.end()));
+    return std::min(m_places.front(), std::ranges::min(m_waiting));
 }
 
 /// How many packets would have to be decoded before a place in the order is
 /// free for them. Only those are asked whose place later packets cannot change.
-std::size_t DecodeTimes::CountMissingPlaces() const
+std::ptrdiff_t DecodeTimes::CountMissingPlaces() const
 {
     const std::size_t unsettled = m_ended ? 0 : std::min(m_lookahead, c_deepestReordering);
     const std::size_t settled = m_waiting.size() - unsettled;
-    std::size_t missing = 0;
+    std::ptrdiff_t missing = 0;
     for (std::size_t i = 0; i < settled; ++i)
     {
-        const auto pastMine = std::upper_bound(m_places.begin(), m_places.end(), m_waiting[i]);
-        const auto usable = static_cast<std::size_t>(pastMine - m_places.begin());
-        if (i + 1 > usable)
-        {
-            missing = std::max(missing, i + 1 - usable);
-        }
+        const auto usable = std::ranges::upper_bound(m_places, m_waiting[i]) - m_places.begin();
+        missing = std::max(missing, static_cast<std::ptrdiff_t>(i) + 1 - usable);
     }
     return missing;
 }
@@ -76,7 +72,7 @@ std::size_t DecodeTimes::CountMissingPlaces() const
 /// Before the first packet, places are made in front: with the spacing of the
 /// pictures that follow. Later there is only room between the last decode time
 /// and the next; one place at a time keeps the steps even.
-void DecodeTimes::MakePlaces(std::size_t count)
+void DecodeTimes::MakePlaces(std::ptrdiff_t count)
 {
     if (count == 0)
     {
@@ -87,13 +83,10 @@ void DecodeTimes::MakePlaces(std::size_t count)
         m_places.insert(m_places.begin(), m_last + (m_places.front() - m_last) / 2);
         return;
     }
-    count = std::min(std::max(count, c_usualReordering), m_places.size() - 1);
-    const pyx_int64 span = m_places[count] - m_places.front();
-    std::vector<pyx_int64> before(m_places.begin(), m_places.begin() + static_cast<std::ptrdiff_t>(count));
-    for (pyx_int64& place : before)
-    {
-        place -= span;
-    }
+    count = std::min(std::max(count, c_usualReordering), std::ssize(m_places) - 1);
+    std::vector<pyx_int64> before(m_places.begin(), m_places.begin() + count);
+    const pyx_int64 span = *(m_places.begin() + count) - m_places.front();
+    std::ranges::transform(before, before.begin(), [span](pyx_int64 place) { return place - span; });
     m_places.insert(m_places.begin(), before.begin(), before.end());
 }
 

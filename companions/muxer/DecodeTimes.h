@@ -36,7 +36,7 @@ public:
 
     /// How deep encoders usually reorder once they do: a picture between others
     /// that refers to them and is referred to. Many begin with less.
-    static constexpr std::size_t c_usualReordering = 2;
+    static constexpr std::ptrdiff_t c_usualReordering = 2;
 
     /// Shows the depth of all but a stream that begins with a long stretch of
     /// less.
@@ -66,8 +66,8 @@ public:
     pyx_int64 Earliest() const;
 
 private:
-    std::size_t CountMissingPlaces() const;
-    void MakePlaces(std::size_t count);
+    std::ptrdiff_t CountMissingPlaces() const;
+    void MakePlaces(std::ptrdiff_t count);
     pyx_int64 LatestPossible() const;
 
     std::size_t m_lookahead;

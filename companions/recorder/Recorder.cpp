@@ -220,15 +220,10 @@ void PYXRecorder::FeedLeaving(PYXBuffer* pPacket)
         ReleaseLeavingIfComplete();
         return;
     }
-    PYX_RESULT result = PYX_OK;
-    if (!std::exchange(m_leavingHasFirst, true))
-    {
-        result = m_pLeaving->pSession->SubmitVideo(m_spFirst.Get(), true);
-    }
-    if (result == PYX_OK)
-    {
-        result = m_pLeaving->pSession->SubmitVideo(pPacket, false);
-    }
+    PYXRecorderSession& leaving = *m_pLeaving->pSession;
+    const bool hasFirst = std::exchange(m_leavingHasFirst, true);
+    PYX_RESULT result = hasFirst ? PYX_OK : leaving.SubmitVideo(m_spFirst.Get(), true);
+    result = result == PYX_OK ? leaving.SubmitVideo(pPacket, false) : result;
     if (result != PYX_OK)
     {
         m_pLeaving->warnings.push_back("its last pictures could not be stored: " + PYXReasonOf(result));

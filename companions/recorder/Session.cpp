@@ -204,9 +204,8 @@ PYXStatus PYXRecorderSession::FindInput(pyx_int64 streamType, PYXInterfacePtr<PY
 {
     for (pyx_int32 i = 0; i < m_spComponent->GetInputCount(); ++i)
     {
-        pyx_int64 type = 0;
         if (m_spComponent->GetInput(i, pspInput->Out()) == PYX_OK &&
-            PYXReadProperty(pspInput->Get(), PYX_PROPERTY_STREAM_TYPE, &type) == PYX_OK && type == streamType)
+            PYXReadPropertyOr<pyx_int64>(pspInput->Get(), PYX_PROPERTY_STREAM_TYPE, -1) == streamType)
         {
             return {};
         }
@@ -319,7 +318,7 @@ PYX_RESULT PYXRecorderSession::Prepare(pyx_int64 seconds)
     const pyx_int64 exactly = seconds > 0 ? seconds : m_settings.seconds;
     PASS_ON_FAILURE_SILENTLY(KeepSeconds(m_settings.exact ? exactly : PYXKeptGroups::c_mostSeconds)); // nothing is cut
     const auto& groups = m_groups.All();
-    if (m_spAudio && std::none_of(groups.begin(), groups.end(), [](const PYXKeptGroup& g) { return g.hasAudio; }))
+    if (m_spAudio && std::ranges::none_of(groups, &PYXKeptGroup::hasAudio))
     {
         PASS_ON_FAILURE_SILENTLY(LeaveAudioOut());
     }
@@ -366,8 +365,7 @@ void PYXRecorderSession::Describe(PYXSavedClip* pClip) const
     pClip->packets = m_groups.Packets() - groups.front().leading;
     pClip->hasAudio = m_spAudio.Get() != nullptr;
     // Of the newest group only the first picture may have come.
-    const auto silent =
-        std::count_if(groups.begin(), groups.end() - 1, [](const PYXKeptGroup& g) { return !g.hasAudio; });
+    const auto silent = std::ranges::count(groups.begin(), groups.end() - 1, false, &PYXKeptGroup::hasAudio);
     if (m_settings.audio && !m_spAudio)
     {
         pClip->warnings.emplace_back("there was no audio in the stretch that was kept, so the clip has none");
