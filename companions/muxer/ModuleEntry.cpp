@@ -37,13 +37,9 @@ void OnLogLine(void* pObject, int level, const char* format, va_list args)
 /// PYX_NOT_FOUND: another id. `*ppOut` is untouched on failure.
 PYX_EXPORT PYX_RESULT PYXCreateComponentInt(PYXContext* pContext, const wchar_t* id, PYXComponent** ppOut)
 {
-    if (!ppOut)
+    if (!ppOut || !pContext || !id)
     {
-        return PYX_INVALID_POINTER;
-    }
-    if (!pContext || !id)
-    {
-        return PYX_INVALID_ARG;
+        return ppOut ? PYX_INVALID_ARG : PYX_INVALID_POINTER;
     }
     if (wcscmp(id, c_componentId) != 0)
     {

@@ -61,14 +61,18 @@ void MuxSession::SetNext(const std::wstring& path, const FileDetails& details)
 void MuxSession::Attach(StreamKind kind, PYXPropertyStorage* pInput)
 {
     PYXLock lock(&m_sync);
-    GiveUp();
+    Abandon();
     Get(kind).pInput = pInput;
 }
 
 void MuxSession::Abandon()
 {
     PYXLock lock(&m_sync);
-    GiveUp();
+    if (m_spFile)
+    {
+        TRACE_WARNING(L"an unfinished clip is given up: %s", m_filePath.c_str());
+    }
+    Reset();
 }
 
 PYX_RESULT MuxSession::Submit(StreamKind kind, const PYXPropertyStorage* pInput, PacketPtr spPacket)
@@ -76,9 +80,11 @@ PYX_RESULT MuxSession::Submit(StreamKind kind, const PYXPropertyStorage* pInput,
     PYXLock lock(&m_sync);
     Stream& stream = Get(kind);
     FAIL_IF_NOT(stream.pInput == pInput, PYX_UNEXPECTED, L"the input belongs to no muxer any more");
-    if (BeginsAgain(stream, *spPacket))
+    const bool isKeyPicture = kind == StreamKind::Video && (spPacket->flags & AV_PKT_FLAG_KEY);
+    const bool repeatsFirst = isKeyPicture && stream.count > 0 && spPacket->pts == stream.firstPts;
+    if (stream.ended || repeatsFirst) // the producer begins again
     {
-        GiveUp();
+        Abandon();
     }
     if (stream.count++ == 0)
     {
@@ -121,12 +127,6 @@ PYX_RESULT MuxSession::End(StreamKind kind, const PYXPropertyStorage* pInput)
 MuxSession::Stream& MuxSession::Get(StreamKind kind)
 {
     return kind == StreamKind::Video ? m_video : m_audio;
-}
-
-bool MuxSession::BeginsAgain(const Stream& stream, const AVPacket& packet) const
-{
-    const bool isKeyPicture = &stream == &m_video && (packet.flags & AV_PKT_FLAG_KEY);
-    return stream.ended || (isKeyPicture && stream.count > 0 && packet.pts == stream.firstPts);
 }
 
 /// Writes the header and what has waited for it.
@@ -279,15 +279,6 @@ PYX_RESULT MuxSession::Fail(PYX_RESULT result)
         pStream->pInFile = nullptr;
     }
     return result;
-}
-
-void MuxSession::GiveUp()
-{
-    if (m_spFile)
-    {
-        TRACE_WARNING(L"an unfinished clip is given up: %s", m_filePath.c_str());
-    }
-    Reset();
 }
 
 void MuxSession::Reset()

@@ -83,7 +83,6 @@ private:
     };
 
     Stream& Get(StreamKind kind);
-    bool BeginsAgain(const Stream& stream, const AVPacket& packet) const;
     PYX_RESULT Open();
     PYX_RESULT OpenFile();
     bool IsLost(const AVPacket& picture);
@@ -92,7 +91,6 @@ private:
     bool SetStart(const Stream& video);
     PYX_RESULT EndStream(Stream& stream);
     PYX_RESULT Fail(PYX_RESULT result);
-    void GiveUp();
     void Reset();
 
     // All guarded by m_sync.

@@ -148,16 +148,6 @@ PYX_RESULT OpenFilter(const char* name, const AVCodecParameters& parameters, Fil
     return PYX_OK;
 }
 
-/// Replaces a configuration record by the same parameter sets after start codes.
-PYX_RESULT ConvertRecordToAnnexB(AVCodecParameters* pParameters)
-{
-    FilterPtr spFilter;
-    const CodecRow* pRow = FindCodec(&CodecRow::id, pParameters->codec_id);
-    PASS_ON_FAILURE_SILENTLY(OpenFilter(pRow->filter, *pParameters, &spFilter));
-    const AVCodecParameters& converted = *spFilter->par_out;
-    return SetExtraData(pParameters, {converted.extradata, static_cast<std::size_t>(converted.extradata_size)});
-}
-
 /// Takes the parameter sets, or the sequence header of AV1, from the first packet.
 PYX_RESULT TakeExtraDataFrom(const AVPacket& first, AVCodecParameters* pParameters)
 {
@@ -192,7 +182,11 @@ PYX_RESULT SetNalExtraData(const AVPacket& first, AVCodecParameters* pParameters
                 L"the first video packet has neither start codes nor the lengths that ExtraData announces");
     if (isRecord)
     {
-        return ConvertRecordToAnnexB(pParameters);
+        FilterPtr spFilter; // whose output has the record's parameter sets after start codes
+        const CodecRow* pRow = FindCodec(&CodecRow::id, pParameters->codec_id);
+        PASS_ON_FAILURE_SILENTLY(OpenFilter(pRow->filter, *pParameters, &spFilter));
+        const AVCodecParameters& converted = *spFilter->par_out;
+        return SetExtraData(pParameters, {converted.extradata, static_cast<std::size_t>(converted.extradata_size)});
     }
     if (extraData.empty())
     {
