@@ -14,14 +14,13 @@ int OpenMediaFile(const std::string& path, AVIOContext* pPipe, FFmpegPtr<AVForma
     pFile->correct_ts_overflow = 0; // else each jump far back is taken for a clock that started over
     // Named as a file, so that nothing in a name is taken for a protocol.
     int error = avformat_open_input(&pFile, pPipe ? nullptr : ("file:" + path).c_str(), nullptr, nullptr);
-    FFmpegPtr<AVFormatContext> file(pFile); // null after a failure
     error = error < 0 ? error : avformat_find_stream_info(pFile, nullptr);
+    ppFile->reset(pFile); // null when it could not be opened
     if (error < 0)
     {
-        return error;
+        ppFile->reset();
     }
-    *ppFile = std::move(file);
-    return 0;
+    return std::min(error, 0);
 }
 
 AVRational ToRational(const PYXRate& rate)

@@ -4,22 +4,13 @@
 
 #include <atomic>
 
-namespace
+PartFile::PartFile(const std::wstring& path) : m_path(path)
 {
-
-/// The working name is not made of the path's own name, which may be as long as a name can be. Its leading dot hides it
-/// where that is the custom.
-std::wstring WorkingName(const std::wstring& path)
-{
+    // Not made of the path's own name, which may be as long as a name can be. The leading dot hides it where that is
+    // the custom.
     static std::atomic<unsigned> s_count;
-    return path.substr(0, path.find_last_of(L"/\\") + 1) + L".pyx-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
-           std::to_wstring(GetTickCount64()) + L"-" + std::to_wstring(++s_count) + L".part";
-}
-
-} // namespace
-
-PartFile::PartFile(const std::wstring& path) : m_path(path), m_part(WorkingName(path))
-{
+    m_part = path.substr(0, path.find_last_of(L"/\\") + 1) + L".pyx-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+             std::to_wstring(GetTickCount64()) + L"-" + std::to_wstring(++s_count) + L".part";
 }
 
 PartFile::~PartFile()
