@@ -3,6 +3,7 @@
 // bytes in place of the constants.
 
 #include "common/Component.h"
+#include "common/ModuleLoading.h"
 #include "common/PropertyNames.h"
 #include "host/HostBuffer.h"
 #include "host/HostContext.h"
@@ -82,12 +83,9 @@ PYX_RESULT Record(PYXComponentEx* pRingBuffer, const std::wstring& scratch)
 
 int main()
 {
-    // Never by its bare name alone: that would also run a file of that name in the current directory.
-    const HMODULE module =
-        LoadLibraryExW(L"pyx-component-ring-buffer64.dll", nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
-    const auto pCreate = module ? reinterpret_cast<PYXCreateComponentFunction>(
-                                      reinterpret_cast<void*>(GetProcAddress(module, PYX_CREATE_COMPONENT_ENTRY)))
-                                : nullptr;
+    // From the program's folder or the system's; one of that name in the current directory is not run.
+    const HMODULE module = PYXLoadModule(L"pyx-component-ring-buffer64.dll");
+    const auto pCreate = module ? PYXGetEntry<PYXCreateComponentFunction>(module, PYX_CREATE_COMPONENT_ENTRY) : nullptr;
     const auto spContext = HostContext::Create();
     PYXInterfacePtr<PYXComponent> spComponent;
     if (!pCreate || !spContext || pCreate(spContext.Get(), L"RingBuffer", spComponent.Out()) != PYX_OK)

@@ -9,6 +9,7 @@
 #include <new>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace
@@ -72,14 +73,10 @@ PYX_RESULT HostBuffer::QueryInterface(const PYXGuid& id, void** out)
 
 HostBuffer::Property* HostBuffer::Find(const wchar_t* name)
 {
-    for (Property& property : m_properties)
-    {
-        if (property.name == name || std::wcscmp(property.name, name) == 0)
-        {
-            return &property;
-        }
-    }
-    return nullptr;
+    const auto found = std::ranges::find_if(m_properties, [name](const Property& property) {
+        return property.name == name || std::wcscmp(property.name, name) == 0;
+    });
+    return found == m_properties.end() ? nullptr : &*found;
 }
 
 PYX_RESULT HostBuffer::SetProperty(const wchar_t* name, PYXVariant value)
@@ -137,9 +134,7 @@ PYX_RESULT HostBuffer::GetPropertyAt(pyx_size index, wchar_t* name, pyx_size nam
         return PYX_INVALID_ARG;
     }
     const Property& property = m_properties[index];
-    const pyx_size length = std::min<pyx_size>(std::wcslen(property.name), nameSize - 1);
-    std::wmemcpy(name, property.name, length);
-    name[length] = L'\0';
+    name[std::wstring_view(property.name).copy(name, nameSize - 1)] = L'\0';
     return PYXVariantCopy(pValue, &property.value.Get());
 }
 
