@@ -11,11 +11,6 @@ namespace
 /// no time that the group's pictures are shown for.
 constexpr pyx_int64 c_pause = PYX_TICKS_PER_SECOND;
 
-pyx_int64 RoundUpToSeconds(pyx_int64 ticks)
-{
-    return ticks / PYX_TICKS_PER_SECOND + (ticks % PYX_TICKS_PER_SECOND > 0 ? 1 : 0);
-}
-
 } // namespace
 
 pyx_int64 PYXKeptGroups::SecondsNeeded(pyx_int64 asked, pyx_int64 pts, pyx_int64 duration) const
@@ -29,7 +24,8 @@ pyx_int64 PYXKeptGroups::SecondsNeeded(pyx_int64 asked, pyx_int64 pts, pyx_int64
         const pyx_int64 shownUntil = std::min(nextStart, group->end + c_pause);
         if (end - shownUntil < asked * PYX_TICKS_PER_SECOND)
         {
-            return std::clamp(RoundUpToSeconds(span), asked, c_mostSeconds);
+            const pyx_int64 roundedUp = span / PYX_TICKS_PER_SECOND + (span % PYX_TICKS_PER_SECOND > 0 ? 1 : 0);
+            return std::clamp(roundedUp, asked, c_mostSeconds);
         }
     }
     return asked;

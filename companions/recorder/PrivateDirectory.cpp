@@ -12,16 +12,11 @@ namespace
 
 namespace fs = std::filesystem;
 
-constexpr std::wstring_view c_name = L"pyx-recorder-";
-constexpr std::wstring_view c_lockEnding = L".lock";
+constexpr const wchar_t* c_name = L"pyx-recorder-";
+constexpr const wchar_t* c_lockEnding = L".lock";
 
 /// Content of a lock, so that no other file is taken for one.
 constexpr std::string_view c_lockText = "A recorder holds this while it uses the directory of the same name\n";
-
-std::wstring LockOf(const std::wstring& path)
-{
-    return path + std::wstring(c_lockEnding);
-}
 
 bool IsRealDirectory(const std::wstring& path)
 {
@@ -104,20 +99,15 @@ PYXFileOwner OpenLock(const std::wstring& path, DWORD disposition)
     return nullptr;
 }
 
-void RemoveLeft(const std::wstring& lockPath)
+void RemoveLeft(const fs::path& lockPath)
 {
-    PYXFileOwner lock = OpenLock(lockPath, OPEN_EXISTING);
-    if (!lock || !HasLockText(lock.get()))
+    PYXFileOwner lock = OpenLock(lockPath.wstring(), OPEN_EXISTING);
+    const std::wstring directory = fs::path(lockPath).replace_extension().wstring();
+    if (lock && HasLockText(lock.get()) && RemoveStores(directory)) // else the next sweep needs the lock to know it
     {
-        return;
+        lock.reset();
+        DeleteFileW(lockPath.c_str());
     }
-    const std::wstring path = lockPath.substr(0, lockPath.size() - c_lockEnding.size());
-    if (!RemoveStores(path))
-    {
-        return; // the next sweep needs the lock to know the directory for ours
-    }
-    lock.reset();
-    DeleteFileW(lockPath.c_str());
 }
 
 } // namespace
@@ -132,7 +122,7 @@ PYXStatus PYXPrivateDirectory::Sweep(const std::wstring& folder)
     ForEachEntry(folder, [](const fs::directory_entry& entry) {
         if (IsNumbered(entry.path().filename().wstring(), c_name, c_lockEnding))
         {
-            RemoveLeft(entry.path().wstring());
+            RemoveLeft(entry.path());
         }
     });
     const std::string why = PYXWhyUnwritable(folder, 1);
@@ -155,7 +145,8 @@ PYXStatus PYXPrivateDirectory::Make(const std::wstring& folder)
 
 bool PYXPrivateDirectory::Take(const std::wstring& path)
 {
-    PYXFileOwner lock = OpenLock(LockOf(path), CREATE_NEW);
+    const std::wstring lockPath = path + c_lockEnding;
+    PYXFileOwner lock = OpenLock(lockPath, CREATE_NEW);
     if (!lock)
     {
         return false;
@@ -165,7 +156,7 @@ bool PYXPrivateDirectory::Take(const std::wstring& path)
     if (!CreateDirectoryW(path.c_str(), nullptr))
     {
         lock.reset();
-        DeleteFileW(LockOf(path).c_str());
+        DeleteFileW(lockPath.c_str());
         return false;
     }
     m_lock = std::move(lock);
@@ -207,6 +198,6 @@ PYXPrivateDirectory::~PYXPrivateDirectory()
     m_lock.reset();
     if (tries < mostTries) // else the next sweep removes the rest, and needs the lock to know it
     {
-        DeleteFileW(LockOf(m_path).c_str());
+        DeleteFileW((m_path + c_lockEnding).c_str());
     }
 }

@@ -1,6 +1,6 @@
 #include "recorder/Reasons.h"
 
-#include <windows.h>
+#include "common/Handles.h"
 
 #include <algorithm>
 #include <iterator>
@@ -36,18 +36,15 @@ DWORD TryToWriteIn(const std::wstring& directory, std::size_t size)
 {
     const std::wstring path = directory + L"\\.pyx-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
                               std::to_wstring(GetCurrentThreadId()) + L".probe";
-    const HANDLE file =
-        CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
+    const std::vector<char> bytes(size);
+    const auto file = PYXOwn<PYXFileOwner>(
+        CreateFileW(path.c_str(), GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    DWORD written = 0;
+    if (!file || !WriteFile(file.get(), bytes.data(), static_cast<DWORD>(size), &written, nullptr))
     {
         return GetLastError();
     }
-    const std::vector<char> bytes(size);
-    DWORD written = 0;
-    const bool succeeded = WriteFile(file, bytes.data(), static_cast<DWORD>(size), &written, nullptr);
-    const DWORD error = GetLastError();
-    CloseHandle(file);
-    return !succeeded ? error : written == size ? ERROR_SUCCESS : ERROR_DISK_FULL;
+    return written == size ? ERROR_SUCCESS : ERROR_DISK_FULL;
 }
 
 } // namespace

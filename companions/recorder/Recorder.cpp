@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <tuple>
 #include <utility>
 
 namespace
@@ -368,8 +369,7 @@ PYXRecorderLook PYXRecorder::Look() const
     if (m_pWriting && m_pWriting->pSession)
     {
         look.writing = m_pWriting->id;
-        look.packetsWritten = m_pWriting->pSession->PacketsWritten();
-        look.packetsToWrite = m_pWriting->pSession->PacketsToWrite();
+        std::tie(look.packetsWritten, look.packetsToWrite) = m_pWriting->pSession->Progress();
     }
     look.bytesForRetry = m_pRemnant ? m_pRemnant->pSession->Groups().Bytes() : 0;
     return look;

@@ -431,12 +431,8 @@ void PYXRecorderSession::Stop()
     m_spContext->m_stopped = true;
 }
 
-pyx_uint64 PYXRecorderSession::PacketsWritten() const
+std::pair<pyx_uint64, pyx_uint64> PYXRecorderSession::Progress() const
 {
-    return m_spContext->m_countInAll == 0 ? 0 : m_spContext->m_count.load(); // storing asks for buffers too
-}
-
-pyx_uint64 PYXRecorderSession::PacketsToWrite() const
-{
-    return m_spContext->m_countInAll;
+    const pyx_uint64 all = m_spContext->m_countInAll;
+    return {all == 0 ? 0 : m_spContext->m_count.load(), all}; // storing asks for buffers too
 }

@@ -6,6 +6,8 @@
 #include "recorder/PrivateDirectory.h"
 #include "recorder/Recorder.h"
 
+#include <utility>
+
 class PYXRecorderContext;
 
 /// One use of a component, from making it to its clip:
@@ -19,7 +21,7 @@ class PYXRecorderContext;
 /// pictures, so unless the exact length is asked for, the session raises
 /// `Duration` for the write-out: then nothing is cut.
 ///
-/// Threads: one at a time; Stop() and the counts of packets at any time.
+/// Threads: one at a time; Stop() and the progress at any time.
 class PYXRecorderSession
 {
 public:
@@ -53,9 +55,8 @@ public:
     /// A write-out that is under way, and each one from now on, fails at its next packet.
     void Stop();
 
-    /// Handed to the muxer by the last write-out, and in all.
-    pyx_uint64 PacketsWritten() const;
-    pyx_uint64 PacketsToWrite() const;
+    /// Packets that the last write-out has handed to the muxer, and all that it hands over.
+    std::pair<pyx_uint64, pyx_uint64> Progress() const;
 
 private:
     PYXStatus SetUp();
