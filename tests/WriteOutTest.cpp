@@ -62,9 +62,10 @@ TEST_P(WriteOutTest, EachHourOfADayLeavesWhatTheLastDid)
     std::string held[2] = {block, block};
     for (int hour = 0; hour < hours && !HasFailure(); ++hour)
     {
-        for (int ticks = 0; ticks < 90 * 20; ++ticks) // 90 s of 20 pictures, audio with every other
+        // 64 s of 20 pictures, audio with every other. After 32 groups their deque is at the same place in a block.
+        for (int ticks = 0; ticks < 64 * 20; ++ticks)
         {
-            const std::string time = std::to_string(1'000'000'000'000 + (hour * 90LL * 20 + ticks) * 500'000);
+            const std::string time = std::to_string(1'000'000'000'000 + (hour * 64LL * 20 + ticks) * 500'000);
             Feed('V' + time + (ticks % 40 == 0 ? "K/800" : "/100") + (ticks % 2 ? "" : " A" + time + "/50"));
         }
         const std::string full = hold();

@@ -249,7 +249,7 @@ void PYXDataStreamMemoryImpl::Cut(pyx_uint64 size)
     }
 }
 
-void PYXDataStreamMemoryImpl::DropSlices(std::vector<Slice>::iterator first)
+void PYXDataStreamMemoryImpl::DropSlices(std::pmr::vector<Slice>::iterator first)
 {
     std::for_each(first, m_slices.end(), [this](const Slice& slice) { m_spSegments->Release(slice.segment); });
     m_slices.erase(first, m_slices.end());

@@ -2,8 +2,10 @@
 
 #include "common/DataStreamImpl.h"
 
+#include <cstddef>
 #include <list>
 #include <memory>
+#include <memory_resource>
 #include <vector>
 
 /// Memory that streams share: segments of virtual memory, filled one after another
@@ -107,10 +109,15 @@ private:
     void AddSlice(pyx_uint64 wantedSize);
     void FetchAhead() const;
     void Cut(pyx_uint64 size);
-    void DropSlices(std::vector<Slice>::iterator first);
+    void DropSlices(std::pmr::vector<Slice>::iterator first);
     template <class Copy> void Advance(pyx_uint64 size, const Copy& copy);
 
     const std::shared_ptr<PYXMemorySegments> m_spSegments;
-    std::vector<Slice> m_slices; // empty until the first write that stores bytes
-    pyx_uint64 m_pos = 0;        // never above Size()
+
+    // Room for one slice, and then for two: a stream in a small group takes no block of the heap.
+    alignas(Slice) std::byte m_firstSlices[3 * sizeof(Slice)];
+    std::pmr::monotonic_buffer_resource m_sliceMemory{m_firstSlices, sizeof(m_firstSlices)};
+
+    std::pmr::vector<Slice> m_slices{&m_sliceMemory}; // empty until the first write that stores bytes
+    pyx_uint64 m_pos = 0;                             // never above Size()
 };

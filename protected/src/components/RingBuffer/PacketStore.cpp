@@ -1,6 +1,5 @@
 #include "PacketStore.h"
 
-#include "common/DataStreamFile.h"
 #include "RingBufferTrace.h"
 
 #include <windows.h>
@@ -12,15 +11,6 @@ namespace
 {
 
 constexpr const PYXTraceSource& c_traceSource = c_groupTraceSource;
-
-std::unique_ptr<PYXDataStreamImpl> CreateStream(bool inRam, std::shared_ptr<PYXMemorySegments> spSegments)
-{
-    if (inRam)
-    {
-        return std::make_unique<PYXDataStreamMemoryImpl>(std::move(spSegments));
-    }
-    return std::make_unique<PYXDataStreamFileImpl>();
-}
 
 /// All of a packet but its bytes.
 PYX_RESULT CopyDescription(PYXBuffer* pFrom, PYXBuffer* pTo)
@@ -35,14 +25,14 @@ PYX_RESULT CopyDescription(PYXBuffer* pFrom, PYXBuffer* pTo)
 
 PYXPacketStore::PYXPacketStore(PYXContext* pContext, bool inRam, std::shared_ptr<PYXMemorySegments> spSegments,
                                std::wstring fileName, const PYXPacketStoreTexts& texts)
-    : m_pContext(pContext), m_inRam(inRam), m_fileName(std::move(fileName)), m_texts(texts),
-      m_pStream(CreateStream(inRam, std::move(spSegments)))
+    : m_pContext(pContext), m_fileName(std::move(fileName)), m_texts(texts), m_memory(std::move(spSegments)),
+      m_pFile(inRam ? nullptr : std::make_unique<PYXDataStreamFileImpl>())
 {
 }
 
 PYXPacketStore::~PYXPacketStore()
 {
-    if (m_inRam)
+    if (!m_pFile)
     {
         return;
     }
@@ -50,7 +40,7 @@ PYXPacketStore::~PYXPacketStore()
     {
         // Fixed behaviour: a file stream that could never be opened is not freed,
         // some hundred bytes a group.
-        static_cast<void>(m_pStream.release()); // NOLINT(bugprone-unused-return-value)
+        static_cast<void>(m_pFile.release()); // NOLINT(bugprone-unused-return-value)
     }
     else if (!m_packets.empty())
     {
@@ -92,7 +82,7 @@ PYX_RESULT PYXPacketStore::WritePacket(PacketEntry* pPacket, PYXBuffer* pInput)
 
     const auto size = static_cast<pyx_uint64>(pPacket->size);
     pyx_uint64 writtenBytes = 0;
-    PASS_ON_FAILURE(m_pStream->Write(pInput->GetNative(), size, &writtenBytes),
+    PASS_ON_FAILURE(Stream().Write(pInput->GetNative(), size, &writtenBytes),
                     L"WritePacket() - Failed to write packet information to file.");
     // Hosts rely on PYX_FAIL here, although a short read returns PYX_UNEXPECTED.
     FAIL_IF_NOT(writtenBytes == size, PYX_FAIL, L"WritePacket() - Failed to write all the frame bytes to file.");
@@ -109,10 +99,10 @@ PYX_RESULT PYXPacketStore::Read(pyx_size index, PYXBuffer** ppOut)
     PASS_ON_FAILURE(CopyDescription(packet.spData.Get(), spBuffer.Get()),
                     L"ReadPacket() - Failed to duplicate all properties.");
 
-    PASS_ON_FAILURE(m_pStream->Seek(PYX_STREAM_SEEK_BEGIN, packet.offset, nullptr),
+    PASS_ON_FAILURE(Stream().Seek(PYX_STREAM_SEEK_BEGIN, packet.offset, nullptr),
                     L"ReadPacket() - Failed to seek to the required position in the temporary file.");
     pyx_uint64 bytesRead = 0;
-    PASS_ON_FAILURE(m_pStream->Read(spBuffer->GetNative(), size, &bytesRead),
+    PASS_ON_FAILURE(Stream().Read(spBuffer->GetNative(), size, &bytesRead),
                     L"ReadPacket() - Failed to read from the temporary file.");
     FAIL_IF_NOT(bytesRead == size, PYX_UNEXPECTED, L"ReadPacket() - Failed to read the required number of bytes.");
     *ppOut = spBuffer.Detach();
@@ -125,10 +115,10 @@ PYX_RESULT PYXPacketStore::Open(pyx_uint32 mode)
     {
         return PYX_OK;
     }
-    if (!m_inRam)
+    if (m_pFile)
     {
         FAIL_IF_NOT(!m_fileName.empty(), PYX_NOT_INITIALIZED, m_texts.openNoName);
-        PASS_ON_FAILURE(m_pStream->Open(m_fileName.c_str(), mode, PYX_STREAM_SHARE_NONE), m_texts.openFailed,
+        PASS_ON_FAILURE(m_pFile->Open(m_fileName.c_str(), mode, PYX_STREAM_SHARE_NONE), m_texts.openFailed,
                         m_fileName.c_str());
     }
     m_open = true;
@@ -137,19 +127,16 @@ PYX_RESULT PYXPacketStore::Open(pyx_uint32 mode)
 
 PYX_RESULT PYXPacketStore::Close()
 {
-    if (m_open && !m_inRam)
+    if (m_open && m_pFile)
     {
         FAIL_IF_NOT(!m_fileName.empty(), PYX_NOT_INITIALIZED, m_texts.closeNoName);
         m_open = false;
-        static_cast<void>(m_pStream->Close());
+        static_cast<void>(m_pFile->Close());
     }
     return PYX_OK;
 }
 
 void PYXPacketStore::FreeMemory()
 {
-    if (m_inRam)
-    {
-        m_pStream.reset();
-    }
+    static_cast<void>(m_memory.Close());
 }

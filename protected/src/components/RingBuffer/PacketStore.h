@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/DataStreamFile.h"
 #include "common/DataStreamMemory.h"
 #include "common/HostContract.h"
 #include "common/InterfacePtr.h"
@@ -59,8 +60,7 @@ public:
     /// Closes a file; a store in memory stays open.
     PYX_RESULT Close();
 
-    /// Ends the store's memory, if it is in memory. No other operation is called
-    /// afterwards.
+    /// Drops the bytes of a store in memory. No other operation is called afterwards.
     void FreeMemory();
 
     pyx_size GetCount() const
@@ -89,13 +89,18 @@ private:
         pyx_int64 size = 0;                ///< bytes
     };
 
+    PYXDataStream& Stream()
+    {
+        return m_pFile ? static_cast<PYXDataStream&>(*m_pFile) : m_memory;
+    }
+
     PYX_RESULT WritePacket(PacketEntry* pPacket, PYXBuffer* pInput);
 
     PYXContext* const m_pContext;
-    const bool m_inRam;
     const std::wstring m_fileName;
     const PYXPacketStoreTexts& m_texts;
-    std::unique_ptr<PYXDataStreamImpl> m_pStream;
+    PYXDataStreamMemoryImpl m_memory;               // the bytes, in memory mode
+    std::unique_ptr<PYXDataStreamFileImpl> m_pFile; // the bytes, else; null in memory mode
     bool m_open = false;
     std::vector<PacketEntry> m_packets; // in order of arrival
 };

@@ -9,7 +9,6 @@
 
 #include <atomic>
 #include <deque>
-#include <list>
 #include <memory>
 #include <string>
 #include <utility>
@@ -29,7 +28,7 @@
 class PYXRingBufferCache final : public PYXCriticalSection
 {
 public:
-    using GOPList = std::list<std::shared_ptr<PYXRingBufferGOP>>;
+    using GOPList = std::deque<std::shared_ptr<PYXRingBufferGOP>>;
 
     static constexpr pyx_int64 c_defaultDuration = 30; // seconds
 
