@@ -20,13 +20,11 @@ TEST(KeyPacketTest, EachCodecIsMarkedUnderItsOwnName)
     const std::pair<pyx_int64, char> rows[] = {{1, 'O'}, {5, 'O'}, {9, 'H'}, {10, 'H'}, {13, 'A'}, {14, 'A'}};
     for (const auto& [codec, name] : rows)
     {
-        for (const bool isKey : {true, false})
-        {
-            const auto spPacket = HostBuffer::Create(1);
-            EXPECT_EQ(PYXMarkVideoPacket(spPacket.Get(), codec, isKey), PYX_OK);
-            EXPECT_TRUE(spPacket->HasProperty(c_names.at(name))) << codec;
-            EXPECT_EQ(PYXIsKeyPacket(spPacket.Get()), isKey) << codec;
-        }
+        const auto spPacket = HostBuffer::Create(1);
+        EXPECT_EQ(PYXMarkVideoPacket(spPacket.Get(), codec, true), PYX_OK);
+        EXPECT_TRUE(spPacket->HasProperty(c_names.at(name)) && PYXIsKeyPacket(spPacket.Get())) << codec;
+        EXPECT_EQ(PYXMarkVideoPacket(spPacket.Get(), codec, false), PYX_OK);
+        EXPECT_FALSE(PYXIsKeyPacket(spPacket.Get())) << codec;
     }
 }
 
@@ -36,12 +34,9 @@ TEST(KeyPacketTest, TheFirstReadableFrameTypeTellsKeyPackets)
                                   "A0 H1 key", ""}) // without a kind it continues its group
     {
         const auto spPacket = HostBuffer::Create(1);
-        for (const std::string& type : Split(row, ' '))
+        for (const std::string& type : Split(row.substr(0, row.find(" key")), ' '))
         {
-            if (c_names.contains(type[0]))
-            {
-                spPacket->SetProperty(c_names.at(type[0]), PYXVariantFromInt64(std::stoi(type.substr(1))));
-            }
+            spPacket->SetProperty(c_names.at(type[0]), PYXVariantFromInt64(std::stoi(type.substr(1))));
         }
         EXPECT_EQ(PYXIsKeyPacket(spPacket.Get()), row.ends_with("key")) << row;
     }

@@ -57,9 +57,8 @@ TEST_P(WriteOutTest, EachHourOfADayLeavesWhatTheLastDid)
                std::to_string(std::ranges::count(Files(), 'T')) + " files";
     };
     const int hours = std::getenv("PYX_TEST_LONG") ? 24 : 6;
-    const std::string block(100, ' '); // a text that has a block on the heap, as those that replace it
-    std::string clip = block;
-    std::string held[2] = {block, block};
+    std::string last(9000, ' '); // a text that has a block on the heap, as those that replace it
+    std::string lastHeld = last;
     for (int hour = 0; hour < hours && !HasFailure(); ++hour)
     {
         // 64 s of 20 pictures, audio with every other. After 32 groups their deque is at the same place in a block.
@@ -71,16 +70,16 @@ TEST_P(WriteOutTest, EachHourOfADayLeavesWhatTheLastDid)
         const std::string full = hold();
         ASSERT_EQ(Terminate(), PYX_OK);
         ASSERT_EQ(m_spComponent->Init(0, 0, 0), PYX_OK);
-        const std::string written = Written();
-        EXPECT_TRUE(hour == 0 || written == clip) << written << "\nis not the first hour's:\n" << clip;
-        clip = written;
+        const std::string clip = Written();
+        EXPECT_TRUE(hour == 0 || clip == last) << clip << "\nis not the first hour's:\n" << last;
+        EXPECT_EQ(std::ranges::count(clip, 'V'), 30 * 20 + 1) << "with the end mark";
+        last = clip;
         Calls();
         Traces();
-        const std::string now = full + "; saved: " + hold();
-        EXPECT_TRUE(hour < 2 || now == held[1]) << now << "\nis not the second hour's:\n" << held[1];
-        held[hour > 0] = now;
+        const std::string held = full + "; saved: " + hold();
+        EXPECT_TRUE(hour < 2 || held == lastHeld) << held << "\nis not the second hour's:\n" << lastHeld;
+        lastHeld = held;
     }
-    EXPECT_EQ(std::ranges::count(clip, 'V'), 30 * 20 + 1) << "with the end mark";
 }
 
 } // namespace

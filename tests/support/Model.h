@@ -97,17 +97,12 @@ private:
         bool enabled = true;
     };
 
-    static std::string Big(int kind)
-    {
-        return kind ? "Audio" : "Video";
-    }
-    static std::string Small(int kind)
-    {
-        return kind ? "audio" : "video";
-    }
+    static inline const std::string c_big[] = {"Video", "Audio"};
+    static inline const std::string c_small[] = {"video", "audio"};
+
     static std::string Frame(int kind, size_t index)
     {
-        return Small(kind) + " frame " + std::to_string(index) + '.';
+        return c_small[kind] + " frame " + std::to_string(index) + '.';
     }
     static void Note(std::string* pLog, const std::string& entry)
     {
@@ -199,7 +194,7 @@ private:
 
     void RemoveInput(std::vector<Input>::iterator input)
     {
-        const std::string text = Big(input->kind == 'A') + " stream - packets written ";
+        const std::string text = c_big[input->kind == 'A'] + " stream - packets written ";
         Note(&seen.traces, "I* RingBufferImpl " + text + std::to_string(input->count));
         m_inputs.erase(input);
     }
@@ -381,13 +376,12 @@ private:
                 return PYX_OK;
             }
             m_pending.pop_front();
-            const bool isFirst = isForActive && m_active.back().packets[0].size() == 1;
-            if (isFirst && !m_groups.empty())
-            {
-                m_groups.back().modes[1] = 0;
-            }
             if (isForActive)
             {
+                if (m_active.back().packets[0].size() == 1 && !m_groups.empty())
+                {
+                    m_groups.back().modes[1] = 0;
+                }
                 continue;
             }
             const auto isBefore = [&](const Group& group) { return Pts(group) <= packet.pts; };
@@ -460,7 +454,7 @@ private:
                 NoteWritten("VA"[kind], "-");
             }
             result = HasInput(kind) ? m_faults.Check("End") : PYX_OK;
-            Pass(result, "WriteBuffer() failed to submit empty " + Small(kind) + " frame.");
+            Pass(result, "WriteBuffer() failed to submit empty " + c_small[kind] + " frame.");
         }
         return result;
     }
@@ -472,7 +466,7 @@ private:
             const int result = HasInput(kind) ? Open(group, kind, 'r') : PYX_OK;
             if (result)
             {
-                return Pass(result, "WriteBuffer() Failed to open temp " + Small(kind) + " file.");
+                return Pass(result, "WriteBuffer() Failed to open temp " + c_small[kind] + " file.");
             }
         }
         size_t next[2] = {};
@@ -540,14 +534,14 @@ private:
 
     int Open(Group& group, int kind, char mode)
     {
-        const std::string text = "Open" + Big(kind) + "File() - ";
+        const std::string text = "Open" + c_big[kind] + "File() - ";
         if (group.inRam || group.modes[kind])
         {
             return PYX_OK;
         }
         if (group.file.empty())
         {
-            return Refuse(13, text + Big(kind) + " file name doesn't exist.", "RingBufferGOP");
+            return Refuse(13, text + c_big[kind] + " file name doesn't exist.", "RingBufferGOP");
         }
         const bool isThere = mode == 'r' ? group.exist[kind] : m_hasDirectory;
         group.modes[kind] = isThere ? mode : 0;
@@ -562,7 +556,7 @@ private:
 
     int Add(Group& group, int kind, const Packet& packet)
     {
-        const std::string text = "Add" + Big(kind) + "Packet() - Failed to ";
+        const std::string text = "Add" + c_big[kind] + "Packet() - Failed to ";
         int result = group.packets[kind].empty() ? Open(group, kind, 'w') : PYX_OK;
         if (result)
         {
