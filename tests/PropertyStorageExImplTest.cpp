@@ -31,20 +31,12 @@ constexpr PYXVariant Words(const wchar_t* text)
     return PYXVariantBorrowWString(text);
 }
 
-class Storage final : public PYXPropertyStorageExImpl<PYXInput>
+class Storage final : public PYXRefCounted<PYXPropertyStorageExImpl<PYXInput>>
 {
 public:
     PYX_RESULT SubmitInput(PYXData*) override
     {
         return PYX_OK;
-    }
-    pyx_uint32 Acquire() override
-    {
-        return 1;
-    }
-    pyx_uint32 Release() override
-    {
-        return 1;
     }
     void OnPropertyChanged(const wchar_t* name) override
     {

@@ -23,18 +23,11 @@ template <class Result, class... Args> Result CallSlot(void* pObject, int slot, 
     return reinterpret_cast<Result (*)(void*, Args...)>(pTable[slot])(pObject, args...);
 }
 
-void RecordId(const PYXGuid& id)
-{
-    Record("%08x-%04x-%04x-", id.data1, id.data2, id.data3);
-    for (const pyx_uint8 byte : id.data4)
-    {
-        g_pCallsEnd += snprintf(g_pCallsEnd, 3, "%02x", byte);
-    }
-}
-
 template <class... Interfaces> int RecordIds()
 {
-    (RecordId(Interfaces::c_id), ...);
+    (Record("%08x-%04x-%04x-%016llx", Interfaces::c_id.data1, Interfaces::c_id.data2, Interfaces::c_id.data3,
+            __builtin_bswap64(__builtin_bit_cast(pyx_uint64, Interfaces::c_id.data4))),
+     ...);
     return sizeof...(Interfaces);
 }
 
