@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <utility>
 
 /// How the program ends; scripts rely on the numbers.
 enum class ExitCode : int
@@ -15,34 +14,15 @@ enum class ExitCode : int
 };
 
 /// Result of one step: success, or the exit code and the one line to print.
-class [[nodiscard]] Outcome
+struct [[nodiscard]] Outcome
 {
-public:
-    Outcome() = default;
-
-    Outcome(ExitCode code, std::string text) : m_code(code), m_text(std::move(text))
-    {
-    }
+    ExitCode code = ExitCode::Saved;
+    std::string text{}; ///< without the program's name and without a line end
 
     bool IsOk() const
     {
-        return m_code == ExitCode::Saved;
+        return code == ExitCode::Saved;
     }
-
-    ExitCode Code() const
-    {
-        return m_code;
-    }
-
-    /// Without the program's name and without a line end.
-    const std::string& Text() const
-    {
-        return m_text;
-    }
-
-private:
-    ExitCode m_code = ExitCode::Saved;
-    std::string m_text;
 };
 
 /// Passes a step's failure on.

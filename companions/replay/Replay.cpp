@@ -129,7 +129,7 @@ Outcome Replay::Record()
         m_progress.Clear();
     }
     Outcome last = TakeClip(m_pRecorder->End({.path = m_options.output}));
-    if (last.Code() == ExitCode::NothingKept && !m_report.clips.empty())
+    if (last.code == ExitCode::NothingKept && !m_report.clips.empty())
     {
         last = CopyLastClip();
     }
@@ -139,9 +139,9 @@ Outcome Replay::Record()
     }
     if (!last.IsOk())
     {
-        Warn(last.Text());
+        Warn(last.text);
     }
-    return m_report.clips.empty() ? fed : Outcome(fed.Code(), fed.Text() + "; what was read until then is saved");
+    return m_report.clips.empty() ? fed : Outcome(fed.code, fed.text + "; what was read until then is saved");
 }
 
 Outcome Replay::Open(std::unique_ptr<PYXRecorder>* ppRecorder, const PYXRecorderSettings& settings)
@@ -196,7 +196,7 @@ void Replay::EndLeaving()
     if (m_pLeaving)
     {
         const Outcome saved = TakeClip(m_pLeaving->End({.path = m_leavingPath}));
-        NoteFailedSave(saved.Code() == ExitCode::NothingKept ? Outcome() : saved, "; recording goes on");
+        NoteFailedSave(saved.code == ExitCode::NothingKept ? Outcome() : saved, "; recording goes on");
         m_lateAudio += m_pLeaving->Look().packetsLate;
         m_pLeaving.reset();
     }
@@ -351,7 +351,7 @@ void Replay::NoteFailedSave(const Outcome& failure, const char* consequence)
     const std::lock_guard lock(m_sync);
     if (!failure.IsOk())
     {
-        Warn(failure.Text() + consequence);
+        Warn(failure.text + consequence);
         m_failedSave = m_failedSave.IsOk() ? failure : m_failedSave;
     }
 }

@@ -48,10 +48,10 @@ int End(const Options& options, Outcome outcome, const std::string& report)
     }
     if (!outcome.IsOk())
     {
-        std::fprintf(stderr, "replay: %s\n", outcome.Text().c_str());
+        std::fprintf(stderr, "replay: %s\n", outcome.text.c_str());
     }
     ListCompleted(options.completed, L"");
-    return static_cast<int>(outcome.Code());
+    return static_cast<int>(outcome.code);
 }
 
 } // namespace

@@ -56,13 +56,13 @@ Outcome MediaInput::Open(const std::wstring& path, const AudioChoice& audio)
     RETURN_ON_FAILURE(Choose(name, audio));
     if (const Outcome read = ReadFirst(); !read.IsOk())
     {
-        std::string text = "cannot read " + name + ": " + read.Text();
+        std::string text = "cannot read " + name + ": " + read.text;
         if (m_demuxer.IsPipe())
         {
             text.append("; it is ").append(m_demuxer.File().iformat->long_name);
             text += ", and a pipe can be Matroska or MPEG-TS";
         }
-        return {read.Code(), text};
+        return {read.code, text};
     }
     if (!m_pVideo || !m_pVideo->HasBegun())
     {

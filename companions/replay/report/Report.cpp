@@ -107,7 +107,7 @@ std::string ReportAsJson(const Report& report, const Outcome& run)
     json["warnings"] = report.warnings;
     if (!run.IsOk())
     {
-        json["error"] = {{"code", static_cast<int>(run.Code())}, {"text", run.Text()}};
+        json["error"] = {{"code", static_cast<int>(run.code)}, {"text", run.text}};
     }
     // A file name may hold half a surrogate pair, which UTF-8 has no form for.
     return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
