@@ -33,18 +33,6 @@ void SleepUntil(Clock::time_point due)
     }
 }
 
-std::string Describe(const MediaReader& reader)
-{
-    const AVCodecParameters& parameters = reader.Parameters();
-    if (parameters.codec_type == AVMEDIA_TYPE_VIDEO)
-    {
-        return std::string(reader.Codec().name) + " " + std::to_string(parameters.width) + "x" +
-               std::to_string(parameters.height);
-    }
-    return std::string(reader.Codec().name) + " " + std::to_string(parameters.sample_rate) + " Hz, " +
-           std::to_string(parameters.ch_layout.nb_channels) + " channels";
-}
-
 /// Before anything is read, what the muxer would otherwise refuse in the end.
 Outcome CheckContainer(const std::wstring& output, const MediaReader& reader)
 {
@@ -99,23 +87,14 @@ PYXRecorderSettings Replay::Settings() const
 Outcome Replay::OpenInput()
 {
     RETURN_ON_FAILURE(m_input.Open(m_options.input, m_options.audio));
-    for (const std::string& warning : m_input.Warnings())
-    {
-        Warn(warning);
-    }
+    std::ranges::for_each(m_input.Warnings(), [this](const std::string& text) { Warn(text); });
     RETURN_ON_FAILURE(CheckContainer(m_options.output, m_input.Video()));
     RETURN_ON_FAILURE(m_input.Audio() ? CheckContainer(m_options.output, *m_input.Audio()) : Outcome());
     if (const std::string lost = WhatIsNotKept(m_input.Video(), m_options.output); !lost.empty())
     {
         Warn(lost);
     }
-    const bool verbose = m_options.verbose;
-    Print("video: " + Describe(m_input.Video()), verbose);
-    Print(m_input.Audio() ? "audio: " + Describe(*m_input.Audio()) : "no audio", verbose);
-    if (const unsigned others = m_input.OtherStreams(); others > 0)
-    {
-        Print(std::to_string(others) + " more streams are left out", verbose);
-    }
+    av_dump_format(m_input.Video().File(), 0, PathForUser(m_options.input).c_str(), 0); // shown with --verbose
     return {};
 }
 
@@ -204,12 +183,11 @@ void Replay::EndLeaving()
 
 Outcome Replay::Feed()
 {
-    LiveOrder order(&m_input, m_input.Audio() != nullptr);
+    const LiveOrder& order = m_input.Order();
     const Clock::time_point start = Clock::now();
     std::ptrdiff_t reached = 0; // of --save-at
     Outcome stored;
-    MediaPacket packet;
-    while (stored.IsOk() && !IsInterrupted() && order.Next(&packet))
+    for (MediaPacket packet; stored.IsOk() && !IsInterrupted() && m_input.Next(&packet);)
     {
         if (m_options.realtime)
         {
@@ -233,13 +211,19 @@ Outcome Replay::Feed()
     {
         Warn(std::to_string(missed) + (missed == 1 ? " time" : " times") + " of --save-at come after the input's end");
     }
-    WarnOfLosses(order);
-    if (const std::string why = WhyBroken(order); !why.empty())
+    if (IsInterrupted())
     {
-        return {ExitCode::BadInput,
-                PathForUser(m_options.input) + " is broken after " + FormatTime(order.Elapsed()) + ": " + why};
+        Warn("interrupted, saving what is kept");
     }
-    return {};
+    std::ranges::for_each(m_input.Losses(), [this](const std::string& text) { Warn(text); });
+    if (const pyx_uint64 late = m_lateAudio + m_pRecorder->Look().packetsLate; late > 0)
+    {
+        Warn(std::to_string(late) + " audio packets came too late for their group; --ram keeps such");
+    }
+    const std::string why = m_input.WhyBroken();
+    return why.empty() ? Outcome()
+                       : Outcome(ExitCode::BadInput, PathForUser(m_options.input) + " is broken after " +
+                                                         FormatTime(order.Elapsed()) + ": " + why);
 }
 
 Outcome Replay::Submit(PYXRecorder* pRecorder, const MediaPacket& packet)
@@ -369,41 +353,6 @@ Outcome Replay::CopyLastClip()
     ListCompleted(m_options.completed, m_options.output);
     m_report.clips.push_back(last);
     return {};
-}
-
-std::string Replay::WhyBroken(const LiveOrder& order) const
-{
-    if (IsInterrupted() || !m_input.BrokenText().empty())
-    {
-        return m_input.BrokenText();
-    }
-    // Some containers do not notice that they are cut off. The length that such a file tells was that of all streams.
-    constexpr pyx_int64 tolerance = 2 * PYX_TICKS_PER_SECOND;
-    return m_input.OtherStreams() == 0 && m_input.AnnouncedEnd() > order.End() + tolerance
-               ? "it should be " + FormatTime(m_input.FileDuration()) + " long"
-               : "";
-}
-
-void Replay::WarnOfLosses(const LiveOrder& order)
-{
-    if (const unsigned damages = m_input.Damages(); damages > 0)
-    {
-        Warn("the input is damaged in " + std::to_string(damages) + (damages == 1 ? " place" : " places") +
-             ", reading went on after it");
-    }
-    if (IsInterrupted())
-    {
-        Warn("interrupted, saving what is kept");
-    }
-    if (m_input.BrokenText().empty() && order.DroppedAudio() > PYX_TICKS_PER_SECOND)
-    {
-        Warn("the last " + FormatSeconds(ToSeconds(order.DroppedAudio()), 1) +
-             " s of the audio are left out, because the video ends there");
-    }
-    if (const pyx_uint64 late = m_lateAudio + m_pRecorder->Look().packetsLate; late > 0)
-    {
-        Warn(std::to_string(late) + " audio packets came too late for their group; --ram keeps such");
-    }
 }
 
 void Replay::WarnOfMissing(const PYXSavedClip& clip, const ClipContents& contents)

@@ -66,7 +66,7 @@ int main()
         return End(options, understood, understood.IsOk() || !options.json ? text : ReportAsJson({}, understood));
     }
     SetTraceLevel(options.verbose);
-    av_log_set_level(options.verbose ? AV_LOG_WARNING : AV_LOG_QUIET);
+    av_log_set_level(options.verbose ? AV_LOG_INFO : AV_LOG_QUIET);
     CatchInterrupt();
 
     Replay replay(options);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 namespace
@@ -9,52 +10,29 @@ namespace
 
 constexpr pyx_int64 c_step = PYX_TICKS_PER_SECOND / 25; // one picture, one audio packet
 
-/// Hands out packets of one step each at the given places: of the video, and after them those of the audio.
-class ScriptedSource final : public PacketSource
+/// The merged packets, "v0 a0 ...", of one step each, then what the order tells of itself.
+std::string Merge(const std::vector<pyx_int64>& video, const std::vector<pyx_int64>& audio)
 {
-public:
-    ScriptedSource(std::vector<pyx_int64> videoPlaces, std::vector<pyx_int64> audioPlaces)
-        : m_pictures(videoPlaces.size()), m_places(std::move(videoPlaces))
-    {
-        m_places.insert(m_places.end(), audioPlaces.begin(), audioPlaces.end());
-    }
-
-    bool Next(MediaPacket* pPacket) override
-    {
-        if (m_next == m_places.size())
-        {
-            return false;
-        }
-        pPacket->video = m_next < m_pictures;
-        pPacket->pts = m_places[m_next++] * c_step;
-        pPacket->duration = c_step;
-        return true;
-    }
-
-    std::size_t MostWaiting() const override
-    {
-        return 8;
-    }
-
-private:
-    std::size_t m_pictures;
-    std::vector<pyx_int64> m_places;
-    std::size_t m_next = 0;
-};
-
-/// The merged packets, "v0 a0 ...", then what the order tells of itself.
-std::string Merge(std::vector<pyx_int64> videoPlaces, std::vector<pyx_int64> audioPlaces)
-{
-    ScriptedSource source(std::move(videoPlaces), std::move(audioPlaces));
-    LiveOrder order(&source, true);
+    LiveOrder order(true, 8);
     std::string merged;
-    MediaPacket packet;
-    while (order.Next(&packet))
+    const auto take = [&] {
+        for (MediaPacket packet; order.Take(&packet);)
+        {
+            merged += (packet.video ? "v" : "a") + std::to_string(packet.pts / c_step) + ' ';
+        }
+    };
+    for (const bool isVideo : {true, false})
     {
-        merged += (packet.video ? "v" : "a") + std::to_string(packet.pts / c_step) + ' ';
+        for (const pyx_int64 place : isVideo ? video : audio)
+        {
+            order.Add({.pPacket = nullptr, .pts = place * c_step, .duration = c_step, .video = isVideo});
+            take();
+        }
     }
+    order.End();
+    take();
     return merged + "elapsed " + std::to_string(order.Elapsed() / c_step) + " end " +
-           std::to_string(order.End() / c_step) + " dropped " + std::to_string(order.DroppedAudio() / c_step);
+           std::to_string(order.LastEnd() / c_step) + " dropped " + std::to_string(order.DroppedAudio() / c_step);
 }
 
 TEST(LiveOrderTest, PacketsComeWhenALiveCaptureWouldHaveThem)

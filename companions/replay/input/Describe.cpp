@@ -44,55 +44,49 @@ void KeepText(PYXPropertyStorage* pProperties, const wchar_t* name, const AVDict
     }
 }
 
-void SetColors(PYXPropertyStorage* pStream, const AVCodecParameters& parameters)
+void KeepNumber(PYXPropertyStorage* pProperties, const wchar_t* name, pyx_int64 value, pyx_int64 unknown = INT64_MIN)
 {
-    const auto keep = [pStream](const wchar_t* name, int value, int unknown) {
-        if (value != unknown)
-        {
-            Keep(pStream, name, PYXVariantFromInt64(value));
-        }
-    };
-    keep(PYX_PROPERTY_VIDEO_COLOR_RANGE, parameters.color_range, AVCOL_RANGE_UNSPECIFIED);
-    keep(PYX_PROPERTY_VIDEO_COLOR_PRIMARIES, parameters.color_primaries, AVCOL_PRI_UNSPECIFIED);
-    keep(PYX_PROPERTY_VIDEO_COLOR_TRANSFER, parameters.color_trc, AVCOL_TRC_UNSPECIFIED);
-    keep(PYX_PROPERTY_VIDEO_COLOR_MATRIX, parameters.color_space, AVCOL_SPC_UNSPECIFIED);
+    if (value != unknown)
+    {
+        Keep(pProperties, name, PYXVariantFromInt64(value));
+    }
 }
 
-bool TellsDefaultStream(const AVFormatContext& file)
+void KeepCommon(PYXPropertyStorage* pStream, const MediaReader& reader)
 {
-    const std::string_view name = file.iformat->name;
-    return name.starts_with("mov") || name.starts_with("matroska");
-}
-
-void SetCommon(PYXPropertyStorage* pStream, const MediaReader& reader)
-{
-    const AVStream& stream = reader.Stream();
+    const AVStream& stream = *reader.Stream();
     KeepText(pStream, PYX_PROPERTY_LANGUAGE, stream.metadata, "language");
-    if (TellsDefaultStream(reader.File()))
+    const std::string_view container = reader.File()->iformat->name;
+    if (container.starts_with("mov") || container.starts_with("matroska")) // others do not tell
     {
         const bool isDefault = (stream.disposition & AV_DISPOSITION_DEFAULT) != 0;
         Keep(pStream, PYX_PROPERTY_DEFAULT_STREAM, PYXVariantFromBool(isDefault));
     }
 }
 
-void SetVideoDetails(PYXPropertyStorage* pStream, const MediaReader& video)
+void KeepVideoDetails(PYXPropertyStorage* pStream, const MediaReader& video)
 {
-    SetColors(pStream, video.Parameters());
-    if (const AVRational aspect = video.PixelAspect(); aspect.num > 0 && aspect.den > 0)
+    const AVCodecParameters& parameters = video.Parameters();
+    KeepNumber(pStream, PYX_PROPERTY_VIDEO_COLOR_RANGE, parameters.color_range, AVCOL_RANGE_UNSPECIFIED);
+    KeepNumber(pStream, PYX_PROPERTY_VIDEO_COLOR_PRIMARIES, parameters.color_primaries, AVCOL_PRI_UNSPECIFIED);
+    KeepNumber(pStream, PYX_PROPERTY_VIDEO_COLOR_TRANSFER, parameters.color_trc, AVCOL_TRC_UNSPECIFIED);
+    KeepNumber(pStream, PYX_PROPERTY_VIDEO_COLOR_MATRIX, parameters.color_space, AVCOL_SPC_UNSPECIFIED);
+    const AVRational aspect = av_guess_sample_aspect_ratio(video.File(), video.Stream(), nullptr);
+    if (aspect.num > 0 && aspect.den > 0)
     {
         Keep(pStream, PYX_PROPERTY_VIDEO_PIXEL_ASPECT,
              PYXVariantFromRate(static_cast<pyx_uint32>(aspect.num), static_cast<pyx_uint32>(aspect.den)));
     }
     for (const SideDataRow& row : c_sideData)
     {
-        const std::span<const pyx_uint8> bytes = FindSideData(video.Stream(), row.type);
+        const std::span<const pyx_uint8> bytes = FindSideData(*video.Stream(), row.type);
         const auto spBuffer = HostBuffer::Create(bytes);
         if (spBuffer && !bytes.empty())
         {
             Keep(pStream, row.property, PYXVariantBorrowInterface(spBuffer.Get()));
         }
     }
-    SetCommon(pStream, video);
+    KeepCommon(pStream, video);
 }
 
 } // namespace
@@ -104,11 +98,12 @@ PYXVideoStream DescribeVideo(const MediaReader& video)
     PYXVideoStream stream;
     stream.codec = main10 ? PYX_VIDEO_CODEC_HEVC_MAIN10 : video.Codec().number;
     stream.size = {parameters.width, parameters.height};
-    stream.rate = {static_cast<pyx_uint32>(video.FrameRate().num), static_cast<pyx_uint32>(video.FrameRate().den)};
+    const AVRational rate = av_guess_frame_rate(video.File(), video.Stream(), nullptr);
+    stream.rate = {static_cast<pyx_uint32>(rate.num), static_cast<pyx_uint32>(rate.den)};
     stream.bitRate = parameters.bit_rate;
     stream.setUp = SetUpOf(parameters);
     stream.spMore = MakeProperties();
-    SetVideoDetails(stream.spMore.Get(), video);
+    KeepVideoDetails(stream.spMore.Get(), video);
     return stream;
 }
 
@@ -122,25 +117,22 @@ PYXAudioStream DescribeAudio(const MediaReader& audio)
     stream.bitRate = parameters.bit_rate;
     stream.setUp = SetUpOf(parameters);
     stream.spMore = MakeProperties();
-    const auto set = [&stream](const wchar_t* name, pyx_int64 value) {
-        Keep(stream.spMore.Get(), name, PYXVariantFromInt64(value));
-    };
-    set(PYX_PROPERTY_AUDIO_FORMAT, parameters.format); // numbered alike on both sides
-    if (parameters.ch_layout.order == AV_CHANNEL_ORDER_NATIVE)
-    {
-        set(PYX_PROPERTY_AUDIO_CHANNEL_LAYOUT, static_cast<pyx_int64>(parameters.ch_layout.u.mask));
-    }
-    set(PYX_PROPERTY_AUDIO_BLOCK_ALIGN, parameters.block_align);
-    set(PYX_PROPERTY_AUDIO_FRAME_SIZE, parameters.frame_size);
-    SetCommon(stream.spMore.Get(), audio);
+    PYXPropertyStorage* pMore = stream.spMore.Get();
+    const bool isNative = parameters.ch_layout.order == AV_CHANNEL_ORDER_NATIVE;
+    const auto layout = static_cast<pyx_int64>(isNative ? parameters.ch_layout.u.mask : 0);
+    KeepNumber(pMore, PYX_PROPERTY_AUDIO_CHANNEL_LAYOUT, layout, 0);
+    KeepNumber(pMore, PYX_PROPERTY_AUDIO_FORMAT, parameters.format); // numbered alike on both sides
+    KeepNumber(pMore, PYX_PROPERTY_AUDIO_BLOCK_ALIGN, parameters.block_align);
+    KeepNumber(pMore, PYX_PROPERTY_AUDIO_FRAME_SIZE, parameters.frame_size);
+    KeepCommon(pMore, audio);
     return stream;
 }
 
 PYXInterfacePtr<PYXPropertyStorage> DescribeClip(const MediaReader& video, bool fastStart)
 {
     PYXInterfacePtr<PYXPropertyStorage> spClip = MakeProperties();
-    KeepText(spClip.Get(), PYX_PROPERTY_CREATION_TIME, video.File().metadata, "creation_time");
-    KeepText(spClip.Get(), PYX_PROPERTY_TITLE, video.File().metadata, "title");
+    KeepText(spClip.Get(), PYX_PROPERTY_CREATION_TIME, video.File()->metadata, "creation_time");
+    KeepText(spClip.Get(), PYX_PROPERTY_TITLE, video.File()->metadata, "title");
     if (fastStart)
     {
         Keep(spClip.Get(), PYX_PROPERTY_FAST_START, PYXVariantFromBool(true));
@@ -153,6 +145,6 @@ std::string WhatIsNotKept(const MediaReader& video, const std::wstring& output)
     const AVOutputFormat* pFormat = av_guess_format(nullptr, PYXToUtf8(output).c_str(), nullptr);
     // Matroska keeps it from FFmpeg 7 on.
     const bool keeps = !pFormat || std::string_view(pFormat->name) != "matroska" || LIBAVFORMAT_VERSION_MAJOR >= 61;
-    const bool isKept = keeps || FindSideData(video.Stream(), AV_PKT_DATA_DISPLAYMATRIX).empty();
+    const bool isKept = keeps || FindSideData(*video.Stream(), AV_PKT_DATA_DISPLAYMATRIX).empty();
     return isKept ? "" : "an .mkv file does not keep that the pictures are turned or mirrored; .mp4 and .mov do";
 }

@@ -5,21 +5,6 @@
 #include <algorithm>
 #include <deque>
 
-/// Where packets come from: one or two streams, each in decode order.
-class PacketSource
-{
-public:
-    /// The next packet of either stream. False: there are no more.
-    virtual bool Next(MediaPacket* pPacket) = 0;
-
-    /// When so many packets of one stream wait, the other has a pause and is not
-    /// waited for.
-    virtual std::size_t MostWaiting() const = 0;
-
-protected:
-    ~PacketSource() = default;
-};
-
 /// Merges a file's two streams into the order in which a live capture would
 /// hand their packets over.
 ///
@@ -33,17 +18,26 @@ protected:
 ///     merged         v0 a0 a1 a2 v3 v1 v2 a3 a4 a5 v6 v4 v5 a6
 ///
 /// The video is handed out whole. Audio ends with it: with the first packet that
-/// begins when the last picture has ended.
+/// begins when the last picture has ended. Threads: one.
 class LiveOrder
 {
 public:
-    /// The source is borrowed.
-    LiveOrder(PacketSource* pSource, bool hasAudio) : m_pSource(pSource), m_hasAudio(hasAudio)
+    /// When `mostWaiting` packets of one stream wait, the other has a pause and is not waited for.
+    LiveOrder(bool hasAudio, std::size_t mostWaiting) : m_hasAudio(hasAudio), m_mostWaiting(mostWaiting)
     {
     }
 
-    /// False: that was all.
-    bool Next(MediaPacket* pPacket);
+    /// The next packet of its stream in decode order.
+    void Add(MediaPacket packet);
+
+    /// No more are added.
+    void End()
+    {
+        m_hasEnded = true;
+    }
+
+    /// False: others must be added first; after End(): that was all.
+    bool Take(MediaPacket* pPacket);
 
     /// Arrival of the packet handed out last, counted from the first one that is
     /// shown; 0 before it.
@@ -53,7 +47,7 @@ public:
     }
 
     /// After the end: when the last packet of either stream ends.
-    pyx_int64 End() const
+    pyx_int64 LastEnd() const
     {
         return std::max(m_video.end, m_audio.end);
     }
@@ -74,18 +68,15 @@ private:
     struct Lane
     {
         std::deque<Arrived> waiting;
-        pyx_int64 arrival = INT64_MIN; // of the last packet that was read
+        pyx_int64 arrival = INT64_MIN; // of the last packet that was added
         pyx_int64 end = INT64_MIN;     // of all packets so far
     };
 
-    bool IsNextKnown() const;
-    void Fill();
-
-    PacketSource* const m_pSource;
     const bool m_hasAudio;
+    const std::size_t m_mostWaiting;
     Lane m_video;
     Lane m_audio;
-    bool m_hasEnded = false; // the source
+    bool m_hasEnded = false;
     bool m_started = false;
     pyx_int64 m_firstArrival = 0;
     pyx_int64 m_arrival = 0;

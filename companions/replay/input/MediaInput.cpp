@@ -1,9 +1,11 @@
 #include "replay/input/MediaInput.h"
 
+#include "replay/Control.h"
 #include "replay/Text.h"
 
 #include <set>
 #include <span>
+#include <utility>
 
 namespace
 {
@@ -69,6 +71,7 @@ Outcome MediaInput::Open(const std::wstring& path, const AudioChoice& audio)
         return {ExitCode::BadInput, name + " has no video"};
     }
     NameLeftOut();
+    m_order.emplace(m_pAudio != nullptr, MostWaiting());
     return {};
 }
 
@@ -136,32 +139,21 @@ Outcome MediaInput::ReadFirst()
 void MediaInput::NameLeftOut()
 {
     const AVFormatContext& file = m_demuxer.File();
-    std::set<std::string> names; // each once
+    std::set<std::string> names; // each once, and one without a name
     for (const AVStream* pStream : std::span(file.streams, file.nb_streams))
     {
-        const bool isKept = pStream == &m_pVideo->Stream() || (m_pAudio && pStream == &m_pAudio->Stream());
-        const AVMediaType kind = pStream->codecpar->codec_type;
-        if (kind == AVMEDIA_TYPE_VIDEO && !isKept)
-        {
-            names.insert(pStream->disposition & AV_DISPOSITION_ATTACHED_PIC ? "a cover" : "another video stream");
-        }
-        if (kind == AVMEDIA_TYPE_AUDIO && !isKept && m_pAudio)
-        {
-            names.insert("other audio tracks");
-        }
-        if (kind == AVMEDIA_TYPE_SUBTITLE)
-        {
-            names.insert("subtitles");
-        }
-        if (av_dict_get(pStream->metadata, "timecode", nullptr, 0))
-        {
-            names.insert("the timecode");
-        }
+        const bool isKept = pStream == m_pVideo->Stream() || (m_pAudio && pStream == m_pAudio->Stream());
+        const AVMediaType kind = isKept ? AVMEDIA_TYPE_UNKNOWN : pStream->codecpar->codec_type;
+        const bool isCover = (pStream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+        names.insert(kind == AVMEDIA_TYPE_SUBTITLE            ? "subtitles"
+                     : kind == AVMEDIA_TYPE_AUDIO && m_pAudio ? "other audio tracks"
+                     : kind != AVMEDIA_TYPE_VIDEO             ? ""
+                     : isCover                                ? "a cover"
+                                                              : "another video stream");
+        names.insert(av_dict_get(pStream->metadata, "timecode", nullptr, 0) ? "the timecode" : "");
     }
-    if (file.nb_chapters > 0)
-    {
-        names.insert("chapters");
-    }
+    names.insert(file.nb_chapters > 0 ? "chapters" : "");
+    names.erase("");
     std::string list;
     for (const std::string& name : names)
     {
@@ -175,18 +167,24 @@ void MediaInput::NameLeftOut()
 
 bool MediaInput::Next(MediaPacket* pPacket)
 {
-    for (;; Read())
+    while (!m_order->Take(pPacket))
     {
-        // The order of the two is LiveOrder's affair.
-        if (m_pVideo->Take(pPacket) || (m_pAudio && m_pAudio->Take(pPacket)))
+        MediaPacket packet;
+        if (m_pVideo->Take(&packet) || (m_pAudio && m_pAudio->Take(&packet)))
         {
-            return true;
+            m_order->Add(std::move(packet));
         }
-        if (m_hasEnded)
+        else if (m_hasEnded)
         {
-            return false;
+            m_order->End();
+            return m_order->Take(pPacket);
+        }
+        else
+        {
+            Read();
         }
     }
+    return true;
 }
 
 /// Reads one packet of the file. What of the file itself cannot be read counts as the video's.
@@ -197,7 +195,7 @@ void MediaInput::Read()
     bool goesOn = false;
     if (error >= 0)
     {
-        MediaReader* pReader = pPacket->stream_index == m_pVideo->Stream().index ? m_pVideo.get() : m_pAudio.get();
+        MediaReader* pReader = pPacket->stream_index == m_pVideo->Stream()->index ? m_pVideo.get() : m_pAudio.get();
         goesOn = !pReader || pReader->Add(pPacket.get());
     }
     else if (error != AVERROR_EOF)
@@ -230,12 +228,14 @@ pyx_int64 MediaInput::FileDuration() const
     return file.duration > 0 ? ToTicks(file.duration, {1, AV_TIME_BASE}) : 0;
 }
 
+/// When the last packet of all streams ends at least by what the file says of itself; INT64_MIN: nothing reliable.
 pyx_int64 MediaInput::AnnouncedEnd() const
 {
     const AVFormatContext& file = m_demuxer.File();
     const bool guessed = file.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
+    const bool readsAll = file.nb_streams == (m_pAudio ? 2 : 1);
     // What writes into a pipe begins with a length that it can only estimate.
-    if (file.duration <= 0 || file.start_time == AV_NOPTS_VALUE || guessed || m_demuxer.IsPipe() ||
+    if (file.duration <= 0 || file.start_time == AV_NOPTS_VALUE || guessed || !readsAll || m_demuxer.IsPipe() ||
         m_demuxer.HasJoints())
     {
         return INT64_MIN;
@@ -246,12 +246,26 @@ pyx_int64 MediaInput::AnnouncedEnd() const
     return ToTicks(file.duration + (fromStart ? file.start_time : 0), {1, AV_TIME_BASE});
 }
 
-unsigned MediaInput::OtherStreams() const
+std::string MediaInput::WhyBroken() const
 {
-    return m_demuxer.File().nb_streams - (m_pAudio ? 2 : 1);
+    // Some containers do not notice that they are cut off.
+    constexpr pyx_int64 tolerance = 2 * PYX_TICKS_PER_SECOND;
+    const bool isShort = !IsInterrupted() && AnnouncedEnd() > m_order->LastEnd() + tolerance;
+    return m_brokenText.empty() && isShort ? "it should be " + FormatTime(FileDuration()) + " long" : m_brokenText;
 }
 
-unsigned MediaInput::Damages() const
+std::vector<std::string> MediaInput::Losses() const
 {
-    return m_pVideo->Damages() + (m_pAudio ? m_pAudio->Damages() : 0);
+    std::vector<std::string> losses;
+    if (const unsigned damages = m_pVideo->Damages() + (m_pAudio ? m_pAudio->Damages() : 0); damages > 0)
+    {
+        losses.push_back("the input is damaged in " + std::to_string(damages) + (damages == 1 ? " place" : " places") +
+                         ", reading went on after it");
+    }
+    if (const pyx_int64 dropped = m_order->DroppedAudio(); m_brokenText.empty() && dropped > PYX_TICKS_PER_SECOND)
+    {
+        losses.push_back("the last " + FormatSeconds(ToSeconds(dropped), 1) +
+                         " s of the audio are left out, because the video ends there");
+    }
+    return losses;
 }

@@ -6,12 +6,14 @@
 #include "replay/Options.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
-/// What is read of a media file: its video, and one audio stream if it has any.
-/// It is read once, in its own order, and goes on after damage. Threads: one.
-class MediaInput final : public PacketSource
+/// What is read of a media file: its video, and one audio stream if it has any,
+/// in the order of a live capture. It is read once and goes on after damage.
+/// Threads: one.
+class MediaInput
 {
 public:
     /// Of several streams of a kind the one that is flagged as default is taken,
@@ -19,12 +21,7 @@ public:
     /// audio track.
     Outcome Open(const std::wstring& path, const AudioChoice& audio);
 
-    /// After Open(): what is left out, a line each.
-    const std::vector<std::string>& Warnings() const
-    {
-        return m_warnings;
-    }
-
+    /// After Open().
     const MediaReader& Video() const
     {
         return *m_pVideo;
@@ -36,41 +33,41 @@ public:
         return m_pAudio.get();
     }
 
-    bool Next(MediaPacket* pPacket) override;
-
-    std::size_t MostWaiting() const override;
-
-    /// After the end: what is wrong, FFmpeg's words, when the input could not be
-    /// read further; else empty.
-    const std::string& BrokenText() const
+    const LiveOrder& Order() const
     {
-        return m_brokenText;
+        return *m_order;
     }
 
     /// Length of the file in ticks, 0 when the file does not tell.
     pyx_int64 FileDuration() const;
 
-    /// When the last packet ends at least by what the file says of itself, or
-    /// INT64_MIN when it says nothing reliable: the time is that of all streams
-    /// together.
-    pyx_int64 AnnouncedEnd() const;
+    /// False: there are no more.
+    bool Next(MediaPacket* pPacket);
 
-    /// Streams of the file that are not read.
-    unsigned OtherStreams() const;
+    /// After the end: why it is not that of the input; empty: it is.
+    std::string WhyBroken() const;
 
-    /// How often something damaged was met and reading went on after it.
-    unsigned Damages() const;
+    /// What is left out, after Open(), and what was lost, after the end; a line each.
+    const std::vector<std::string>& Warnings() const
+    {
+        return m_warnings;
+    }
+
+    std::vector<std::string> Losses() const;
 
 private:
     Outcome Choose(const std::string& name, const AudioChoice& audio);
     Outcome ReadFirst();
     void NameLeftOut();
     void Read();
+    std::size_t MostWaiting() const;
+    pyx_int64 AnnouncedEnd() const;
 
     Demuxer m_demuxer;
     std::unique_ptr<MediaReader> m_pVideo;
     std::unique_ptr<MediaReader> m_pAudio;
+    std::optional<LiveOrder> m_order; // after Open()
     std::vector<std::string> m_warnings;
     bool m_hasEnded = false;
-    std::string m_brokenText;
+    std::string m_brokenText; // FFmpeg's words
 };

@@ -42,16 +42,6 @@ Outcome MediaReader::Begin()
                                 std::string("its ") + m_pCodec->name + " stream: " + FFmpegErrorText(error));
 }
 
-AVRational MediaReader::FrameRate() const
-{
-    return av_guess_frame_rate(m_pFile, m_pStream, nullptr);
-}
-
-AVRational MediaReader::PixelAspect() const
-{
-    return av_guess_sample_aspect_ratio(m_pFile, m_pStream, nullptr);
-}
-
 bool MediaReader::Add(AVPacket* pPacket)
 {
     int error = av_bsf_send_packet(m_pFilter.get(), pPacket);
@@ -134,7 +124,7 @@ void MediaReader::AddWaiting(PacketPtr pPacket)
     packet.pPacket = std::move(pPacket);
     const AVPacket& read = *packet.pPacket;
     const AVRational unit = m_pFilter->time_base_out;
-    const AVRational rate = FrameRate();
+    const AVRational rate = av_guess_frame_rate(m_pFile, m_pStream, nullptr);
     const bool isEven = m_sortsByOrder && rate.num > 0; // the container's durations are those of the index
     const pyx_int64 time = m_sortsByOrder || (read.pts == AV_NOPTS_VALUE && !m_parsesAll) ? read.dts : read.pts;
     if (time != AV_NOPTS_VALUE)

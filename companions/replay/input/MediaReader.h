@@ -78,20 +78,15 @@ public:
     }
 
     /// What else the file says of the stream, and of itself.
-    const AVStream& Stream() const
+    AVStream* Stream() const
     {
-        return *m_pStream;
+        return m_pStream;
     }
 
-    const AVFormatContext& File() const
+    AVFormatContext* File() const
     {
-        return *m_pFile;
+        return m_pFile;
     }
-
-    AVRational FrameRate() const;
-
-    /// Width of a pixel to its height; 0/1 when nothing tells.
-    AVRational PixelAspect() const;
 
     /// How often something damaged was met and whole packets came after it.
     unsigned Damages() const
