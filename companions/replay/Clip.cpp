@@ -49,8 +49,8 @@ Outcome ReadClip(const std::wstring& path, ClipContents* pContents)
     {
         const AVStream& stream = *pFile->streams[pPacket->stream_index];
         const bool isVideo = stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
-        pContents->bytes += static_cast<pyx_uint64>(pPacket->size);
-        ++(isVideo ? pContents->videoPackets : pContents->audioPackets);
+        pContents->packets.bytes += static_cast<pyx_uint64>(pPacket->size);
+        ++(isVideo ? pContents->packets.video : pContents->packets.audio);
         if (isVideo)
         {
             pContents->groups += (pPacket->flags & AV_PKT_FLAG_KEY) != 0 ? 1 : 0;

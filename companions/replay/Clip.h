@@ -5,12 +5,22 @@
 
 #include <string>
 
+struct PacketCounts
+{
+    pyx_uint64 All() const
+    {
+        return video + audio;
+    }
+
+    pyx_uint64 video = 0;
+    pyx_uint64 audio = 0;
+    pyx_uint64 bytes = 0; ///< of both
+};
+
 /// What a written clip holds, read back from the file.
 struct ClipContents
 {
-    pyx_uint64 videoPackets = 0;
-    pyx_uint64 audioPackets = 0;
-    pyx_uint64 bytes = 0;  ///< of the packets
+    PacketCounts packets;
     pyx_uint64 groups = 0; ///< key pictures
     double seconds = 0;    ///< from the first picture's start to the last one's end
 };

@@ -54,7 +54,6 @@ Outcome Replay::Run()
 {
     const Clock::time_point start = Clock::now();
     const std::jthread requests = WatchControlFile(m_options.control, [this] { BeginSave(); });
-    m_report.exact = m_options.exact;
     RETURN_ON_FAILURE(m_options.report.empty() ? Outcome() : CheckWritable(m_options.report));
     RETURN_ON_FAILURE(OpenInput());
     RETURN_ON_FAILURE(CheckClip(m_options.output, m_options.input)); // before hours of video are read
@@ -357,7 +356,7 @@ Outcome Replay::CopyLastClip()
 
 void Replay::WarnOfMissing(const PYXSavedClip& clip, const ClipContents& contents)
 {
-    const pyx_uint64 written = contents.videoPackets + contents.audioPackets;
+    const pyx_uint64 written = contents.packets.All();
     if (!m_options.exact && written < clip.packets)
     {
         Warn(PathForUser(clip.path) + " holds " + std::to_string(written) + " of the " + std::to_string(clip.packets) +

@@ -2,7 +2,6 @@
 
 #include "replay/Control.h"
 #include "replay/Replay.h"
-#include "replay/report/ReportPage.h"
 #include "replay/Text.h"
 
 #include <windows.h>
@@ -63,7 +62,8 @@ int main()
     std::string text;
     if (const Outcome understood = ReadCommandLine(&options, &text); !understood.IsOk() || !text.empty())
     {
-        return End(options, understood, understood.IsOk() || !options.json ? text : ReportAsJson({}, understood));
+        return End(options, understood,
+                   understood.IsOk() || !options.json ? text : ReportAsJson(options, {}, understood));
     }
     SetTraceLevel(options.verbose);
     av_log_set_level(options.verbose ? AV_LOG_INFO : AV_LOG_QUIET);
@@ -78,5 +78,5 @@ int main()
         outcome = outcome.IsOk() ? written : outcome;
     }
     const std::string table = report.fed && !options.quiet ? ReportAsTable(report) : "";
-    return End(options, outcome, options.json ? ReportAsJson(report, outcome) : table);
+    return End(options, outcome, options.json ? ReportAsJson(options, report, outcome) : table);
 }

@@ -5,16 +5,17 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <iomanip>
 #include <sstream>
 
 namespace
 {
 
-std::string Packets(pyx_uint64 video, pyx_uint64 audio, pyx_uint64 bytes)
+std::string Describe(const PacketCounts& packets)
 {
-    return std::to_string(video + audio) + " packets (" + std::to_string(video) + " video, " + std::to_string(audio) +
-           " audio), " + FormatBytes(bytes);
+    return std::to_string(packets.All()) + " packets (" + std::to_string(packets.video) + " video, " +
+           std::to_string(packets.audio) + " audio), " + FormatBytes(packets.bytes);
 }
 
 double Milliseconds(std::chrono::nanoseconds time)
@@ -32,10 +33,10 @@ nlohmann::ordered_json ClipAsJson(const ReportedClip& reported, pyx_int64 origin
         {"coveredFrom", ToSeconds(clip.from - origin)},
         {"coveredTo", ToSeconds(clip.to - origin)},
         {"missingNewest", ToSeconds(clip.newest - clip.to)},
-        {"packetsWritten", contents.videoPackets + contents.audioPackets},
-        {"videoPacketsWritten", contents.videoPackets},
-        {"audioPacketsWritten", contents.audioPackets},
-        {"bytesWritten", contents.bytes},
+        {"packetsWritten", contents.packets.All()},
+        {"videoPacketsWritten", contents.packets.video},
+        {"audioPacketsWritten", contents.packets.audio},
+        {"bytesWritten", contents.packets.bytes},
         {"output", PathForUser(clip.path)},
     };
 }
@@ -44,18 +45,46 @@ nlohmann::ordered_json ClipAsJson(const ReportedClip& reported, pyx_int64 origin
 
 void Report::Add(const MediaPacket& packet, const PYXRecorderLook& look, std::chrono::nanoseconds taken)
 {
-    std::chrono::nanoseconds& longest = look.savesWaiting > 0 ? longestSubmit.whileSaving : longestSubmit.otherwise;
+    constexpr pyx_int64 smallestGap = PYX_TICKS_PER_SECOND / 100;
+    std::chrono::nanoseconds& longest = look.savesWaiting > 0 ? longestWhileSaving : longestOtherwise;
     longest = std::max(longest, taken);
-    in.bytes += packet.Bytes().size();
-    ++(packet.video ? in.videoPackets : in.audioPackets);
-    timeline.Add(packet, look, taken);
+    const double ticks = std::max(1.0, std::floor(static_cast<double>(taken.count()) / 100));
+    ++submits[static_cast<int>(std::floor(8 * std::log2(ticks)))];
+    const pyx_uint64 bytes = packet.Bytes().size();
+    in.bytes += bytes;
+    ++(packet.video ? in.video : in.audio);
+    const pyx_int64 end = packet.pts + packet.duration;
+    if (packet.video && packet.key)
+    {
+        groups.push_back({.start = packet.pts, .end = end, .heldFrom = look.from, .heldBytes = look.bytes - bytes});
+    }
+    if (!packet.video && (audio.empty() || packet.pts - audio.back().second >= smallestGap))
+    {
+        audio.emplace_back(packet.pts, end);
+    }
+    if (!packet.video)
+    {
+        audio.back().second = std::max(audio.back().second, end);
+    }
+    if (groups.empty())
+    {
+        return; // no picture can be shown before the first key picture
+    }
+    ReportedGroup& group = groups.back();
+    group.bytes += bytes;
+    ++(packet.video ? group.pictures : group.audioPackets);
+    group.end = packet.video ? std::max(group.end, end) : group.end;
+    if (groups.size() > c_mostGroups)
+    {
+        groups.pop_front();
+        ++forgotten;
+    }
 }
 
 std::string ReportAsTable(const Report& report)
 {
     std::ostringstream table;
-    table << std::fixed << std::setprecision(2) << "In        "
-          << Packets(report.in.videoPackets, report.in.audioPackets, report.in.bytes) << "\n";
+    table << std::fixed << std::setprecision(2) << "In        " << Describe(report.in) << "\n";
     for (const auto& [clip, contents] : report.clips)
     {
         const double missing = ToSeconds(clip.newest - clip.to);
@@ -63,28 +92,26 @@ std::string ReportAsTable(const Report& report)
               << contents.seconds << " s\nCovers    " << ToSeconds(clip.from - report.origin) << " s to "
               << ToSeconds(clip.to - report.origin) << " s of the input"
               << (missing > 0 ? ", without the newest " + FormatSeconds(missing, 2) + " s" : "") << "\nWritten   "
-              << Packets(contents.videoPackets, contents.audioPackets, contents.bytes) << "\nOutput    "
-              << PathForUser(clip.path) << "\n";
+              << Describe(contents.packets) << "\nOutput    " << PathForUser(clip.path) << "\n";
     }
     table << (report.clips.empty() ? "Output    none\n" : "");
     if (report.savedMeanwhile)
     {
-        table << "Longest   SubmitInput " << FormatSeconds(Milliseconds(report.longestSubmit.whileSaving), 3)
-              << " ms while a clip was saved, " << FormatSeconds(Milliseconds(report.longestSubmit.otherwise), 3)
-              << " ms otherwise\n";
+        table << std::setprecision(3) << "Longest   SubmitInput " << Milliseconds(report.longestWhileSaving)
+              << " ms while a clip was saved, " << Milliseconds(report.longestOtherwise) << " ms otherwise\n";
     }
-    table << "Taken     " << report.secondsTaken << " s\n";
+    table << std::setprecision(2) << "Taken     " << report.secondsTaken << " s\n";
     return table.str();
 }
 
-std::string ReportAsJson(const Report& report, const Outcome& run)
+std::string ReportAsJson(const Options& options, const Report& report, const Outcome& run)
 {
     nlohmann::ordered_json json = {
-        {"packetsIn", report.in.videoPackets + report.in.audioPackets},
-        {"videoPacketsIn", report.in.videoPackets},
-        {"audioPacketsIn", report.in.audioPackets},
+        {"packetsIn", report.in.All()},
+        {"videoPacketsIn", report.in.video},
+        {"audioPacketsIn", report.in.audio},
         {"bytesIn", report.in.bytes},
-        {"mode", report.exact ? "exact" : "whole"},
+        {"mode", options.exact ? "exact" : "whole"},
     };
     json.update(ClipAsJson(report.clips.empty() ? ReportedClip() : report.clips.back(), report.origin));
     if (report.clips.empty())
@@ -100,8 +127,8 @@ std::string ReportAsJson(const Report& report, const Outcome& run)
     json["longestSubmitMs"] = nullptr;
     if (report.savedMeanwhile)
     {
-        json["longestSubmitMs"] = {{"whileSaving", Milliseconds(report.longestSubmit.whileSaving)},
-                                   {"otherwise", Milliseconds(report.longestSubmit.otherwise)}};
+        json["longestSubmitMs"] = {{"whileSaving", Milliseconds(report.longestWhileSaving)},
+                                   {"otherwise", Milliseconds(report.longestOtherwise)}};
     }
     json["secondsTaken"] = report.secondsTaken;
     json["warnings"] = report.warnings;

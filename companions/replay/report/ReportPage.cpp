@@ -1,7 +1,6 @@
-#include "replay/report/ReportPage.h"
-
 #include "media/PartFile.h"
 #include "replay/Control.h"
+#include "replay/report/Report.h"
 #include "replay/Text.h"
 
 #include <nlohmann/json.hpp>
@@ -13,7 +12,7 @@
 #include <fstream>
 #include <regex>
 
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(TimelineGroup, start, end, pictures, audioPackets, bytes, heldFrom, heldBytes)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ReportedGroup, start, end, pictures, audioPackets, bytes, heldFrom, heldBytes)
 
 namespace
 {
@@ -37,18 +36,18 @@ std::string UrlOf(const std::filesystem::path& clip, const std::filesystem::path
 /// The page works out times from the ticks here.
 std::string RunAsText(const Options& options, const Report& report, const Outcome& run)
 {
-    const LongestSubmit& longest = report.longestSubmit;
-    nlohmann::json json = {{"summary", nlohmann::json::parse(ReportAsJson(report, run))},
-                           {"input", PathForUser(options.input)},
-                           {"duration", options.duration},
-                           {"storage", options.ram ? "memory" : "temporary files"},
-                           {"origin", report.origin},
-                           {"groups", report.timeline.groups},
-                           {"forgotten", report.timeline.forgotten},
-                           {"audio", report.timeline.audio},
-                           {"submits", report.timeline.submits},
-                           {"longestSubmit", std::max(longest.whileSaving, longest.otherwise).count() / 100},
-                           {"urls", nlohmann::json::array()}};
+    nlohmann::json json = {
+        {"summary", nlohmann::json::parse(ReportAsJson(options, report, run))},
+        {"input", PathForUser(options.input)},
+        {"duration", options.duration},
+        {"storage", options.ram ? "memory" : "temporary files"},
+        {"origin", report.origin},
+        {"groups", report.groups},
+        {"forgotten", report.forgotten},
+        {"audio", report.audio},
+        {"submits", report.submits},
+        {"longestSubmit", std::max(report.longestWhileSaving, report.longestOtherwise).count() / 100},
+        {"urls", nlohmann::json::array()}};
     for (const auto& [clip, contents] : report.clips)
     {
         json["urls"].push_back(UrlOf(clip.path, options.report));
