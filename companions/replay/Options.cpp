@@ -9,7 +9,6 @@
 #include <shellapi.h>
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <limits>
 #include <memory>
@@ -71,12 +70,11 @@ std::string WithoutLeadingZeros(std::string text)
     return text.erase(0, std::min(text.find_first_not_of('0'), text.size() - 1));
 }
 
-std::string TakeAudio(const std::string& text, AudioChoice* pAudio)
+std::string CheckAudio(std::string& text)
 {
-    pAudio->none = text == "none";
-    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), pAudio->track);
-    const bool isTrack = result.ec == std::errc() && result.ptr == text.data() + text.size() && pAudio->track > 0;
-    return isTrack || pAudio->none ? "" : "needs a track's number from 1, or none, not \"" + text + "\"";
+    const bool isNone = text == "none";
+    text = isNone ? std::to_string(c_noAudio) : WithoutLeadingZeros(text);
+    return isNone ? "" : CLI::Range(1, std::numeric_limits<int>::max())(text);
 }
 
 void Declare(CLI::App* pApp, Options* pOptions, std::vector<double>* pSaveAt)
@@ -95,8 +93,7 @@ void Declare(CLI::App* pApp, Options* pOptions, std::vector<double>* pSaveAt)
         ->transform(WithoutLeadingZeros)
         ->check(CLI::Range(1, std::numeric_limits<pyx_int32>::max())); // the property's bounds
     pApp->add_option("--save-at", *pSaveAt)->delimiter(',')->allow_extra_args(false)->check(CLI::Range(0.0, longest));
-    pApp->add_option("--audio")->check(
-        [pOptions](const std::string& text) { return TakeAudio(text, &pOptions->audio); });
+    pApp->add_option("--audio", pOptions->audio)->transform(CLI::Validator(CheckAudio, ""));
     pApp->add_flag("--exact", pOptions->exact);
     pApp->add_flag("--faststart", pOptions->faststart);
     pApp->add_flag("--ram", pOptions->ram);

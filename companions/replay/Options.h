@@ -14,12 +14,8 @@ enum class ProgressStyle
     Bar,   ///< one line that is drawn again and again
 };
 
-/// Which audio of the input is kept.
-struct AudioChoice
-{
-    bool none = false;
-    int track = 0; ///< counted from 1; 0: the one that the input marks as its default, else the first
-};
+/// As the number of an audio track: none is kept.
+inline constexpr int c_noAudio = -1;
 
 /// What the command line asks for.
 struct Options
@@ -31,7 +27,8 @@ struct Options
     pyx_int64 duration = 30;
     bool exact = false; ///< cut the clip at `duration` instead of ending it with the newest picture
     bool ram = false;
-    AudioChoice audio;
+    int audio =
+        0; ///< track, counted from 1, or c_noAudio; 0: the one that the input marks as its default, else the first
     bool realtime = false;
     bool faststart = false;        ///< the index of an .mp4 or .mov before its packets
     std::vector<pyx_int64> saveAt; ///< ticks of the input's time, ascending: a clip is saved at each

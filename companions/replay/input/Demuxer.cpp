@@ -49,33 +49,21 @@ int ReadStandardInput(void*, uint8_t* pData, int size)
 Outcome Demuxer::Open(const std::wstring& path)
 {
     const bool isPipe = path == c_standardInput;
-    const std::string forUser = "cannot read " + (isPipe ? "standard input" : PathForUser(path)) + ": ";
-    std::error_code ignored;
-    if (!isPipe && std::filesystem::is_directory(path, ignored))
-    {
-        return {ExitCode::BadInput, forUser + "it is a directory"};
-    }
-    if (!isPipe && std::filesystem::is_regular_file(path, ignored) && std::filesystem::file_size(path, ignored) == 0)
-    {
-        return {ExitCode::BadInput, forUser + "it is empty"};
-    }
     if (isPipe && !OpenPipe())
     {
-        return {ExitCode::Failed, forUser + FFmpegErrorText(AVERROR(ENOMEM))};
+        return {ExitCode::Failed, FFmpegErrorText(AVERROR(ENOMEM))};
     }
-    const int error = OpenMediaFile(PYXToUtf8(path), m_pPipe.get(), &m_pFile);
-    if (isPipe && m_pPipe->bytes_read == 0)
+    if (const int error = OpenMediaFile(PYXToUtf8(path), m_pPipe.get(), &m_pFile); error < 0)
     {
-        return {ExitCode::BadInput, forUser + "it is empty"};
-    }
-    if (error == AVERROR_INVALIDDATA || (isPipe && error == AVERROR_EOF))
-    {
-        return {ExitCode::BadInput, forUser + "it is damaged, or of none of the kinds that are read: " +
-                                        (isPipe ? "Matroska, MPEG-TS" : c_containerNames)};
-    }
-    if (error < 0)
-    {
-        return {ExitCode::BadInput, forUser + FFmpegErrorText(error)};
+        std::error_code unknown;
+        const bool isEmpty = isPipe ? m_pPipe->bytes_read == 0 : std::filesystem::file_size(path, unknown) == 0;
+        const bool isOther = error == AVERROR_INVALIDDATA || (isPipe && error == AVERROR_EOF);
+        const std::string kinds = isPipe ? "Matroska, MPEG-TS" : c_containerNames;
+        const bool isFolder = !isPipe && std::filesystem::is_directory(path, unknown);
+        return {ExitCode::BadInput, isEmpty    ? "it is empty"
+                                    : isFolder ? "it is a directory"
+                                    : isOther  ? "it is damaged, or of none of the kinds that are read: " + kinds
+                                               : FFmpegErrorText(error)};
     }
     for (AVStream* pStream : std::span(m_pFile->streams, m_pFile->nb_streams))
     {
@@ -94,10 +82,11 @@ bool Demuxer::OpenPipe()
     return IsPipe();
 }
 
-void Demuxer::Choose(const AVStream& stream)
+AVStream* Demuxer::Choose(AVStream* pStream)
 {
-    m_pFile->streams[stream.index]->discard = AVDISCARD_DEFAULT;
-    m_streams[stream.index];
+    pStream->discard = AVDISCARD_DEFAULT;
+    m_streams[pStream->index];
+    return pStream;
 }
 
 int Demuxer::Read(AVPacket* pPacket)

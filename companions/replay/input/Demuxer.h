@@ -15,7 +15,7 @@
 class Demuxer
 {
 public:
-    /// BadInput: nothing of a supported kind.
+    /// The text of a failure is the reason alone. BadInput: nothing of a supported kind.
     Outcome Open(const std::wstring& path);
 
     AVFormatContext& File() const
@@ -28,8 +28,8 @@ public:
         return static_cast<bool>(m_pPipe);
     }
 
-    /// Before the first Read(): the packets of other streams are passed over.
-    void Choose(const AVStream& stream);
+    /// Before the first Read(): the packets of other streams are passed over. Returns `pStream`.
+    AVStream* Choose(AVStream* pStream);
 
     /// The next packet of a chosen stream, or FFmpeg's error code. After
     /// AVERROR_INVALIDDATA reading may go on.

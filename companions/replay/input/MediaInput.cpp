@@ -51,59 +51,44 @@ std::string OnlyCodecs(const AVStream& stream)
 
 } // namespace
 
-Outcome MediaInput::Open(const std::wstring& path, const AudioChoice& audio)
+Outcome MediaInput::Open(const std::wstring& path, int audio)
 {
-    const std::string name = PathForUser(path);
-    RETURN_ON_FAILURE(m_demuxer.Open(path));
-    RETURN_ON_FAILURE(Choose(name, audio));
-    if (const Outcome read = ReadFirst(); !read.IsOk())
+    Outcome opened = m_demuxer.Open(path);
+    opened = opened.IsOk() ? Choose(audio) : opened;
+    opened = opened.IsOk() ? ReadFirst() : opened;
+    if (!opened.IsOk())
     {
-        std::string text = "cannot read " + name + ": " + read.text;
-        if (m_demuxer.IsPipe())
-        {
-            text.append("; it is ").append(m_demuxer.File().iformat->long_name);
-            text += ", and a pipe can be Matroska or MPEG-TS";
-        }
-        return {read.code, text};
-    }
-    if (!m_pVideo || !m_pVideo->HasBegun())
-    {
-        return {ExitCode::BadInput, name + " has no video"};
+        opened.text = "cannot read " + PathForUser(path) + ": " + opened.text;
+        return opened;
     }
     NameLeftOut();
     m_order.emplace(m_pAudio != nullptr, MostWaiting());
     return {};
 }
 
-Outcome MediaInput::Choose(const std::string& name, const AudioChoice& audio)
+Outcome MediaInput::Choose(int audio)
 {
     AVFormatContext& file = m_demuxer.File();
     int count = 0;
     AVStream* pVideo = FindStream(file, AVMEDIA_TYPE_VIDEO, 0, &count);
-    if (pVideo && !IsKnown(*pVideo))
+    if (!pVideo || !IsKnown(*pVideo))
     {
-        return {ExitCode::BadInput, "the video of " + name + " is " + OnlyCodecs(*pVideo)};
+        return {ExitCode::BadInput, pVideo ? "its video is " + OnlyCodecs(*pVideo) : "it has no video"};
     }
-    AVStream* pAudio = FindStream(file, AVMEDIA_TYPE_AUDIO, audio.track, &count);
-    if (audio.track > count)
+    m_pVideo = std::make_unique<MediaReader>(&file, m_demuxer.Choose(pVideo));
+    AVStream* pAudio = FindStream(file, AVMEDIA_TYPE_AUDIO, audio, &count);
+    if (audio > count)
     {
         return {ExitCode::BadUsage,
-                name + " has no audio track " + std::to_string(audio.track) + "; it has " + std::to_string(count)};
+                "it has no audio track " + std::to_string(audio) + ", it has " + std::to_string(count)};
     }
-    if (pAudio && !audio.none && !IsKnown(*pAudio))
+    if (pAudio && audio != c_noAudio && IsKnown(*pAudio))
+    {
+        m_pAudio = std::make_unique<MediaReader>(&file, m_demuxer.Choose(pAudio));
+    }
+    else if (pAudio && audio != c_noAudio)
     {
         m_warnings.push_back("the audio is left out: it is " + OnlyCodecs(*pAudio));
-        pAudio = nullptr;
-    }
-    if (pVideo)
-    {
-        m_demuxer.Choose(*pVideo);
-        m_pVideo = std::make_unique<MediaReader>(&file, pVideo);
-    }
-    if (pAudio && !audio.none)
-    {
-        m_demuxer.Choose(*pAudio);
-        m_pAudio = std::make_unique<MediaReader>(&file, pAudio);
     }
     return {};
 }
@@ -111,16 +96,19 @@ Outcome MediaInput::Choose(const std::string& name, const AudioChoice& audio)
 /// Reads the first packet of video, and that of audio if it is near: some files carry a codec's set-up only there.
 Outcome MediaInput::ReadFirst()
 {
-    RETURN_ON_FAILURE(m_pVideo ? m_pVideo->Begin() : Outcome());
+    RETURN_ON_FAILURE(m_pVideo->Begin());
     RETURN_ON_FAILURE(m_pAudio ? m_pAudio->Begin() : Outcome());
-    while (m_pVideo && !m_hasEnded &&
+    while (!m_hasEnded &&
            (!m_pVideo->HasBegun() || (m_pAudio && !m_pAudio->HasBegun() && m_pVideo->Waiting() < MostWaiting())))
     {
         Read();
     }
-    if (m_pVideo && !m_pVideo->HasBegun() && !m_brokenText.empty())
+    if (!m_pVideo->HasBegun())
     {
-        return {ExitCode::BadInput, m_brokenText};
+        const std::string kinds =
+            std::string("; it is ") + m_demuxer.File().iformat->long_name + ", and a pipe can be Matroska or MPEG-TS";
+        return {ExitCode::BadInput,
+                (m_brokenText.empty() ? "it has no video" : m_brokenText) + (m_demuxer.IsPipe() ? kinds : "")};
     }
     if (m_pAudio && m_hasEnded && !m_pAudio->HasBegun())
     {

@@ -17,9 +17,9 @@ class MediaInput
 {
 public:
     /// Of several streams of a kind the one that is flagged as default is taken,
-    /// else the first. Audio that cannot be carried is left out. BadUsage: no such
-    /// audio track.
-    Outcome Open(const std::wstring& path, const AudioChoice& audio);
+    /// else the first. Audio that cannot be carried is left out. `audio` is that of
+    /// Options; BadUsage: no such track.
+    Outcome Open(const std::wstring& path, int audio);
 
     /// After Open().
     const MediaReader& Video() const
@@ -56,7 +56,7 @@ public:
     std::vector<std::string> Losses() const;
 
 private:
-    Outcome Choose(const std::string& name, const AudioChoice& audio);
+    Outcome Choose(int audio);
     Outcome ReadFirst();
     void NameLeftOut();
     void Read();
