@@ -25,7 +25,7 @@ struct ClipContents
     double seconds = 0;    ///< from the first picture's start to the last one's end
 };
 
-/// Finds out, before hours of work go into a file, that it cannot be written. CannotWrite: why.
+/// Fails early, with CannotWrite, if the file cannot be written.
 Outcome CheckWritable(const std::wstring& path);
 
 /// The same for a clip. BadUsage: it would replace the input.

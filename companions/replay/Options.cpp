@@ -77,11 +77,10 @@ std::string CheckAudio(std::string& text)
     return isNone ? "" : CLI::Range(1, std::numeric_limits<int>::max())(text);
 }
 
-void Declare(CLI::App* pApp, Options* pOptions, std::vector<double>* pSaveAt)
+void Declare(CLI::App* pApp, Options* pOptions)
 {
     constexpr double longest = 1e9; // seconds; as ticks far inside 64 bits
-    const ProgressStyle automatic = _isatty(_fileno(stderr)) ? ProgressStyle::Bar : ProgressStyle::Plain;
-    pOptions->progress = automatic;
+    pOptions->progress = _isatty(_fileno(stderr)) ? ProgressStyle::Bar : ProgressStyle::Plain;
     pApp->allow_windows_style_options(false); // "/name" is a path
     pApp->set_version_flag("--version", "replay " PYX_VERSION);
     AddPath(pApp, "INPUT", &pOptions->input)->required();
@@ -92,7 +91,10 @@ void Declare(CLI::App* pApp, Options* pOptions, std::vector<double>* pSaveAt)
     pApp->add_option("--duration", pOptions->duration)
         ->transform(WithoutLeadingZeros)
         ->check(CLI::Range(1, std::numeric_limits<pyx_int32>::max())); // the property's bounds
-    pApp->add_option("--save-at", *pSaveAt)->delimiter(',')->allow_extra_args(false)->check(CLI::Range(0.0, longest));
+    pApp->add_option("--save-at", pOptions->saveAt)
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->check(CLI::Range(0.0, longest));
     pApp->add_option("--audio", pOptions->audio)->transform(CLI::Validator(CheckAudio, ""));
     pApp->add_flag("--exact", pOptions->exact);
     pApp->add_flag("--faststart", pOptions->faststart);
@@ -101,7 +103,7 @@ void Declare(CLI::App* pApp, Options* pOptions, std::vector<double>* pSaveAt)
     pApp->add_flag("--verbose", pOptions->verbose);
     pApp->add_flag("--quiet", pOptions->quiet);
     pApp->add_flag("--json", pOptions->json);
-    const std::map<std::string, ProgressStyle> styles = {{"auto", automatic},
+    const std::map<std::string, ProgressStyle> styles = {{"auto", pOptions->progress},
                                                          {"bar", ProgressStyle::Bar},
                                                          {"plain", ProgressStyle::Plain},
                                                          {"none", ProgressStyle::None}};
@@ -115,9 +117,8 @@ void Declare(CLI::App* pApp, Options* pOptions, std::vector<double>* pSaveAt)
 Outcome ReadCommandLine(Options* pOptions, std::string* pText)
 {
     CLI::App app("", "replay");
-    std::vector<double> saveAt;
     std::vector<std::string> typed = ReversedArguments();
-    Declare(&app, pOptions, &saveAt);
+    Declare(&app, pOptions);
     pOptions->json = std::ranges::find(typed, "--json") != typed.end(); // also when the rest is not understood
     pOptions->control = FromEnvironment(L"PYX_REPLAY_CONTROL");         // from the script that starts us on Linux
     pOptions->completed = FromEnvironment(L"PYX_REPLAY_COMPLETED");
@@ -144,10 +145,6 @@ Outcome ReadCommandLine(Options* pOptions, std::string* pText)
     catch (const CLI::ParseError& error)
     {
         return {ExitCode::BadUsage, std::string(error.what()) + " (--help lists the options)"};
-    }
-    for (const double seconds : saveAt)
-    {
-        pOptions->saveAt.push_back(static_cast<pyx_int64>(seconds * PYX_TICKS_PER_SECOND));
     }
     std::ranges::sort(pOptions->saveAt);
     pOptions->progress = pOptions->quiet ? ProgressStyle::None : pOptions->progress;

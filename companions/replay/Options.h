@@ -30,8 +30,8 @@ struct Options
     int audio =
         0; ///< track, counted from 1, or c_noAudio; 0: the one that the input marks as its default, else the first
     bool realtime = false;
-    bool faststart = false;        ///< the index of an .mp4 or .mov before its packets
-    std::vector<pyx_int64> saveAt; ///< ticks of the input's time, ascending: a clip is saved at each
+    bool faststart = false;     ///< the index of an .mp4 or .mov before its packets
+    std::vector<double> saveAt; ///< seconds of the input's time, ascending: a clip is saved at each
     bool verbose = false;
     bool quiet = false; ///< nothing but warnings and failures on standard error, no table
     bool json = false;

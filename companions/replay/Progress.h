@@ -4,13 +4,10 @@
 
 #include <chrono>
 
-/// Shows on standard error how far the reading of the input is.
+/// Shows on standard error how far the input has been read, as a bar no wider than the terminal or as plain lines:
 ///
 ///     [############------------------]  40%  01:12 of 03:00  3.1 MB
 ///     reading:  40%  01:12 of 03:00  3.1 MB
-///
-/// A bar is drawn ten times a second, no wider than the terminal, and has its
-/// line for itself: call Clear() before printing something else.
 class Progress
 {
 public:
@@ -18,10 +15,10 @@ public:
     {
     }
 
-    /// Called with every packet. `total` in ticks; 0 when it is not known: then no share is shown.
+    /// Called with every packet. `total` in ticks; 0: not known, so no percentage is shown.
     void Show(pyx_int64 elapsed, pyx_int64 total, pyx_uint64 bytes);
 
-    /// Takes the bar off its line, until the next Show().
+    /// Removes the bar until the next Show(). Called before anything else is printed.
     void Clear();
 
 private:

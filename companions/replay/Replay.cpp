@@ -197,7 +197,8 @@ Outcome Replay::Feed()
             m_lastPacket = Clock::now();
             m_progress.Show(order.Elapsed(), m_input.FileDuration(), m_report.in.bytes);
         }
-        const auto next = std::ranges::upper_bound(m_options.saveAt, order.Elapsed()) - m_options.saveAt.begin();
+        const auto next =
+            std::ranges::upper_bound(m_options.saveAt, ToSeconds(order.Elapsed())) - m_options.saveAt.begin();
         if (std::exchange(reached, next) < next)
         {
             BeginSave();

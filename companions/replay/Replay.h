@@ -8,11 +8,10 @@
 #include <memory>
 #include <mutex>
 
-/// One run of the program: opens the input, feeds the recorder, saves and checks
-/// the clips: one at the end, and one whenever it is asked for meanwhile.
+/// One run of the program: opens the input, feeds the recorder, saves and checks the clips.
 ///
-/// Threads: Run() is the caller's. It starts one that takes requests, so that they are heard while the input stalls;
-/// the recorder's reports the clips that are saved meanwhile.
+/// Threads: Run() is called once. It starts a thread that takes requests, so that they are heard while the input
+/// stalls; clips that are saved before the end are reported on the recorder's thread.
 class Replay
 {
 public:

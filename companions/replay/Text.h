@@ -6,11 +6,10 @@
 #include <string>
 #include <string_view>
 
-/// The path that stands for standard input.
+/// The path that means standard input.
 inline constexpr std::wstring_view c_standardInput = L"-";
 
-/// A path as the user knows it: "standard input" for "-", and on Linux, where
-/// script/replay gives "\\?\unix\tmp\a.mp4", "/tmp/a.mp4".
+/// A path as the user knows it: "standard input" for "-", and "/tmp/a.mp4" for "\\?\unix\tmp\a.mp4" of script/replay.
 std::string PathForUser(std::wstring_view path);
 
 /// "1.5 kB", "12.0 MB"; decimal units.

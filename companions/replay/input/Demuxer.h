@@ -6,12 +6,9 @@
 #include <map>
 #include <vector>
 
-/// An opened media file, or a pipe, of which the chosen streams are read in its
-/// own order.
-///
-/// The times of recordings that were joined jump at each joint. They are moved,
-/// for both streams by the same time, so that each part goes on where the one
-/// before it ended. Threads: one.
+/// An open media file or pipe. Hands out the packets of the chosen streams in file order. In joined recordings times
+/// jump at each joint: both streams are shifted by the same amount, so that each part continues where the one before
+/// ended. Threads: one.
 class Demuxer
 {
 public:
@@ -31,11 +28,10 @@ public:
     /// Before the first Read(): the packets of other streams are passed over. Returns `pStream`.
     AVStream* Choose(AVStream* pStream);
 
-    /// The next packet of a chosen stream, or FFmpeg's error code. After
-    /// AVERROR_INVALIDDATA reading may go on.
+    /// The next packet of a chosen stream, or FFmpeg's error code. After AVERROR_INVALIDDATA reading may continue.
     int Read(AVPacket* pPacket);
 
-    /// Whether a joint was met.
+    /// Whether a joint was found.
     bool HasJoints() const
     {
         return m_parts.size() > 1;
@@ -58,7 +54,7 @@ private:
         pyx_int64 next = INT64_MIN; // when the next packet of that part would be decoded
     };
 
-    /// What is between two joints.
+    /// A part between two joints.
     struct Part
     {
         pyx_int64 shift = 0;       // added to the file's times

@@ -5,20 +5,15 @@
 #include <algorithm>
 #include <deque>
 
-/// Merges a file's two streams into the order in which a live capture would
-/// hand their packets over.
-///
-/// An encoder cannot hand out a packet before the latest picture that the
-/// packets so far show was captured, so a packet's arrival is the greatest time
-/// stamp of its stream up to it: with B-frames the packets that are shown
-/// earlier arrive together with the one they were waiting for.
+/// Merges a file's two streams into the order in which a live capture would hand their packets over. An encoder hands
+/// out a B-frame after the later picture that it refers to, so a packet's arrival is the greatest time stamp of its
+/// stream so far:
 ///
 ///     video pts      0 3 1 2 6 4 5      audio pts   0 1 2 3 4 5 6
 ///     arrival        0 3 3 3 6 6 6      arrival     0 1 2 3 4 5 6
 ///     merged         v0 a0 a1 a2 v3 v1 v2 a3 a4 a5 v6 v4 v5 a6
 ///
-/// The video is handed out whole. Audio ends with it: with the first packet that
-/// begins when the last picture has ended. Threads: one.
+/// All video is handed out. Audio ends where the last picture ends. Threads: one.
 class LiveOrder
 {
 public:
@@ -39,8 +34,7 @@ public:
     /// False: others must be added first; after End(): that was all.
     bool Take(MediaPacket* pPacket);
 
-    /// Arrival of the packet handed out last, counted from the first one that is
-    /// shown; 0 before it.
+    /// Arrival of the packet handed out last, counted from the first one that is shown; 0 before it.
     pyx_int64 Elapsed() const
     {
         return m_started ? m_arrival - m_firstArrival : 0;

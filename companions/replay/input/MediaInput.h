@@ -10,15 +10,13 @@
 #include <string>
 #include <vector>
 
-/// What is read of a media file: its video, and one audio stream if it has any,
-/// in the order of a live capture. It is read once and goes on after damage.
-/// Threads: one.
+/// The video of a media file, and one audio stream if it has any, in the order of a live capture. Reading continues
+/// after damage. Threads: one.
 class MediaInput
 {
 public:
-    /// Of several streams of a kind the one that is flagged as default is taken,
-    /// else the first. Audio that cannot be carried is left out. `audio` is that of
-    /// Options; BadUsage: no such track.
+    /// Of several streams of a kind the one that is flagged as default is taken, else the first. Audio of other codecs
+    /// is left out. `audio`: as in Options; BadUsage: no such track.
     Outcome Open(const std::wstring& path, int audio);
 
     /// After Open().

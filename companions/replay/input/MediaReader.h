@@ -28,12 +28,9 @@ struct MediaPacket
     }
 };
 
-/// Turns the packets of one stream of a file, in decode order, into those of an
-/// encoder: in its form, each with its time.
-///
-/// A packet that is only partly there is handed out when whole ones follow it:
-/// what is shown of it is more than nothing. A stream whose last packets are
-/// damaged has been cut off, and ends without them. Threads: one.
+/// Turns the packets of one stream of a file, in decode order, into those of an encoder: in its form, each with its
+/// time. An incomplete packet is handed out when complete ones follow it, because it can be shown in part; at the end
+/// of a stream that was cut off it is dropped. Threads: one.
 class MediaReader
 {
 public:
@@ -43,14 +40,13 @@ public:
     /// Before the first packet. BadInput: the stream's set-up cannot be read.
     Outcome Begin();
 
-    /// The next packet as the file has it, which is left empty; null: there are no
-    /// more. False: too much in a row is damaged.
+    /// Takes the content of the next packet of the file; null: there are no more. False: too much in a row is damaged.
     bool Add(AVPacket* pPacket);
 
     /// Something of the stream could not be read. False as above.
     bool AddDamage(const std::string& text);
 
-    /// The next packet that holds any bytes. False: it is not known yet.
+    /// The next packet that is not empty. False: it is not known yet.
     bool Take(MediaPacket* pPacket);
 
     /// How many packets were added and not taken.
@@ -59,8 +55,7 @@ public:
         return m_waiting.size();
     }
 
-    /// Whether a packet was added, so that what follows is known whole: some files
-    /// carry a codec's set-up only there.
+    /// Whether a packet was added: some files have the codec's set-up only in it.
     bool HasBegun() const
     {
         return m_hasBegun;
@@ -71,13 +66,12 @@ public:
         return *m_pCodec;
     }
 
-    /// As the packets are: after the filter.
+    /// Of the packets handed out: after the filter.
     const AVCodecParameters& Parameters() const
     {
         return *m_pFilter->par_out;
     }
 
-    /// What else the file says of the stream, and of itself.
     AVStream* Stream() const
     {
         return m_pStream;
@@ -88,13 +82,13 @@ public:
         return m_pFile;
     }
 
-    /// How often something damaged was met and whole packets came after it.
+    /// How often something was damaged and complete packets came after it.
     unsigned Damages() const
     {
         return m_damages;
     }
 
-    /// What was met since the last whole packet; empty: nothing.
+    /// The damage since the last complete packet; empty: none.
     const std::string& Trouble() const
     {
         return m_trouble;

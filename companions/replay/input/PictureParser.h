@@ -3,9 +3,8 @@
 #include "media/FFmpeg.h"
 #include "replay/input/PictureTimes.h"
 
-/// Reads from the bytes of pictures what their container does not tell: their
-/// size, and of H.264 and HEVC when they are shown and which are key pictures.
-/// Threads: one at a time.
+/// Reads from the bytes of pictures what the container may not have: their size, and of H.264 and HEVC their place in
+/// the order shown and which are key pictures. Threads: one at a time.
 class PictureParser
 {
 public:
@@ -21,7 +20,7 @@ public:
     /// The next picture in decode order, whole.
     Picture Parse(const AVPacket& packet);
 
-    /// Size of the last picture; 0: its bytes do not tell.
+    /// Size of the last picture; 0: not known.
     int Width() const
     {
         return m_pParser->width;

@@ -8,8 +8,7 @@
 #include <optional>
 #include <vector>
 
-/// Where a picture is shown: pictures of a later sequence come after all of an
-/// earlier one, those of one sequence by their number.
+/// A picture's place in the order shown: by sequence, then by number.
 struct PicturePlace
 {
     pyx_int64 sequence = 0;
@@ -18,20 +17,15 @@ struct PicturePlace
     auto operator<=>(const PicturePlace&) const = default;
 };
 
-/// Finds the presentation times of pictures whose file tells decode times only,
-/// from the order in which the pictures are shown.
-///
-/// The presentation times are the decode times, given out in the order shown:
+/// Finds the presentation times of pictures whose file has decode times only: they are the decode times, given out in
+/// the order shown.
 ///
 ///     decode order    I0 P3 B1 B2 P6 B4 B5
 ///     decode time      0  1  2  3  4  5  6
 ///     presentation     0  3  1  2  6  4  5
 ///
-/// A picture's place is known when all pictures that are shown before it are
-/// known; the object looks `c_lookahead` pictures ahead, more than encoders put
-/// between one that is shown late and those shown before it.
-///
-/// Times may be in any unit. Threads: one at a time.
+/// A time is known when all pictures shown before it are: encoders put fewer than `c_lookahead` pictures between one
+/// that is shown late and those shown before it. Times may be in any unit. Threads: one at a time.
 class PictureTimes
 {
 public:
@@ -43,8 +37,7 @@ public:
     /// No more pictures will come.
     void End();
 
-    /// Presentation time of the picture that has waited longest, which then waits
-    /// no more; empty: later ones decide.
+    /// Removes the oldest picture and returns its presentation time; empty: later ones decide.
     std::optional<pyx_int64> Next();
 
 private:
@@ -53,9 +46,8 @@ private:
     bool m_ended = false;
 };
 
-/// Guesses the presentation times of single pictures whose file tells them for
-/// most, from their numbers in the order shown and the times of others.
-/// Threads: one at a time.
+/// Guesses the presentation times that a file lacks of single pictures, from their numbers in the order shown and the
+/// times of others. Threads: one at a time.
 class MissingTimes
 {
 public:

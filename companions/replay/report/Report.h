@@ -68,9 +68,6 @@ std::string ReportAsTable(const Report& report);
 /// The same as one JSON object on one line, with the failure if the run failed.
 std::string ReportAsJson(const Options& options, const Report& report, const Outcome& run);
 
-/// Writes a page to look at a run to `options.report`: one HTML file that holds
-/// the run's numbers, draws them, and shows the clips beside it.
-///
-/// It is the file report.html with the numbers put in as JSON. CannotWrite: the
-/// page could not be written, and a file that had its name is still there.
+/// Writes `options.report`: the page report.html with the run's numbers in it as JSON. CannotWrite: the page could not
+/// be written, and an older file of its name is still there.
 Outcome WriteReportPage(const Options& options, const Report& report, const Outcome& run);
