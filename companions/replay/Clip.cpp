@@ -7,16 +7,6 @@
 #include <algorithm>
 #include <filesystem>
 
-namespace
-{
-
-Outcome NotPlayable(const std::wstring& path, const std::string& why)
-{
-    return {ExitCode::Failed, "the clip " + PathForUser(path) + " is not playable: " + why};
-}
-
-} // namespace
-
 Outcome CheckWritable(const std::wstring& path)
 {
     const PYXStatus status = PYXCheckWritable(path, 1);
@@ -37,15 +27,11 @@ Outcome CheckClip(const std::wstring& path, const std::wstring& input)
 Outcome ReadClip(const std::wstring& path, ClipContents* pContents)
 {
     FFmpegPtr<AVFormatContext> pFile;
-    if (const int error = OpenMediaFile(PYXToUtf8(path), nullptr, &pFile); error < 0)
-    {
-        return NotPlayable(path, FFmpegErrorText(error));
-    }
     const PacketPtr pPacket(av_packet_alloc());
     pyx_int64 start = INT64_MAX; // of the first picture shown
     pyx_int64 end = INT64_MIN;
-    int error = 0;
-    for (; (error = av_read_frame(pFile.get(), pPacket.get())) >= 0; av_packet_unref(pPacket.get()))
+    int error = OpenMediaFile(PYXToUtf8(path), nullptr, &pFile);
+    for (; error >= 0 && (error = av_read_frame(pFile.get(), pPacket.get())) >= 0; av_packet_unref(pPacket.get()))
     {
         const AVStream& stream = *pFile->streams[pPacket->stream_index];
         const bool isVideo = stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
@@ -59,13 +45,10 @@ Outcome ReadClip(const std::wstring& path, ClipContents* pContents)
             end = std::max(end, ToTicks(pPacket->pts + pPacket->duration, stream.time_base));
         }
     }
-    if (error != AVERROR_EOF)
+    if (error != AVERROR_EOF || pContents->groups == 0)
     {
-        return NotPlayable(path, FFmpegErrorText(error));
-    }
-    if (pContents->groups == 0)
-    {
-        return NotPlayable(path, "it has no key picture");
+        return {ExitCode::Failed, "the clip " + PathForUser(path) + " is not playable: " +
+                                      (error != AVERROR_EOF ? FFmpegErrorText(error) : "it has no key picture")};
     }
     pContents->seconds = ToSeconds(end - start);
     return {};

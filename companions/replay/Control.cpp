@@ -26,37 +26,25 @@ BOOL WINAPI OnControl(DWORD event)
     return TRUE;
 }
 
-/// Takes what was appended to the file since the last call; a line without its
-/// end is left for the next.
-void TakeNewLines(const std::filesystem::path& path, std::streamoff* pOffset, const std::function<void()>& onSave)
-{
-    std::ifstream file(path, std::ios::binary);
-    file.seekg(*pOffset);
-    for (std::string line; std::getline(file, line) && !file.eof(); *pOffset = file.tellg())
-    {
-        if (line == "stop")
-        {
-            g_interrupted = true;
-        }
-        else if (line == "save")
-        {
-            onSave();
-        }
-    }
-}
-
 void Watch(const std::stop_token& token, const std::filesystem::path& path, const std::function<void()>& onSave)
 {
     std::streamoff offset = 0;
-    for (std::error_code unknown; !token.stop_requested(); std::this_thread::sleep_for(std::chrono::milliseconds(50)))
+    std::error_code unknown;
+    while (!token.stop_requested() && (std::filesystem::exists(path, unknown) || unknown))
     {
-        TakeNewLines(path, &offset, onSave);
-        if (!std::filesystem::exists(path, unknown) && !unknown)
+        std::ifstream file(path, std::ios::binary);
+        file.seekg(offset);
+        for (std::string line; std::getline(file, line) && !file.eof(); offset = file.tellg()) // only complete lines
         {
-            g_interrupted = true;
-            return;
+            if (line == "save")
+            {
+                onSave();
+            }
+            g_interrupted = g_interrupted || line == "stop";
         }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
+    g_interrupted = true;
 }
 
 } // namespace

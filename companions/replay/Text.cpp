@@ -38,29 +38,21 @@ std::string PathForUser(std::wstring_view path)
 
 std::string FormatBytes(pyx_uint64 bytes)
 {
-    static constexpr const char* c_units[] = {"kB", "MB", "GB", "TB"};
-    if (bytes < 1000)
-    {
-        return Format("%llu bytes", bytes);
-    }
-    double value = static_cast<double>(bytes) / 1000;
+    static constexpr const char* c_units[] = {"bytes", "kB", "MB", "GB", "TB"};
+    auto value = static_cast<double>(bytes);
     std::size_t unit = 0;
-    while (value >= 999.95 && unit + 1 < std::size(c_units))
+    for (; value >= 999.95 && unit + 1 < std::size(c_units); ++unit)
     {
         value /= 1000;
-        ++unit;
     }
-    return Format("%.1f %s", value, c_units[unit]);
+    return Format(unit == 0 ? "%.0f %s" : "%.1f %s", value, c_units[unit]);
 }
 
 std::string FormatTime(pyx_int64 ticks)
 {
     const pyx_int64 seconds = ticks / PYX_TICKS_PER_SECOND;
-    if (seconds < 3600)
-    {
-        return Format("%02lld:%02lld", seconds / 60, seconds % 60);
-    }
-    return Format("%lld:%02lld:%02lld", seconds / 3600, seconds / 60 % 60, seconds % 60);
+    const std::string hours = seconds >= 3600 ? Format("%lld:", seconds / 3600) : "";
+    return hours + Format("%02lld:%02lld", seconds / 60 % 60, seconds % 60);
 }
 
 std::string FormatSeconds(double seconds, int digits)

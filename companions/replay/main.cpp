@@ -19,9 +19,10 @@ namespace
 void SetUpConsole()
 {
     SetConsoleOutputCP(CP_UTF8);
-    _setmode(_fileno(stdin), _O_BINARY);
-    _setmode(_fileno(stdout), _O_BINARY); // line ends as they are: the report is read by programs on other systems
-    _setmode(_fileno(stderr), _O_BINARY);
+    for (std::FILE* pFile : {stdin, stdout, stderr})
+    {
+        _setmode(_fileno(pFile), _O_BINARY); // line ends as they are: the report is read by programs on other systems
+    }
 }
 
 /// The runtime library reads the level when the module loads it. This program

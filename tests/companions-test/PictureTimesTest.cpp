@@ -15,8 +15,8 @@ Times Order(const std::vector<PicturePlace>& places)
 {
     PictureTimes times;
     Times result;
-    const auto take = [&times, &result] {
-        while (const auto time = times.Next())
+    const auto take = [&times, &result](bool hasEnded) {
+        while (const auto time = times.Next(hasEnded))
         {
             result.push_back(*time);
         }
@@ -24,10 +24,9 @@ Times Order(const std::vector<PicturePlace>& places)
     for (std::size_t i = 0; i < places.size(); ++i)
     {
         times.Add(places[i], static_cast<pyx_int64>(i) * 10);
-        take();
+        take(false);
     }
-    times.End();
-    take();
+    take(true);
     return result;
 }
 

@@ -52,11 +52,7 @@ bool MediaReader::Add(AVPacket* pPacket)
         error = pFiltered ? av_bsf_receive_packet(m_pFilter.get(), pFiltered.get()) : AVERROR(ENOMEM);
         isGood = error < 0 || AddFiltered(std::move(pFiltered));
     }
-    if (!pPacket)
-    {
-        m_hasEnded = true;
-        m_times.End();
-    }
+    m_hasEnded = m_hasEnded || !pPacket;
     return error == AVERROR(EAGAIN) || error == AVERROR_EOF ? isGood : AddDamage(FFmpegErrorText(error));
 }
 
@@ -104,8 +100,7 @@ void MediaReader::FindHowTimed(const AVPacket& first)
     m_parsesAll = isReordered && (m_sortsByOrder || hasGaps);
     if (Parameters().width <= 0) // a file of bare AV1 tells the size of its pictures in the first of them only
     {
-        m_parser.Parse(first);
-        SetSize(m_parser.Width(), m_parser.Height());
+        SetSize(m_parser.Parse(first).size);
     }
 }
 
@@ -167,11 +162,11 @@ void MediaReader::ParsePicture(Untaken* pUntaken)
         m_missing.Learn(picture.place, *pUntaken->time);
     }
     const AVCodecParameters& known = Parameters();
-    const bool isResized =
-        packet.key && m_parser.Width() > 0 && (m_parser.Width() != known.width || m_parser.Height() != known.height);
+    const auto [width, height] = picture.size;
+    const bool isResized = packet.key && width > 0 && (width != known.width || height != known.height);
     if (isResized)
     {
-        SetSize(m_parser.Width(), m_parser.Height());
+        SetSize(picture.size);
     }
     packet.size = {known.width, known.height};
     packet.newStretch = isResized || (packet.key && packet.hidden);
@@ -201,7 +196,7 @@ bool MediaReader::Take(MediaPacket* pPacket)
         return false;
     }
     const Untaken& front = m_waiting.front();
-    std::optional<pyx_int64> time = m_sortsByOrder ? m_times.Next() : front.time;
+    std::optional<pyx_int64> time = m_sortsByOrder ? m_times.Next(m_hasEnded) : front.time;
     if (!time && !m_sortsByOrder)
     {
         const bool isLate = m_hasEnded || m_waiting.size() > c_mostUntimed; // for a better guess
@@ -226,7 +221,7 @@ bool MediaReader::Take(MediaPacket* pPacket)
 }
 
 /// The set-up of pictures of another size is in the first of them.
-void MediaReader::SetSize(int width, int height)
+void MediaReader::SetSize(PYXSize size)
 {
     AVCodecParameters& parameters = *m_pFilter->par_out;
     if (parameters.width > 0)
@@ -234,8 +229,8 @@ void MediaReader::SetSize(int width, int height)
         av_freep(&parameters.extradata);
         parameters.extradata_size = 0;
     }
-    parameters.width = width;
-    parameters.height = height;
+    parameters.width = size.width;
+    parameters.height = size.height;
 }
 
 void MediaReader::TakeNewExtraData(const AVPacket& packet)

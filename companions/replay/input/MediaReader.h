@@ -109,7 +109,7 @@ private:
     bool HasNext();
     void ParsePicture(Untaken* pUntaken);
     void TakeNewExtraData(const AVPacket& packet);
-    void SetSize(int width, int height);
+    void SetSize(PYXSize size);
 
     AVFormatContext* const m_pFile;
     AVStream* const m_pStream;

@@ -23,5 +23,7 @@ PictureParser::Picture PictureParser::Parse(const AVPacket& packet)
                      AV_NOPTS_VALUE, 0);
     const int type = GetPictureType({packet.data, static_cast<std::size_t>(packet.size)}, m_isHevc, 0);
     m_sequence += StartsSequence(type, m_isHevc) ? 1 : 0;
-    return {{m_sequence, m_pParser->output_picture_number}, m_pParser->key_frame == 1};
+    return {{m_sequence, m_pParser->output_picture_number},
+            m_pParser->key_frame == 1,
+            {m_pParser->width, m_pParser->height}};
 }

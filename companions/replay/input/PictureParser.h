@@ -12,6 +12,7 @@ public:
     {
         PicturePlace place;
         bool key;
+        PYXSize size; ///< zeros: not known
     };
 
     /// False: no parser for this codec.
@@ -19,17 +20,6 @@ public:
 
     /// The next picture in decode order, whole.
     Picture Parse(const AVPacket& packet);
-
-    /// Size of the last picture; 0: not known.
-    int Width() const
-    {
-        return m_pParser->width;
-    }
-
-    int Height() const
-    {
-        return m_pParser->height;
-    }
 
 private:
     FFmpegPtr<AVCodecContext> m_pCodec;

@@ -8,14 +8,9 @@ void PictureTimes::Add(PicturePlace place, pyx_int64 decodeTime)
     m_times.push_back(decodeTime);
 }
 
-void PictureTimes::End()
+std::optional<pyx_int64> PictureTimes::Next(bool hasEnded)
 {
-    m_ended = true;
-}
-
-std::optional<pyx_int64> PictureTimes::Next()
-{
-    if (m_waiting.size() <= (m_ended ? 0 : c_lookahead))
+    if (m_waiting.size() <= (hasEnded ? 0 : c_lookahead))
     {
         return std::nullopt;
     }
@@ -31,21 +26,18 @@ std::optional<pyx_int64> PictureTimes::Next()
 
 void MissingTimes::Learn(PicturePlace place, pyx_int64 pts)
 {
-    const pyx_int64 numbers = place.number - m_known.number;
-    if (m_isKnown && place.sequence == m_known.sequence && numbers != 0 && (pts - m_pts) / numbers > 0)
+    const pyx_int64 numbers = m_known && place.sequence == m_known->sequence ? place.number - m_known->number : 0;
+    if (numbers != 0 && (pts - m_pts) / numbers > 0)
     {
         m_ticksPerNumber = (pts - m_pts) / numbers;
     }
     m_known = place;
     m_pts = pts;
-    m_isKnown = true;
 }
 
 std::optional<pyx_int64> MissingTimes::Guess(PicturePlace place) const
 {
-    if (m_ticksPerNumber == 0 || place.sequence != m_known.sequence)
-    {
-        return std::nullopt;
-    }
-    return m_pts + (place.number - m_known.number) * m_ticksPerNumber;
+    return m_ticksPerNumber != 0 && place.sequence == m_known->sequence
+               ? std::optional(m_pts + (place.number - m_known->number) * m_ticksPerNumber)
+               : std::nullopt;
 }

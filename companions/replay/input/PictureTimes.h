@@ -34,16 +34,12 @@ public:
     /// Adds the next picture in decode order; decode times rise.
     void Add(PicturePlace place, pyx_int64 decodeTime);
 
-    /// No more pictures will come.
-    void End();
-
-    /// Removes the oldest picture and returns its presentation time; empty: later ones decide.
-    std::optional<pyx_int64> Next();
+    /// Removes the oldest picture and returns its presentation time; empty: later ones decide, unless `hasEnded`.
+    std::optional<pyx_int64> Next(bool hasEnded);
 
 private:
     std::deque<PicturePlace> m_waiting; // in decode order
     std::vector<pyx_int64> m_times;     // rising; as many as wait, not given to a picture yet
-    bool m_ended = false;
 };
 
 /// Guesses the presentation times that a file lacks of single pictures, from their numbers in the order shown and the
@@ -58,8 +54,7 @@ public:
     std::optional<pyx_int64> Guess(PicturePlace place) const;
 
 private:
-    bool m_isKnown = false;
-    PicturePlace m_known;           // the last one, once m_isKnown
-    pyx_int64 m_pts = 0;            // of it
-    pyx_int64 m_ticksPerNumber = 0; // 0: not known yet
+    std::optional<PicturePlace> m_known; // the last one
+    pyx_int64 m_pts = 0;                 // of it
+    pyx_int64 m_ticksPerNumber = 0;      // 0: not known yet
 };
