@@ -177,7 +177,7 @@ TEST_F(ModelTest, RandomSessionsGoAsInTheModel)
     const unsigned count = only ? 1 : getenv("PYX_TEST_LONG") ? 6000 : 300;
     for (unsigned seed = first; seed < first + count && !HasFailure(); ++seed)
     {
-        std::cout << "PYX_TEST_SEED=" << seed << std::endl; // the last one, if it crashes
+        std::cout << "PYX_TEST_SEED=" << seed << '\n' << std::flush; // the last one, if it crashes
         EXPECT_EQ(FindDifference(MakeSession(seed)), "");
     }
 }

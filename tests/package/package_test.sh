@@ -50,13 +50,13 @@ parts=$(sed -nE 's/^(DllCharacteristics\t|\tDLL Name: |\t\[ +[0-9]+\] )([^+]*)$/
 grep -q 'Entry: ID: 0x000010' "$work/parts"
 cd "$work"
 
-echo "== each relative link in the documents leads somewhere"
+echo "== each relative link in the documents names a file"
 links=$(cd "$work" && grep -r -o -P --include='*.md' '\]\(\K(?![a-z]+:|#)[^)#]+' .)
 while IFS=: read -r document target; do
     [[ -e $(dirname "$document")/$target ]] || { echo "$document: no $target" >&2; exit 1; }
 done <<<"$links"
 
-echo "== each header stands alone"
+echo "== each header compiles by itself"
 for header in "$package"/{public/common,companions/*}/*.h; do
     "${tool}g++-posix" -std=c++20 -fsyntax-only -Wall -Wextra -Wpedantic -Werror -I "$package/public" \
         -I "$package/companions" -include "$header" -x c++ /dev/null
