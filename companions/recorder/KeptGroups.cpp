@@ -91,7 +91,7 @@ pyx_int64 PYXKeptGroups::SecondsForBytes(pyx_uint64 bytes) const
         span -= group->Length();
     }
     return std::clamp((span - 1) / PYX_TICKS_PER_SECOND, pyx_int64{1},
-                      c_mostSeconds); // a group goes while more is left
+                      c_mostSeconds); // a group is dropped while more is left
 }
 
 void PYXKeptGroups::Trim(pyx_int64 seconds)

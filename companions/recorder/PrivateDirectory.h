@@ -8,9 +8,9 @@
 /// A directory of a recorder's own for a component's temporary files.
 ///
 /// The component removes everything in the directory that it is given, so it is
-/// never given one that somebody else uses: a new one is made inside the one
-/// that the host names, and goes with this object. What has the name already, a
-/// link or another's directory, is left alone and another name is taken.
+/// never given one that others use: a new one is made inside the one that the
+/// host names, and removed with this object. What has the name already, a link
+/// or another's directory, is left alone and another name is taken.
 ///
 ///     FOLDER\pyx-recorder-<process>-<number>.lock   held while the process lives
 ///     FOLDER\pyx-recorder-<process>-<number>\       the component's

@@ -355,7 +355,7 @@ PYXStatus PYXRecorder::Retry(PYXSaveRequest request, pyx_uint64* pId)
 
 void PYXRecorder::GiveUp()
 {
-    JobPtr pRemnant; // goes without the lock
+    JobPtr pRemnant; // deleted after the lock is released
     const std::lock_guard lock(m_sync);
     pRemnant.swap(m_pRemnant);
 }

@@ -154,7 +154,7 @@ PYXRecorderSession::~PYXRecorderSession()
 {
     if (m_spComponent && !m_groups.All().empty())
     {
-        static_cast<void>(m_spComponent->Init(0, 0, 0)); // a component that goes writes what it keeps, if it can
+        static_cast<void>(m_spComponent->Init(0, 0, 0)); // else its end would write what it keeps
     }
 }
 

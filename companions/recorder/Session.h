@@ -73,7 +73,7 @@ private:
     const PYXRecorderSettings& m_settings;
     const PYXRecorderModule& m_module;
 
-    // In this order: the component goes before its directory and its context.
+    // In this order: the component is released before its directory and its context.
     PYXInterfacePtr<PYXRecorderContext> m_spContext;
     PYXPrivateDirectory m_directory;
     PYXInterfacePtr<PYXComponentEx> m_spComponent;

@@ -110,7 +110,7 @@ public:
                                     (path ? path : L"") + L':' + std::to_wstring(line) + L' ' + Format(format, pArgs) +
                                     L'\n';
         const std::string bytes = PYXToUtf8(record);
-        // A host without a console has no standard error; the record then goes nowhere.
+        // A host without a console has no standard error; the record is lost then.
         DWORD written = 0;
         WriteFile(GetStdHandle(STD_ERROR_HANDLE), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     }
