@@ -4,17 +4,15 @@
 
 #include <windows.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <string>
-#include <vector>
 
 namespace fs = std::filesystem;
 
-/// An empty folder in which files of ours lie beside those of somebody else; it is
-/// listed as "a b b/c".
+/// An empty folder for files of ours beside those of others; it is listed as "a b b/c".
 class FolderTest : public testing::Test
 {
 protected:
@@ -46,12 +44,11 @@ protected:
 
     std::string List() const
     {
-        std::vector<std::string> names;
+        std::set<std::string> names;
         for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_folder))
         {
-            names.push_back(entry.path().lexically_relative(m_folder).generic_string());
+            names.insert(entry.path().lexically_relative(m_folder).generic_string());
         }
-        std::sort(names.begin(), names.end());
         std::string list;
         for (const std::string& name : names)
         {
