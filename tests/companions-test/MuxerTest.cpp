@@ -4,6 +4,7 @@
 #include "host/HostBuffer.h"
 #include "host/HostContext.h"
 #include "media/FFmpeg.h"
+#include "media/NalStream.h"
 #include "muxer/MuxerImpl.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <random>
 
 namespace
 {
@@ -90,14 +92,16 @@ protected:
     std::string Write(pyx_int64 codec, const std::vector<Slice>& slices)
     {
         std::array<pyx_uint8, 23> record{1};
-        record[4] = record[21] = 3; // lengths of four bytes, of H.264 and of HEVC
+        record[4] = record[21] = 0xff; // lengths of four bytes, of H.264 and of HEVC
         SetBytes(PYX_PROPERTY_EXTRA_DATA, record);
         m_spVideo->SetProperty(PYX_PROPERTY_CODEC_ID, PYXVariantFromInt64(codec));
         pyx_uint8 number = '0';
         for (const Slice& slice : slices)
         {
-            const int header = codec == PYX_VIDEO_CODEC_HEVC ? slice.type << 1 : slice.type;
-            const pyx_uint8 bytes[] = {0, 0, 0, 3, static_cast<pyx_uint8>(header), 1, number++};
+            const bool isHevc = codec == PYX_VIDEO_CODEC_HEVC;
+            const auto header = static_cast<pyx_uint8>(isHevc ? slice.type << 1 : slice.type);
+            const pyx_uint8 delimiter = isHevc ? 35 << 1 : 9;
+            const pyx_uint8 bytes[] = {0, 0, 0, 2, delimiter, 1, 0, 0, 0, 3, header, 1, number++};
             EXPECT_EQ(Submit(bytes, slice.place, slice.isKey), PYX_OK);
         }
         EXPECT_EQ(m_spVideo->SubmitInput(nullptr), PYX_EOF);
@@ -203,7 +207,7 @@ TEST_F(MuxerTest, PicturesThatAreNotShownAreInTheFileBeforeItsStart)
 TEST_F(MuxerTest, OnlyPicturesAtTheStartThatReferToWhatIsNotInTheClipAreLeftOut)
 {
     // An open group of H.264, and the next one, whose leading pictures have what they need.
-    EXPECT_EQ(Write(PYX_VIDEO_CODEC_H264, {{1, 3, true}, {1, 1}, {1, 2}, {1, 6}, {1, 9, true}, {1, 7}, {1, 8}}),
+    EXPECT_EQ(Write(PYX_VIDEO_CODEC_H264, {{1, 3, true}, {1, 1}, {1, 2}, {1, 6}, {1, 9, true}, {1, 7}, {1, 0}}),
               "03456");
     EXPECT_EQ(Write(PYX_VIDEO_CODEC_H264, {{5, 3, true}, {1, 1}, {1, 2}}), "012") << "refers to nothing before it";
     // HEVC marks them: 21 CRA, 20 IDR, 8 and 9 skipped leading, 6 and 7 decodable leading pictures.
@@ -230,6 +234,39 @@ TEST_F(MuxerTest, AudioThatRepeatsATimeIsKept)
     const FFmpegPtr<AVFormatContext> pFile = OpenClip();
     ASSERT_TRUE(pFile);
     EXPECT_EQ(pFile->streams[0]->nb_frames, 6);
+}
+
+TEST_F(MuxerTest, AFirstPictureInNeitherFormIsRefused)
+{
+    EXPECT_EQ(Write(PYX_VIDEO_CODEC_H264, {{5, 0, true}}), "0");
+    using Bytes = std::vector<pyx_uint8>;
+    for (const Bytes& bytes :
+         {Bytes{0, 0, 0, 2, 0x65}, Bytes{0, 0, 0, 2, 0x65, 1, 7}, Bytes{0, 0, 0, 0}, Bytes{0, 1, 1}})
+    {
+        EXPECT_EQ(Submit(bytes, 0, true), PYX_INVALID_ARG) << testing::PrintToString(bytes);
+    }
+}
+
+/// A host's packets are taken as they come: each form is read within its bytes and ends.
+TEST(NalStreamTest, ForeignBytesAreReadWithinTheirBounds)
+{
+    std::mt19937 random(5);
+    for (int round = 0; round < 200000; ++round)
+    {
+        std::vector<pyx_uint8> bytes(random() % 24);
+        for (pyx_uint8& byte : bytes)
+        {
+            byte = static_cast<pyx_uint8>(random() % 4 ? random() % 4 : random());
+        }
+        const bool isHevc = random() % 2 == 0;
+        for (std::size_t lengthSize = 0; lengthSize <= 4; ++lengthSize)
+        {
+            const int type = GetPictureType(bytes, isHevc, lengthSize);
+            ASSERT_TRUE(type >= -1 && type < 32);
+            ASSERT_TRUE(!IsLengthPrefixed(bytes, lengthSize) || bytes.size() > lengthSize);
+        }
+        ASSERT_LE(GetLengthSize(bytes, isHevc), bytes.size() > (isHevc ? 21u : 4u) ? 4u : 0u);
+    }
 }
 
 TEST_F(MuxerTest, APathIsReadOnlyFromAText)
