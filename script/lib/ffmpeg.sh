@@ -4,8 +4,8 @@
 #   script/lib/ffmpeg.sh           builds them if they are not in the cache yet, and prints their folder
 #   script/lib/ffmpeg.sh --where   prints the folder they have, or will have, and does nothing else
 #
-# The source is Debian's, in the version of the installed ffmpeg package, so that what writes a clip and what judges it
-# agree. The folder's name carries that version and a hash of the options; it appears whole or not at all.
+# The source is Debian's, in the version of the ffmpeg package, so that what writes a clip and what judges it agree. The
+# folder's name carries that version and a hash of the options; it appears whole or not at all.
 set -euo pipefail
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -37,20 +37,21 @@ build()
     local source=$1 work=$2 prefix=$3
     mkdir "$work/build"
     cd "$work/build"
-    "$source/configure" "${options[@]}" --prefix="$prefix" || { tail -50 ffbuild/config.log; return 1; }
+    # No compiler for this machine is needed, only named.
+    "$source/configure" "${options[@]}" --prefix="$prefix" --host-cc=x86_64-w64-mingw32-gcc-posix ||
+        { tail -50 ffbuild/config.log; return 1; }
     make -j"$PYX_JOBS"
     make install
     cp "$source/RELEASE" "$prefix"
     rm -rf "$prefix"/{share,lib/pkgconfig} # their paths end with the folder's working name
 }
 
-[[ ${1:-} == --where ]] || need_packages "${PACKAGES_MEDIA[@]}"
-version=$(installed_source_version ffmpeg)
+[[ ${1:-} == --where ]] || source_version ffmpeg >/dev/null || need_packages "${PACKAGES_MEDIA[@]}"
+version=$(source_version ffmpeg)
 hash=$(printf '%s\n' "${options[@]}" | sha256sum | cut -c1-8)
 target=$PYX_CACHE/ffmpeg-${version#*:}-$hash # a colon would part a list of folders
 
 if [[ ${1:-} != --where && ! -e $target/lib/libavformat.a ]]; then
-    need_packages "${PACKAGES_BUILD[@]}"
     need_folder "$PYX_CACHE"
     hold_lock "$PYX_CACHE/ffmpeg.lock"
     if [[ ! -e $target/lib/libavformat.a ]]; then # not built by another process while we waited

@@ -3,13 +3,15 @@
 #   need_packages NAME...              installs those that are missing (root, or sudo); calls apt only then
 #   fetch_source PACKAGE VERSION WORK  unpacks a source package to WORK/source, with Debian's patches applied; WORK is an
 #                                      empty folder. VERSION may be empty: the newest, as when it is no longer offered
-#   installed_source_version PACKAGE   version of the source that an installed package was built from
+#   source_version PACKAGE             version of the source that a package was built from: the installed one, or else the
+#                                      one that apt would install
 # shellcheck shell=bash disable=SC2034,SC2164 # the lists are for those who source this file, who also set errexit
 
 PACKAGES_BUILD=(cmake ninja-build {gcc,g++}-mingw-w64-x86-64-{posix,win32} libcli11-dev nlohmann-json3-dev)
 PACKAGES_RUN=(wine64)
 PACKAGES_MEDIA=(ffmpeg)                          # test videos, and the judge of what was written
-PACKAGES_SOURCE=(dpkg-dev make gcc libc6-dev)    # unpacking source packages and building FFmpeg's libraries
+# Unpacking source packages and building FFmpeg's libraries.
+PACKAGES_SOURCE=(dpkg-dev make gcc-mingw-w64-x86-64-posix)
 PACKAGES_TEST=(googletest clang lld python3)     # the second compiler is the binary contract's
 PACKAGES_PAGE=(chromium)                         # opens the sample host's page of a run
 PYX_LLVM=19                                      # both releases of Debian have it, and others format differently
@@ -36,9 +38,10 @@ is_installed()
     [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
 }
 
-installed_source_version()
+source_version()
 {
-    dpkg-query -W -f '${source:Version}' "$1"
+    dpkg-query -W -f '${source:Version}' "$1" 2>/dev/null ||
+        apt-cache show --no-all-versions "$1" 2>/dev/null | sed -nE '/^Version: /{s///;s/\+b[0-9]+$//;p}'
 }
 
 install_packages()
