@@ -10,6 +10,6 @@ set(BENCHMARK_ENABLE_GTEST_TESTS OFF)
 set(BENCHMARK_ENABLE_INSTALL OFF)
 set(BENCHMARK_INSTALL_DOCS OFF)
 set(BENCHMARK_ENABLE_WERROR OFF)
-set(GIT_VERSION 0.0.0) # Debian's package passes it in; so many zeros stand for the version that the source names
+set(GIT_VERSION 0.0.0) # Debian's package passes it in; three zeros mean the version in the source
 add_subdirectory(${PYX_BENCHMARK_SOURCE} ${PROJECT_BINARY_DIR}/benchmark EXCLUDE_FROM_ALL SYSTEM)
 target_compile_options(benchmark PRIVATE -UUNICODE -U_UNICODE) # it calls Windows with 8-bit texts

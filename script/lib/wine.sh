@@ -44,7 +44,7 @@ start_wine()
 {
     make_wine_prefix
     # Fails when one runs already, and that one serves as well. What starts the services gives them its output to keep
-    # open, so it must not be a program that somebody waits for.
+    # open, so it must not be a program whose output is waited for.
     if (umask 077; exec "$WINESERVER" -p30 </dev/null >/dev/null 2>&1); then
         (umask 077; exec "$WINE" wineboot </dev/null >/dev/null 2>&1)
     fi
