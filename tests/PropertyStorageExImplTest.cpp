@@ -245,22 +245,15 @@ TEST_F(PropertyStorageExImplTest, AnInterfaceThatIsGivenUpEndsWithoutTheLock)
 
 TEST_F(PropertyStorageExImplTest, FallbacksReplaceWhatDoesNotConvert)
 {
-    const auto floats = [](size_t count) {
-        std::string text;
-        for (const char* value : {"0", "1.17549e-38", "3.40282e+38"})
-        {
-            for (size_t i = 0; i < count; ++i)
-            {
-                (text += i ? "," : text.empty() ? "" : " ") += value;
-            }
-        }
-        return text;
-    };
     const std::string pair = "0,0 -2147483648,-2147483648 2147483647,2147483647;";
-    const auto expected = Split(";false - -;0 -2147483648 2147483647;0 2.22507e-308 1.79769e+308;0,0,0,0 - -;" + pair +
-                                    pair + "0,0 0,1 2147483647,2147483647;0,0 - -;0,0,0,255 - -;- - ;- - ;null - -;" +
-                                    floats(1) + ';' + floats(2) + ';' + floats(2) + ';' + floats(3) + ';' + floats(4),
-                                ';');
+    const std::string floats = "0,0 1.17549e-38,1.17549e-38 3.40282e+38,3.40282e+38;";
+    const auto expected =
+        Split(";false - -;0 -2147483648 2147483647;0 2.22507e-308 1.79769e+308;0,0,0,0 - -;" + pair + pair +
+                  "0,0 0,1 2147483647,2147483647;0,0 - -;0,0,0,255 - -;- - ;- - ;null - -;0 1.17549e-38 3.40282e+38;" +
+                  floats + floats +
+                  "0,0,0 1.17549e-38,1.17549e-38,1.17549e-38 3.40282e+38,3.40282e+38,3.40282e+38;0,0,0,0 "
+                  "1.17549e-38,1.17549e-38,1.17549e-38,1.17549e-38 3.40282e+38,3.40282e+38,3.40282e+38,3.40282e+38",
+              ';');
     for (pyx_uint32 type = 1; type <= 17; ++type)
     {
         const PYXPropertyInfoImpl info({L"P", L"", static_cast<PYXVariantType>(type), c_null, c_null, c_null, 3});
