@@ -69,13 +69,12 @@ Outcome Replay::Run()
 
 PYXRecorderSettings Replay::Settings() const
 {
-    PYXRecorderSettings settings;
-    settings.folder = m_options.temp;
-    settings.inMemory = m_options.ram;
-    settings.seconds = m_options.duration;
-    settings.exact = m_options.exact;
-    settings.video = DescribeVideo(m_input.Video());
-    settings.spMore = DescribeClip(m_input.Video(), m_options.faststart);
+    PYXRecorderSettings settings{.folder = m_options.temp,
+                                 .inMemory = m_options.ram,
+                                 .seconds = m_options.duration,
+                                 .exact = m_options.exact,
+                                 .video = DescribeVideo(m_input.Video()),
+                                 .spMore = DescribeClip(m_input.Video(), m_options.faststart)};
     if (m_input.Audio())
     {
         settings.audio = DescribeAudio(*m_input.Audio());

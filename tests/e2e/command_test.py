@@ -13,12 +13,6 @@ from pathlib import Path
 
 REPLAY, PROGRAM = sys.argv[1:3]
 ENVIRONMENT = dict(os.environ, PYX_REPLAY_PROGRAM=PROGRAM)
-CASES = []
-
-
-def case(function):
-    CASES.append(function)
-    return function
 
 
 def check(condition, message):
@@ -47,7 +41,6 @@ def tree(folder):
                   for root, folders, files in os.walk(os.fsencode(folder)) for name in folders + files)
 
 
-@case
 def capitals_tell_names_apart(folder, video):
     (folder / "clip.mp4").write_text("another")
     (folder / "Out").mkdir()
@@ -57,7 +50,6 @@ def capitals_tell_names_apart(folder, video):
     expect([b"CLIP.mp4", b"Out", b"clip.mp4"], tree(folder), "files")
 
 
-@case
 def any_name_can_be_read_written_and_shown(folder, video):
     for name in ("back\\slash.mp4", os.fsdecode(b"not utf-8 \xff.mp4")):
         run(folder, 2, video, "-o", name)
@@ -71,7 +63,6 @@ def any_name_can_be_read_written_and_shown(folder, video):
         check(str(clip) in out, f"the table has another name: {out}")
 
 
-@case
 def a_clip_follows_the_umask_and_spares_others_files(folder, video):
     theirs = [folder / "clip.mp4.part", folder / "pyx-replay-77" / "Temp3.RBA"]
     theirs[1].parent.mkdir()
@@ -84,7 +75,6 @@ def a_clip_follows_the_umask_and_spares_others_files(folder, video):
     expect([b"clip.mp4", b"clip.mp4.part", b"pyx-replay-77", b"pyx-replay-77/Temp3.RBA"], tree(folder), "files")
 
 
-@case
 def a_stopped_run_saves_and_leaves_nothing(folder, video):
     for number, code in {signal.SIGTERM: 0, signal.SIGHUP: 0, signal.SIGINT: 0, signal.SIGKILL: -9}.items():
         temp, clip = folder / "temp", folder / f"{number.name}.mp4"
@@ -99,7 +89,6 @@ def a_stopped_run_saves_and_leaves_nothing(folder, video):
         check(clip.exists(), f"no clip after {number.name}")
 
 
-@case
 def a_stop_is_noticed_while_the_input_stalls(folder, video):
     process = start(folder, "-", "-o", "clip.mp4", "--temp", folder, stdin=subprocess.PIPE)
     process.stdin.write(video.read_bytes()[:video.stat().st_size // 2])
@@ -110,7 +99,6 @@ def a_stop_is_noticed_while_the_input_stalls(folder, video):
     check((folder / "clip.mp4").exists(), "no clip")
 
 
-@case
 def a_lost_program_ends_the_run_and_leaves_nothing(folder, video):
     process = start(folder, video, "-o", "clip.mp4", "--temp", folder, "--realtime", "--json")
     wait_for(lambda: list(folder.glob("*/Temp1.RBV")), "a group", process)
@@ -128,7 +116,6 @@ def a_lost_program_ends_the_run_and_leaves_nothing(folder, video):
     expect([b"clip.mp4"], tree(folder), "files after the next run")
 
 
-@case
 def a_save_is_made_by_a_signal_to_either_process(folder, video):
     process = start(folder, video, "-o", "clip.mp4", "--temp", folder, "--realtime", "--duration", "2")
     keepers = Path(f"/proc/{process.pid}/task/{process.pid}/children")
@@ -141,7 +128,6 @@ def a_save_is_made_by_a_signal_to_either_process(folder, video):
     expect([b"clip-1.mp4", b"clip-2.mp4", b"clip.mp4"], tree(folder), "files")
 
 
-@case
 def failures_are_one_line_and_one_object(folder, video):
     shapes = set()
     for code, arguments in ((2, ["--nonsense"]), (2, [video, "--duration", ""]), (2, [video, "-o", "a \"b\\.avi"]),
@@ -167,6 +153,12 @@ def wait_for(condition, what, process=None):
             raise AssertionError(f"ended before there were {what}, code {process.returncode}: {out!r} {error!r}")
         check(time.monotonic() < end, f"not seen within a minute: {what}")
         time.sleep(0.05)
+
+
+CASES = (capitals_tell_names_apart, any_name_can_be_read_written_and_shown,
+         a_clip_follows_the_umask_and_spares_others_files, a_stopped_run_saves_and_leaves_nothing,
+         a_stop_is_noticed_while_the_input_stalls, a_lost_program_ends_the_run_and_leaves_nothing,
+         a_save_is_made_by_a_signal_to_either_process, failures_are_one_line_and_one_object)
 
 
 def main():

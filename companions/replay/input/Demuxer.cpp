@@ -49,9 +49,14 @@ int ReadStandardInput(void*, uint8_t* pData, int size)
 Outcome Demuxer::Open(const std::wstring& path)
 {
     const bool isPipe = path == c_standardInput;
-    if (isPipe && !OpenPipe())
+    if (isPipe)
     {
-        return {ExitCode::Failed, FFmpegErrorText(AVERROR(ENOMEM))};
+        auto* pBuffer = static_cast<unsigned char*>(av_malloc(c_pipeBufferSize));
+        m_pPipe.reset(avio_alloc_context(pBuffer, c_pipeBufferSize, 0, nullptr, ReadStandardInput, nullptr, nullptr));
+        if (!pBuffer || !m_pPipe)
+        {
+            return {ExitCode::Failed, FFmpegErrorText(AVERROR(ENOMEM))};
+        }
     }
     if (const int error = OpenMediaFile(PYXToUtf8(path), m_pPipe.get(), &m_pFile); error < 0)
     {
@@ -70,16 +75,6 @@ Outcome Demuxer::Open(const std::wstring& path)
         pStream->discard = AVDISCARD_ALL;
     }
     return {};
-}
-
-/// False: no memory.
-bool Demuxer::OpenPipe()
-{
-    auto* pBuffer = static_cast<unsigned char*>(av_malloc(c_pipeBufferSize));
-    m_pPipe.reset(pBuffer
-                      ? avio_alloc_context(pBuffer, c_pipeBufferSize, 0, nullptr, ReadStandardInput, nullptr, nullptr)
-                      : nullptr);
-    return IsPipe();
 }
 
 AVStream* Demuxer::Choose(AVStream* pStream)

@@ -61,7 +61,6 @@ private:
         pyx_int64 end = INT64_MIN; // of both streams so far, by the file's times
     };
 
-    bool OpenPipe();
     void MoveTimes(Stream* pStream, AVPacket* pPacket);
     pyx_int64 FindShift(pyx_int64 time, AVRational unit) const;
 
