@@ -33,10 +33,16 @@ std::string WithBar(int percent, const std::string& line)
 void Progress::Show(pyx_int64 elapsed, pyx_int64 total, pyx_uint64 bytes)
 {
     const int percent = total > 0 ? static_cast<int>(std::clamp<pyx_int64>(elapsed, 0, total) * 100 / total) : 0;
-    if (!IsDue(percent))
+    const auto since = Clock::now() - m_shown;
+    const bool isBar = m_style == ProgressStyle::Bar;
+    const bool isDue = isBar ? since >= std::chrono::milliseconds(100)
+                             : since >= std::chrono::seconds(10) || percent / 25 > m_shownPercent / 25;
+    if (m_style == ProgressStyle::None || !isDue)
     {
         return;
     }
+    m_shown = Clock::now();
+    m_shownPercent = percent;
     std::string line = FormatTime(std::max<pyx_int64>(0, elapsed));
     if (total > 0)
     {
@@ -44,8 +50,8 @@ void Progress::Show(pyx_int64 elapsed, pyx_int64 total, pyx_uint64 bytes)
         line = std::string(6 - share.size(), ' ') + share + line + " of " + FormatTime(total);
     }
     line += "  " + FormatBytes(bytes);
-    m_drawn = m_style == ProgressStyle::Bar;
-    std::fprintf(stderr, m_drawn ? "\r%s\x1b[K" : "reading: %s\n", (m_drawn ? WithBar(percent, line) : line).c_str());
+    m_drawn = isBar;
+    std::fprintf(stderr, isBar ? "\r%s\x1b[K" : "reading: %s\n", (isBar ? WithBar(percent, line) : line).c_str());
     std::fflush(stderr);
 }
 
@@ -56,20 +62,4 @@ void Progress::Clear()
         std::fputs("\r\x1b[K", stderr);
         std::fflush(stderr);
     }
-}
-
-/// A plain line comes with every quarter, and every ten seconds.
-bool Progress::IsDue(int percent)
-{
-    const auto since = Clock::now() - m_shown;
-    const bool isDue = m_style == ProgressStyle::Bar
-                           ? since >= std::chrono::milliseconds(100)
-                           : since >= std::chrono::seconds(10) || percent / 25 > m_shownPercent / 25;
-    if (m_style == ProgressStyle::None || !isDue)
-    {
-        return false;
-    }
-    m_shown = Clock::now();
-    m_shownPercent = percent;
-    return true;
 }

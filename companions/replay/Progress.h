@@ -15,7 +15,8 @@ public:
     {
     }
 
-    /// Called with every packet. `total` in ticks; 0: not known, so no percentage is shown.
+    /// Called with every packet; a bar is drawn ten times a second, a line printed at every quarter and every ten
+    /// seconds. `total` in ticks; 0: not known, so no percentage is shown.
     void Show(pyx_int64 elapsed, pyx_int64 total, pyx_uint64 bytes);
 
     /// Removes the bar until the next Show(). Called before anything else is printed.
@@ -23,8 +24,6 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
-
-    bool IsDue(int percent);
 
     ProgressStyle m_style;
     Clock::time_point m_shown = Clock::now();

@@ -321,7 +321,16 @@ Outcome Replay::TakeClip(const PYXSavedClip& clip)
     RETURN_ON_FAILURE(result);
     Print("saved " + PathForUser(clip.path) + " in " + FormatSeconds(clip.secondsTaken, 2) + " s",
           clip.id != 0 || m_options.verbose);
-    WarnOfMissing(clip, contents);
+    if (const pyx_uint64 written = contents.packets.All(); !m_options.exact && written < clip.packets)
+    {
+        Warn(PathForUser(clip.path) + " holds " + std::to_string(written) + " of the " + std::to_string(clip.packets) +
+             " packets that were kept for it");
+    }
+    if (const pyx_int64 missing = clip.newest - clip.to; missing > PYX_TICKS_PER_SECOND)
+    {
+        Warn("the newest " + FormatSeconds(ToSeconds(missing), 1) + " s are not in the clip: --exact cuts it " +
+             std::to_string(m_options.duration) + " s after its first picture");
+    }
     ListCompleted(m_options.completed, clip.path);
     m_report.clips.push_back({clip, contents});
     m_report.clips.back().clip.from = std::max(clip.from, m_report.origin);
@@ -352,22 +361,6 @@ Outcome Replay::CopyLastClip()
     ListCompleted(m_options.completed, m_options.output);
     m_report.clips.push_back(last);
     return {};
-}
-
-void Replay::WarnOfMissing(const PYXSavedClip& clip, const ClipContents& contents)
-{
-    const pyx_uint64 written = contents.packets.All();
-    if (!m_options.exact && written < clip.packets)
-    {
-        Warn(PathForUser(clip.path) + " holds " + std::to_string(written) + " of the " + std::to_string(clip.packets) +
-             " packets that were kept for it");
-    }
-    const pyx_int64 missing = clip.newest - clip.to;
-    if (missing > PYX_TICKS_PER_SECOND)
-    {
-        Warn("the newest " + FormatSeconds(ToSeconds(missing), 1) + " s are not in the clip: --exact cuts it " +
-             std::to_string(m_options.duration) + " s after its first picture");
-    }
 }
 
 void Replay::Warn(const std::string& text)

@@ -47,7 +47,6 @@ private:
     Outcome TakeClip(const PYXSavedClip& clip);
     Outcome CopyLastClip();
     void NoteFailedSave(const Outcome& failure, const char* consequence);
-    void WarnOfMissing(const PYXSavedClip& clip, const ClipContents& contents);
     void Warn(const std::string& text);
     void Print(const std::string& text, bool wanted = true);
 

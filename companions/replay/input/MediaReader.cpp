@@ -65,7 +65,13 @@ bool MediaReader::AddDamage(const std::string& text)
 /// False: too much in a row is damaged.
 bool MediaReader::AddFiltered(PacketPtr pPacket)
 {
-    TakeNewExtraData(*pPacket);
+    std::size_t size = 0;
+    const pyx_uint8* pSetUp = av_packet_get_side_data(pPacket.get(), AV_PKT_DATA_NEW_EXTRADATA, &size);
+    if (pSetUp && !Parameters().extradata)
+    {
+        static_cast<void>(
+            CopyExtraData(m_pFilter->par_out, {pSetUp, size})); // without memory nothing else works either
+    }
     m_damaged.push_back(std::move(pPacket));
     if (m_damaged.back()->flags & AV_PKT_FLAG_CORRUPT)
     {
@@ -231,15 +237,4 @@ void MediaReader::SetSize(PYXSize size)
     }
     parameters.width = size.width;
     parameters.height = size.height;
-}
-
-void MediaReader::TakeNewExtraData(const AVPacket& packet)
-{
-    std::size_t size = 0;
-    const pyx_uint8* pData = av_packet_get_side_data(&packet, AV_PKT_DATA_NEW_EXTRADATA, &size);
-    AVCodecParameters& parameters = *m_pFilter->par_out;
-    if (pData && !parameters.extradata)
-    {
-        static_cast<void>(CopyExtraData(&parameters, {pData, size})); // without memory nothing else works either
-    }
 }

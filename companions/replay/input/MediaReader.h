@@ -108,7 +108,6 @@ private:
     void AddWaiting(PacketPtr pPacket);
     bool HasNext();
     void ParsePicture(Untaken* pUntaken);
-    void TakeNewExtraData(const AVPacket& packet);
     void SetSize(PYXSize size);
 
     AVFormatContext* const m_pFile;
