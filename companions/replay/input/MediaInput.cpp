@@ -62,7 +62,7 @@ Outcome MediaInput::Open(const std::wstring& path, int audio)
         return opened;
     }
     NameLeftOut();
-    m_order.emplace(m_pAudio != nullptr, MostWaiting());
+    m_pOrder = std::make_unique<LiveOrder>(m_pAudio != nullptr, MostWaiting());
     return {};
 }
 
@@ -155,17 +155,17 @@ void MediaInput::NameLeftOut()
 
 bool MediaInput::Next(MediaPacket* pPacket)
 {
-    while (!m_order->Take(pPacket))
+    while (!m_pOrder->Take(pPacket))
     {
         MediaPacket packet;
         if (m_pVideo->Take(&packet) || (m_pAudio && m_pAudio->Take(&packet)))
         {
-            m_order->Add(std::move(packet));
+            m_pOrder->Add(std::move(packet));
         }
         else if (m_hasEnded)
         {
-            m_order->End();
-            return m_order->Take(pPacket);
+            m_pOrder->End();
+            return m_pOrder->Take(pPacket);
         }
         else
         {
@@ -238,7 +238,7 @@ std::string MediaInput::WhyBroken() const
 {
     // Some containers do not notice that they are cut off.
     constexpr pyx_int64 tolerance = 2 * PYX_TICKS_PER_SECOND;
-    const bool isShort = !IsInterrupted() && AnnouncedEnd() > m_order->LastEnd() + tolerance;
+    const bool isShort = !IsInterrupted() && AnnouncedEnd() > m_pOrder->LastEnd() + tolerance;
     return m_brokenText.empty() && isShort ? "it should be " + FormatTime(FileDuration()) + " long" : m_brokenText;
 }
 
@@ -250,7 +250,7 @@ std::vector<std::string> MediaInput::Losses() const
         losses.push_back("the input is damaged in " + std::to_string(damages) + (damages == 1 ? " place" : " places") +
                          ", reading went on after it");
     }
-    if (const pyx_int64 dropped = m_order->DroppedAudio(); m_brokenText.empty() && dropped > PYX_TICKS_PER_SECOND)
+    if (const pyx_int64 dropped = m_pOrder->DroppedAudio(); m_brokenText.empty() && dropped > PYX_TICKS_PER_SECOND)
     {
         losses.push_back("the last " + FormatSeconds(ToSeconds(dropped), 1) +
                          " s of the audio are left out, because the video ends there");

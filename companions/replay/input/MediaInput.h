@@ -6,7 +6,6 @@
 #include "replay/Options.h"
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,7 +32,7 @@ public:
 
     const LiveOrder& Order() const
     {
-        return *m_order;
+        return *m_pOrder;
     }
 
     /// Length of the file in ticks, 0 when the file does not tell.
@@ -64,7 +63,7 @@ private:
     Demuxer m_demuxer;
     std::unique_ptr<MediaReader> m_pVideo;
     std::unique_ptr<MediaReader> m_pAudio;
-    std::optional<LiveOrder> m_order; // after Open()
+    std::unique_ptr<LiveOrder> m_pOrder; // after Open()
     std::vector<std::string> m_warnings;
     bool m_hasEnded = false;
     std::string m_brokenText; // FFmpeg's words

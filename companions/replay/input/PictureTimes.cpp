@@ -37,7 +37,7 @@ void MissingTimes::Learn(PicturePlace place, pyx_int64 pts)
 
 std::optional<pyx_int64> MissingTimes::Guess(PicturePlace place) const
 {
-    return m_ticksPerNumber != 0 && place.sequence == m_known->sequence
+    return m_known && m_ticksPerNumber != 0 && place.sequence == m_known->sequence
                ? std::optional(m_pts + (place.number - m_known->number) * m_ticksPerNumber)
                : std::nullopt;
 }
