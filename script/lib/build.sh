@@ -3,7 +3,6 @@
 #   build_preset PRESET [TARGET...]   installs what building needs, configures when that is due, and builds the targets, or
 #                                     else everything, which includes the tests, to build/PRESET; programs and modules
 #                                     are in build/PRESET/bin
-#   build_bench [TARGET]              the same for the benchmarks, which need a library of their own, to build/bench
 #   build_folder FOLDER PRESET ENTRY... -- [TARGET...]   the last two steps, for another folder below build/ and with
 #                                     these cache entries (NAME:TYPE=VALUE)
 #
@@ -73,13 +72,4 @@ build_preset()
     is_configured "$folder" "${entries[@]}" || need_folder "$folder" # before the libraries, which take minutes
     "$PYX_ROOT/script/lib/ffmpeg.sh" >/dev/null
     build_folder "$folder" "$preset" "${entries[@]}" -- "$@"
-}
-
-build_bench()
-{
-    local source
-    need_packages "${PACKAGES_BUILD[@]}"
-    source=$("$PYX_ROOT/script/lib/benchmark.sh")
-    build_folder "$PYX_ROOT/build/bench" release PYX_BENCH:BOOL=ON "PYX_BENCHMARK_SOURCE:PATH=$source" \
-        PYX_COMPANIONS:BOOL=OFF PYX_TESTS:BOOL=OFF -- "${1:-pyx-bench}"
 }
