@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <utility>
 
 int OpenMediaFile(const std::string& path, AVIOContext* pPipe, FFmpegPtr<AVFormatContext>* ppFile)
 {
@@ -15,11 +16,8 @@ int OpenMediaFile(const std::string& path, AVIOContext* pPipe, FFmpegPtr<AVForma
     // Named as a file, so that nothing in a name is taken for a protocol.
     int error = avformat_open_input(&pFile, pPipe ? nullptr : ("file:" + path).c_str(), nullptr, nullptr);
     error = error < 0 ? error : avformat_find_stream_info(pFile, nullptr);
-    ppFile->reset(pFile); // null when it could not be opened
-    if (error < 0)
-    {
-        ppFile->reset();
-    }
+    FFmpegPtr<AVFormatContext> pOpened(pFile); // null when it could not be opened
+    *ppFile = error < 0 ? nullptr : std::move(pOpened);
     return std::min(error, 0);
 }
 

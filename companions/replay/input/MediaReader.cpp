@@ -28,15 +28,8 @@ Outcome MediaReader::Begin()
 {
     // AAC whose set-up is in the container is in an encoder's form already.
     const bool plainAac = m_pCodec->id == AV_CODEC_ID_AAC && m_pStream->codecpar->extradata_size > 0;
-    AVBSFContext* pFilter = nullptr;
-    int error = av_bsf_list_parse_str(plainAac ? nullptr : m_pCodec->filter, &pFilter);
-    m_pFilter.reset(pFilter);
-    error = error < 0 ? error : avcodec_parameters_copy(pFilter->par_in, m_pStream->codecpar);
-    if (error >= 0)
-    {
-        pFilter->time_base_in = m_pStream->time_base;
-        error = av_bsf_init(pFilter);
-    }
+    const int error =
+        OpenFilter(plainAac ? nullptr : m_pCodec->filter, *m_pStream->codecpar, m_pStream->time_base, &m_pFilter);
     return error >= 0 ? Outcome()
                       : Outcome(ExitCode::BadInput,
                                 std::string("its ") + m_pCodec->name + " stream: " + FFmpegErrorText(error));
@@ -69,8 +62,7 @@ bool MediaReader::AddFiltered(PacketPtr pPacket)
     const pyx_uint8* pSetUp = av_packet_get_side_data(pPacket.get(), AV_PKT_DATA_NEW_EXTRADATA, &size);
     if (pSetUp && !Parameters().extradata)
     {
-        static_cast<void>(
-            CopyExtraData(m_pFilter->par_out, {pSetUp, size})); // without memory nothing else works either
+        static_cast<void>(CopyExtraData(m_pFilter->par_out, {pSetUp, size})); // no memory: nothing else works either
     }
     m_damaged.push_back(std::move(pPacket));
     if (m_damaged.back()->flags & AV_PKT_FLAG_CORRUPT)
