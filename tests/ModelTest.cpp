@@ -166,7 +166,7 @@ Session MakeSession(unsigned seed)
                                       : pick(kind < 90 ? s_properties : s_calls) + (below(3) ? "" : pick(s_faults)));
         now += kind < 40 ? static_cast<int>(below(2)) : kind == 75 ? 3600 : kind == 76 ? -3600 : 0;
     }
-    session.emplace_back("new:VA");
+    session.insert(session.end(), {"Terminate!End", "Files", "new:VA"}); // a clip that fails leaves no file open
     return session;
 }
 
