@@ -157,6 +157,7 @@ TEST(VariantTest, ComparesKindThenValue)
         pBytes[sizes[kind] - 1] = 1;
         EXPECT_STREQ(compare(Zero(kind), other), "different") << kind;
     }
+    EXPECT_STREQ(compare(PYXVariant{}, PYXVariant{.raw = {1, 1}}), "equal"); // both empty
     const PYXVariant point = V(FLOAT_POINT3D, float, nan);
     EXPECT_STREQ(compare(point, point), "equal"); // the same object
     EXPECT_STREQ(compare(point, PYXVariant{point}), "different");
