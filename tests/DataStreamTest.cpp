@@ -225,23 +225,23 @@ TEST(MemoryStreamsTest, UseAgainWhatTheNextGroupNeedsAndGiveBackTheRest)
     const FaultyFree free(GetModuleHandleW(nullptr));
     auto spSegments = std::make_shared<PYXMemorySegments>(100);
     std::deque<PYXDataStreamMemoryImpl> groups;
-    const std::string part(100, 'x');
-    const auto fill = [&](PYXDataStreamMemoryImpl& stream, int parts) {
-        for (int i = 0; i < parts; ++i)
+    const std::string part(40, 'x');
+    const auto fill = [&](PYXDataStreamMemoryImpl& stream, size_t size) {
+        for (size_t i = 0; i < size; i += part.size())
         {
-            EXPECT_EQ(stream.Write(part.data(), part.size(), nullptr), PYX_OK);
+            EXPECT_EQ(stream.Write(part.data(), std::min(part.size(), size - i), nullptr), PYX_OK);
         }
     };
     FaultPlan::Get().Fail("VirtualAlloc", 0, 1);
     for (int i = 0; i < 20; ++i)
     {
         spSegments->BeginGroup();
-        fill(groups.emplace_back(spSegments), 1);
+        fill(groups.emplace_back(spSegments), 100);
         if (groups.size() > 4)
         {
             groups.pop_front();
         }
-        fill(groups.back(), 9);
+        fill(groups.back(), 900);
     }
     EXPECT_EQ(FaultPlan::Get().calls, 41);
     FaultPlan::Get().Fail("VirtualFree", 0, 1);
@@ -253,7 +253,7 @@ TEST(MemoryStreamsTest, UseAgainWhatTheNextGroupNeedsAndGiveBackTheRest)
     spSegments.reset();
     EXPECT_EQ(FaultPlan::Get().calls, 41);
     PYXDataStreamMemoryImpl alone;
-    fill(alone, 1);
+    fill(alone, 100);
     EXPECT_EQ(alone.Close(), PYX_OK);
     EXPECT_EQ(FaultPlan::Get().calls, 42);
 }
