@@ -16,8 +16,7 @@ extern "C"
 #include <span>
 #include <string>
 
-/// Owners of FFmpeg's objects, and the conversions that muxer and sample host
-/// both need.
+/// Owners of FFmpeg's objects, and the conversions that muxer and sample host both need.
 
 struct FFmpegDeleter
 {
@@ -56,9 +55,8 @@ using FilterPtr = FFmpegPtr<AVBSFContext>;
 /// The unit of the framework's times.
 inline constexpr AVRational c_ticks{1, static_cast<int>(PYX_TICKS_PER_SECOND)};
 
-/// Opens a media file and finds out what is in it. `pPipe` (borrowed, may be
-/// null) is read instead of a file. On failure `*ppFile` is null and FFmpeg's
-/// error code (negative) is returned. Times that jump far back stay as they are.
+/// Opens a media file and finds out what is in it. `pPipe` (borrowed, may be null) is read instead of a file. Times
+/// that jump far back stay as they are. On failure returns FFmpeg's error code, negative, and `*ppFile` is null.
 int OpenMediaFile(const std::string& path, AVIOContext* pPipe, FFmpegPtr<AVFormatContext>* ppFile);
 
 /// A rate in the lowest terms that fit; 0/1 when it is none.
@@ -74,8 +72,7 @@ PYX_RESULT ToResult(int error);
 /// unchanged. Returns FFmpeg's error code, negative on failure.
 int OpenFilter(const char* filters, const AVCodecParameters& parameters, AVRational unit, FilterPtr* pspFilter);
 
-/// What a stream says beside its parameters, in FFmpeg's layout; empty when it
-/// says nothing of that type.
+/// What a stream says beside its parameters, in FFmpeg's layout; empty when it says nothing of that type.
 std::span<const pyx_uint8> FindSideData(const AVStream& stream, AVPacketSideDataType type);
 
 /// False: no memory.

@@ -82,7 +82,7 @@ PYX_RESULT PYXPacketStore::WritePacket(PacketEntry* pPacket, PYXBuffer* pInput)
 
     const auto size = static_cast<pyx_uint64>(pPacket->size);
     pyx_uint64 writtenBytes = 0;
-    PASS_ON_FAILURE(Stream().Write(pInput->GetNative(), size, &writtenBytes),
+    PASS_ON_FAILURE(Stream()->Write(pInput->GetNative(), size, &writtenBytes),
                     L"WritePacket() - Failed to write packet information to file.");
     // Hosts rely on PYX_FAIL here, although a short read returns PYX_UNEXPECTED.
     FAIL_IF_NOT(writtenBytes == size, PYX_FAIL, L"WritePacket() - Failed to write all the frame bytes to file.");
@@ -99,10 +99,10 @@ PYX_RESULT PYXPacketStore::Read(pyx_size index, PYXBuffer** ppOut)
     PASS_ON_FAILURE(CopyDescription(packet.spData.Get(), spBuffer.Get()),
                     L"ReadPacket() - Failed to duplicate all properties.");
 
-    PASS_ON_FAILURE(Stream().Seek(PYX_STREAM_SEEK_BEGIN, packet.offset, nullptr),
+    PASS_ON_FAILURE(Stream()->Seek(PYX_STREAM_SEEK_BEGIN, packet.offset, nullptr),
                     L"ReadPacket() - Failed to seek to the required position in the temporary file.");
     pyx_uint64 bytesRead = 0;
-    PASS_ON_FAILURE(Stream().Read(spBuffer->GetNative(), size, &bytesRead),
+    PASS_ON_FAILURE(Stream()->Read(spBuffer->GetNative(), size, &bytesRead),
                     L"ReadPacket() - Failed to read from the temporary file.");
     FAIL_IF_NOT(bytesRead == size, PYX_UNEXPECTED, L"ReadPacket() - Failed to read the required number of bytes.");
     *ppOut = spBuffer.Detach();

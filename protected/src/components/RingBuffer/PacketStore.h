@@ -89,9 +89,9 @@ private:
         pyx_int64 size = 0;                ///< bytes
     };
 
-    PYXDataStream& Stream()
+    PYXDataStream* Stream()
     {
-        return m_pFile ? static_cast<PYXDataStream&>(*m_pFile) : m_memory;
+        return m_pFile ? static_cast<PYXDataStream*>(m_pFile.get()) : &m_memory;
     }
 
     PYX_RESULT WritePacket(PacketEntry* pPacket, PYXBuffer* pInput);
