@@ -171,4 +171,7 @@ void PYXRingBufferCache::ClearGOPs()
     m_pActiveGOP.reset();
     m_listOfGOPs.clear();
     m_memory = {};
+    // A block that an empty queue keeps would keep the heap from giving back what is around it.
+    m_listOfGOPs.shrink_to_fit();
+    m_pendingAudio.shrink_to_fit();
 }
