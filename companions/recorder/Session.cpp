@@ -289,7 +289,7 @@ PYXStatus PYXRecorderSession::Write(const std::wstring& path, pyx_int64 seconds,
     {
         return {PYX_NOT_FOUND, "no group of pictures was kept, so there is no clip: a group starts with a key picture"};
     }
-    PYX_RESULT result = Prepare(seconds);
+    PYX_RESULT result = Prepare(std::min(seconds, PYXKeptGroups::c_mostSeconds));
     Describe(pClip);
     PYX_RETURN_IF_FAILED(SetAll(m_spComponent.Get(), {{PYX_PROPERTY_PATH, PYXVariantBorrowWString(path.c_str())}}));
     PYX_RETURN_IF_FAILED(PYXCheckWritable(path, m_groups.Bytes()));
