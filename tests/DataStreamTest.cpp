@@ -27,7 +27,6 @@ protected:
         {
             m_pStream = std::make_unique<PYXDataStreamFileImpl>();
         }
-        std::filesystem::create_directory(m_temp.path);
     }
 
     PYX_RESULT Open(pyx_uint32 mode, pyx_uint32 share = 0)
@@ -130,7 +129,6 @@ TEST(FileStreamTest, FailsWithoutATraceWhenTheSystemRefuses)
 {
     const TestDirectory temp;
     const std::filesystem::path path = temp.path / "Stream";
-    std::filesystem::create_directory(temp.path);
     Companions::Get() = {};
     const int inherited = CountFiles(HANDLE_FLAG_INHERIT);
     PYXDataStreamFileImpl stream;

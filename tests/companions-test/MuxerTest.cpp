@@ -1,13 +1,11 @@
 #include "common/KeyPacket.h"
 #include "common/PropertyNames.h"
-#include "FolderTest.h"
 #include "host/HostBuffer.h"
 #include "host/HostContext.h"
 #include "media/FFmpeg.h"
 #include "media/NalStream.h"
 #include "muxer/MuxerImpl.h"
-
-#include <gtest/gtest.h>
+#include "support/RingBufferTest.h"
 
 #include <algorithm>
 #include <array>
@@ -23,7 +21,7 @@ template <class Value> std::span<const pyx_uint8> BytesOf(const Value& value)
 }
 
 /// The muxer by itself, fed as the ring buffer feeds it.
-class MuxerTest : public FolderTest
+class MuxerTest : public testing::Test, protected TestDirectory
 {
 protected:
     MuxerTest() : m_spMuxer(new PYXMuxerImpl(HostContext::Create().Get()))
@@ -35,9 +33,9 @@ protected:
 
     void SetPath(const wchar_t* name)
     {
-        m_clip = m_folder / name;
-        const std::wstring path = m_clip.wstring();
-        ASSERT_EQ(m_spMuxer->SetProperty(PYX_PROPERTY_PATH, PYXVariantBorrowWString(path.c_str())), PYX_OK);
+        m_clip = path / name;
+        const std::wstring clip = m_clip.wstring();
+        ASSERT_EQ(m_spMuxer->SetProperty(PYX_PROPERTY_PATH, PYXVariantBorrowWString(clip.c_str())), PYX_OK);
     }
 
     /// One of 25 pictures a second, by its place in the order shown.

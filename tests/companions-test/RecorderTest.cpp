@@ -1,10 +1,5 @@
-#include "companions-test/FolderTest.h"
 #include "recorder/Recorder.h"
-#include "support/Companions.h"
-#include "support/Faults.h"
-#include "support/Packet.h"
-
-#include <windows.h>
+#include "support/RingBufferTest.h"
 
 #include <atomic>
 #include <chrono>
@@ -18,12 +13,12 @@ namespace
 
 /// A recorder between the recording companions. A save is written "result: packets", with those of its clip as they
 /// came out, and "!" after a result that Retry() can follow.
-class RecorderTest : public FolderTest
+class RecorderTest : public testing::Test, protected TestDirectory
 {
 protected:
     RecorderTest()
     {
-        m_settings.folder = m_folder.wstring();
+        m_settings.folder = path.wstring();
         m_settings.audio = PYXAudioStream();
     }
 
@@ -56,7 +51,7 @@ protected:
 
     PYXSaveRequest Request(pyx_int64 seconds = 0)
     {
-        return {.path = (m_folder / "clip.mp4").wstring(), .seconds = seconds, .onSaved = [this](const auto& clip) {
+        return {.path = (path / "clip.mp4").wstring(), .seconds = seconds, .onSaved = [this](const auto& clip) {
                     m_clips += std::to_string(clip.status.result) + (clip.canRetry ? "! " : ": ");
                     m_clips += Companions::Get().Take(&Companions::written) + "\n";
                     Companions::Get().base = -1;
@@ -159,12 +154,12 @@ TEST_F(RecorderTest, ClipsThatAreSavedMeanwhileMeetWithoutALostOrDoubledPacket)
             std::this_thread::yield();
         }
         const PYXStatus status =
-            m_pRecorder->Save({.path = m_folder / "c.mp4", .seconds = at == 45 ? 5 : 0, .onSaved = keep});
+            m_pRecorder->Save({.path = path / "c.mp4", .seconds = at == 45 ? 5 : 0, .onSaved = keep});
         EXPECT_TRUE(status.IsOk()) << status.text;
     }
     video.join();
     audio.join();
-    m_pRecorder->End({.path = m_folder / "c.mp4", .onSaved = keep});
+    m_pRecorder->End({.path = path / "c.mp4", .onSaved = keep});
     EXPECT_EQ(m_pRecorder->Look().packetsLate, 0u);
     ASSERT_EQ(starts.size(), 5u);
     for (const auto& [kind, pts] : missing) // of what came since the third clip began, the fourth has the end alone
@@ -203,8 +198,8 @@ TEST_F(RecorderTest, WhatIsRefusedOrCancelledLeavesNoTrace)
     Open();
     EXPECT_EQ(m_pRecorder->Save(Request()).result, PYX_NOT_FOUND) << "nothing is kept";
     Feed("V0K A0 V40");
-    EXPECT_EQ(m_pRecorder->Save({.path = m_folder / "none" / "c.mp4"}).result, PYX_FILE_NOT_OPEN);
-    EXPECT_EQ(m_pRecorder->Save({.path = m_folder}).result, PYX_FILE_NOT_OPEN) << "a directory";
+    EXPECT_EQ(m_pRecorder->Save({.path = path / "none" / "c.mp4"}).result, PYX_FILE_NOT_OPEN);
+    EXPECT_EQ(m_pRecorder->Save({.path = path}).result, PYX_FILE_NOT_OPEN) << "a directory";
     EXPECT_TRUE(m_pRecorder->Cancel(Save()).IsOk());
     Feed("V80K A80 V120 A120");
     EXPECT_EQ(Clips(), "1: \n");
@@ -264,7 +259,7 @@ TEST_F(RecorderTest, ATemporaryFileThatAnotherProgramReadsIsTriedAgain)
     Open();
     Feed("V0K A0 V40K V80K A80 V120"); // and a group without audio, whose file is missing
     std::vector<HANDLE> held;
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_folder))
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(path))
     {
         if (entry.path().extension() == ".RBV" && fs::file_size(entry) > 0)
         {
@@ -290,27 +285,27 @@ TEST_F(RecorderTest, OnlyItsOwnDirectoriesAreUsedAndRemoved)
     Put("pyx-recorder-78-0.lock");
     Put(mine + "0/Temp3.RBA"); // has the name already
     const std::string theirs = List();
-    Put("pyx-recorder-7-0.lock", lock.c_str()); // of a process that was killed
+    Put("pyx-recorder-7-0.lock", lock); // of a process that was killed
     Put("pyx-recorder-7-0/Temp0.RBV");
-    Put("pyx-recorder-8-0.lock", lock.c_str());
+    Put("pyx-recorder-8-0.lock", lock);
     m_settings.inMemory = true;
     Open();
-    EXPECT_TRUE(fs::exists(m_folder / (mine + "1.lock"))) << List();
+    EXPECT_TRUE(fs::exists(path / (mine + "1.lock"))) << List();
     auto pOther = std::make_unique<PYXRecorder>();
     EXPECT_TRUE(pOther->Open(m_settings).IsOk());
-    EXPECT_TRUE(fs::exists(m_folder / (mine + "1"))) << "of a process that lives";
+    EXPECT_TRUE(fs::exists(path / (mine + "1"))) << "of a process that lives";
     m_pRecorder.reset();
-    EXPECT_TRUE(fs::exists(m_folder / (mine + "2")));
+    EXPECT_TRUE(fs::exists(path / (mine + "2")));
     pOther.reset();
     EXPECT_EQ(List(), theirs);
-    fs::remove_all(m_folder);
+    fs::remove_all(path);
     m_pRecorder = std::make_unique<PYXRecorder>();
     EXPECT_EQ(m_pRecorder->Open(m_settings).result, PYX_FILE_NOT_OPEN);
     m_settings.module = L"sub\\module.dll";
     EXPECT_EQ(m_pRecorder->Open(m_settings).result, PYX_INVALID_ARG);
     m_settings.module = L"none.dll";
     EXPECT_EQ(m_pRecorder->Open(m_settings).result, PYX_NOT_FOUND);
-    fs::create_directories(m_folder);
+    fs::create_directories(path);
 }
 
 } // namespace

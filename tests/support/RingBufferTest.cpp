@@ -1,7 +1,8 @@
 #include "support/RingBufferTest.h"
 
+#include <fstream>
+#include <iterator>
 #include <set>
-#include <sstream>
 
 std::string Get(PYXPropertyStorage* pStorage, const wchar_t* name)
 {
@@ -10,20 +11,47 @@ std::string Get(PYXPropertyStorage* pStorage, const wchar_t* name)
     return result == PYX_OK ? Text(value.Get()) : "error " + std::to_string(result);
 }
 
-std::string TestDirectory::List(const std::filesystem::path& directory)
+TestDirectory::TestDirectory()
+{
+    fs::remove_all(path);
+    fs::create_directory(path);
+}
+
+TestDirectory::~TestDirectory()
+{
+    std::error_code error;
+    fs::remove_all(path, error);
+    EXPECT_FALSE(error) << "a file is still open in " << path;
+}
+
+fs::path TestDirectory::Put(const fs::path& name, const std::string& content) const
+{
+    const fs::path file = path / name;
+    fs::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << content;
+    return file;
+}
+
+std::string TestDirectory::List() const
 {
     std::error_code error;
     std::set<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(directory, error))
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(path, error))
     {
-        names.insert(entry.path().filename().string());
+        names.insert(entry.path().lexically_relative(path).generic_string());
     }
-    std::string files;
+    std::string list;
     for (const std::string& name : names)
     {
-        files += (files.empty() ? "" : " ") + name;
+        list += (list.empty() ? "" : " ") + name;
     }
-    return error ? "none" : files;
+    return error ? "none" : list;
+}
+
+std::string Read(const fs::path& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(stream), {});
 }
 
 LoadedModule::LoadedModule()

@@ -17,31 +17,27 @@
 /// A property as text, see Text(); "error 11" when it cannot be read.
 std::string Get(PYXPropertyStorage* pStorage, const wchar_t* name);
 
-/// A path that a test may use; nothing exists there at its begin and end.
+namespace fs = std::filesystem;
+
+/// An empty directory for one test, in which no file is open at its end.
 struct TestDirectory
 {
-    TestDirectory()
-    {
-        std::filesystem::remove_all(path);
-    }
+    TestDirectory();
     TestDirectory(const TestDirectory&) = delete;
     TestDirectory& operator=(const TestDirectory&) = delete;
-    ~TestDirectory()
-    {
-        std::error_code error;
-        std::filesystem::remove_all(path, error);
-        EXPECT_FALSE(error) << "a file is still open in " << path;
-    }
+    ~TestDirectory();
 
-    /// The names in it in order: "Temp1.RBA Temp1.RBV". "none": no directory.
-    std::string Files() const
-    {
-        return List(path);
-    }
-    static std::string List(const std::filesystem::path& directory);
+    /// Writes a file, and the directories to it.
+    fs::path Put(const fs::path& name, const std::string& content = "theirs") const;
 
-    const std::filesystem::path path = std::filesystem::temp_directory_path() / std::to_string(GetCurrentProcessId());
+    /// What is in it, in order: "a b b/c". "none": no directory.
+    std::string List() const;
+
+    const fs::path path = fs::temp_directory_path() / std::to_string(GetCurrentProcessId());
 };
+
+/// The content of a file.
+std::string Read(const fs::path& file);
 
 /// The module, loaded for one test: its counters and companions begin again.
 struct LoadedModule
@@ -111,7 +107,7 @@ protected:
     }
     std::string Files() const
     {
-        return m_temp.Files();
+        return m_temp.List();
     }
 
     FaultPlan& m_faults = FaultPlan::Get();
