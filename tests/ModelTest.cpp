@@ -28,7 +28,9 @@ protected:
     /// The first step in which the module is not as the model after those before it, or nothing.
     std::string FindDifference(const Session& session)
     {
-        std::filesystem::remove_all(m_temp.path);
+        fs::remove_all(m_temp.path);
+        m_companions = {};
+        m_companions.onTrace = [this](const std::string& text) { CheckTrace(text); };
         m_pModule.reset();
         m_pModule = std::make_unique<LoadedModule>();
         m_filesBefore = CountFiles();
@@ -40,77 +42,24 @@ protected:
             running += *step + ' ';
             const int result = model.Run(*step);
             const std::string expected = Outcome(result, &model.seen);
-            const std::string actual = Outcome(result == Model::c_unknown ? result : Run(*step), &m_companions);
+            const std::string actual = Outcome(result == Model::c_unknown ? result : Take(*step), &m_companions);
             difference = actual == expected ? "" : running + "\n  module: " + actual + "\n  model:  " + expected;
         }
         m_faults = {};
         Destroy();
-        m_companions = {};
         return difference;
     }
 
-    int Run(const std::string& text)
+    int Take(const std::string& text)
     {
         const std::string step = Model::Plan(text, &m_faults);
-        if (step.starts_with("new:"))
-        {
-            Destroy();
-            m_companions.inputs = step.substr(4);
-            Create();
-            m_companions.calls.erase(0, m_companions.calls.find("Create")); // and forgets the runtime's
-            m_companions.onTrace = [this](const std::string& text) { CheckTrace(text); };
-            return PYX_OK;
-        }
         if (step == "Files")
         {
             const std::string files = Files();
             const auto count = files == "none" ? -1 : static_cast<int>(std::ranges::count(files, 'T'));
             return count + Model::c_open * (CountFiles() - m_filesBefore);
         }
-        if (step == "Init")
-        {
-            return m_spComponent->Init(1, 640, 480);
-        }
-        if (step == "ReInit")
-        {
-            return m_spComponent->ReInit(320, 200);
-        }
-        if (step == "Terminate")
-        {
-            return Terminate();
-        }
-        if (step.starts_with("Get"))
-        {
-            return m_spComponent->GetInput(step[3] - '0', PYXInterfacePtr<PYXInput>().Out());
-        }
-        if (step[0] != 'V' && step[0] != 'A')
-        {
-            return SetOn(m_spComponent.Get(), step);
-        }
-        int index = 0;
-        const auto isOther = [&] { return ::Get(Input(index).Get(), L"StreamType") != (step[0] == 'V' ? "1" : "2"); };
-        while (index < m_spComponent->GetInputCount() && isOther())
-        {
-            ++index;
-        }
-        if (index == m_spComponent->GetInputCount())
-        {
-            return Model::c_none;
-        }
-        if (step[1] == '.')
-        {
-            return SetOn(Input(index).Get(), step.substr(2));
-        }
-        return Input(index)->SubmitInput(step[1] == '-' && step.size() == 2 ? nullptr
-                                                                            : Packet::Parse(step).Build().Get());
-    }
-
-    int SetOn(PYXPropertyStorage* pStorage, const std::string& property)
-    {
-        const std::wstring name(property.begin(), std::ranges::find(property, '='));
-        const std::wstring value(property.begin() + std::ssize(name) + 1, property.end());
-        const std::wstring text = value == L"T" ? m_temp.path.wstring() : value;
-        return pStorage->SetProperty(name.empty() ? nullptr : name.c_str(), PYXVariantBorrowWString(text.c_str()));
+        return Run(step);
     }
 
     /// A failed packet is traced without the component's lock: another thread may wait for it in the host's trace.

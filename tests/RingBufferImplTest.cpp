@@ -11,15 +11,14 @@ TEST_F(RingBufferImplTest, MakesItsDirectoryNewAndTakesItAway)
 {
     Create();
     m_temp.Put("deep/deeper/file");
-    Set(L"TempPath", m_temp.path.c_str());
+    Run("TempPath=T");
     EXPECT_EQ(Files(), "");
     m_temp.Put("file");
-    EXPECT_EQ(m_spComponent->Init(5, 640, 480), PYX_OK);
+    Feed("Init");
     EXPECT_EQ(Files(), "");
-    EXPECT_EQ(Terminate(), PYX_OK);
+    Feed("Terminate");
     EXPECT_EQ(Files(), "none");
-    Set(L"TempPath", (m_temp.path / "." / "a" / "b").c_str()); // the parents are missing
-    Feed("V1K V2K");
+    Feed("TempPath=T\\.\\a\\b V1K V2K"); // the parents are missing
     EXPECT_EQ(Files(), "a a/b a/b/Temp1.RBV a/b/Temp2.RBV");
 }
 

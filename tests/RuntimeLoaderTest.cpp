@@ -32,7 +32,7 @@ TEST_F(RuntimeLoaderTest, AllObjectsShareTheRuntimeAndTheLastOneFreesIt)
     EXPECT_EQ(GetModuleHandleW(L"pyxrt64.dll"), nullptr);
     EXPECT_EQ(Calls(), ""); // no record loads the library again
     Create();
-    EXPECT_EQ(Outcome(m_spComponent->GetInput(2, nullptr)), "4\nE RingBufferImpl Assertion failed:Invalid index");
+    EXPECT_EQ(Outcome(Run("Get2")), "4\nE RingBufferImpl Assertion failed:Invalid index");
     EXPECT_EQ(Calls(), "PYXInit 1000400240000\nCreate MuxerFFMPEG");
 }
 
@@ -64,8 +64,8 @@ TEST_F(RuntimeLoaderTest, TheFirstTraceObjectServesWhileAHostKeepsTheRuntime)
         Traces();
         m_faults.Fail("PYXInit", 1, code);
         Create();
-        EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), invalid);
-        EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), invalid);
+        EXPECT_EQ(Outcome(Run("Get9")), invalid);
+        EXPECT_EQ(Outcome(Run("Get9")), invalid);
         EXPECT_EQ(Calls(), "PYXInit 1000400240000\nCreate MuxerFFMPEG"); // once, not for each record
     }
     Destroy();
@@ -79,7 +79,7 @@ TEST_F(RuntimeLoaderTest, TheFirstTraceObjectServesWhileAHostKeepsTheRuntime)
         Traces();
         m_faults.Fail("PYXInit", 1, c_noTrace); // the old trace object has gone
         Create();
-        EXPECT_EQ(Outcome(m_spComponent->GetInput(9, nullptr)), "4");
+        EXPECT_EQ(Outcome(Run("Get9")), "4");
         m_faults = {};
         Destroy();
         Create();
@@ -109,18 +109,18 @@ TEST_F(RuntimeLoaderTest, AComponentWithoutTheRuntimeTracesNothingAndOneWithoutM
         m_faults.Fail(call, nth, result);
         Create();
         EXPECT_EQ(m_faults.failed, call);
-        const std::string invalidIndex = Outcome(m_spComponent->GetInput(9, nullptr));
-        EXPECT_EQ(invalidIndex + ' ' + Outcome(m_spComponent->Init(0, 0, 0)), expected);
-        EXPECT_EQ(Get(L"Duration"), "30");
+        const std::string invalidIndex = Outcome(Run("Get9"));
+        EXPECT_EQ(invalidIndex + ' ' + Outcome(Run("Init")), expected);
+        EXPECT_EQ(Get(m_spComponent.Get(), L"Duration"), "30");
     }
     m_faults = {};
     m_spContext.Reset(); // no context, no muxer and no packets
     Create();
-    EXPECT_EQ(m_spComponent->Init(0, 0, 0), PYX_NOT_INITIALIZED);
+    EXPECT_EQ(Run("Init"), PYX_NOT_INITIALIZED);
     Traces();
-    EXPECT_EQ(Outcome(Input(0)->SetProperty(L"BitRate", PYXVariantFromInt64(5))),
+    EXPECT_EQ(Outcome(Run("V.BitRate=5")),
               "13\nE RingBufferImpl Assertion failed:SetProperty() - Internal component not initialized");
-    TryFeed("V1K");
+    Run("V1K");
     EXPECT_TRUE(Traces().starts_with("E RingBufferGOP Assertion failed:AddVideoPacket() - Context not initialized\n"));
 }
 

@@ -53,47 +53,39 @@ protected:
     /// Properties, inputs and reads: nothing that writes a clip.
     void Control(unsigned seed)
     {
-        static constexpr const wchar_t* c_settings[][2] = {{L"Duration", L"1"},        {L"Duration", L"2"},
-                                                           {L"EnableAudio", L"false"}, {L"EnableAudio", L"true"},
-                                                           {L"EnableVideo", L"false"}, {L"EnableVideo", L"true"},
-                                                           {L"Path", L"a.mp4"},        {L"Path", L"b.mp4"}};
-        const Packet tooOld{.kind = 'A', .pts = -1'000'000}; // waits, and is dropped with the first group
+        // The audio packet is too old: it waits, and is dropped with the first group.
+        const auto steps =
+            Split("Duration=1 Duration=2 EnableAudio=false EnableAudio=true EnableVideo=false "
+                  "EnableVideo=true Path=a.mp4 Path=b.mp4 V.BitRate=1 V.BitRate=2 A.BitRate=3 A.BitRate=4 "
+                  "V- V- A-1000000 A-1000000",
+                  ' ');
         for (std::mt19937 random(seed); !m_stop;)
         {
-            const auto& [name, value] = c_settings[random() % std::size(c_settings)];
-            Expect(Set(name, value) == PYX_OK && !Get(name).starts_with("error"), Narrow(name));
-            const auto spInput = Input(static_cast<int>(random() % 3));
-            if (!spInput)
-            {
-                continue;
-            }
-            Expect(spInput->SetProperty(L"BitRate", PYXVariantFromInt64(1 + random() % 9)) == PYX_OK, "BitRate");
-            const bool isAudio = ::Get(spInput.Get(), L"StreamType") == "2";
-            const auto spPacket = isAudio ? tooOld.Build() : PYXInterfacePtr<HostBuffer>();
-            Expect(spInput->SubmitInput(spPacket.Get()) == (isAudio ? PYX_OK : PYX_EOF), "SubmitInput");
+            const std::string& step = steps[random() % steps.size()];
+            const PYX_RESULT result = Run(step);
+            Expect(result == (step == "V-" ? PYX_EOF : PYX_OK) || result == c_noInput,
+                   step + ' ' + std::to_string(result));
+            Expect(!Get(m_spComponent.Get(), L"Duration").starts_with("error"), "a property cannot be read");
         }
     }
 
     /// Clips, one after the other, in both storage modes and two directories.
     void WriteClips()
     {
+        const auto settings =
+            Split("BufferInRamEnabled=true BufferInRamEnabled=false TempPath=T\\0 TempPath=T\\1", ' ');
         for (std::mt19937 random(1); !m_stop; CheckClip(Written()), Traces(), Calls())
         {
             std::this_thread::sleep_for(std::chrono::milliseconds(random() % 400));
-            switch (random() % 4)
+            const size_t kind = random() % 8;
+            if (kind < settings.size())
             {
-            case 0:
-                Set(L"BufferInRamEnabled", random() % 2 ? L"true" : L"false");
+                Run(settings[kind]);
                 continue;
-            case 1:
-                Set(L"TempPath", (m_temp.path / std::to_string(random() % 2)).c_str());
-                continue;
-            default:
-                break;
             }
-            const PYX_RESULT result = Terminate();
+            const PYX_RESULT result = Run("Terminate");
             Expect(result == PYX_OK || result == PYX_FAIL, "Terminate"); // a file group without audio cannot be read
-            Expect(m_spComponent->Init(0, 640, 480) == PYX_OK, "Init");
+            Expect(Run("Init") == PYX_OK, "Init");
         }
     }
 
@@ -122,7 +114,7 @@ TEST_F(ThreadsTest, EncodersAndControlsAtOnceLeaveEveryClipInOrder)
 {
     m_faults.Fail("none", 0, PYX_OK); // several threads ask the plan: it must not count
     Start();
-    Set(L"Duration", L"2");
+    Run("Duration=2");
     const std::function<void()> jobs[] = {[this, spInput = Input(0)] { Encode(0, spInput.Get()); },
                                           [this, spInput = Input(1)] { Encode(1, spInput.Get()); },
                                           [this] { Control(1); }, [this] { Control(2); }, [this] { WriteClips(); }};

@@ -12,13 +12,8 @@
 #include <vector>
 
 /// The ring buffer once more, without its code: lists of packets without bytes.
-/// Tells what the outside has to see of the module after each step of a host:
-///     new:VA         another component; its muxer has these inputs, see Companions
-///     V2sK A3s V-    a packet for the input of its kind, see Packet
-///     V.BitRate=5    a property of the video input; "V.=5": a null name
-///     Duration=5     a property of the component; in TempPath "T" is the directory
-///     Get1 Files     GetInput(1); the number of temporary files, and c_open for each that is open
-///     Init ReInit Terminate
+/// Tells what the outside has to see of the module after each step of a host, see RingBufferTest::Run(), and:
+///     Files          the number of temporary files, and c_open for each that is open
 ///     Init!Init      the muxer's first call "Init" in this step fails with 99
 class Model
 {
@@ -183,7 +178,7 @@ private:
             RemoveInput(m_inputs.begin());
         }
         seen.inputs = inputs;
-        Note(&seen.calls, "Create MuxerFFMPEG");
+        Note(&seen.calls, "PYXInit 1000400240000\nCreate MuxerFFMPEG");
         m_hasMuxer = m_faults.Check("Create") == PYX_OK;
         m_values = {{"Duration", "30"}, {"BufferInRamEnabled", "false"}};
         m_values.insert({{"EnableVideo", "true"}, {"EnableAudio", "false"}});

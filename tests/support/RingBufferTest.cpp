@@ -1,5 +1,6 @@
 #include "support/RingBufferTest.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -84,15 +85,8 @@ void RingBufferTest::Create()
 void RingBufferTest::Start(bool inRam)
 {
     Create();
-    EXPECT_EQ(Set(L"EnableAudio", L"true"), PYX_OK);
-    EXPECT_EQ(Set(L"BufferInRamEnabled", inRam ? L"true" : L"false"), PYX_OK);
-    EXPECT_EQ(Set(L"TempPath", m_temp.path.c_str()), PYX_OK);
+    Feed("EnableAudio=true TempPath=T " + StorageMode(inRam));
     m_companions = {};
-}
-
-PYX_RESULT RingBufferTest::Set(const wchar_t* name, const wchar_t* value)
-{
-    return m_spComponent->SetProperty(name, PYXVariantBorrowWString(value));
 }
 
 PYXInterfacePtr<PYXInput> RingBufferTest::Input(int index)
@@ -102,18 +96,69 @@ PYXInterfacePtr<PYXInput> RingBufferTest::Input(int index)
     return spInput;
 }
 
-void RingBufferTest::Feed(const std::string& packets)
+PYX_RESULT RingBufferTest::Run(const std::string& step)
 {
-    for (const std::string& token : Split(packets, ' '))
+    if (step.starts_with("new:"))
     {
-        EXPECT_EQ(TryFeed(token), PYX_OK) << token;
+        Destroy();
+        m_companions.inputs = step.substr(4);
+        Create();
+        return PYX_OK;
     }
+    if (step == "Init")
+    {
+        return m_spComponent->Init(1, 640, 480);
+    }
+    if (step == "ReInit")
+    {
+        return m_spComponent->ReInit(320, 200);
+    }
+    if (step == "Terminate")
+    {
+        return m_spComponent->Terminate();
+    }
+    if (step.starts_with("Get"))
+    {
+        return m_spComponent->GetInput(step[3] - '0', PYXInterfacePtr<PYXInput>().Out());
+    }
+    if (step[0] != 'V' && step[0] != 'A')
+    {
+        return SetProperty(m_spComponent.Get(), step);
+    }
+    PYXInterfacePtr<PYXInput> spInput;
+    const auto isOther = [&] {
+        return !spInput || ::Get(spInput.Get(), L"StreamType") != (step[0] == 'V' ? "1" : "2");
+    };
+    for (int index = 0; isOther(); ++index)
+    {
+        if (index >= m_spComponent->GetInputCount())
+        {
+            return c_noInput;
+        }
+        spInput = Input(index);
+    }
+    if (step[1] == '.')
+    {
+        return SetProperty(spInput.Get(), step.substr(2));
+    }
+    const bool isNull = step.size() == 2 && step[1] == '-';
+    return spInput->SubmitInput(isNull ? nullptr : Packet::Parse(step).Build().Get());
 }
 
-PYX_RESULT RingBufferTest::TryFeed(const std::string& packet)
+PYX_RESULT RingBufferTest::SetProperty(PYXPropertyStorage* pStorage, const std::string& property)
 {
-    const auto spBuffer = packet.ends_with('-') ? PYXInterfacePtr<HostBuffer>() : Packet::Parse(packet).Build();
-    return Input(packet[0] == 'A' ? 1 : 0)->SubmitInput(spBuffer.Get());
+    const std::wstring name(property.begin(), std::ranges::find(property, '='));
+    const std::wstring text(property.begin() + std::ssize(name) + 1, property.end());
+    const std::wstring value = text.starts_with(L'T') ? m_temp.path.wstring() + text.substr(1) : text;
+    return pStorage->SetProperty(name.empty() ? nullptr : name.c_str(), PYXVariantBorrowWString(value.c_str()));
+}
+
+void RingBufferTest::Feed(const std::string& steps)
+{
+    for (const std::string& step : Split(steps, ' '))
+    {
+        EXPECT_EQ(Run(step), PYX_OK) << step;
+    }
 }
 
 std::string RingBufferTest::Written()

@@ -74,25 +74,25 @@ protected:
         m_spComponent.Reset();
     }
 
-    /// Sets a property of the component from text.
-    PYX_RESULT Set(const wchar_t* name, const wchar_t* value);
-    std::string Get(const wchar_t* name)
-    {
-        return ::Get(m_spComponent.Get(), name);
-    }
-
     /// The input at an index (video is 0, audio 1 after Start), null past the end.
     PYXInterfacePtr<PYXInput> Input(int index);
 
-    /// Submits packets and expects success of each: "V1000K A1000 V1400" (see
-    /// Packet); "V-" is the null packet.
-    void Feed(const std::string& packets);
+    /// One call of the host, and its result:
+    ///     new:VA         another component; its muxer has these inputs, see Companions
+    ///     V2sK A3s V-    a packet for the input of its kind, see Packet; V-: null
+    ///     V.BitRate=5    a property of the video input; "V.=5": a null name
+    ///     Duration=5     a property of the component; a value's first "T" is the test's directory
+    ///     Init ReInit Terminate Get1
+    PYX_RESULT Run(const std::string& step);
+    PYX_RESULT SetProperty(PYXPropertyStorage* pStorage, const std::string& property);
+    static constexpr auto c_noInput = static_cast<PYX_RESULT>(-1); ///< of that kind
 
-    /// Submits one packet; its result.
-    PYX_RESULT TryFeed(const std::string& packet);
-    PYX_RESULT Terminate()
+    /// Several, each of which succeeds.
+    void Feed(const std::string& steps);
+
+    static std::string StorageMode(bool inRam)
     {
-        return m_spComponent->Terminate();
+        return inRam ? "BufferInRamEnabled=true" : "BufferInRamEnabled=false";
     }
 
     /// What the companions recorded since the last call, see Companions.
