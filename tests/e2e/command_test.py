@@ -25,15 +25,15 @@ def expect(wanted, found, what):
 
 
 def start(folder, *arguments, **options):
-    return subprocess.Popen([REPLAY, *map(os.fsencode, arguments)], cwd=folder, env=ENVIRONMENT, stdout=subprocess.PIPE,
-                            stderr=subprocess.PIPE, **{"stdin": subprocess.DEVNULL, **options})
+    pipes = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
+    return subprocess.Popen([REPLAY, *map(os.fsencode, arguments)], cwd=folder, env=ENVIRONMENT, **{**pipes, **options})
 
 
 def run(folder, code, *arguments, **options):
     process = start(folder, *arguments, **options)
     out, error = process.communicate(timeout=60)
     expect(code, process.returncode, f"exit code with {arguments}, {error.decode()!r}")
-    return out.decode(), error.decode()
+    return (out or b"").decode(), error.decode()
 
 
 def tree(folder):
@@ -137,6 +137,8 @@ def failures_are_one_line_and_one_object(folder, video):
         expect({"code": code, "text": error.removeprefix("replay: ").strip()}, json.loads(out)["error"], "report")
         shapes.add(frozenset(json.loads(out)))
     expect(1, len(shapes), "shapes of the report")
+    with open("/dev/full", "wb") as full:
+        run(folder, 5, video, stdout=full)
 
 
 def has_three_groups(temp):

@@ -1,11 +1,16 @@
 #!/usr/bin/env python3
 """Saves the end of generated videos with B-frames and audio through the real module, in file mode and in memory mode,
-and compares what can be seen and heard in the clip with the same stretch of the video."""
+and compares what can be seen and heard in the clip with the same stretch of the video. Then shows the report page of
+such runs in a browser."""
 
+import html
 import json
+import os
+import re
 import subprocess
 import sys
 import tempfile
+import urllib.parse
 from pathlib import Path
 
 DURATION = 6  # seconds to keep
@@ -15,13 +20,11 @@ FRAME_RATE = 25
 
 # Pictures from one key picture to the next, and seconds of audio. An exact cut spares the last pictures only where the
 # former divide the duration.
-VIDEOS = {"steady": (75, SECONDS), "one-key": (9999, SECONDS), "audio-ends": (70, 15)}
+VIDEOS = {"steady": (75, SECONDS), "one-key": (9999, SECONDS), "audio-ends": (40, 15)}
 
-
-def run(*command, expected=0):
-    result = subprocess.run([str(part) for part in command], capture_output=True, text=True)
-    check(result.returncode == expected, f"{command} ended with {result.returncode}:\n{result.stderr}")
-    return result
+BROWSER = ["chromium", "--headless", "--no-sandbox", "--disable-gpu", "--no-first-run", "--disable-background-networking",
+           "--disable-component-update", "--disable-sync", "--disable-dev-shm-usage", "--virtual-time-budget=5000",
+           "--dump-dom", "--user-data-dir=browser"]
 
 
 def check(condition, message):
@@ -29,12 +32,31 @@ def check(condition, message):
         sys.exit(f"FAILED: {message}")
 
 
-def make_video(path, key_distance, audio_seconds):
-    run("ffmpeg", "-v", "error", "-y",
-        "-f", "lavfi", "-i", f"testsrc2=size=320x240:rate={FRAME_RATE}:duration={SECONDS}",
-        "-f", "lavfi", "-i", f"anoisesrc=color=pink:seed=7:sample_rate=48000:duration={audio_seconds}",
-        "-c:v", "libx264", "-preset", "veryfast", "-bf", "3", "-g", key_distance, "-sc_threshold", "0",
-        "-c:a", "aac", "-b:a", "128k", path)
+def expect(what, found, expected):
+    check(found == expected, f"{what}: {found!r} instead of {expected!r}")
+
+
+def run(*command, **options):
+    result = subprocess.run([str(part) for part in command], capture_output=True, **options)
+    check(result.returncode == 0, f"{command} ended with {result.returncode}:\n{result.stderr.decode()}")
+    return result
+
+
+def replay(video, clip, *options, duration=600, **pipe):
+    """The report of a run."""
+    return json.loads(run(*sys.argv[1:], video, "-o", clip, "--duration", duration, "--temp", ".", "--json", *options,
+                          **pipe).stdout)
+
+
+def convert(video, *options):
+    run("ffmpeg", "-v", "error", "-y", *options, video)
+
+
+def make_video(name, key_distance, audio_seconds):
+    convert(f"{name}.mkv", "-f", "lavfi", "-i", f"testsrc2=size=320x240:rate={FRAME_RATE}:duration={SECONDS}",
+            "-f", "lavfi", "-i", f"anoisesrc=color=pink:seed=7:sample_rate=48000:duration={audio_seconds}",
+            "-c:v", "libx264", "-preset", "veryfast", "-bf", "3", "-g", key_distance, "-sc_threshold", "0",
+            "-c:a", "aac", "-b:a", "128k")
 
 
 def probe(path, *arguments):
@@ -50,8 +72,8 @@ def packets(path, stream):
 def frames(path):
     """Hash of each decoded picture in the order shown; decoding must be silent."""
     decoded = run("ffmpeg", "-v", "error", "-i", path, "-map", "0:v", "-fps_mode", "passthrough", "-f", "framemd5", "-")
-    check(decoded.stderr == "", f"{path} decodes with errors:\n{decoded.stderr}")
-    return [line.split(",")[-1].strip() for line in decoded.stdout.splitlines() if not line.startswith("#")]
+    expect(f"complaints about {path}", decoded.stderr, b"")
+    return [line.split(b",")[-1].strip() for line in decoded.stdout.splitlines() if not line.startswith(b"#")]
 
 
 def start_times(path):
@@ -62,18 +84,18 @@ def start_times(path):
 def check_pictures(video, clip, report):
     """Returns what moves a time in the clip to its place in the video, in seconds."""
     shown, kept = frames(video), frames(clip)
-    check(len(set(shown)) == len(shown), "the video's pictures differ from one another")
+    expect("different pictures of the video", len(set(shown)), len(shown))
     begin = shown.index(kept[0])
     check(shown[begin:begin + len(kept)] == kept, "the pictures are not those of the video")
     if report["mode"] == "exact":
-        check(len(kept) == DURATION * FRAME_RATE, f"{len(kept)} pictures kept instead of {DURATION * FRAME_RATE}")
+        expect("pictures kept", len(kept), DURATION * FRAME_RATE)
     else:
         check(kept[-1] == shown[-1], f"the clip lacks the newest {len(shown) - begin - len(kept)} pictures")
         check(len(kept) >= DURATION * FRAME_RATE, f"the clip is only {len(kept)} pictures long")
-    covered = (begin, begin + len(kept), len(shown) - begin - len(kept))
-    told = tuple(round(report[name] * FRAME_RATE) for name in ("coveredFrom", "coveredTo", "missingNewest"))
-    check(told == covered, f"the report names the pictures {told} instead of {covered}")
-    print(f"{clip.name}: {len(kept)} pictures from number {begin} on")
+    expect("pictures that the report names",
+           [round(report[name] * FRAME_RATE) for name in ("coveredFrom", "coveredTo", "missingNewest")],
+           [begin, begin + len(kept), len(shown) - begin - len(kept)])
+    print(f"{clip}: {len(kept)} pictures from number {begin} on")
     return begin / FRAME_RATE + start_times(video)[0] - start_times(clip)[0]
 
 
@@ -88,31 +110,25 @@ def check_audio(video, clip, shift):
         check(abs(error) < 0.0015, f"audio at {pts} s is {error * 1000:.1f} ms off")
 
 
-def check_start(clip):
-    starts = start_times(clip)
-    check(len(starts) == 2, "a stream is missing")
-    check(max(abs(start) for start in starts) < 0.022, f"the streams start at {starts}")  # one packet of audio
-
-
-def check_clip(replay, folder, name, ending, *options):
-    video = folder / f"{name}.mkv"
-    clip = folder / f"clip-{name}{''.join(options)}.{ending}"
-    report = json.loads(run(*replay, video, "-o", clip, "--duration", DURATION, "--temp", folder, "--json", *options).stdout)
+def check_clip(name, ending, *options):
+    video, clip = f"{name}.mkv", f"clip-{name}{''.join(options)}.{ending}"
+    report = replay(video, clip, *options, duration=DURATION)
     check_audio(video, clip, check_pictures(video, clip, report))
-    check_start(clip)
+    starts = start_times(clip)
+    check(len(starts) == 2 and max(map(abs, starts)) < 0.022, f"the streams start at {starts}")  # one packet of audio
+    if ending == "mp4":
+        written = Path(clip).read_bytes()
+        expect("whether the index is in front", written.find(b"moov") < written.find(b"mdat"), "--faststart" in options)
 
 
-def check_hand_over(replay, folder):
+def check_pipes():
     """Clips saved from a pipe while it is read follow each other without a missing or doubled picture. The audio that
-    ends in between must not end the pictures."""
-    video, clip = folder / "audio-ends.mkv", folder / "live.mp4"
-    with video.open("rb") as pipe:
-        cat = subprocess.Popen(["cat"], stdin=pipe, stdout=subprocess.PIPE)
-        command = [*replay, "-", "-o", clip, "--duration", 60, "--save-at", "3,11", "--temp", folder, "--json"]
-        ended = subprocess.run([str(part) for part in command], stdin=cat.stdout, capture_output=True, text=True)
-    check(ended.returncode == 0, f"recording a pipe ended with {ended.returncode}:\n{ended.stderr}")
-    clips = [folder / f"live{number}.mp4" for number in ("-1", "-2", "")]
-    check(sum((frames(part) for part in clips), []) == frames(video), "the clips do not meet")
+    ends in between must not end the pictures, and the length that the pipe begins with is no promise."""
+    video = Path("audio-ends.mkv").read_bytes()
+    replay("-", "live.mp4", "--save-at", "3,11", input=video)
+    clips = [frames(f"live{number}.mp4") for number in ("-1", "-2", "")]
+    check(sum(clips, []) == frames("audio-ends.mkv"), "the clips do not meet")
+    replay("-", "live.mp4", input=video[:len(video) // 2])
 
 
 def steps(source, clip, stream):
@@ -121,81 +137,94 @@ def steps(source, clip, stream):
     return {round((pts - kept[data]) * 100) for pts, data in packets(source, stream) if data in kept}
 
 
-def check_odd_inputs(replay, folder):
+def check_odd_inputs():
     """Inputs whose times are odd: nothing of them is lost, and picture and sound stay together."""
-    video, clip = folder / "steady.mkv", folder / "odd.mkv"
     pictures = SECONDS * FRAME_RATE
-
-    def replayed(name, *conversion, before=(), output=clip, options=()):
-        if conversion:
-            run("ffmpeg", "-v", "error", "-y", *before, "-i", video, "-c", "copy", *conversion, folder / name)
-        command = [*replay, folder / name, "-o", output, "--duration", 600, "--temp", folder, "--json", *options]
-        return json.loads(run(*command).stdout)
-
+    copied = ("-i", "steady.mkv", "-c", "copy")
     # Audio whose times repeat: only what begins before the first picture may go.
-    replayed("fragments.mp4", "-movflags", "+frag_every_frame+empty_moov")
-    check(len(packets(clip, "a")) >= len(packets(folder / "fragments.mp4", "a")) - 1, "repeated times cost audio")
-    # A loss-free cut between key pictures: those before it are decoded and not shown.
-    run("ffmpeg", "-v", "error", "-y", "-ss", 4.5, "-i", video, "-c", "copy", folder / "cut.mp4")
-    report = replayed("cut.mp4", output=folder / "cut-clip.mp4")
-    shown = frames(folder / "cut.mp4")
-    check(frames(folder / "cut-clip.mp4") == shown, "a cut brings pictures back")
-    covered = (report["coveredFrom"], round(report["coveredTo"] * FRAME_RATE))
-    check(covered == (0, len(shown)), f"a cut covers {covered}")
+    convert("fragments.mp4", *copied, "-movflags", "+frag_every_frame+empty_moov")
+    replay("fragments.mp4", "odd.mkv")
+    check(len(packets("odd.mkv", "a")) >= len(packets("fragments.mp4", "a")) - 1, "repeated times cost audio")
+    # A loss-free cut just before a key picture: more than the decode times look ahead for are decoded and not shown.
+    convert("cut.mp4", "-ss", 5.9, *copied)
+    report = replay("cut.mp4", "cut-clip.mp4")
+    shown = frames("cut.mp4")
+    check(frames("cut-clip.mp4") == shown, "a cut brings pictures back")
+    expect("stretch of a cut", [report["coveredFrom"], round(report["coveredTo"] * FRAME_RATE)], [0, len(shown)])
     # Below zero Matroska has no times.
-    replayed("negative.mkv", "-avoid_negative_ts", "disabled", before=("-ss", 4.5))
-    moved = steps(folder / "negative.mkv", clip, "v")
-    check(len(moved) == 1 and moved <= steps(folder / "negative.mkv", clip, "a"), f"the pictures are moved by {moved}")
+    convert("negative.mkv", "-ss", 4.5, *copied, "-avoid_negative_ts", "disabled")
+    replay("negative.mkv", "odd.mkv")
+    moved = steps("negative.mkv", "odd.mkv", "v")
+    check(len(moved) == 1 and moved <= steps("negative.mkv", "odd.mkv", "a"), f"the pictures are moved by {moved}")
     # Joined recordings, whose times jump far back and far ahead.
     for name, offset in (("early.ts", 0), ("late.ts", 5000)):
-        run("ffmpeg", "-v", "error", "-y", "-i", video, "-c", "copy", "-output_ts_offset", offset, folder / name)
-    early, late = ((folder / name).read_bytes() for name in ("early.ts", "late.ts"))
-    (folder / "joined.ts").write_bytes(late + early + late)
-    covered = replayed("joined.ts")["coveredTo"]
-    check(len(frames(clip)) == 3 * pictures and abs(covered - 3 * SECONDS) < 1, f"joined parts make {covered} s")
+        convert(name, *copied, "-output_ts_offset", offset)
+    early, late = (Path(name).read_bytes() for name in ("early.ts", "late.ts"))
+    Path("joined.ts").write_bytes(late + early + late)
+    covered = replay("joined.ts", "odd.mkv")["coveredTo"]
+    check(len(frames("odd.mkv")) == 3 * pictures and abs(covered - 3 * SECONDS) < 1, f"joined parts make {covered} s")
     # Pictures of another size cannot be in one clip with those before them: each size has its own, with all of the
     # audio, which overlaps where they meet. A save that waits then gets the first.
-    run("ffmpeg", "-v", "error", "-y", "-i", video, "-s", "160x120", "-c:v", "libx264", "-c:a", "copy",
-        "-output_ts_offset", SECONDS, folder / "small.ts")
-    (folder / "sizes.ts").write_bytes(early + (folder / "small.ts").read_bytes())
+    convert("small.ts", "-i", "steady.mkv", "-s", "160x120", "-c:v", "libx264", "-c:a", "copy", "-output_ts_offset", SECONDS)
+    Path("sizes.ts").write_bytes(early + Path("small.ts").read_bytes())
     for options in ((), ("--save-at", SECONDS - 1)):
-        replayed("sizes.ts", options=options, output=folder / "size.mp4")
-        parts = [folder / "size-1.mp4", folder / "size.mp4"]
+        replay("sizes.ts", "size.mp4", *options)
+        parts = ["size-1.mp4", "size.mp4"]
         widths = [(probe(part, "-show_streams")["streams"][0]["width"], len(frames(part))) for part in parts]
-        check(widths == [(320, pictures), (160, pictures)], f"the sizes' clips are {widths}")
-        sound = [len(packets(part, "a")) for part in (folder / "sizes.ts", *parts)]
+        expect("widths and lengths of the clips", widths, [(320, pictures), (160, pictures)])
+        sound = [len(packets(part, "a")) for part in ("sizes.ts", *parts)]
         check(sum(sound[1:]) >= sound[0] - 1, f"packets of audio: {sound}") # one begins before the first picture
-        parts[0].unlink()
-    # The length that a pipe begins with is no promise.
-    with video.open("rb") as whole:
-        part = whole.read(video.stat().st_size // 2)
-    command = [str(argument) for argument in (*replay, "-", "-o", clip, "--temp", folder, "--quiet")]
-    ended = subprocess.run(command, input=part, stdout=subprocess.DEVNULL)
-    check(ended.returncode == 0, f"a pipe that ends early ends with {ended.returncode}")
+        os.unlink(parts[0])
 
 
-def check_failures(replay, folder):
-    """command_test.py has the others."""
-    with open("/dev/full", "w", encoding="utf-8") as full:
-        arguments = [*replay, folder / "steady.mkv", "-o", folder / "failed.mp4", "--temp", folder]
-        ended = subprocess.run([str(part) for part in arguments], stdout=full, stderr=subprocess.DEVNULL)
-    check(ended.returncode == 5, f"a report that cannot be written ends with {ended.returncode}")
+def show(path):
+    """The page as it is after its script had run."""
+    return run(*BROWSER, path.absolute().as_uri(), timeout=60, env={**os.environ, "HOME": os.getcwd()}).stdout.decode()
+
+
+def check_page(page, report, fates):
+    """It draws, and its tables add up to the report. Returns the clips that it shows."""
+    table = re.search(r'<table id="groups">.*?</table>', page, re.DOTALL)[0]
+    groups = [re.findall(r"<td>([^<]*)", row) for row in table.split("<tr>")[2:]]
+    expect("what became of the groups", "".join(group[0][0] for group in groups), fates)
+    expect("pictures", sum(int(group[4]) for group in groups), report["videoPacketsIn"])
+    expect("cached before and after a save", [group[7] for group in groups[6:8]], ["8.0 s", "1.6 s"])
+    expect("groups drawn", len(re.findall(r'<rect [^>]*class="group ', page)), len(groups))
+    figures = re.search(r'<p id="calls">([\d,]+) calls: p50 ([\d.]+) µs, p99', page)
+    expect("calls", figures[1].replace(",", ""), str(report["packetsIn"]))
+    expect("whether half of the calls are faster than 100 µs", 0 < float(figures[2]) < 100, True)
+    clips = re.search(r'<div id="clips">.*?</section>', page, re.DOTALL)[0]
+    expect("groups of each clip", [int(kept) for kept in re.findall(r"(\d+) groups?,", clips)],
+           [clip["gopsKept"] for clip in report["clips"]])
+    expect("a clip that cannot be shown", "cannot show" in clips, False)
+    return [Path(urllib.parse.unquote(html.unescape(url))) for url in re.findall(r'<video [^>]*src="([^"]*)', clips)]
+
+
+def check_pages():
+    """The page finds the clips beside it whatever their names are."""
+    video, page = "in & out é.mkv", Path("page two.html")
+    os.link("audio-ends.mkv", video)
+    os.mkdir("clips")
+    # Of groups of 1.6 s: dropped, written, cut.
+    for option, fates in (("--faststart", "ddwwwwwdwwwww"), ("--exact", "ddwwwccdwwwcc")):
+        clip = Path("clips") / f"100% #1 é{option}.mp4"
+        report = replay(video, clip, "--report", page, "--save-at", "10", option, duration=5)
+        expect("clips", check_page(show(page), report, fates), [clip.with_stem(clip.stem + "-1"), clip])
 
 
 def main():
-    replay = sys.argv[1:]
-    with tempfile.TemporaryDirectory(prefix="pyx-e2e-") as name:
-        folder = Path(name)
+    with tempfile.TemporaryDirectory(prefix="pyx-e2e-") as folder:
+        os.chdir(folder)
         for video, (key_distance, audio_seconds) in VIDEOS.items():
-            make_video(folder / f"{video}.mkv", key_distance, audio_seconds)
-        check_clip(replay, folder, "steady", "mp4")
-        check_clip(replay, folder, "steady", "mkv", "--ram")
-        check_clip(replay, folder, "steady", "mp4", "--exact")
-        check_clip(replay, folder, "one-key", "mp4")
-        check_clip(replay, folder, "audio-ends", "mkv")
-        check_hand_over(replay, folder)
-        check_odd_inputs(replay, folder)
-        check_failures(replay, folder)
+            make_video(video, key_distance, audio_seconds)
+        check_clip("steady", "mp4")
+        check_clip("steady", "mkv", "--ram")
+        check_clip("steady", "mp4", "--exact", "--faststart")
+        check_clip("one-key", "mp4")
+        check_clip("audio-ends", "mkv")
+        check_pipes()
+        check_odd_inputs()
+        check_pages()
 
 
 main()
