@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <deque>
-#include <list>
 #include <map>
 #include <utility>
 #include <vector>
@@ -212,7 +211,7 @@ private:
         {
             return Refuse(13, "Terminate() - Internal component not initialized");
         }
-        const int result = m_tempPath.empty() || m_groups.empty() ? PYX_OK : WriteOut();
+        const int result = m_tempPath.empty() || CountComplete() == 0 ? PYX_OK : WriteOut();
         if (result)
         {
             return Pass(result, "WriteBuffer() failed");
@@ -225,12 +224,9 @@ private:
     int CountFiles() const
     {
         int count = m_hasDirectory ? 0 : c_none;
-        for (const auto* pGroups : {&m_groups, &m_active})
+        for (const Group& group : m_groups)
         {
-            for (const Group& group : *pGroups)
-            {
-                count += group.exist[0] + group.exist[1] + c_open * (!!group.modes[0] + !!group.modes[1]);
-            }
+            count += group.exist[0] + group.exist[1] + c_open * (!!group.modes[0] + !!group.modes[1]);
         }
         return count;
     }
@@ -257,29 +253,18 @@ private:
                 return Pass(result, pInput ? "Unable to set property for muxer" : "muxer::SetProperty() failed");
             }
         }
-        if (name.empty())
-        {
-            return Refuse(7, "invalid pointer : name");
-        }
-        if (name == "Nope")
-        {
-            return PYX_NOT_FOUND;
-        }
-        if (value == "x")
-        {
-            return Pass(4, "Property=" + name, "PropertyStorageExImpl:280");
-        }
-        if (value == "0" || value == "2147483648")
-        {
-            return PYX_OUT_OF_RANGE;
-        }
-        if (pInput)
+        const int result = name.empty()     ? Refuse(7, "invalid pointer : name")
+                           : name == "Nope" ? PYX_NOT_FOUND
+                           : value == "x"   ? Pass(4, "Property=" + name, "PropertyStorageExImpl:280")
+                           : value == "0" || value == "2147483648" ? PYX_OUT_OF_RANGE
+                                                                   : PYX_OK;
+        if (pInput && !result)
         {
             pInput->enabled = value == "true";
         }
-        if (pInput || std::exchange(m_values[name], value) == value)
+        if (pInput || result || std::exchange(m_values[name], value) == value)
         {
-            return PYX_OK;
+            return result;
         }
         if (restarts)
         {
@@ -328,31 +313,30 @@ private:
             m_pending.push_back(packet);
             return Pass(PlaceAudio(), "SubmitInput() failed to store the audio packet");
         }
-        if (m_active.empty())
+        if (!m_hasActive)
         {
             return PYX_OK;
         }
-        int result = Pass(Add(m_active.back(), 0, packet), "AddVideoRegularPacket() failed");
+        int result = Pass(Add(m_groups.back(), 0, packet), "AddVideoRegularPacket() failed");
         result = result ? result : PlaceAudio();
         return Pass(result, "SubmitInput() failed to store the regular packet");
     }
 
     int Start(const Packet& packet)
     {
-        int result = m_active.empty() ? PYX_OK : PlaceAudio();
-        if (result)
+        int result = PlaceAudio();
+        if (!result)
         {
-            return Pass(result, "AddVideoStartPacket() failed");
+            if (m_hasActive)
+            {
+                m_groups.back().modes[0] = 0;
+            }
+            const std::string file = m_tempPath + "\\Temp" + std::to_string(++m_groupCount) + ".RB";
+            m_groups.push_back({m_tempPath.empty() ? "" : file, m_values["BufferInRamEnabled"] == "true"});
+            m_hasActive = true;
+            result = Add(m_groups.back(), 0, packet);
+            result = result ? result : PlaceAudio();
         }
-        if (!m_active.empty())
-        {
-            m_active.back().modes[0] = 0;
-        }
-        m_groups.splice(m_groups.end(), m_active);
-        const std::string file = m_tempPath + "\\Temp" + std::to_string(++m_groupCount) + ".RB";
-        m_active.push_back({m_tempPath.empty() ? "" : file, m_values["BufferInRamEnabled"] == "true"});
-        result = Add(m_active.back(), 0, packet);
-        result = result ? result : PlaceAudio();
         if (!result)
         {
             Trim();
@@ -362,29 +346,25 @@ private:
 
     int PlaceAudio()
     {
-        while (!m_pending.empty() && !(m_active.empty() && m_groups.empty()))
+        while (!m_pending.empty() && !m_groups.empty())
         {
             const Packet packet = m_pending.front();
-            const bool isForActive = !m_active.empty() && packet.pts >= Pts(m_active.back());
-            if (isForActive && AddAudio(m_active.back(), packet))
+            const auto isBefore = [&](const Group& group) { return Pts(group) <= packet.pts; };
+            const auto found = std::find_if(m_groups.rbegin(), m_groups.rend(), isBefore);
+            const bool isForActive = m_hasActive && found == m_groups.rbegin();
+            const int result = found == m_groups.rend() ? PYX_OK : AddAudio(*found, packet);
+            if (result && isForActive)
             {
                 return PYX_OK;
             }
             m_pending.pop_front();
-            if (isForActive)
-            {
-                if (m_active.back().packets[0].size() == 1 && !m_groups.empty())
-                {
-                    m_groups.back().modes[1] = 0;
-                }
-                continue;
-            }
-            const auto isBefore = [&](const Group& group) { return Pts(group) <= packet.pts; };
-            const auto found = std::find_if(m_groups.rbegin(), m_groups.rend(), isBefore);
-            const int result = found == m_groups.rend() ? PYX_OK : AddAudio(*found, packet);
             if (result)
             {
                 return Pass(result, "AddAudioPacketsToGOP() failed to add audio packet to cached GOP");
+            }
+            if (isForActive && CountComplete() > 0 && found->packets[0].size() == 1)
+            {
+                std::next(found)->modes[1] = 0;
             }
         }
         return PYX_OK;
@@ -401,20 +381,23 @@ private:
 
     void Trim()
     {
-        if (m_groups.empty())
+        if (CountComplete() == 0)
         {
             return;
         }
-        const Group& newest = m_active.empty() ? m_groups.back() : m_active.back();
-        pyx_int64 span = Length(newest);
-        span += Pts(newest);
+        pyx_int64 span = Length(m_groups.back());
+        span += Pts(m_groups.back());
         span -= Pts(m_groups.front());
-        while (!m_groups.empty() && (span -= Length(m_groups.front())) > Limit())
+        while (CountComplete() > 0 && (span -= Length(m_groups.front())) > Limit())
         {
             m_groups.pop_front();
         }
     }
 
+    size_t CountComplete() const
+    {
+        return m_groups.size() - (m_hasActive ? 1 : 0);
+    }
     pyx_int64 Limit()
     {
         return std::stoll(m_values["Duration"]) * PYX_TICKS_PER_SECOND;
@@ -423,8 +406,8 @@ private:
     void Clear()
     {
         m_pending.clear();
-        m_active.clear();
         m_groups.clear();
+        m_hasActive = false;
         m_wasRead = false;
     }
 
@@ -435,7 +418,7 @@ private:
         {
             return result;
         }
-        m_groups.splice(m_groups.end(), m_active);
+        m_hasActive = false;
         m_wasRead = true;
         const pyx_int64 base = Pts(m_groups.front());
         for (auto group = m_groups.begin(); group != m_groups.end() && !result; ++group)
@@ -465,28 +448,18 @@ private:
             }
         }
         size_t next[2] = {};
-        for (const Packet* pFirst = nullptr;; pFirst = nullptr)
+        const auto isLeft = [&](int kind) { return HasInput(kind) && next[kind] < group.packets[kind].size(); };
+        while (isLeft(0) || isLeft(1))
         {
+            const Packet* pFirst = nullptr;
             for (const int kind : {0, 1})
             {
-                if (!HasInput(kind) || next[kind] == group.packets[kind].size())
-                {
-                    continue;
-                }
-                const Packet& packet = group.packets[kind][next[kind]];
-                const int result = Read(group, kind, packet);
-                if (result)
+                const Packet* const pNext = isLeft(kind) ? &group.packets[kind][next[kind]] : nullptr;
+                if (const int result = pNext ? Read(group, kind, *pNext) : PYX_OK)
                 {
                     return Pass(result, "WriteBuffer() failed to retrieve " + Frame(kind, next[kind]));
                 }
-                if (!pFirst || packet.pts < pFirst->pts)
-                {
-                    pFirst = &packet;
-                }
-            }
-            if (!pFirst)
-            {
-                break;
+                pFirst = !pFirst || (pNext && pNext->pts < pFirst->pts) ? pNext : pFirst;
             }
             Send(*pFirst, next[pFirst->kind == 'A']++, pFirst->pts - base);
         }
@@ -505,11 +478,11 @@ private:
         }
         const std::string duration = packet.duration ? '+' + std::to_string(packet.duration) : "";
         NoteWritten(packet.kind, std::to_string(time) + duration);
-        if (!m_faults.Check("Submit"))
+        if (m_faults.Check("Submit"))
         {
-            return;
+            const std::string frame = Frame(packet.kind == 'A', index);
+            Note(&seen.traces, "W* RingBufferImpl WriteBuffer() failed to submit " + frame);
         }
-        Note(&seen.traces, "W* RingBufferImpl WriteBuffer() failed to submit " + Frame(packet.kind == 'A', index));
     }
 
     pyx_int64 Pts(const Group& group)
@@ -589,7 +562,7 @@ private:
     std::string m_tempPath;
     std::map<std::string, std::string> m_values;
     std::deque<Packet> m_pending;
-    std::list<Group> m_groups;
-    std::list<Group> m_active; // at most one
+    std::deque<Group> m_groups;
+    bool m_hasActive = false; // the last one still fills
     std::vector<Input> m_inputs;
 };
