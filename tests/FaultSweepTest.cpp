@@ -125,7 +125,7 @@ protected:
         std::string met;
         bool isClean = nth > 0;
         bool isCreated = true;
-        for (const std::string& step : Split("new:VA " + settings + c_packets, ' '))
+        for (const std::string& step : Split("new:VA " + settings + c_packets))
         {
             const int outcome = Try(step);
             isClean = isClean && outcome == PYX_OK;
@@ -180,7 +180,7 @@ protected:
     }
 
     std::string m_where = "nothing"; ///< what failed, for messages
-    const FaultyCalls m_calls{m_pModule->handle, m_spContext.Get()};
+    const FaultyCalls m_calls{m_module.get(), m_spContext.Get()};
 };
 
 TEST_P(FaultSweepTest, EveryCallFailsOnceOrForGoodAndNothingIsLost)
@@ -195,7 +195,7 @@ TEST_P(FaultSweepTest, EveryCallFailsOnceOrForGoodAndNothingIsLost)
 
 TEST_P(FaultSweepTest, MemoryRunsOutOnceOrForGoodAndTheComponentGoesOn)
 {
-    const FaultyCall<"malloc", 0, void*(std::size_t)> allocation(m_pModule->handle);
+    const FaultyCall<"malloc", 0, void*(std::size_t)> allocation(m_module.get());
     m_faults.Fail("malloc", 1, c_code);
     EXPECT_THROW(Create(), std::bad_alloc); // a thread's first exception needs memory, or the compiler's runtime aborts
     int groups = 0;

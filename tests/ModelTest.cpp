@@ -31,8 +31,8 @@ protected:
         fs::remove_all(m_temp.path);
         m_companions = {};
         m_companions.onTrace = [this](const std::string& text) { CheckTrace(text); };
-        m_pModule.reset();
-        m_pModule = std::make_unique<LoadedModule>();
+        m_module.reset();
+        m_module = LoadRingBuffer();
         m_filesBefore = CountFiles();
         Model model(m_temp.path.string());
         std::string running;
@@ -81,25 +81,23 @@ protected:
 /// everything else.
 Session MakeSession(unsigned seed)
 {
-    static const Session s_video = Split("s s s s s+10000000 s/700 s/0 sK sK sK+10000000", ' ');
-    static const Session s_audio = Split("s s s s s s s s s s s/0 s/700", ' ');
+    static const Session s_video = Split("s s s s s+10000000 s/700 s/0 sK sK sK+10000000");
+    static const Session s_audio = Split("s s s s s s s s s s s/0 s/700");
     static const Session s_properties = Split(
         "Duration=1 Duration=2 Duration=4 Duration=2147483647 Duration=0 Duration=2147483648 Duration=x TempPath=T "
         "TempPath= BufferInRamEnabled=true BufferInRamEnabled=false BufferInRamEnabled=x EnableAudio=true "
         "EnableAudio=false EnableVideo=true EnableVideo=false Path=a.mp4 Path=b.mp4 Nope=1 =1 V.Enabled=false "
-        "V.Enabled=true A.Enabled=false A.Enabled=true V.BitRate=0 V.Enabled=x A.Nope=1 V.=1",
-        ' ');
+        "V.Enabled=true A.Enabled=false A.Enabled=true V.BitRate=0 V.Enabled=x A.Nope=1 V.=1");
     static const Session s_calls = Split("Terminate Terminate Init ReInit Get0 Get1 Get7 V- A- Files Files Files Files "
-                                         "new:VA new:V new:A new:",
-                                         ' ');
+                                         "new:VA new:V new:A new:");
     static const Session s_faults =
-        Split("!Submit !End !Init !SetProperty !Input.SetProperty !Input.GetProperty !GetInput !Create", ' ');
-    static const Session s_muxers = Split("VA VA VA VA AVV VADV xVA V0", ' ');
+        Split("!Submit !End !Init !SetProperty !Input.SetProperty !Input.GetProperty !GetInput !Create");
+    static const Session s_muxers = Split("VA VA VA VA AVV VADV xVA V0");
     std::mt19937 random(seed);
     const auto below = [&](size_t count) { return random() % count; };
     const auto pick = [&](const Session& from) { return from[below(from.size())]; };
     Session session =
-        Split("new:" + pick(s_muxers) + " EnableAudio=true TempPath=T Duration=4 BufferInRamEnabled=true", ' ');
+        Split("new:" + pick(s_muxers) + " EnableAudio=true TempPath=T Duration=4 BufferInRamEnabled=true");
     session.resize(5 - below(2));
     if (below(3) == 0)
     {

@@ -26,12 +26,12 @@ TEST_F(RingBufferImplTest, MakesItsDirectoryNewAndTakesItAway)
 TEST_F(RingBufferImplTest, LeavesExceptionsToItsHost)
 {
     static int s_met = 0;
-    m_pModule.reset();
+    m_module.reset();
     void* const pHandler = AddVectoredExceptionHandler(1, [](EXCEPTION_POINTERS* p) -> LONG {
         s_met += p->ExceptionRecord->ExceptionCode == 0x406D1388 ? 1 : 0;
         return EXCEPTION_CONTINUE_EXECUTION;
     });
-    m_pModule = std::make_unique<LoadedModule>(); // a handler of its own would come before this one
+    m_module = LoadRingBuffer(); // a handler of its own would come before this one
     RaiseException(0x406D1388, 0, 0, nullptr);
     RemoveVectoredExceptionHandler(pHandler);
     EXPECT_EQ(s_met, 1);

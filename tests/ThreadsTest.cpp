@@ -57,8 +57,7 @@ protected:
         const auto steps =
             Split("Duration=1 Duration=2 EnableAudio=false EnableAudio=true EnableVideo=false "
                   "EnableVideo=true Path=a.mp4 Path=b.mp4 V.BitRate=1 V.BitRate=2 A.BitRate=3 A.BitRate=4 "
-                  "V- V- A-1000000 A-1000000",
-                  ' ');
+                  "V- V- A-1000000 A-1000000");
         for (std::mt19937 random(seed); !m_stop;)
         {
             const std::string& step = steps[random() % steps.size()];
@@ -72,8 +71,7 @@ protected:
     /// Clips, one after the other, in both storage modes and two directories.
     void WriteClips()
     {
-        const auto settings =
-            Split("BufferInRamEnabled=true BufferInRamEnabled=false TempPath=T\\0 TempPath=T\\1", ' ');
+        const auto settings = Split("BufferInRamEnabled=true BufferInRamEnabled=false TempPath=T\\0 TempPath=T\\1");
         for (std::mt19937 random(1); !m_stop; CheckClip(Written()), Traces(), Calls())
         {
             std::this_thread::sleep_for(std::chrono::milliseconds(random() % 400));
@@ -95,7 +93,7 @@ protected:
         pyx_int64 video = -c_step;
         pyx_int64 audio = -1;
         m_clips += written.ends_with("A-") ? 1 : 0;
-        for (const std::string& packet : Split(written.substr(0, written.find(" V-")), ' '))
+        for (const std::string& packet : Split(written.substr(0, written.find(" V-"))))
         {
             const pyx_int64 time = std::stoll(packet.substr(1));
             const bool isNext = packet[0] == 'V' ? time == video + c_step : time > audio;

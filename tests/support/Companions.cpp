@@ -168,31 +168,30 @@ std::string Narrow(const wchar_t* text)
 
 std::string Text(const PYXVariant& value)
 {
-    if (value.type == PYX_VARIANT_EMPTY)
-    {
-        return "-";
-    }
+    std::ostringstream text;
     if (value.type == PYX_VARIANT_INTERFACE)
     {
-        return value.interfaceValue ? "object" : "null";
+        text << (value.interfaceValue ? "object" : "null");
     }
-    std::ostringstream text;
-    if (value.type == PYX_VARIANT_DOUBLE)
+    else if (value.type == PYX_VARIANT_DOUBLE)
     {
-        return (text << value.doubleValue, text.str());
+        text << value.doubleValue;
     }
-    if (value.type >= PYX_VARIANT_FLOAT)
+    else if (value.type >= PYX_VARIANT_FLOAT)
     {
         constexpr size_t counts[] = {1, 2, 2, 3, 4}; // of numbers, by kind
         for (size_t i = 0; i < counts[value.type - PYX_VARIANT_FLOAT]; ++i)
         {
             text << (i ? "," : "") << value.floatValues[i];
         }
-        return text.str();
     }
-    PYXVariantOwner string;
-    PYXVariantChangeType(string.Out(), &value, PYX_VARIANT_STRING);
-    return string.Get().type == PYX_VARIANT_STRING ? string.Get().stringValue : "";
+    else
+    {
+        PYXVariantOwner string;
+        PYXVariantChangeType(string.Out(), &value, PYX_VARIANT_STRING);
+        text << (value.type == PYX_VARIANT_EMPTY ? "-" : string.Get().stringValue);
+    }
+    return text.str();
 }
 
 PYX_EXPORT PYX_RESULT PYXTestTrace(const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope,

@@ -71,4 +71,4 @@ std::string Text(const PYXVariant& value);
 std::string Narrow(const wchar_t* text);
 
 /// The parts between the separators.
-std::vector<std::string> Split(const std::string& text, char separator);
+std::vector<std::string> Split(const std::string& text, char separator = ' ');

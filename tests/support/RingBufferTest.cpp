@@ -1,5 +1,7 @@
 #include "support/RingBufferTest.h"
 
+#include "common/ModuleLoading.h"
+
 #include <algorithm>
 #include <fstream>
 #include <iterator>
@@ -55,12 +57,11 @@ std::string Read(const fs::path& file)
     return std::string(std::istreambuf_iterator<char>(stream), {});
 }
 
-LoadedModule::LoadedModule()
-    : handle(LoadLibraryW(L"pyx-component-ring-buffer64.dll")),
-      create(reinterpret_cast<PYXCreateComponentFunction>(
-          reinterpret_cast<void (*)()>(GetProcAddress(handle, PYX_CREATE_COMPONENT_ENTRY))))
+PYXModuleOwner LoadRingBuffer()
 {
-    CountMemory(handle);
+    PYXModuleOwner module(LoadLibraryW(L"pyx-component-ring-buffer64.dll"));
+    CountMemory(module.get());
+    return module;
 }
 
 RingBufferTest::RingBufferTest()
@@ -78,7 +79,8 @@ RingBufferTest::~RingBufferTest()
 void RingBufferTest::Create()
 {
     PYXComponent* pComponent = nullptr;
-    EXPECT_EQ(m_pModule->create(m_spContext.Get(), nullptr, &pComponent), PYX_OK);
+    const auto pCreate = PYXGetEntry<PYXCreateComponentFunction>(m_module.get(), PYX_CREATE_COMPONENT_ENTRY);
+    EXPECT_EQ(pCreate(m_spContext.Get(), nullptr, &pComponent), PYX_OK);
     *m_spComponent.Out() = static_cast<PYXComponentEx*>(pComponent);
 }
 
@@ -155,7 +157,7 @@ PYX_RESULT RingBufferTest::SetProperty(PYXPropertyStorage* pStorage, const std::
 
 void RingBufferTest::Feed(const std::string& steps)
 {
-    for (const std::string& step : Split(steps, ' '))
+    for (const std::string& step : Split(steps))
     {
         EXPECT_EQ(Run(step), PYX_OK) << step;
     }

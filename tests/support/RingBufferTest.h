@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/Component.h"
+#include "common/Handles.h"
 #include "common/InterfacePtr.h"
 #include "host/HostContext.h"
 #include "support/Companions.h"
@@ -11,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <memory>
 #include <string>
 
 /// A property as text, see Text(); "error 11" when it cannot be read.
@@ -39,20 +39,8 @@ struct TestDirectory
 /// The content of a file.
 std::string Read(const fs::path& file);
 
-/// The module, loaded for one test: its counters and companions begin again.
-struct LoadedModule
-{
-    LoadedModule();
-    LoadedModule(const LoadedModule&) = delete;
-    LoadedModule& operator=(const LoadedModule&) = delete;
-    ~LoadedModule()
-    {
-        FreeLibrary(handle);
-    }
-
-    HMODULE handle;
-    PYXCreateComponentFunction create;
-};
+/// The module: its counters and companions begin again.
+PYXModuleOwner LoadRingBuffer();
 
 /// A ring buffer out of the shipped module, between recording companions and the
 /// sample host's packets. A suite derives from it under its own name.
@@ -113,7 +101,7 @@ protected:
     FaultPlan& m_faults = FaultPlan::Get();
     Companions& m_companions = Companions::Get();
     TestDirectory m_temp;
-    std::unique_ptr<LoadedModule> m_pModule = std::make_unique<LoadedModule>();
+    PYXModuleOwner m_module = LoadRingBuffer();
     PYXInterfacePtr<HostContext> m_spContext = HostContext::Create();
     PYXInterfacePtr<PYXComponentEx> m_spComponent;
 };
