@@ -83,16 +83,18 @@ PYX_RESULT SetExtraData(AVCodecParameters* pParameters, Bytes bytes)
     return PYX_OK;
 }
 
-/// The bytes of a property's buffer, none when it has no buffer; `*pValue` keeps them.
-PYX_RESULT ReadBytes(PYXPropertyStorage* pInput, const wchar_t* name, PYXVariantOwner* pValue, Bytes* pBytes)
+/// The bytes of a property's buffer, none when it has no buffer; `*pspBuffer` keeps them.
+PYX_RESULT ReadBytes(PYXPropertyStorage* pInput, const wchar_t* name, PYXInterfacePtr<PYXBuffer>* pspBuffer,
+                     Bytes* pBytes)
 {
-    PASS_ON_FAILURE(pInput->GetProperty(name, pValue->Out()), L"the stream's %s cannot be read", name);
-    if (pValue->Get().type == PYX_VARIANT_INTERFACE && pValue->Get().interfaceValue)
+    PYXVariantOwner value;
+    PASS_ON_FAILURE(pInput->GetProperty(name, value.Out()), L"the stream's %s cannot be read", name);
+    if (value.Get().type == PYX_VARIANT_INTERFACE && value.Get().interfaceValue)
     {
-        const auto spBuffer = PYXQuery<PYXBuffer>(pValue->Get().interfaceValue);
-        FAIL_IF_NOT(spBuffer, PYX_INVALID_ARG, L"the stream's %s is not a buffer", name);
-        const auto* pNative = static_cast<const pyx_uint8*>(spBuffer->GetNative());
-        *pBytes = Bytes(pNative, pNative ? spBuffer->GetSize() : 0);
+        *pspBuffer = PYXQuery<PYXBuffer>(value.Get().interfaceValue);
+        FAIL_IF_NOT(*pspBuffer, PYX_INVALID_ARG, L"the stream's %s is not a buffer", name);
+        const auto* pNative = static_cast<const pyx_uint8*>((*pspBuffer)->GetNative());
+        *pBytes = Bytes(pNative, pNative ? (*pspBuffer)->GetSize() : 0);
     }
     return PYX_OK;
 }
@@ -109,9 +111,9 @@ PYX_RESULT SetUpStream(PYXPropertyStorage* pInput, AVMediaType type, AVCodecID c
     FAIL_IF_NOT(av_dict_set(&pStream->metadata, "language", language.Get().stringValue, 0) >= 0, PYX_OUT_OF_MEMORY,
                 L"no memory for a stream's language");
     pStream->disposition = PYXReadPropertyOr(pInput, PYX_PROPERTY_DEFAULT_STREAM, false) ? AV_DISPOSITION_DEFAULT : 0;
-    PYXVariantOwner value;
+    PYXInterfacePtr<PYXBuffer> spBuffer;
     Bytes extraData;
-    PASS_ON_FAILURE_SILENTLY(ReadBytes(pInput, PYX_PROPERTY_EXTRA_DATA, &value, &extraData));
+    PASS_ON_FAILURE_SILENTLY(ReadBytes(pInput, PYX_PROPERTY_EXTRA_DATA, &spBuffer, &extraData));
     return extraData.empty() ? PYX_OK : SetExtraData(pStream->codecpar, extraData);
 }
 
@@ -131,9 +133,9 @@ PYX_RESULT SetVideoDetails(PYXPropertyStorage* pInput, AVStream* pStream)
     pStream->sample_aspect_ratio = parameters.sample_aspect_ratio;
     for (const SideDataRow& row : c_sideData)
     {
-        PYXVariantOwner value;
+        PYXInterfacePtr<PYXBuffer> spBuffer;
         Bytes bytes;
-        PASS_ON_FAILURE_SILENTLY(ReadBytes(pInput, row.property, &value, &bytes));
+        PASS_ON_FAILURE_SILENTLY(ReadBytes(pInput, row.property, &spBuffer, &bytes));
         const bool isTaken = bytes.size() != row.size || AddSideData(pStream, row.type, bytes);
         FAIL_IF_NOT(isTaken, PYX_OUT_OF_MEMORY, L"no memory for the stream's %s", row.property);
     }
