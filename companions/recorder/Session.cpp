@@ -21,7 +21,8 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-/// The content of a packet that is there to be cut. An empty one could not be read back from a file.
+/// The content of the packet that closes a group, which the write-out cuts off. An empty one could not be read back
+/// from a file.
 constexpr pyx_uint8 c_oneByte[] = {0};
 
 struct NamedValue
@@ -59,7 +60,7 @@ PYXStatus SetAll(PYXPropertyStorage* pStorage, std::initializer_list<NamedValue>
 }
 
 /// The component returns PYX_NOT_FOUND when it has passed on a property that it does not have itself; so does a muxer
-/// that does not have it either. A value that the muxer has no form for is no reason to save no clip.
+/// that does not have it either. A value that the muxer cannot use does not prevent recording.
 PYXStatus OfferAll(PYXPropertyStorage* pStorage, PYXPropertyStorage* pMore)
 {
     wchar_t name[256];
@@ -292,7 +293,7 @@ PYXStatus PYXRecorderSession::Write(const std::wstring& path, pyx_int64 seconds,
     PYX_RESULT result = Prepare(std::min(seconds, PYXKeptGroups::c_mostSeconds));
     Describe(pClip);
     PYX_RETURN_IF_FAILED(SetAll(m_spComponent.Get(), {{PYX_PROPERTY_PATH, PYXVariantBorrowWString(path.c_str())}}));
-    PYX_RETURN_IF_FAILED(PYXCheckWritable(path, m_groups.Bytes()));
+    PYX_RETURN_IF_FAILED(PYXCheckWritable(path, RoomNeeded()));
     result = result == PYX_OK ? Terminate(path, pClip) : result;
     pClip->secondsTaken = std::chrono::duration<double>(Clock::now() - start).count();
     if (result != PYX_OK)
@@ -306,9 +307,15 @@ PYXStatus PYXRecorderSession::Write(const std::wstring& path, pyx_int64 seconds,
     return {};
 }
 
-/// Makes what is kept fit to be written, and drops of it what is not asked for.
+/// Makes what is kept fit to be written, and drops of it what is not asked for. A second try leaves an exact clip and
+/// one group alone as they are: with another "Duration" the component would drop the group that it closed, or not cut
+/// off the packet that closes it.
 PYX_RESULT PYXRecorderSession::Prepare(pyx_int64 seconds)
 {
+    if (m_isFinal)
+    {
+        return PYX_OK;
+    }
     if (seconds > 0)
     {
         PASS_ON_FAILURE_SILENTLY(
@@ -322,11 +329,11 @@ PYX_RESULT PYXRecorderSession::Prepare(pyx_int64 seconds)
     {
         PASS_ON_FAILURE_SILENTLY(LeaveAudioOut());
     }
-    if (groups.size() == 1 && !m_isClosed)
+    if (groups.size() == 1)
     {
         PASS_ON_FAILURE_SILENTLY(CloseOnlyGroup());
-        m_isClosed = true;
     }
+    m_isFinal = groups.size() == 1 || m_settings.exact;
     return PYX_OK;
 }
 
@@ -397,7 +404,7 @@ PYX_RESULT PYXRecorderSession::Terminate(const std::wstring& path, PYXSavedClip*
         m_spContext->m_countInAll = m_groups.Packets();
         const PYX_RESULT result = m_spComponent->Terminate();
         if (result != PYX_FAIL || m_settings.inMemory || m_spContext->m_stopped || Clock::now() > end ||
-            !PYXWhyUnwritable(PYXDirectoryOf(path), m_groups.Bytes()).empty())
+            !PYXWhyUnwritable(PYXDirectoryOf(path), RoomNeeded()).empty())
         {
             return result;
         }
@@ -405,15 +412,21 @@ PYX_RESULT PYXRecorderSession::Terminate(const std::wstring& path, PYXSavedClip*
     }
 }
 
-/// The muxer has taken its unfinished file away again, so the room that it lacked is compared with what it had to
-/// write.
+/// A muxer that fails itself deletes its unfinished file. When not all packets could be read, the file stays, and takes
+/// some of the room, until the next try.
+pyx_uint64 PYXRecorderSession::RoomNeeded() const
+{
+    const auto [read, all] = Progress();
+    return read >= all ? m_groups.Bytes() : 1;
+}
+
 PYXStatus PYXRecorderSession::WhyNotWritten(const std::wstring& path, PYX_RESULT result) const
 {
     if (m_spContext->m_stopped)
     {
         return {result, "the save was cancelled"};
     }
-    if (const std::string why = PYXWhyUnwritable(PYXDirectoryOf(path), m_groups.Bytes()); !why.empty())
+    if (const std::string why = PYXWhyUnwritable(PYXDirectoryOf(path), RoomNeeded()); !why.empty())
     {
         return {PYX_FILE_NOT_OPEN, why};
     }
@@ -422,7 +435,7 @@ PYXStatus PYXRecorderSession::WhyNotWritten(const std::wstring& path, PYX_RESULT
         return {result, PYXReasonOf(result)};
     }
     const std::string full = PYXWhyUnwritable(m_directory.Path(), 1);
-    return {result, full.empty() ? "a temporary file cannot be read; another program may hold it"
+    return {result, full.empty() ? "the muxer failed, or a temporary file cannot be read: another program may hold it"
                                  : "no temporary file can be written: " + full};
 }
 

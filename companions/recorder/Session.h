@@ -66,6 +66,7 @@ private:
     PYX_RESULT LeaveAudioOut();
     void KeepToBudget();
     PYX_RESULT Prepare(pyx_int64 seconds);
+    pyx_uint64 RoomNeeded() const;
     void Describe(PYXSavedClip* pClip) const;
     PYX_RESULT Terminate(const std::wstring& path, PYXSavedClip* pClip);
     PYXStatus WhyNotWritten(const std::wstring& path, PYX_RESULT result) const;
@@ -82,6 +83,6 @@ private:
 
     pyx_int64 m_seconds = 0;      // the component's "Duration" now
     PYX_RESULT m_broken = PYX_OK; // why the rest of the newest group is refused
-    bool m_isClosed = false;      // the only group, for the write-out
+    bool m_isFinal = false;       // see Prepare
     PYXKeptGroups m_groups;
 };
