@@ -31,6 +31,15 @@ PYXStatus NotOpen()
     return {PYX_NOT_INITIALIZED, "the recorder is not open"};
 }
 
+PYX_RESULT CheckTimes(PYXBuffer* pPacket)
+{
+    constexpr pyx_int64 c_limit = PYXRecorder::c_greatestTime;
+    const pyx_int64 pts = pPacket->GetPts();
+    const pyx_int64 duration = pPacket->GetDuration();
+    const bool isPossible = pts >= -c_limit && pts <= c_limit && duration >= 0 && duration <= c_limit;
+    return isPossible ? PYX_OK : PYX_OUT_OF_RANGE;
+}
+
 } // namespace
 
 /// One save, from its request to its end.
@@ -101,6 +110,7 @@ PYX_RESULT PYXRecorder::SubmitVideo(PYXBuffer* pPacket)
     }
     bool isKey = false;
     PASS_ON_FAILURE_SILENTLY(PYXReadIsKeyPacket(pPacket, &isKey));
+    PASS_ON_FAILURE_SILENTLY(CheckTimes(pPacket));
     const pyx_int64 pts = pPacket->GetPts();
     const std::lock_guard lock(m_feedSync);
     if (!m_pFeeding)
@@ -113,12 +123,12 @@ PYX_RESULT PYXRecorder::SubmitVideo(PYXBuffer* pPacket)
     }
     if (isKey)
     {
-        FeedHeldAudio(pts);
+        static_cast<void>(FeedHeldAudio(pts));
         HandOver(pPacket);
     }
     const PYX_RESULT result = m_pFeeding->SubmitVideo(pPacket, isKey);
-    m_newest = std::max(m_newest, pts);
-    FeedHeldAudio(m_newest + 1);
+    m_newest = isKey ? pts : std::max(m_newest, pts); // one that is far ahead counts for its group alone
+    static_cast<void>(FeedHeldAudio(m_newest + 1));
     return Store(result);
 }
 
@@ -130,32 +140,35 @@ PYX_RESULT PYXRecorder::SubmitAudio(PYXBuffer* pPacket)
     {
         return PYX_INVALID_POINTER;
     }
+    PASS_ON_FAILURE_SILENTLY(CheckTimes(pPacket));
+    const pyx_int64 pts = pPacket->GetPts();
     const std::lock_guard lock(m_feedSync);
     if (!m_pFeeding || !m_settings.audio)
     {
         return m_pFeeding ? PYX_INVALID_ARG : PYX_NOT_INITIALIZED;
     }
-    if (pPacket->GetPts() <= m_newest)
+    if (pts <= m_newest)
     {
         return Store(FeedAudio(pPacket));
     }
-    m_heldAudio.emplace_back(pPacket);
-    PYX_RESULT result = PYX_OK;
-    while (pPacket->GetPts() - m_heldAudio.front()->GetPts() > c_patience)
-    {
-        result = FeedAudio(m_heldAudio.front().Get());
-        m_heldAudio.pop_front();
-    }
-    return Store(result);
+    // By time, so that one that is far ahead stops no other.
+    const auto place =
+        std::ranges::upper_bound(m_heldAudio, pts, {}, [](const auto& spHeld) { return spHeld->GetPts(); });
+    m_heldAudio.emplace(place, pPacket);
+    return FeedHeldAudio(pts - c_patience);
 }
 
-void PYXRecorder::FeedHeldAudio(pyx_int64 before)
+/// The result is the first failure.
+PYX_RESULT PYXRecorder::FeedHeldAudio(pyx_int64 before)
 {
+    PYX_RESULT result = PYX_OK;
     while (!m_heldAudio.empty() && m_heldAudio.front()->GetPts() < before)
     {
-        static_cast<void>(Store(FeedAudio(m_heldAudio.front().Get())));
+        const PYX_RESULT fed = Store(FeedAudio(m_heldAudio.front().Get()));
+        result = result == PYX_OK ? fed : result;
         m_heldAudio.pop_front();
     }
+    return result;
 }
 
 PYX_RESULT PYXRecorder::FeedAudio(PYXBuffer* pPacket)
@@ -254,7 +267,7 @@ void PYXRecorder::ReleaseLeaving()
     m_wake.notify_one();
 }
 
-/// No packet has come since for so long that none will.
+/// The time for late packets is over.
 void PYXRecorder::ReleaseOverdue()
 {
     const std::lock_guard lock(m_feedSync);
@@ -281,7 +294,8 @@ PYXStatus PYXRecorder::Save(PYXSaveRequest request, pyx_uint64* pId)
     {
         return {PYX_NOT_FOUND, "nothing is kept yet"};
     }
-    const double share = request.seconds > 0 ? std::min(1.0, static_cast<double>(request.seconds) / look.Seconds()) : 1;
+    const bool isPart = request.seconds > 0 && static_cast<double>(request.seconds) < look.Seconds();
+    const double share = isPart ? static_cast<double>(request.seconds) / look.Seconds() : 1;
     PYX_RETURN_IF_FAILED(
         PYXCheckWritable(request.path, static_cast<pyx_uint64>(share * static_cast<double>(look.bytes))));
     auto pJob = std::make_unique<Job>();
@@ -323,7 +337,7 @@ PYXStatus PYXRecorder::Cancel(pyx_uint64 id)
     for (Jobs* pQueue : {&m_asked, &m_toWrite})
     {
         const auto found = std::ranges::find(*pQueue, id, &Job::id);
-        if (found != pQueue->end())
+        if (found != pQueue->end() && id != 0) // that is of End()
         {
             (*found)->cancelled = true;
             m_toWrite.splice(m_toWrite.end(), *pQueue, found);
@@ -336,8 +350,7 @@ PYXStatus PYXRecorder::Cancel(pyx_uint64 id)
 
 PYXStatus PYXRecorder::Retry(PYXSaveRequest request, pyx_uint64* pId)
 {
-    const pyx_uint64 bytes = Look().bytesForRetry;
-    PYX_RETURN_IF_FAILED(bytes > 0 ? PYXCheckWritable(request.path, bytes) : PYXStatus());
+    PYX_RETURN_IF_FAILED(PYXCheckWritable(request.path, 1)); // the room counts when it is written
     JobPtr pJob;
     {
         const std::lock_guard lock(m_sync);
@@ -401,7 +414,7 @@ PYXSavedClip PYXRecorder::End(PYXSaveRequest request)
             last.status = NotOpen();
             return last;
         }
-        FeedHeldAudio(std::numeric_limits<pyx_int64>::max());
+        static_cast<void>(FeedHeldAudio(std::numeric_limits<pyx_int64>::max()));
         ReleaseLeaving();
         const std::lock_guard lock(m_sync);
         ++m_unfinished;

@@ -59,9 +59,10 @@ struct PYXRecorderSettings
     /// temporary files. Never a folder that others can write to when the host has more rights than they.
     std::wstring folder{};
     bool inMemory = false;  ///< packets are kept in memory instead of files in `folder`
-    pyx_int64 seconds = 30; ///< to keep, from 1 on; whole groups are kept, so up to two groups more
+    pyx_int64 seconds = 30; ///< to keep, from 1 to 2147483647; whole groups are kept, so up to two groups more
     pyx_uint64 budget = 0;  ///< bytes of packets to keep at most, while the newest group and a second allow it; 0: any
-    bool exact = false;     ///< clips end `seconds` after their first picture instead of with the newest one
+    bool exact = false; ///< clips end `seconds`, a request's own if it has some, after their first picture, not with
+                        ///< the newest one
     PYXVideoStream video{};
     std::optional<PYXAudioStream> audio{};
     PYXInterfacePtr<PYXPropertyStorage>
@@ -107,7 +108,7 @@ struct PYXRecorderLook
     pyx_uint64 bytes = 0;          ///< of the packets of that clip
     pyx_uint64 groups = 0;         ///< of its pictures
     pyx_uint64 packetsRefused = 0; ///< could not be stored; a disk is full, or memory
-    pyx_uint64 packetsLate = 0;    ///< audio that came after its group's store was closed, and is lost
+    pyx_uint64 packetsLate = 0;    ///< audio from before what is kept, that is lost
     unsigned savesForPicture = 0;  ///< wait for the next key picture
     unsigned savesWaiting = 0;     ///< all that are not finished, those and the one that is written among them
     pyx_uint64 writing = 0;        ///< the save that is written now; 0: none
@@ -122,7 +123,7 @@ struct PYXRecorderLook
 };
 
 /// Keeps the last seconds of what a host's encoders hand out, and saves them as
-/// clips while it goes on: the module, without its corners.
+/// clips while it goes on. It wraps the module and handles its special cases.
 ///
 ///     PYXRecorder recorder;
 ///     PYXStatus opened = recorder.Open({.seconds = 60, .video = {.size = {1280, 720}, .setUp = c_setUp}});
@@ -138,18 +139,20 @@ struct PYXRecorderLook
 ///                              ^ Save        |
 ///     second component         opened        K B B B B B B B B ...
 ///
-/// Pictures that follow that key picture and are shown before it (an open group) go to the first one with it, where
-/// they can be decoded; that clip then ends with the key picture that the next one begins with. Audio goes where its
-/// time stamp belongs: it may lead or lag by up to c_patience of the video.
+/// Pictures that follow that key picture and are shown before it (an open group) go to the first component, and the key
+/// picture with them, because only there they can be decoded; that clip then ends with the key picture that the next
+/// one begins with. Audio goes where its time stamp belongs: it may lead or lag by up to c_patience of the video.
 ///
 /// Threads: any thread may call any operation at any time, but Open() comes before all others, and the destructor
 /// after. The packets of a stream are submitted in decode order. Time stamps and durations are in ticks of 100 ns.
 class PYXRecorder
 {
 public:
-    /// How long a save waits for packets that belong before the picture at which it takes effect, and how far audio is
-    /// held back that leads.
+    /// How long a save waits for late packets of its clip, and how far audio may lead before it is stored anyway.
     static constexpr pyx_int64 c_patience = 2 * PYX_TICKS_PER_SECOND;
+
+    /// Of a time stamp or a duration, 228 years; a time stamp may be as far below zero, a duration not.
+    static constexpr pyx_int64 c_greatestTime = pyx_int64{1} << 56;
 
     PYXRecorder();
     PYXRecorder(const PYXRecorder&) = delete;
@@ -157,23 +160,25 @@ public:
 
     /// Drops what is kept, saves that wait and what Retry() would write, and stops the one that is being written: its
     /// file is not there then. Leaves no file, directory, thread or reference. Takes as long as storing one packet, or
-    /// the muxer's last step on a clip that has all its packets, and removing the temporary files; up to 2 s more for a
-    /// file that another program holds, and what onSaved takes.
+    /// the muxer's last step on a clip that has all its packets, and removing the temporary files; up to 2 s more for
+    /// each component that has a file which another program holds, and what onSaved takes.
     ~PYXRecorder();
 
     /// Loads the module, removes what killed processes left in `folder`, makes the private directory and the component.
-    /// Once. PYX_FILE_NOT_OPEN: the folder does not exist or takes no files. PYX_INVALID_ARG: settings that contradict
-    /// this header. PYX_NOT_FOUND: no module. PYX_NOT_INITIALIZED: the module has no muxer.
+    /// Once. PYX_FILE_NOT_OPEN: the folder does not exist or takes no files. PYX_INVALID_ARG, PYX_OUT_OF_RANGE:
+    /// settings that contradict this header. PYX_NOT_FOUND: no module. PYX_NOT_INITIALIZED: the module has no muxer.
     PYXStatus Open(const PYXRecorderSettings& settings);
 
     /// Stores one packet; the bytes are copied. A picture before the first key picture is dropped, with PYX_OK.
     /// After a failure the packets up to the next key picture are refused with the same result, because the pictures
     /// could not be decoded; what was stored before stays. PYX_NOT_INITIALIZED: before Open() or after End().
+    /// PYX_OUT_OF_RANGE: times beyond c_greatestTime.
     [[nodiscard]] PYX_RESULT SubmitVideo(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration,
                                          bool isKey);
 
-    /// The same for audio, of which any packet can be the first. PYX_OK also for a packet that came too late: see
-    /// PYXRecorderLook::packetsLate. PYX_INVALID_ARG: opened without audio.
+    /// Stores one packet of audio, of which any can be the first. One that leads the pictures is held until they come,
+    /// so a failure may be that of an earlier packet; PYXRecorderLook::packetsRefused counts all. PYX_OK also for a
+    /// packet that came too late: see PYXRecorderLook::packetsLate. PYX_INVALID_ARG: opened without audio.
     [[nodiscard]] PYX_RESULT SubmitAudio(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration);
 
     /// The same without a copy of the bytes, for a packet that has its times and, of video, its kind as a property
@@ -198,7 +203,8 @@ public:
 
     /// Writes what a failed save left, to another path or to the same one after its disk was freed. Of failed saves the
     /// last one is kept, in memory or in its directory, and gets no more packets; a second failure gives the first up,
-    /// with a warning. A failure here keeps it too. PYX_NOT_FOUND: there is none.
+    /// with a warning. If this fails as well, it is still kept. Fewer `seconds` than before drop its oldest groups, but
+    /// of an exact clip or a single group nothing. PYX_NOT_FOUND: there is none.
     PYXStatus Retry(PYXSaveRequest request, pyx_uint64* pId = nullptr);
 
     /// Drops what Retry() would write.
@@ -210,14 +216,14 @@ public:
     /// Returns when every request whose key picture has come is finished.
     void Wait();
 
-    /// The end: a request that still waits for its key picture is served with what is kept, and `request` with the
-    /// rest. Returns when all are written, with the clip of `request`; its onSaved is called before that. What failed
-    /// can still be tried again.
+    /// The end: `request` gets what is kept. If requests still wait for their key picture, the first of them gets it,
+    /// and the others, like `request`, get PYX_NOT_FOUND. Returns when all are written, with the clip of `request`; its
+    /// onSaved is called before that, but not when the recorder is not open. What failed can still be tried again.
     PYXSavedClip End(PYXSaveRequest request);
 
 private:
     // Locks: m_feedSync before m_sync. With m_feedSync held packets are stored, which can wait for a disk; with m_sync
-    // nothing is called. Sessions are destroyed with neither held, but for one that gets no more packets as it ends.
+    // nothing is called. Sessions are destroyed with neither held.
     struct Job;
     using JobPtr = std::unique_ptr<Job>;
     using Jobs = std::list<JobPtr>;
@@ -226,7 +232,7 @@ private:
     void HandOver(PYXBuffer* pKeyPicture);
     void FeedLeaving(PYXBuffer* pPacket);
     PYX_RESULT FeedAudio(PYXBuffer* pPacket);
-    void FeedHeldAudio(pyx_int64 before);
+    PYX_RESULT FeedHeldAudio(pyx_int64 before);
     void ReleaseLeavingIfComplete();
     void ReleaseLeaving();
     void ReleaseOverdue();
@@ -240,13 +246,13 @@ private:
     // Guarded by m_feedSync: what packets go through.
     std::mutex m_feedSync;
     std::unique_ptr<PYXRecorderSession> m_pFeeding; // null: not open, or ended
-    JobPtr m_pLeaving;                              // its successor has begun, and what is before that may still come
+    JobPtr m_pLeaving;                              // its successor has begun; late packets of its clip may still come
     PYXInterfacePtr<PYXBuffer> m_spFirst;           // that begins the successor
     bool m_leavingHasFirst = false;
-    bool m_pictureReached = false; // a picture, or a packet of audio, that is after m_spFirst has come
+    bool m_pictureReached = false; // a picture, or a packet of audio, at or after m_spFirst has come
     bool m_audioReached = false;
     std::deque<PYXInterfacePtr<PYXBuffer>> m_heldAudio;         // leads the pictures: it may belong to the next session
-    pyx_int64 m_newest = std::numeric_limits<pyx_int64>::min(); // greatest time stamp of a picture
+    pyx_int64 m_newest = std::numeric_limits<pyx_int64>::min(); // greatest time stamp of the group's pictures
 
     // Guarded by m_sync.
     mutable std::mutex m_sync;

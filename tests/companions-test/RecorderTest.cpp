@@ -91,16 +91,16 @@ TEST_F(RecorderTest, EachPacketGoesWhereItBelongsHoweverItArrives)
     {
         m_settings.inMemory = inMemory;
         Open();
-        Feed("V0K+40 A0 V40+40 A40");
+        Feed("V0K+40 A0 A90000000 V40+40 A40"); // one far ahead
         Save();
         Feed("A100 A125 V80+40 V120K+40 V110 A110"); // audio that leads and that lags, an open group
         EXPECT_EQ(m_pRecorder->Look().savesForPicture, 0u);
         Feed("V160+40");
         EXPECT_EQ(Clips(), "0: V0+40 A0 V40+40 A40 V80+40 A100 A110 V120+40 V110 V- A-\n");
-        EXPECT_EQ(End(), "0: V0+40 V-10 A5 V40+40 V- A-\n");
+        EXPECT_EQ(End(), "0: V0+40 V-10 A5 V40+40 A89999880 V- A-\n");
         EXPECT_EQ(m_last.from, 120);
         EXPECT_EQ(m_last.to, 200);
-        EXPECT_EQ(m_last.packets, 3u) << "without the picture that cannot be decoded";
+        EXPECT_EQ(m_last.packets, 4u) << "without the picture that cannot be decoded";
         EXPECT_EQ(m_pRecorder->Look().packetsLate, 0u);
     }
 }
@@ -179,8 +179,8 @@ TEST_F(RecorderTest, AFailedSaveIsKeptForAnotherTry)
     Feed("V80K A80 V120");
     EXPECT_EQ(Clips(), "4! V0 A0 V40 V-\n");
     EXPECT_GT(m_pRecorder->Look().bytesForRetry, 0u);
-    EXPECT_TRUE(m_pRecorder->Retry(Request()).IsOk());
-    EXPECT_EQ(Clips(), "0: V0 A0 V40 V- A-\n");
+    EXPECT_TRUE(m_pRecorder->Retry(Request(5)).IsOk());
+    EXPECT_EQ(Clips(), "0: V0 A0 V40 V- A-\n") << "one group alone";
     EXPECT_EQ(m_pRecorder->Retry(Request()).result, PYX_NOT_FOUND);
     FaultPlan::Get().Fail("End V", -1, PYX_INVALID_ARG);
     Save();
@@ -197,6 +197,7 @@ TEST_F(RecorderTest, WhatIsRefusedOrCancelledLeavesNoTrace)
 {
     Open();
     EXPECT_EQ(m_pRecorder->Save(Request()).result, PYX_NOT_FOUND) << "nothing is kept";
+    EXPECT_EQ(m_pRecorder->SubmitVideo(Packet::Parse("V-9223372036854775808K").Build().Get()), PYX_OUT_OF_RANGE);
     Feed("V0K A0 V40");
     EXPECT_EQ(m_pRecorder->Save({.path = path / "none" / "c.mp4"}).result, PYX_FILE_NOT_OPEN);
     EXPECT_EQ(m_pRecorder->Save({.path = path}).result, PYX_FILE_NOT_OPEN) << "a directory";
