@@ -5,7 +5,7 @@
 #include <atomic>
 
 /// Counts the host's objects that are alive, so that a host can tell after its
-/// last component has gone whether somebody kept a reference.
+/// last component has gone whether a reference was kept.
 ///
 /// Every object of the host's side derives from it. Threads: any.
 class HostObject

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <iterator>
 
-/// A codec that the companions know. Its name is FFmpeg's short one in the muxer's traces and this one elsewhere.
+/// A codec that the companions know. The muxer's traces have FFmpeg's short name for it, everything else `name`.
 struct CodecRow
 {
     bool IsVideo() const

@@ -55,7 +55,7 @@ pyx_int64 DecodeTimes::Earliest() const
 }
 
 /// How many packets would have to be decoded before a place in the order is
-/// free for them. Only those are asked whose place later packets cannot change.
+/// free for them. Counts only packets whose place later ones cannot change.
 std::ptrdiff_t DecodeTimes::CountMissingPlaces() const
 {
     const std::size_t unsettled = m_ended ? 0 : std::min(m_lookahead, c_deepestReordering);

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-/// What a clip says of itself as a whole.
+/// Metadata of the clip as a whole.
 struct FileDetails
 {
     std::wstring creationTime; ///< such as "2024-05-06T07:08:09Z"; empty: not known

@@ -22,7 +22,7 @@ void OnLogLine(void* pObject, int level, const char* format, va_list args)
         return;
     }
     char line[1024];
-    int isStart = 1; // name the object that speaks
+    int isStart = 1; // prefix the object's name
     av_log_format_line2(pObject, level, format, args, line, sizeof(line), &isStart);
     std::wstring text = PYXToWide(line);
     text.erase(text.find_last_not_of(L"\r\n") + 1);

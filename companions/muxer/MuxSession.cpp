@@ -28,7 +28,7 @@ pyx_int64 GetUsualDuration(const AVStream& stream)
 }
 
 /// Files may repeat a time, or count back by less than a packet or two. Containers need rising ones: such a packet
-/// follows the last one at once, and the next that is later is in its place again.
+/// directly follows the last one; the next later one keeps its own time.
 pyx_int64 FollowLast(const AVStream& stream, const DecodeTimes& times, pyx_int64 pts)
 {
     const pyx_int64 soonest = times.Soonest();
@@ -169,8 +169,8 @@ PYX_RESULT MuxSession::OpenFile()
     return m_spFile->Start(m_details);
 }
 
-/// Finds the pictures at a clip's start that no player can show: they are shown before the key picture that the clip
-/// begins with, and refer to pictures that came before it and are not in the clip.
+/// True for a picture at a clip's start that no player can show: it is shown before the key picture that the clip
+/// begins with, and refers to pictures that came before it and are not in the clip.
 ///
 ///     decode order    ... P  | I  b  b  P  b  b  P ...
 ///     shown                  | 3  1  2  6  4  5  9         1 and 2 need the P before the clip

@@ -4,24 +4,17 @@
 #include <iterator>
 #include <numeric>
 
-namespace
-{
-
-/// A longer way from a group's last picture to the next group is a pause, and
-/// no time that the group's pictures are shown for.
-constexpr pyx_int64 c_pause = PYX_TICKS_PER_SECOND;
-
-} // namespace
-
 pyx_int64 PYXKeptGroups::SecondsNeeded(pyx_int64 asked, pyx_int64 pts, pyx_int64 duration) const
 {
+    // A longer way from a group's last picture to the next group is a pause, in which no picture is shown.
+    constexpr pyx_int64 pause = PYX_TICKS_PER_SECOND;
     const pyx_int64 end = pts + duration;
     pyx_int64 span = m_groups.empty() ? 0 : end - m_groups.front().start;
     for (auto group = m_groups.begin(); group != m_groups.end(); ++group)
     {
         span -= group->Length();
         const pyx_int64 nextStart = std::next(group) == m_groups.end() ? pts : std::next(group)->start;
-        const pyx_int64 shownUntil = std::min(nextStart, group->end + c_pause);
+        const pyx_int64 shownUntil = std::min(nextStart, group->end + pause);
         if (end - shownUntil < asked * PYX_TICKS_PER_SECOND)
         {
             const pyx_int64 roundedUp = span / PYX_TICKS_PER_SECOND + (span % PYX_TICKS_PER_SECOND > 0 ? 1 : 0);
@@ -90,8 +83,8 @@ pyx_int64 PYXKeptGroups::SecondsForBytes(pyx_uint64 bytes) const
         rest -= group->bytes;
         span -= group->Length();
     }
-    return std::clamp((span - 1) / PYX_TICKS_PER_SECOND, pyx_int64{1},
-                      c_mostSeconds); // a group is dropped while more is left
+    // A group is dropped only while more than that is left, hence - 1.
+    return std::clamp((span - 1) / PYX_TICKS_PER_SECOND, pyx_int64{1}, c_mostSeconds);
 }
 
 void PYXKeptGroups::Trim(pyx_int64 seconds)

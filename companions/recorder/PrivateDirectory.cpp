@@ -80,7 +80,7 @@ bool HasLockText(HANDLE lock)
     return ReadFile(lock, text, sizeof(text), &size, nullptr) && std::string_view(text, size) == c_lockText;
 }
 
-/// Not left to the sharing of the open file alone, which ends at the border of a machine or of a Windows environment.
+/// Locked too, because sharing modes do not hold across machines or Wine prefixes.
 PYXFileOwner OpenLock(const std::wstring& path, DWORD disposition)
 {
     auto lock =

@@ -15,10 +15,9 @@
 ///     FOLDER\pyx-recorder-<process>-<number>.lock   held while the process lives
 ///     FOLDER\pyx-recorder-<process>-<number>\       the component's
 ///
-/// A process that was killed leaves both, and its lock is free. Sweep() removes
-/// them: the directory of a free lock that has our text in it, there only files
-/// named as the component names them, and the directory only when nothing else
-/// is in it.
+/// A process that was killed leaves both, and its lock is free. Sweep() takes a
+/// free lock that holds our text, and deletes the files in its directory that are
+/// named as the component names them, then the directory if it is empty.
 class PYXPrivateDirectory
 {
 public:

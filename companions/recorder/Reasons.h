@@ -20,9 +20,9 @@
 /// What a result means; a number only when it is none of the framework's.
 std::string PYXReasonOf(PYX_RESULT result);
 
-/// Why a file of so many bytes cannot be written in a directory now; empty when it can. A component returns the same
-/// for a full disk and for a missing right. This tries it with a file that is gone when the call returns, of 1 MiB at
-/// most: a nearly full disk still takes a few bytes.
+/// Why a file of so many bytes cannot be written in a directory now; empty when it can. Tries it with
+/// a file of up to 1 MiB that is deleted at once: a component returns one code for a full disk and for a missing right,
+/// and a nearly full disk still takes a few bytes.
 std::string PYXWhyUnwritable(const std::wstring& directory, pyx_uint64 bytes);
 
 /// What a path has before its last name: "C:\a\b.mp4" -> "C:\a".

@@ -7,8 +7,8 @@
 
 /// Result of a step, with the reason of a failure as a sentence for a person.
 ///
-/// The text is UTF-8 and names the reason alone ("Disk full"), not the path that
-/// the caller gave; it is empty on success.
+/// The text is UTF-8 and names the reason alone ("Disk full"), not the path of
+/// the clip; it is empty on success.
 struct [[nodiscard]] PYXStatus
 {
     PYX_RESULT result = PYX_OK;
