@@ -3,12 +3,71 @@
 #include "common/Component.h"
 #include "common/DataStream.h"
 #include "common/HostContract.h"
-#include "Record.h"
 
-/// All objects that a ring buffer meets in a process: the host's packets, context
-/// and observer, the runtime library's objects and the muxer. Their tables are
-/// laid out by slot number, so they stay as older hosts have them whatever
-/// happens to the headers; a value goes by its address. Each call of them that matters is recorded.
+#include <stdarg.h>
+
+/// What a program without a C++ library takes from the C runtime and the system,
+/// the record of calls that every check compares, and all objects that a ring
+/// buffer meets in a process: the host's packets, context and observer, the
+/// runtime library's objects and the muxer. Their tables are laid out by slot
+/// number, so they stay as older hosts have them whatever happens to the headers;
+/// a value goes by its address. Each call of them that matters is recorded.
+
+extern "C"
+{
+    __declspec(dllimport) void* LoadLibraryW(const wchar_t* name);
+    __declspec(dllimport) void (*GetProcAddress(void* module, const char* name))();
+    __declspec(dllimport) void* SetUnhandledExceptionFilter(pyx_int32 (*filter)(void* exception));
+    __declspec(dllimport) void CoTaskMemFree(void* p);
+    int vsnprintf(char* text, pyx_size size, const char* format, va_list args) __asm__("_vsnprintf");
+    int printf(const char* format, ...);
+    int strcmp(const char* left, const char* right);
+    int wcscmp(const wchar_t* left, const wchar_t* right);
+    [[noreturn]] void exit(int code);
+}
+
+inline char g_calls[4096]; ///< what the objects of this program were asked since the last check
+inline char* g_pCallsEnd = g_calls;
+inline PYXVariant g_value; ///< what a call gave out; a text is this program's to free
+
+__attribute__((format(printf, 1, 2))) inline void Record(const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    *g_pCallsEnd = ' ';
+    g_pCallsEnd += g_pCallsEnd == g_calls ? 0 : 1;
+    g_pCallsEnd += vsnprintf(g_pCallsEnd, static_cast<pyx_size>(g_calls + sizeof(g_calls) - g_pCallsEnd), format, args);
+    va_end(args);
+}
+
+/// The kind, then the value.
+inline void RecordValue(const PYXVariant& value)
+{
+    const auto kind = static_cast<pyx_uint32>(value.type);
+    if (value.type == PYX_VARIANT_WSTRING)
+    {
+        Record("%u:%ls", kind, value.wstringValue);
+    }
+    else if (value.type == PYX_VARIANT_SIZE || value.type == PYX_VARIANT_RATE)
+    {
+        Record("%u:%dx%d", kind, value.sizeValue.width, value.sizeValue.height);
+    }
+    else
+    {
+        Record("%u:%lld", kind, value.int64Value);
+    }
+}
+
+/// Records g_value and empties it.
+inline void TakeValue()
+{
+    RecordValue(g_value);
+    if (g_value.type == PYX_VARIANT_WSTRING)
+    {
+        CoTaskMemFree(g_value.wstringValue);
+    }
+    g_value = {};
+}
 
 struct Object;
 using Slot = pyx_int64 (*)(Object*);
@@ -74,8 +133,8 @@ inline constinit Object g_trace{&g_traceTable};
 inline constinit Object g_factory{&g_factoryTable};
 inline constinit Object g_context{&g_contextTable};
 inline constinit Object g_muxer{&g_muxerTable, "muxer"};
-inline constinit Object g_inputs[] = {{&g_inputTable, "muxer.audio", 0, PYX_STREAM_TYPE_AUDIO},
-                                      {&g_inputTable, "muxer.video", 0, PYX_STREAM_TYPE_VIDEO}};
+inline constinit Object g_inputs[] = {{&g_inputTable, "audio", 0, PYX_STREAM_TYPE_AUDIO},
+                                      {&g_inputTable, "video", 0, PYX_STREAM_TYPE_VIDEO}};
 
 /// None is used twice, so a call on a packet that has ended does no harm and is recorded.
 inline constinit Object g_packets[32];
@@ -102,17 +161,14 @@ inline PYX_RESULT AllocBuffer(Object*, PYX_MEMORY_TYPE type, pyx_size size, Obje
     return type == PYX_MEMORY_HOST ? PYX_OK : PYX_INVALID_ARG;
 }
 
-/// Refuses the packet at time 400, after recording it.
-inline PYX_RESULT SubmitToMuxer(Object* pInput, Object* pPacket)
+inline PYX_RESULT SubmitToMuxer(Object* pInput, Object* p)
 {
-    if (!pPacket)
+    if (!p)
     {
-        Record("%s(end)", pInput->name);
-        return PYX_EOF;
+        return Record("%s(end)", pInput->name), PYX_EOF;
     }
-    Record("%s(%lld+%lld %lld %llu %s)", pInput->name, pPacket->pts, pPacket->duration, pPacket->type, pPacket->size,
-           pPacket->bytes);
-    return pPacket->pts == 400 ? PYX_FAIL : PYX_OK;
+    Record("%s(%lld+%lld %lld %llu %s)", pInput->name, p->pts, p->duration, p->type, p->size, p->bytes);
+    return PYX_OK;
 }
 
 inline void Trace(Object*, const wchar_t* path, pyx_int32 line, pyx_int32 level, const wchar_t* scope,
@@ -129,7 +185,7 @@ inline void LayOutPackets()
 {
     Table& table = g_packetTable;
     table.Put(3, [](Object*, const wchar_t* name, const PYXVariant& value) { // SetProperty
-        return wcscmp(name, g_property) == 0 ? (Record("set %s", ValueText(value).text), PYX_OK) : PYX_OK;
+        return wcscmp(name, g_property) == 0 ? (Record("set"), RecordValue(value), PYX_OK) : PYX_OK;
     });
     table.Put(4, [](Object* p, const wchar_t* name, PYXVariant* pValue) { // GetProperty
         *pValue = PYXVariantFromInt64(p->type);
@@ -154,7 +210,7 @@ inline void LayOutMuxer()
     for (Table* pTable : tables)
     {
         pTable->Put(3, [](Object* p, const wchar_t* name, const PYXVariant& value) { // SetProperty
-            return Record("%s.%ls=%s", p->name, name, ValueText(value).text), PYX_OK;
+            return Record("%s.%ls", p->name, name), RecordValue(value), PYX_OK;
         });
         pTable->Put(4, [](Object* p, const wchar_t* name, PYXVariant* pValue) { // GetProperty
             *pValue = PYXVariantFromInt64(p->type);
@@ -163,7 +219,7 @@ inline void LayOutMuxer()
     }
     g_inputTable.Put(17, SubmitToMuxer);
     g_muxerTable.Put(17, [](Object*, pyx_int32 format, pyx_int32 width, pyx_int32 height) { // Init
-        return Record("muxer.Init(%d,%d,%d)", format, width, height), PYX_OK;
+        return Record("init(%d,%d,%d)", format, width, height), PYX_OK;
     });
     g_muxerTable.Put(28, [](Object*) { return 2; }); // GetInputCount
     g_muxerTable.Put(30, [](Object*, pyx_int32 index, Object** ppOut) { return GiveOut(&g_inputs[index], ppOut); });
