@@ -158,7 +158,7 @@ inline PYX_RESULT AllocBuffer(Object*, PYX_MEMORY_TYPE type, pyx_size size, Obje
 {
     *g_pNextPacket = {.pTable = &g_packetTable, .size = size};
     GiveOut(g_pNextPacket++, ppOut);
-    return type == PYX_MEMORY_HOST ? PYX_OK : PYX_INVALID_ARG;
+    return static_cast<int>(type) == 1 ? PYX_OK : PYX_INVALID_ARG;
 }
 
 inline PYX_RESULT SubmitToMuxer(Object* pInput, Object* p)

@@ -2,10 +2,8 @@
 #include "support/RingBufferTest.h"
 
 #include <atomic>
-#include <chrono>
 #include <memory>
 #include <set>
-#include <sstream>
 #include <thread>
 
 namespace
@@ -51,7 +49,7 @@ protected:
 
     PYXSaveRequest Request(pyx_int64 seconds = 0)
     {
-        return {.path = (path / "clip.mp4").wstring(), .seconds = seconds, .onSaved = [this](const auto& clip) {
+        return {.path = path / "clip.mp4", .seconds = seconds, .onSaved = [this](const auto& clip) {
                     m_clips += std::to_string(clip.status.result) + (clip.canRetry ? "! " : ": ");
                     m_clips += Companions::Get().Take(&Companions::written) + "\n";
                     Companions::Get().base = -1;
@@ -109,19 +107,21 @@ TEST_F(RecorderTest, EachPacketGoesWhereItBelongsHoweverItArrives)
 TEST_F(RecorderTest, ClipsThatAreSavedMeanwhileMeetWithoutALostOrDoubledPacket)
 {
     constexpr pyx_int64 picture = PYX_TICKS_PER_SECOND / 25;
-    constexpr pyx_int64 pictures = 1500;
+    constexpr pyx_int64 end = 60 * PYX_TICKS_PER_SECOND;
     m_settings.seconds = 20;
     Open();
     std::atomic<pyx_int64> now[2] = {0, 0};
-    const auto feed = [&](int stream, pyx_int64 step) {
-        for (pyx_int64 pts = 0; pts < pictures * picture; pts += step)
+    const auto waitFor = [&now](int stream, pyx_int64 time) {
+        while (now[stream] < time)
         {
-            while (pts - now[1 - stream] > (pts / PYX_TICKS_PER_SECOND + stream) % 2 * PYX_TICKS_PER_SECOND)
-            {
-                std::this_thread::yield();
-            }
-            const bool key = pts % (picture * 30) == 0;
-            const auto spPacket = Packet{stream ? 'A' : 'V', pts, key, step}.Build();
+            std::this_thread::yield();
+        }
+    };
+    const auto feed = [&](int stream, pyx_int64 step) {
+        for (pyx_int64 pts = 0; pts < end; pts += step)
+        {
+            waitFor(1 - stream, pts - (pts / PYX_TICKS_PER_SECOND + stream) % 2 * PYX_TICKS_PER_SECOND);
+            const auto spPacket = Packet{stream ? 'A' : 'V', pts, pts % (picture * 30) == 0, step}.Build();
             ASSERT_EQ(stream ? m_pRecorder->SubmitAudio(spPacket.Get()) : m_pRecorder->SubmitVideo(spPacket.Get()),
                       PYX_OK);
             now[stream] = pts + step;
@@ -129,14 +129,12 @@ TEST_F(RecorderTest, ClipsThatAreSavedMeanwhileMeetWithoutALostOrDoubledPacket)
         now[stream] = std::numeric_limits<pyx_int64>::max();
     };
     std::set<std::pair<char, pyx_int64>> missing;
-    for (pyx_int64 i = 0; i < pictures; ++i)
+    for (pyx_int64 pts = 0; pts < end; pts += picture)
     {
-        missing.insert({{'V', i * picture}, {'A', i * picture}, {'A', i * picture + picture / 2}});
+        missing.insert({{'V', pts}, {'A', pts}, {'A', pts + picture / 2}});
     }
-    std::vector<pyx_int64> starts; // of the clips
     const auto keep = [&](const PYXSavedClip& clip) {
         EXPECT_TRUE(clip.status.IsOk()) << clip.status.text;
-        starts.push_back(clip.from);
         for (const std::string& packet : Split(Companions::Get().Take(&Companions::written), ' '))
         {
             EXPECT_EQ(packet.find('('), std::string::npos) << packet << " is not as it went in";
@@ -145,29 +143,18 @@ TEST_F(RecorderTest, ClipsThatAreSavedMeanwhileMeetWithoutALostOrDoubledPacket)
         }
         Companions::Get().base = -1;
     };
-    std::jthread video(feed, 0, picture);
-    std::jthread audio(feed, 1, picture / 2);
-    for (const pyx_int64 at : {10, 25, 26, 45}) // three clips of what came since, and one of its last seconds
     {
-        while (now[0] < at * PYX_TICKS_PER_SECOND)
+        const std::jthread video(feed, 0, picture);
+        const std::jthread audio(feed, 1, picture / 2);
+        for (const pyx_int64 second : {10, 25, 26, 45})
         {
-            std::this_thread::yield();
+            waitFor(0, second * PYX_TICKS_PER_SECOND);
+            EXPECT_TRUE(m_pRecorder->Save({.path = path / "c.mp4", .onSaved = keep}).IsOk());
         }
-        const PYXStatus status =
-            m_pRecorder->Save({.path = path / "c.mp4", .seconds = at == 45 ? 5 : 0, .onSaved = keep});
-        EXPECT_TRUE(status.IsOk()) << status.text;
     }
-    video.join();
-    audio.join();
     m_pRecorder->End({.path = path / "c.mp4", .onSaved = keep});
     EXPECT_EQ(m_pRecorder->Look().packetsLate, 0u);
-    ASSERT_EQ(starts.size(), 5u);
-    for (const auto& [kind, pts] : missing) // of what came since the third clip began, the fourth has the end alone
-    {
-        ASSERT_TRUE(pts >= starts[2] && pts < starts[3]) << kind << pts << " is missing";
-    }
-    EXPECT_LT(starts[4] - starts[3], 8 * PYX_TICKS_PER_SECOND) << "the last 5 s, and up to a group";
-    EXPECT_GE(starts[4] - starts[3], 5 * PYX_TICKS_PER_SECOND);
+    EXPECT_EQ(missing.size(), 0u);
 }
 
 TEST_F(RecorderTest, AFailedSaveIsKeptForAnotherTry)
@@ -251,7 +238,9 @@ TEST_F(RecorderTest, ABudgetLowersTheSecondsUntilTheRateFalls)
     EXPECT_EQ(feed(0, 60, 1000), 21);
     EXPECT_LE(feed(60, 100, 20'000), 5);
     EXPECT_EQ(feed(100, 160, 2000), 21);
-    EXPECT_EQ(Split(End(), ' ').size(), 1 + 21 + 1u);
+    Save(3);
+    EXPECT_EQ(End(), "0: V0+10000000 V10000000+10000000 V20000000+10000000 V30000000+10000000 V-\n11: \n")
+        << "the last 3 s, and up to a group";
 }
 
 /// As a virus scanner does.
@@ -269,10 +258,12 @@ TEST_F(RecorderTest, ATemporaryFileThatAnotherProgramReadsIsTriedAgain)
         }
     }
     ASSERT_FALSE(held.empty());
-    const std::jthread letGo([&held] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));
-        std::for_each(held.begin(), held.end(), CloseHandle);
-    });
+    Companions::Get().onTrace = [&held, failures = 0](const std::string& text) mutable {
+        if (text.ends_with("WriteBuffer() failed") && ++failures == 5)
+        {
+            std::for_each(held.begin(), held.end(), CloseHandle);
+        }
+    };
     EXPECT_EQ(End(), "0: V0 A0 V40 V80 A80 V120 V- A-\n");
 }
 
