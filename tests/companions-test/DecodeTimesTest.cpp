@@ -16,19 +16,14 @@ Times Decode(const Times& presentation, std::size_t lookahead = DecodeTimes::c_l
 {
     DecodeTimes times(lookahead);
     Times result;
-    const auto take = [&times, &result] {
+    for (std::size_t i = 0; i <= presentation.size(); ++i)
+    {
+        i < presentation.size() ? static_cast<void>(times.Add(presentation[i])) : times.End();
         while (times.IsReady())
         {
             result.push_back(times.Next());
         }
-    };
-    for (const pyx_int64 pts : presentation)
-    {
-        times.Add(pts);
-        take();
     }
-    times.End();
-    take();
     return result;
 }
 
@@ -37,7 +32,9 @@ TEST(DecodeTimesTest, GivesThePresentationTimesInOrderLaterByTheDepthOfReorderin
     EXPECT_EQ(Decode({}), Times());
     EXPECT_EQ(Decode({7}), Times({7}));
     EXPECT_EQ(Decode({0, 4, 2, 1, 3, 8, 6, 5, 7}), Times({-2, -1, 0, 1, 2, 3, 4, 5, 6})) << "B-pyramid";
+    EXPECT_EQ(Decode({0, 8, 4, 2, 1, 3, 6, 5, 7}), Times({-3, -2, -1, 0, 1, 2, 3, 4, 5})) << "deeper than usual";
     EXPECT_EQ(Decode({0, 100, 200, 9000, 9100}), Times({0, 100, 200, 9000, 9100})) << "a pause delays nothing";
+    EXPECT_EQ(Decode({0, 1000, 4000, 2000, 3000}, 1), Times({0, 1000, 1999, 2000, 3000})) << "reordered unexpectedly";
     EXPECT_EQ(Decode({40, 40, -100, 50}, 0), Times({40, 50})) << "no decode time is left for two of them";
 }
 

@@ -35,15 +35,17 @@ protected:
         ASSERT_TRUE(status.IsOk()) << status.text;
     }
 
+    PYX_RESULT Submit(const Packet& packet)
+    {
+        const auto spPacket = packet.Build();
+        return packet.kind == 'V' ? m_pRecorder->SubmitVideo(spPacket.Get()) : m_pRecorder->SubmitAudio(spPacket.Get());
+    }
+
     void Feed(const std::string& packets)
     {
         for (const std::string& token : Split(packets, ' '))
         {
-            const auto spPacket = Packet::Parse(token).Build();
-            ASSERT_EQ(token[0] == 'V' ? m_pRecorder->SubmitVideo(spPacket.Get())
-                                      : m_pRecorder->SubmitAudio(spPacket.Get()),
-                      PYX_OK)
-                << token;
+            ASSERT_EQ(Submit(Packet::Parse(token)), PYX_OK) << token;
         }
     }
 
@@ -121,9 +123,7 @@ TEST_F(RecorderTest, ClipsThatAreSavedMeanwhileMeetWithoutALostOrDoubledPacket)
         for (pyx_int64 pts = 0; pts < end; pts += step)
         {
             waitFor(1 - stream, pts - (pts / PYX_TICKS_PER_SECOND + stream) % 2 * PYX_TICKS_PER_SECOND);
-            const auto spPacket = Packet{stream ? 'A' : 'V', pts, pts % (picture * 30) == 0, step}.Build();
-            ASSERT_EQ(stream ? m_pRecorder->SubmitAudio(spPacket.Get()) : m_pRecorder->SubmitVideo(spPacket.Get()),
-                      PYX_OK);
+            ASSERT_EQ(Submit({stream ? 'A' : 'V', pts, pts % (picture * 30) == 0, step}), PYX_OK);
             now[stream] = pts + step;
         }
         now[stream] = std::numeric_limits<pyx_int64>::max();
@@ -214,8 +214,7 @@ TEST_F(RecorderTest, ASaveThatWaitsAtTheEndGetsWhatIsKept)
     Feed("V0K V40");
     Save();
     EXPECT_EQ(End(), "0: V0 V40 V-\n11: \n");
-    const auto spPacket = Packet::Parse("V80K").Build();
-    EXPECT_EQ(m_pRecorder->SubmitVideo(spPacket.Get()), PYX_NOT_INITIALIZED);
+    EXPECT_EQ(Submit(Packet::Parse("V80K")), PYX_NOT_INITIALIZED);
     EXPECT_EQ(m_pRecorder->Save(Request()).result, PYX_NOT_INITIALIZED);
 }
 
@@ -229,8 +228,7 @@ TEST_F(RecorderTest, ABudgetLowersTheSecondsUntilTheRateFalls)
     const auto feed = [this](int from, int to, int bytes) {
         for (int second = from; second < to; ++second)
         {
-            const auto spPacket = Packet{'V', second * PYX_TICKS_PER_SECOND, true, PYX_TICKS_PER_SECOND, bytes}.Build();
-            EXPECT_EQ(m_pRecorder->SubmitVideo(spPacket.Get()), PYX_OK);
+            EXPECT_EQ(Submit({'V', second * PYX_TICKS_PER_SECOND, true, PYX_TICKS_PER_SECOND, bytes}), PYX_OK);
             EXPECT_LE(m_pRecorder->Look().bytes, m_settings.budget);
         }
         return m_pRecorder->Look().Seconds();
