@@ -190,6 +190,8 @@ void CheckComponent(PYXComponentEx* p, PYXInput** ppVideo, PYXInput** ppAudio)
     EXPECT(p->GetInput(0, ppVideo), PYX_OK);
     EXPECT(p->GetInput(1, ppAudio), PYX_OK);
     EXPECT((CallSlot<void>(p, 32, L"BufferInRamEnabled"), 0), 0, "init(0,0,0)"); // OnPropertyChanged
+    EXPECT(p->GetInput(-1, nullptr), PYX_INVALID_ARG, "trace 0" FROM_RING_BUFFER "'Assertion failed:Invalid index'");
+    EXPECT(p->GetInput(0, nullptr), PYX_INVALID_ARG, "trace 0" FROM_RING_BUFFER "'Assertion failed:ppOutput = NULL'");
 }
 
 void CheckInputs(PYXInput* pVideo, PYXInput* pAudio)
@@ -249,6 +251,8 @@ void CheckPackets(PYXComponentEx* p, PYXInput* pVideo, PYXInput* pAudio)
     EXPECT(Submit(pVideo, "two two", 75'000'000'000, 6'000'000'000, 1), PYX_OK, "alloc 1");
     EXPECT(Submit(pVideo, "no kind", 75'000'000'200, 200, -1), PYX_NOT_FOUND,
            "trace 0" FROM_RING_BUFFER "'PYX_ERROR 11 : not found: SubmitInput() unable to get video frame type'");
+    EXPECT(pVideo->SubmitInput(g_context.As<PYXData>()), PYX_UNEXPECTED,
+           "trace 0" FROM_RING_BUFFER "'Assertion failed:SubmitInput() - invalid pointer type'");
     EXPECT(pVideo->SubmitInput(nullptr), PYX_EOF);
     EXPECT(p->Terminate(), PYX_OK,
            "alloc 4 alloc 6 video(0+200 0 4 one) audio(100+300 -1 6 audio) alloc 8 "
@@ -274,7 +278,7 @@ extern "C" void RunHost()
     EXPECT(pVideo->Release(), 1);
     EXPECT(pAudio->Release(), 1);
     EXPECT(p->Release(), 0,
-           "trace 2" FROM_RING_BUFFER "'Video stream - packets written %d' with 3 "
+           "trace 2" FROM_RING_BUFFER "'Video stream - packets written %d' with 4 "
            "trace 2" FROM_RING_BUFFER "'Audio stream - packets written %d' with 1");
     EXPECT(g_references, 1); // this program's own on its context
     printf("Checks that failed between a native host and the module: %d\n", g_failures);
