@@ -10,12 +10,11 @@ trap 'rm -rf "$work"' EXIT
 tool=x86_64-w64-mingw32-
 module=pyx-component-ring-buffer64.dll
 
-# SOURCE BUILD OPTION...
+# SOURCE BUILD TARGET OPTION...
 build()
 {
-    cmake -S "$1" -B "$2" -G Ninja --toolchain "$checkout/cmake/toolchain-mingw-w64.cmake" "${@:3}" >/dev/null
-    cmake --build "$2"
-    cp "$trial"/{pyxrt64,pyx-component-ffmpeg64}.dll "$2"
+    cmake -S "$1" -B "$2" -G Ninja --toolchain "$checkout/cmake/toolchain-mingw-w64.cmake" "${@:4}" >/dev/null
+    cmake --build "$2" --target "$3"
 }
 
 # PROGRAM ARGUMENT...: runs a program of the current folder, which finds nothing outside of it
@@ -56,23 +55,25 @@ while IFS=: read -r document target; do
     [[ -e $(dirname "$document")/$target ]] || { echo "$document: no $target" >&2; exit 1; }
 done <<<"$links"
 
-echo "== each header compiles by itself"
+echo "== each header compiles by itself" # the sources begin with their own ones
 for header in "$package"/{public/common,companions/*}/*.h; do
-    "${tool}g++-posix" -std=c++20 -fsyntax-only -Wall -Wextra -Wpedantic -Werror -I "$package/public" \
-        -I "$package/companions" -include "$header" -x c++ /dev/null
+    [[ -e ${header%.h}.cpp ]] ||
+        "${tool}g++-posix" -std=c++20 -fsyntax-only -Wall -Wextra -Wpedantic -Werror -I "$package/public" \
+            -I "$package/companions" -include "$header" -x c++ /dev/null
 done
 
 echo "== the package, with the checks of the C++ library"
-build "$package/companions/example" "$work/debug" -DCMAKE_BUILD_TYPE=Debug \
-    -DCMAKE_CXX_FLAGS='-Wall -Wextra -Werror -D_GLIBCXX_DEBUG -D_GLIBCXX_DEBUG_PEDANTIC'
+build "$package/companions/example" "$work/debug" example-recorder -DCMAKE_BUILD_TYPE=Debug \
+    -DCMAKE_CXX_FLAGS='-Wall -Wextra -Wpedantic -Werror -D_GLIBCXX_DEBUG -D_GLIBCXX_DEBUG_PEDANTIC'
 cd "$work/debug"
+cp "$trial"/{pyxrt64,pyx-component-ffmpeg64}.dll .
 run_here example-recorder.exe
 [[ -s clip.mp4 ]]
 
 echo "== the package, optimised, from another folder"
 cp -r "$package/companions/example" "$work/example"
-build "$work/example" "$work/release" -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$package"
-cd "$work/release"
+build "$work/example" "$work/release" example-bare -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$package"
+mv "$work/release/example-bare.exe" .
 run_here example-bare.exe
 
 echo "== a module in the current folder is not loaded"
