@@ -31,13 +31,16 @@ PYXStatus NotOpen()
     return {PYX_NOT_INITIALIZED, "the recorder is not open"};
 }
 
-PYX_RESULT CheckTimes(PYXBuffer* pPacket)
+PYX_RESULT Check(PYXBuffer* pPacket)
 {
-    constexpr pyx_int64 c_limit = PYXRecorder::c_greatestTime;
-    const pyx_int64 pts = pPacket->GetPts();
-    const pyx_int64 duration = pPacket->GetDuration();
-    const bool isPossible = pts >= -c_limit && pts <= c_limit && duration >= 0 && duration <= c_limit;
-    return isPossible ? PYX_OK : PYX_OUT_OF_RANGE;
+    if (!pPacket)
+    {
+        return PYX_INVALID_POINTER;
+    }
+    const auto isPossible = [](pyx_int64 time) {
+        return time > -PYXRecorder::c_timeLimit && time < PYXRecorder::c_timeLimit;
+    };
+    return isPossible(pPacket->GetPts()) && isPossible(pPacket->GetDuration()) ? PYX_OK : PYX_OUT_OF_RANGE;
 }
 
 } // namespace
@@ -104,13 +107,9 @@ PYX_RESULT PYXRecorder::SubmitAudio(std::span<const pyx_uint8> bytes, pyx_int64 
 
 PYX_RESULT PYXRecorder::SubmitVideo(PYXBuffer* pPacket)
 {
-    if (!pPacket)
-    {
-        return PYX_INVALID_POINTER;
-    }
     bool isKey = false;
+    PASS_ON_FAILURE_SILENTLY(Check(pPacket));
     PASS_ON_FAILURE_SILENTLY(PYXReadIsKeyPacket(pPacket, &isKey));
-    PASS_ON_FAILURE_SILENTLY(CheckTimes(pPacket));
     const pyx_int64 pts = pPacket->GetPts();
     const std::lock_guard lock(m_feedSync);
     if (!m_pFeeding)
@@ -136,11 +135,7 @@ PYX_RESULT PYXRecorder::SubmitVideo(PYXBuffer* pPacket)
 /// there. Before the first picture it is held as well, and dropped where no picture can have been meant for it.
 PYX_RESULT PYXRecorder::SubmitAudio(PYXBuffer* pPacket)
 {
-    if (!pPacket)
-    {
-        return PYX_INVALID_POINTER;
-    }
-    PASS_ON_FAILURE_SILENTLY(CheckTimes(pPacket));
+    PASS_ON_FAILURE_SILENTLY(Check(pPacket));
     const pyx_int64 pts = pPacket->GetPts();
     const std::lock_guard lock(m_feedSync);
     if (!m_pFeeding || !m_settings.audio)

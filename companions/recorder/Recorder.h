@@ -151,8 +151,8 @@ public:
     /// How long a save waits for late packets of its clip, and how far audio may lead before it is stored anyway.
     static constexpr pyx_int64 c_patience = 2 * PYX_TICKS_PER_SECOND;
 
-    /// Of a time stamp or a duration, 228 years; a time stamp may be as far below zero, a duration not.
-    static constexpr pyx_int64 c_greatestTime = pyx_int64{1} << 56;
+    /// Time stamps and durations are nearer to zero than this, 228 years.
+    static constexpr pyx_int64 c_timeLimit = pyx_int64{1} << 56;
 
     PYXRecorder();
     PYXRecorder(const PYXRecorder&) = delete;
@@ -172,7 +172,7 @@ public:
     /// Stores one packet; the bytes are copied. A picture before the first key picture is dropped, with PYX_OK.
     /// After a failure the packets up to the next key picture are refused with the same result, because the pictures
     /// could not be decoded; what was stored before stays. PYX_NOT_INITIALIZED: before Open() or after End().
-    /// PYX_OUT_OF_RANGE: times beyond c_greatestTime.
+    /// PYX_OUT_OF_RANGE: see c_timeLimit.
     [[nodiscard]] PYX_RESULT SubmitVideo(std::span<const pyx_uint8> bytes, pyx_int64 pts, pyx_int64 duration,
                                          bool isKey);
 
