@@ -60,18 +60,40 @@ public:
     PYX_RESULT CopyTo(PYXPropertyStorage* pDest, bool deep) override;
     /// A packet is filled before it is handed over and does not change under
     /// its reader, so observers would never be called and are not kept.
-    void AddObserver(PYXPropertyStorageObserver* pObserver) override;
-    void RemoveObserver(PYXPropertyStorageObserver* pObserver) override;
+    void AddObserver(PYXPropertyStorageObserver*) override
+    {
+    }
+    void RemoveObserver(PYXPropertyStorageObserver*) override
+    {
+    }
 
     // PYXData
-    void SetPts(pyx_int64 pts) override;
-    pyx_int64 GetPts() override;
-    void SetDuration(pyx_int64 duration) override;
-    pyx_int64 GetDuration() override;
+    void SetPts(pyx_int64 pts) override
+    {
+        m_pts = pts;
+    }
+    pyx_int64 GetPts() override
+    {
+        return m_pts;
+    }
+    void SetDuration(pyx_int64 duration) override
+    {
+        m_duration = duration;
+    }
+    pyx_int64 GetDuration() override
+    {
+        return m_duration;
+    }
 
     // PYXBuffer
-    pyx_size GetSize() override;
-    void* GetNative() override;
+    pyx_size GetSize() override
+    {
+        return m_size;
+    }
+    void* GetNative() override
+    {
+        return this + 1;
+    }
 
 private:
     struct Property

@@ -133,9 +133,7 @@ constexpr pyx_uint64 Major(pyx_uint64 version)
 TraceWriter s_trace;
 
 /// Components keep the debug object's address and call nothing on it.
-struct DebugObject
-{
-} s_debug;
+char s_debug;
 
 template <class Value, class Out> PYX_RESULT HandOut(Value value, Out* pOut)
 {
