@@ -4,9 +4,9 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <functional>
 #include <future>
 #include <random>
+#include <thread>
 
 namespace
 {
@@ -113,23 +113,18 @@ TEST_F(ThreadsTest, EncodersAndControlsAtOnceLeaveEveryClipInOrder)
     m_faults.Fail("none", 0, PYX_OK); // several threads ask the plan: it must not count
     Start();
     Run("Duration=2");
-    const std::function<void()> jobs[] = {[this, spInput = Input(0)] { Encode(0, spInput.Get()); },
-                                          [this, spInput = Input(1)] { Encode(1, spInput.Get()); },
-                                          [this] { Control(1); }, [this] { Control(2); }, [this] { WriteClips(); }};
-    std::vector<std::future<void>> threads;
-    for (const auto& job : jobs)
     {
-        threads.push_back(std::async(std::launch::async, job));
-    }
-    const auto end = std::chrono::steady_clock::now() + (std::getenv("PYX_TEST_LONG") ? 60s : 5s);
-    while (std::chrono::steady_clock::now() < end && !m_stop)
-    {
-        std::this_thread::sleep_for(10ms);
-    }
-    m_stop = true;
-    for (const auto& thread : threads)
-    {
-        EXPECT_EQ(thread.wait_for(30s), std::future_status::ready) << "deadlock"; // ended by the test's time-out
+        // A deadlock is ended by the test's time-out.
+        const std::jthread threads[] = {std::jthread([this, spInput = Input(0)] { Encode(0, spInput.Get()); }),
+                                        std::jthread([this, spInput = Input(1)] { Encode(1, spInput.Get()); }),
+                                        std::jthread([this] { Control(1); }), std::jthread([this] { Control(2); }),
+                                        std::jthread([this] { WriteClips(); })};
+        const auto end = std::chrono::steady_clock::now() + (std::getenv("PYX_TEST_LONG") ? 60s : 5s);
+        while (std::chrono::steady_clock::now() < end && !m_stop)
+        {
+            std::this_thread::sleep_for(10ms);
+        }
+        m_stop = true;
     }
     EXPECT_GE(m_clips, 5);
 }

@@ -26,13 +26,11 @@ decltype(&free) s_pFree = nullptr;
 
 template <class Function> void Replace(HMODULE module, const char* name, Function* pReplacement, Function** ppOriginal)
 {
-    void** const ppPlace = FindImport(module, name);
-    if (!ppPlace)
+    if (void** const ppPlace = FindImport(module, name))
     {
-        return;
+        *ppOriginal = *ppOriginal ? *ppOriginal : reinterpret_cast<Function*>(*ppPlace);
+        WritePointer(ppPlace, reinterpret_cast<void*>(pReplacement));
     }
-    *ppOriginal = *ppOriginal ? *ppOriginal : reinterpret_cast<Function*>(*ppPlace);
-    WritePointer(ppPlace, reinterpret_cast<void*>(pReplacement));
 }
 
 /// Counts the blocks that a function takes; one that is given a block to resize takes none.
