@@ -11,6 +11,25 @@ namespace
 using FaultyAlloc = FaultyCall<"VirtualAlloc", 0, void*(void*, SIZE_T, DWORD, DWORD)>;
 using FaultyFree = FaultyCall<"VirtualFree", 0, BOOL(void*, SIZE_T, DWORD)>;
 
+/// "result bytes" of a read.
+std::string Read(PYXDataStream* pStream, pyx_uint64 size)
+{
+    std::string bytes(size, '?');
+    pyx_uint64 read = 99;
+    const PYX_RESULT result = pStream->Read(bytes.data(), size, &read);
+    return std::to_string(result) + ' ' + bytes.substr(0, read <= size ? read : 0);
+}
+
+/// "size@position".
+std::string Place(PYXDataStream* pStream)
+{
+    pyx_uint64 size = 99;
+    pyx_uint64 position = 99;
+    EXPECT_EQ(pStream->GetSize(&size), PYX_OK);
+    EXPECT_EQ(pStream->GetPosition(&position), PYX_OK);
+    return std::to_string(size) + '@' + std::to_string(position);
+}
+
 /// One contract for streams in memory and in files.
 class DataStreamTest : public testing::TestWithParam<bool>
 {
@@ -38,25 +57,6 @@ protected:
         return std::to_string(result) + ' ' + std::to_string(position);
     }
 
-    /// "result bytes" of a read.
-    std::string Read(pyx_uint64 size)
-    {
-        std::string bytes(size, '?');
-        pyx_uint64 read = 99;
-        const PYX_RESULT result = m_spStream->Read(bytes.data(), size, &read);
-        return std::to_string(result) + ' ' + bytes.substr(0, read <= size ? read : 0);
-    }
-
-    /// "size@position".
-    std::string Place()
-    {
-        pyx_uint64 size = 99;
-        pyx_uint64 position = 99;
-        EXPECT_EQ(m_spStream->GetSize(&size), PYX_OK);
-        EXPECT_EQ(m_spStream->GetPosition(&position), PYX_OK);
-        return std::to_string(size) + '@' + std::to_string(position);
-    }
-
     static std::string Traces()
     {
         return Companions::Get().Take(&Companions::traces);
@@ -76,12 +76,12 @@ TEST_P(DataStreamTest, KeepsBytesAndPositions)
     EXPECT_EQ(Open(2), PYX_OK);
     EXPECT_EQ(Write("a\r\n\x1A\n"), PYX_OK);
     EXPECT_EQ(Write("678"), PYX_OK);
-    EXPECT_EQ(Place(), "8@8");
+    EXPECT_EQ(Place(m_spStream.Get()), "8@8");
     EXPECT_EQ(Seek(0, 1), "0 1");
-    EXPECT_EQ(Read(4), "0 \r\n\x1A\n");
+    EXPECT_EQ(Read(m_spStream.Get(), 4), "0 \r\n\x1A\n");
     EXPECT_EQ(Seek(1, -2), "0 3");
-    EXPECT_EQ(Read(100), "0 \x1A\n678");
-    EXPECT_EQ(Read(1), m_isMemory ? "0 " : "23 ");
+    EXPECT_EQ(Read(m_spStream.Get(), 100), "0 \x1A\n678");
+    EXPECT_EQ(Read(m_spStream.Get(), 1), m_isMemory ? "0 " : "23 ");
     EXPECT_EQ(Seek(2, 0), "0 8");
     EXPECT_EQ(Seek(7, 0), m_isMemory ? "0 8" : "0 0"); // an unknown origin
     EXPECT_TRUE(m_spStream->IsSeekable());
@@ -93,11 +93,11 @@ TEST_P(DataStreamTest, KeepsBytesAndPositions)
     EXPECT_EQ(Seek(2, 5), m_isMemory ? "0 3" : "0 13");
     EXPECT_EQ(Seek(0, 1), "0 1");
     EXPECT_EQ(Write("1234"), PYX_OK);
-    EXPECT_EQ(Place(), m_isMemory ? "5@5" : "8@5");
+    EXPECT_EQ(Place(m_spStream.Get()), m_isMemory ? "5@5" : "8@5");
     EXPECT_EQ(Traces(), "");
     EXPECT_EQ(m_spStream->Close(), PYX_OK);
     EXPECT_EQ(m_spStream->Close(), PYX_OK);
-    EXPECT_EQ(Read(1), m_isMemory ? "13 " : "16 ");
+    EXPECT_EQ(Read(m_spStream.Get(), 1), m_isMemory ? "13 " : "16 ");
     EXPECT_EQ(Traces(), m_isMemory ? "E DataStreamMemoryImpl Assertion failed:Read() - Stream is not allocated"
                                    : "E DataStreamFileImpl Assertion failed:Read() - File not open");
 }
@@ -198,13 +198,9 @@ TEST(MemoryStreamsTest, KeepTheirBytesHoweverTheyShareSegments)
         }
         position = std::min(position, text.size());
 
-        std::string rest(text.size() + 1, '?'); // reads to the end and goes back
-        pyx_uint64 from = 99;
-        pyx_uint64 read = 0;
-        EXPECT_EQ(pStream->GetPosition(&from), PYX_OK);
-        EXPECT_EQ(from, position);
-        pStream->Read(rest.data(), rest.size(), &read);
-        EXPECT_EQ(rest.substr(0, read), text.substr(position));
+        EXPECT_EQ(Place(pStream.get()), std::to_string(text.size()) + '@' + std::to_string(position));
+        const std::string read = Read(pStream.get(), text.size() + 1);
+        EXPECT_EQ(read.substr(read.find(' ') + 1), text.substr(position));
         EXPECT_EQ(pStream->Seek(0, static_cast<pyx_int64>(position), nullptr), PYX_OK);
     }
 }

@@ -106,17 +106,7 @@ protected:
     PYXInterfacePtr<PYXComponentEx> m_spComponent;
 };
 
-/// The same with the storage mode as parameter, started. Instantiate the suite
-/// with INSTANTIATE_STORAGE_SUITE.
-class StorageTest : public RingBufferTest, public testing::WithParamInterface<bool>
-{
-public:
-    StorageTest()
-    {
-        Start(GetParam());
-    }
-};
-
+/// Instantiates a suite whose parameter is the storage mode.
 #define INSTANTIATE_STORAGE_SUITE(suite)                                                                               \
     INSTANTIATE_TEST_SUITE_P(Modes, suite, testing::Bool(),                                                            \
                              [](const auto& mode) { return mode.param ? "Memory" : "File"; })
