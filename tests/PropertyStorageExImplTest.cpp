@@ -13,10 +13,9 @@ constexpr PYXEnumDescriptionEntry c_colors[] = {{7, L"Red"}, {9, L"Green"}, {0, 
 constexpr PYXVariant c_null = PYXVariantBorrowInterface(nullptr); // converts to nothing
 constexpr PYXVariant c_none{};
 
-constexpr PYXVariant Number(pyx_int64 value)
-{
-    return PYXVariantFromInt64(value);
-}
+constexpr auto Number = PYXVariantFromInt64;
+constexpr auto Words = PYXVariantBorrowWString;
+
 PYXVariant Chars(const std::string& text)
 {
     return {.type = PYX_VARIANT_STRING, .stringValue = const_cast<char*>(text.c_str())};
@@ -25,10 +24,6 @@ PYXVariant Chars(const std::string& text)
 PYXVariant Floats(PYXVariantType type, const std::string& text)
 {
     return {.type = type, .floatValues = {std::stof(text), std::stof(text.substr(text.find(',') + 1))}};
-}
-constexpr PYXVariant Words(const wchar_t* text)
-{
-    return PYXVariantBorrowWString(text);
 }
 
 class Storage final : public PYXRefCounted<PYXPropertyStorageExImpl<PYXInput>>

@@ -31,10 +31,13 @@ TEST(DecodeTimesTest, GivesThePresentationTimesInOrderLaterByTheDepthOfReorderin
 {
     EXPECT_EQ(Decode({}), Times());
     EXPECT_EQ(Decode({7}), Times({7}));
+    EXPECT_EQ(Decode({0, 2, 1, 3}), Times({-2, -1, 0, 1})) << "later ones may go deeper";
     EXPECT_EQ(Decode({0, 4, 2, 1, 3, 8, 6, 5, 7}), Times({-2, -1, 0, 1, 2, 3, 4, 5, 6})) << "B-pyramid";
-    EXPECT_EQ(Decode({0, 8, 4, 2, 1, 3, 6, 5, 7}), Times({-3, -2, -1, 0, 1, 2, 3, 4, 5})) << "deeper than usual";
+    EXPECT_EQ(Decode({0, 80, 40, 20, 10, 30}), Times({-30, -20, -10, 0, 10, 20})) << "deeper than usual";
+    EXPECT_EQ(Decode({0, 100, 200, 800, 400, 300, 500}, 4), Times({0, 100, 200, 250, 275, 300, 400})) << "later on";
     EXPECT_EQ(Decode({0, 100, 200, 9000, 9100}), Times({0, 100, 200, 9000, 9100})) << "a pause delays nothing";
     EXPECT_EQ(Decode({0, 1000, 4000, 2000, 3000}, 1), Times({0, 1000, 1999, 2000, 3000})) << "reordered unexpectedly";
+    EXPECT_EQ(Decode({0, 10, 20, 11}, 1), Times({0, 10, 20})) << "the one that waits takes the decode time";
     EXPECT_EQ(Decode({40, 40, -100, 50}, 0), Times({40, 50})) << "no decode time is left for two of them";
 }
 
