@@ -7,11 +7,11 @@
 
 /// Why something failed, or would fail, in words. Threads: any.
 
-/// Passes a step's failure on.
+/// Passes the failure of a step on, which returns a status or another structure with IsOk().
 #define PYX_RETURN_IF_FAILED(step)                                                                                     \
     do                                                                                                                 \
     {                                                                                                                  \
-        if (PYXStatus pyxStatus = (step); !pyxStatus.IsOk())                                                           \
+        if (auto pyxStatus = (step); !pyxStatus.IsOk())                                                                \
         {                                                                                                              \
             return pyxStatus;                                                                                          \
         }                                                                                                              \

@@ -24,13 +24,3 @@ struct [[nodiscard]] Outcome
         return code == ExitCode::Saved;
     }
 };
-
-/// Passes a step's failure on.
-#define RETURN_ON_FAILURE(step)                                                                                        \
-    do                                                                                                                 \
-    {                                                                                                                  \
-        if (Outcome outcome = (step); !outcome.IsOk())                                                                 \
-        {                                                                                                              \
-            return outcome;                                                                                            \
-        }                                                                                                              \
-    } while (false)

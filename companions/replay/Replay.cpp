@@ -54,9 +54,9 @@ Outcome Replay::Run()
 {
     const Clock::time_point start = Clock::now();
     const std::jthread requests = WatchControlFile(m_options.control, [this] { BeginSave(); });
-    RETURN_ON_FAILURE(m_options.report.empty() ? Outcome() : CheckWritable(m_options.report));
-    RETURN_ON_FAILURE(OpenInput());
-    RETURN_ON_FAILURE(CheckClip(m_options.output, m_options.input)); // before hours of video are read
+    PYX_RETURN_IF_FAILED(m_options.report.empty() ? Outcome() : CheckWritable(m_options.report));
+    PYX_RETURN_IF_FAILED(OpenInput());
+    PYX_RETURN_IF_FAILED(CheckClip(m_options.output, m_options.input)); // before hours of video are read
     const Outcome outcome = Record();
     m_pRecorder.reset(); // no save uses it any more
     if (HostObject::Alive() != 0)
@@ -84,10 +84,10 @@ PYXRecorderSettings Replay::Settings() const
 
 Outcome Replay::OpenInput()
 {
-    RETURN_ON_FAILURE(m_input.Open(m_options.input, m_options.audio));
+    PYX_RETURN_IF_FAILED(m_input.Open(m_options.input, m_options.audio));
     std::ranges::for_each(m_input.Warnings(), [this](const std::string& text) { Warn(text); });
-    RETURN_ON_FAILURE(CheckContainer(m_options.output, m_input.Video()));
-    RETURN_ON_FAILURE(m_input.Audio() ? CheckContainer(m_options.output, *m_input.Audio()) : Outcome());
+    PYX_RETURN_IF_FAILED(CheckContainer(m_options.output, m_input.Video()));
+    PYX_RETURN_IF_FAILED(m_input.Audio() ? CheckContainer(m_options.output, *m_input.Audio()) : Outcome());
     if (const std::string lost = WhatIsNotKept(m_input.Video(), m_options.output); !lost.empty())
     {
         Warn(lost);
@@ -98,7 +98,7 @@ Outcome Replay::OpenInput()
 
 Outcome Replay::Record()
 {
-    RETURN_ON_FAILURE(Open(&m_pRecorder, Settings()));
+    PYX_RETURN_IF_FAILED(Open(&m_pRecorder, Settings()));
     const Outcome fed = Feed();
     {
         const std::lock_guard lock(m_sync);
@@ -145,8 +145,8 @@ Outcome Replay::BeginStretch(const MediaPacket& first)
     std::unique_ptr<PYXRecorder> pNext;
     PYXRecorderSettings settings = Settings();
     settings.video.size = first.size;
-    RETURN_ON_FAILURE(Open(&pNext, settings));
-    RETURN_ON_FAILURE(Submit(pNext.get(), first)); // first, so that it has something to save
+    PYX_RETURN_IF_FAILED(Open(&pNext, settings));
+    PYX_RETURN_IF_FAILED(Submit(pNext.get(), first)); // first, so that it has something to save
     const std::lock_guard lock(m_sync);
     m_pLeaving = std::exchange(m_pRecorder, std::move(pNext));
     m_seam = first.hidden ? m_pLeaving->Look().to : first.pts;
@@ -205,7 +205,7 @@ Outcome Replay::Feed()
         stored = packet.newStretch ? BeginStretch(packet) : Submit(RecorderFor(packet), packet);
     }
     EndLeaving();
-    RETURN_ON_FAILURE(stored);
+    PYX_RETURN_IF_FAILED(stored);
     if (const std::ptrdiff_t missed = std::ssize(m_options.saveAt) - reached; missed > 0 && !IsInterrupted())
     {
         Warn(std::to_string(missed) + (missed == 1 ? " time" : " times") + " of --save-at come after the input's end");
@@ -318,7 +318,7 @@ Outcome Replay::TakeClip(const PYXSavedClip& clip)
                                                                  : NotWritten(clip.path, clip.status);
     const std::lock_guard lock(m_sync);
     std::ranges::for_each(clip.warnings, [this](const std::string& warning) { Warn(warning); });
-    RETURN_ON_FAILURE(result);
+    PYX_RETURN_IF_FAILED(result);
     Print("saved " + PathForUser(clip.path) + " in " + FormatSeconds(clip.secondsTaken, 2) + " s",
           clip.id != 0 || m_options.verbose);
     if (const pyx_uint64 written = contents.packets.All(); !m_options.exact && written < clip.packets)

@@ -1,5 +1,6 @@
 #include "replay/input/MediaInput.h"
 
+#include "recorder/Reasons.h"
 #include "replay/Control.h"
 #include "replay/Text.h"
 
@@ -96,8 +97,8 @@ Outcome MediaInput::Choose(int audio)
 /// Reads the first packet of video, and that of audio if it is near: some files carry a codec's set-up only there.
 Outcome MediaInput::ReadFirst()
 {
-    RETURN_ON_FAILURE(m_pVideo->Begin());
-    RETURN_ON_FAILURE(m_pAudio ? m_pAudio->Begin() : Outcome());
+    PYX_RETURN_IF_FAILED(m_pVideo->Begin());
+    PYX_RETURN_IF_FAILED(m_pAudio ? m_pAudio->Begin() : Outcome());
     while (!m_hasEnded &&
            (!m_pVideo->HasBegun() || (m_pAudio && !m_pAudio->HasBegun() && m_pVideo->Waiting() < MostWaiting())))
     {
