@@ -55,15 +55,16 @@ std::string OnlyCodecs(const AVStream& stream)
 Outcome MediaInput::Open(const std::wstring& path, int audio)
 {
     Outcome opened = m_demuxer.Open(path);
+    const std::size_t mostWaiting = m_demuxer.IsPipe() ? c_mostWaitingOfPipe : c_mostWaiting;
     opened = opened.IsOk() ? Choose(audio) : opened;
-    opened = opened.IsOk() ? ReadFirst() : opened;
+    opened = opened.IsOk() ? ReadFirst(mostWaiting) : opened;
     if (!opened.IsOk())
     {
         opened.text = "cannot read " + PathForUser(path) + ": " + opened.text;
         return opened;
     }
     NameLeftOut();
-    m_pOrder = std::make_unique<LiveOrder>(m_pAudio != nullptr, MostWaiting());
+    m_pOrder = std::make_unique<LiveOrder>(m_pAudio != nullptr, mostWaiting);
     return {};
 }
 
@@ -95,12 +96,15 @@ Outcome MediaInput::Choose(int audio)
 }
 
 /// Reads the first packet of video, and that of audio if it is near: some files carry a codec's set-up only there.
-Outcome MediaInput::ReadFirst()
+Outcome MediaInput::ReadFirst(std::size_t mostWaiting)
 {
     PYX_RETURN_IF_FAILED(m_pVideo->Begin());
     PYX_RETURN_IF_FAILED(m_pAudio ? m_pAudio->Begin() : Outcome());
-    while (!m_hasEnded &&
-           (!m_pVideo->HasBegun() || (m_pAudio && !m_pAudio->HasBegun() && m_pVideo->Waiting() < MostWaiting())))
+    const AVCodecParameters* pAudio = m_pAudio ? &m_pAudio->Parameters() : nullptr;
+    // A rate without a set-up is that of a packet which the demuxer has, and which brings the set-up.
+    const bool isRead = pAudio && pAudio->sample_rate > 0 && pAudio->extradata_size == 0;
+    const std::size_t most = isRead ? c_mostWaiting : mostWaiting;
+    while (!m_hasEnded && (!m_pVideo->HasBegun() || (pAudio && !m_pAudio->HasBegun() && m_pVideo->Waiting() < most)))
     {
         Read();
     }
@@ -115,10 +119,9 @@ Outcome MediaInput::ReadFirst()
     {
         m_pAudio.reset();
     }
-    if (m_pAudio && (m_pAudio->Parameters().ch_layout.nb_channels <= 0 || m_pAudio->Parameters().sample_rate <= 0))
+    if (m_pAudio && (pAudio->ch_layout.nb_channels <= 0 || pAudio->sample_rate <= 0 || pAudio->extradata_size == 0))
     {
-        m_warnings.emplace_back(
-            "the audio is left out: the beginning of the input does not tell its channels and sample rate");
+        m_warnings.emplace_back("the audio is left out: the beginning of the input does not describe it");
         m_pAudio.reset();
     }
     return {};
@@ -204,11 +207,6 @@ void MediaInput::Read()
             m_brokenText = m_brokenText.empty() ? pReader->Trouble() : m_brokenText;
         }
     }
-}
-
-std::size_t MediaInput::MostWaiting() const
-{
-    return m_demuxer.IsPipe() ? c_mostWaitingOfPipe : c_mostWaiting;
 }
 
 pyx_int64 MediaInput::FileDuration() const

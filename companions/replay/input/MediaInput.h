@@ -54,10 +54,9 @@ public:
 
 private:
     Outcome Choose(int audio);
-    Outcome ReadFirst();
+    Outcome ReadFirst(std::size_t mostWaiting);
     void NameLeftOut();
     void Read();
-    std::size_t MostWaiting() const;
     pyx_int64 AnnouncedEnd() const;
 
     Demuxer m_demuxer;
