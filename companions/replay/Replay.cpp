@@ -4,6 +4,7 @@
 #include "host/HostBuffer.h"
 #include "host/HostObject.h"
 #include "media/ClipProperties.h"
+#include "media/PartFile.h"
 #include "recorder/Reasons.h"
 #include "replay/Control.h"
 #include "replay/input/Describe.h"
@@ -353,9 +354,11 @@ Outcome Replay::CopyLastClip()
 {
     ReportedClip last = m_report.clips.back();
     const std::wstring first = std::exchange(last.clip.path, m_options.output);
-    if (!CopyFileW(first.c_str(), m_options.output.c_str(), FALSE))
+    PartFile part(m_options.output); // an older file stays until the copy is complete
+    const bool isCopied = CopyFileW(first.c_str(), part.WorkingPath().c_str(), FALSE);
+    if (const DWORD error = isCopied ? part.Commit() : GetLastError(); error != ERROR_SUCCESS)
     {
-        return NotWritten(m_options.output, {PYX_FILE_NOT_OPEN, PYXSystemText(GetLastError())});
+        return NotWritten(m_options.output, {PYX_FILE_NOT_OPEN, PYXSystemText(error)});
     }
     Print("nothing came after " + PathForUser(first) + ", so " + PathForUser(m_options.output) + " is the same");
     ListCompleted(m_options.completed, m_options.output);
