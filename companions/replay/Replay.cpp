@@ -199,8 +199,9 @@ Outcome Replay::Feed()
         }
         const auto next =
             std::ranges::upper_bound(m_options.saveAt, ToSeconds(order.Elapsed())) - m_options.saveAt.begin();
-        if (std::exchange(reached, next) < next)
+        if (next > reached)
         {
+            reached = next;
             BeginSave();
         }
         stored = packet.newStretch ? BeginStretch(packet) : Submit(RecorderFor(packet), packet);
