@@ -28,6 +28,7 @@ Outcome ReadClip(const std::wstring& path, ClipContents* pContents)
 {
     FFmpegPtr<AVFormatContext> pFile;
     const PacketPtr pPacket(av_packet_alloc());
+    pyx_int64 first = INT64_MAX; // picture
     pyx_int64 start = INT64_MAX; // of the first picture shown
     pyx_int64 end = INT64_MIN;
     int error = OpenMediaFile(PYXToUtf8(path), nullptr, &pFile);
@@ -41,7 +42,9 @@ Outcome ReadClip(const std::wstring& path, ClipContents* pContents)
         {
             pContents->groups += (pPacket->flags & AV_PKT_FLAG_KEY) != 0 ? 1 : 0;
             const bool isShown = (pPacket->flags & AV_PKT_FLAG_DISCARD) == 0;
-            start = isShown ? std::min(start, ToTicks(pPacket->pts, stream.time_base)) : start;
+            const pyx_int64 pts = ToTicks(pPacket->pts, stream.time_base);
+            first = std::min(first, pts);
+            start = isShown ? std::min(start, pts) : start;
             end = std::max(end, ToTicks(pPacket->pts + pPacket->duration, stream.time_base));
         }
     }
@@ -51,5 +54,6 @@ Outcome ReadClip(const std::wstring& path, ClipContents* pContents)
                                       (error != AVERROR_EOF ? FFmpegErrorText(error) : "it has no key picture")};
     }
     pContents->seconds = ToSeconds(end - start);
+    pContents->hidden = start - first;
     return {};
 }

@@ -23,6 +23,7 @@ struct ClipContents
     PacketCounts packets;
     pyx_uint64 groups = 0; ///< key pictures
     double seconds = 0;    ///< from the first picture's start to the last one's end
+    pyx_int64 hidden = 0;  ///< ticks of pictures before that, which are decoded and not shown
 };
 
 /// Fails early, with CannotWrite, if the file cannot be written.

@@ -42,7 +42,7 @@ struct Report
 
     bool fed = false;                ///< the recorder was open, so there is something to report
     PacketCounts in;                 ///< what went into the recorder
-    std::vector<ReportedClip> clips; ///< in the order of their saves
+    std::vector<ReportedClip> clips; ///< in the order of the input
     bool savedMeanwhile = false;     ///< a clip was asked for before the end
     pyx_int64 origin = 0;            ///< time stamp of the input's first picture, from which users count
     std::vector<std::string> warnings;
