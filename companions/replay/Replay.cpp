@@ -153,7 +153,7 @@ Outcome Replay::BeginStretch(const MediaPacket& first)
     m_seam = first.hidden ? m_pLeaving->Look().to : first.pts;
     const bool isAsked = m_pLeaving->Look().savesForPicture > 0; // that save takes all
     m_leavingPath = isAsked ? L"" : NextPath();
-    Warn("after " + FormatTime(first.pts - m_report.origin) + " the " +
+    Warn("after " + FormatTime(m_seam - m_report.origin) + " the " +
          (first.hidden ? "input has a cut" : "pictures have another size") + ": what is kept from before it is " +
          (isAsked ? "the clip that was asked for" : "saved as " + PathForUser(m_leavingPath)));
     return {};
