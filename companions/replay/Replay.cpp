@@ -274,7 +274,7 @@ PYX_RESULT Replay::SubmitHidden(PYXRecorder* pRecorder, const MediaPacket& packe
 void Replay::BeginSave()
 {
     const std::lock_guard lock(m_sync);
-    const PYXRecorderLook look = m_pRecorder ? m_pRecorder->Look() : PYXRecorderLook();
+    const PYXRecorderLook look = m_pRecorder && !m_hasEnded ? m_pRecorder->Look() : PYXRecorderLook();
     const char* refusal = m_hasEnded         ? "no clip is saved: the recording has ended"
                           : look.groups == 0 ? "no clip is saved, recording goes on: nothing is kept yet"
                           : look.savesForPicture > 0
