@@ -298,16 +298,21 @@ void Replay::BeginSave()
           (stalls ? ", when the input goes on: it has stalled" : ""));
 }
 
-/// The clip's with the next number that no file has.
+/// The clip's with the next number that no file has, and no other run with the same output.
 std::wstring Replay::NextPath()
 {
     const std::size_t ending = m_options.output.find_last_of(L'.');
     std::wstring path;
     std::error_code unknown;
+    bool isTaken = false;
     do
     {
         path = m_options.output.substr(0, ending) + L"-" + std::to_wstring(++m_saves) + m_options.output.substr(ending);
-    } while (std::filesystem::exists(path, unknown));
+        const std::wstring name = L"pyx-replay-" + std::to_wstring(std::hash<std::wstring>()(path));
+        const HANDLE hNumber = CreateMutexW(nullptr, FALSE, name.c_str());
+        isTaken = GetLastError() == ERROR_ALREADY_EXISTS;
+        m_numbers.emplace_back(hNumber);
+    } while (isTaken || std::filesystem::exists(path, unknown));
     return path;
 }
 

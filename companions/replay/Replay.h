@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/Handles.h"
 #include "recorder/Recorder.h"
 #include "replay/input/MediaInput.h"
 #include "replay/Progress.h"
@@ -63,6 +64,7 @@ private:
     bool m_hasEnded = false;                       // nothing is saved any more
     Clock::time_point m_lastPacket = Clock::now(); // when it came
     unsigned m_saves = 0;                          // the number given to a clip last
+    std::vector<PYXFileOwner> m_numbers;           // mutexes, that tell other runs which are taken
     Outcome m_failedSave;                          // the first of the numbered ones
     bool m_hasOrigin = false;                      // of the report
     bool m_hasHidden = false;                      // pictures that are not shown
