@@ -219,7 +219,8 @@ Outcome Replay::Feed()
     std::ranges::for_each(m_input.Losses(), [this](const std::string& text) { Warn(text); });
     if (const pyx_uint64 late = m_lateAudio + m_pRecorder->Look().packetsLate; late > 0)
     {
-        Warn(std::to_string(late) + " audio packets came too late for their group; --ram keeps such");
+        Warn(std::to_string(late) + " audio packets came too late for their group" +
+             (m_options.ram ? "" : "; --ram keeps such"));
     }
     const std::string why = m_input.WhyBroken();
     return why.empty() ? Outcome()
@@ -230,8 +231,10 @@ Outcome Replay::Feed()
 Outcome Replay::Submit(PYXRecorder* pRecorder, const MediaPacket& packet)
 {
     const bool isHidden = packet.video && packet.hidden; // players leave such audio out by themselves
+    const bool isEarly = !packet.video && !m_report.groups.empty() && packet.pts < m_report.groups.front().start;
     const Clock::time_point start = Clock::now();
-    const PYX_RESULT result = isHidden ? SubmitHidden(pRecorder, packet)
+    const PYX_RESULT result = isEarly    ? PYX_OK // no clip can have it
+                              : isHidden ? SubmitHidden(pRecorder, packet)
                               : packet.video
                                   ? pRecorder->SubmitVideo(packet.Bytes(), packet.pts, packet.duration, packet.key)
                                   : pRecorder->SubmitAudio(packet.Bytes(), packet.pts, packet.duration);
