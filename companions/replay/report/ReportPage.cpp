@@ -1,4 +1,5 @@
 #include "media/PartFile.h"
+#include "recorder/Reasons.h"
 #include "replay/Control.h"
 #include "replay/report/Report.h"
 #include "replay/Text.h"
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(ReportedGroup, start, end, pictures, audioPackets, bytes, heldFrom, heldBytes)
 
@@ -52,8 +52,12 @@ std::string RunAsText(const Options& options, const Report& report, const Outcom
     {
         json["urls"].push_back(UrlOf(clip.path, options.report));
     }
-    const std::string text = json.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace); // ASCII only
-    return std::regex_replace(text, std::regex("<"), "\\u003c"); // no text in it ends the element or starts a comment
+    std::string text = json.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace); // ASCII only
+    for (std::size_t at = 0; (at = text.find('<', at)) != text.npos;) // it could end the element or start a comment
+    {
+        text.replace(at, 1, "\\u003c");
+    }
+    return text;
 }
 
 } // namespace
@@ -65,10 +69,10 @@ Outcome WriteReportPage(const Options& options, const Report& report, const Outc
     file << c_page.substr(0, c_place) << RunAsText(options, report, run)
          << c_page.substr(c_place + c_placeForRun.size());
     file.close();
-    const unsigned long error = file ? part.Commit() : GetLastError();
-    if (!file || error != ERROR_SUCCESS)
+    if (!file || part.Commit() != ERROR_SUCCESS)
     {
-        return {ExitCode::CannotWrite, "cannot write " + PathForUser(options.report) + ": " + PYXSystemText(error)};
+        return {ExitCode::CannotWrite, "cannot write " + PathForUser(options.report) + ": " +
+                                           PYXCheckWritable(options.report, c_page.size()).text};
     }
     ListCompleted(options.completed, options.report);
     return {};
