@@ -32,7 +32,7 @@ std::string WithBar(int percent, const std::string& line)
 
 void Progress::Show(pyx_int64 elapsed, pyx_int64 total, pyx_uint64 bytes)
 {
-    const int percent = total > 0 ? static_cast<int>(std::clamp<pyx_int64>(elapsed, 0, total) * 100 / total) : 0;
+    const int percent = total > 0 ? static_cast<int>(std::min(elapsed, total) * 100 / total) : 0;
     const auto since = Clock::now() - m_shown;
     const bool isBar = m_style == ProgressStyle::Bar;
     const bool isDue = isBar ? since >= std::chrono::milliseconds(100)
@@ -43,7 +43,7 @@ void Progress::Show(pyx_int64 elapsed, pyx_int64 total, pyx_uint64 bytes)
     }
     m_shown = Clock::now();
     m_shownPercent = percent;
-    std::string line = FormatTime(std::max<pyx_int64>(0, elapsed));
+    std::string line = FormatTime(elapsed);
     if (total > 0)
     {
         const std::string share = std::to_string(percent) + "%  ";

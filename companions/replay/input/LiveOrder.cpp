@@ -34,10 +34,9 @@ bool LiveOrder::Take(MediaPacket* pPacket)
     *pPacket = std::move(lane.waiting.front().packet);
     m_arrival = lane.waiting.front().arrival;
     lane.waiting.pop_front();
-    if (!m_started && !pPacket->hidden)
+    if (!m_first && pPacket->video && !pPacket->hidden)
     {
-        m_started = true;
-        m_firstArrival = m_arrival;
+        m_first = m_arrival;
     }
     return true;
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <optional>
 
 /// Merges a file's two streams into the order in which a live capture would hand their packets over. An encoder hands
 /// out a B-frame after the later picture that it refers to, so a packet's arrival is the greatest time stamp of its
@@ -34,10 +35,10 @@ public:
     /// False: others must be added first; after End(): that was all.
     bool Take(MediaPacket* pPacket);
 
-    /// Arrival of the packet handed out last, counted from the first one that is shown; 0 before it.
+    /// Arrival of the packet handed out last, counted from the first picture that is shown; 0 before it.
     pyx_int64 Elapsed() const
     {
-        return m_started ? m_arrival - m_firstArrival : 0;
+        return std::max<pyx_int64>(0, m_arrival - m_first.value_or(m_arrival));
     }
 
     /// After the end: when the last packet of either stream ends.
@@ -71,7 +72,6 @@ private:
     Lane m_video;
     Lane m_audio;
     bool m_hasEnded = false;
-    bool m_started = false;
-    pyx_int64 m_firstArrival = 0;
+    std::optional<pyx_int64> m_first; // arrival of the first picture shown
     pyx_int64 m_arrival = 0;
 };
