@@ -58,10 +58,11 @@ Outcome Demuxer::Open(const std::wstring& path)
             return {ExitCode::Failed, FFmpegErrorText(AVERROR(ENOMEM))};
         }
     }
-    if (const int error = OpenMediaFile(PYXToUtf8(path), m_pPipe.get(), &m_pFile); error < 0)
+    const int error = OpenMediaFile(PYXToUtf8(path), m_pPipe.get(), &m_pFile);
+    std::error_code unknown;
+    const bool isEmpty = isPipe ? m_pPipe->bytes_read == 0 : std::filesystem::file_size(path, unknown) == 0;
+    if (error < 0 || isEmpty) // a bare stream can be opened without a byte
     {
-        std::error_code unknown;
-        const bool isEmpty = isPipe ? m_pPipe->bytes_read == 0 : std::filesystem::file_size(path, unknown) == 0;
         const bool isOther = error == AVERROR_INVALIDDATA || (isPipe && error == AVERROR_EOF);
         const std::string kinds = isPipe ? "Matroska, MPEG-TS" : c_containerNames;
         const bool isFolder = !isPipe && std::filesystem::is_directory(path, unknown);

@@ -113,7 +113,11 @@ Outcome MediaInput::ReadFirst(std::size_t mostWaiting)
         const std::string kinds =
             std::string("; it is ") + m_demuxer.File().iformat->long_name + ", and a pipe can be Matroska or MPEG-TS";
         return {ExitCode::BadInput,
-                (m_brokenText.empty() ? "it has no video" : m_brokenText) + (m_demuxer.IsPipe() ? kinds : "")};
+                m_brokenText.empty() ? "it has no video" : m_brokenText + (m_demuxer.IsPipe() ? kinds : "")};
+    }
+    if (m_pVideo->Parameters().width <= 0)
+    {
+        return {ExitCode::BadInput, "the beginning of the input does not tell the size of its pictures"};
     }
     if (m_pAudio && m_hasEnded && !m_pAudio->HasBegun())
     {
