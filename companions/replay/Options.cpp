@@ -74,7 +74,8 @@ std::string CheckAudio(std::string& text)
 {
     const bool isNone = text == "none";
     text = isNone ? std::to_string(c_noAudio) : WithoutLeadingZeros(text);
-    return isNone ? "" : CLI::Range(1, std::numeric_limits<int>::max())(text);
+    const bool isTrack = CLI::Range(1, std::numeric_limits<int>::max())(text).empty();
+    return isNone || isTrack ? "" : "needs a track's number from 1, or none, not \"" + text + "\"";
 }
 
 void Declare(CLI::App* pApp, Options* pOptions)
@@ -94,7 +95,8 @@ void Declare(CLI::App* pApp, Options* pOptions)
     pApp->add_option("--save-at", pOptions->saveAt)
         ->delimiter(',')
         ->allow_extra_args(false)
-        ->check(CLI::Range(0.0, longest));
+        ->check(CLI::Range(0.0, longest))
+        ->check([](const std::string& time) { return time.find_first_of("nN") == time.npos ? "" : "nan is no time"; });
     pApp->add_option("--audio", pOptions->audio)->transform(CLI::Validator(CheckAudio, ""));
     pApp->add_flag("--exact", pOptions->exact);
     pApp->add_flag("--faststart", pOptions->faststart);
