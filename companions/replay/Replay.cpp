@@ -210,7 +210,8 @@ Outcome Replay::Feed()
     PYX_RETURN_IF_FAILED(stored);
     if (const std::ptrdiff_t missed = std::ssize(m_options.saveAt) - reached; missed > 0 && !IsInterrupted())
     {
-        Warn(std::to_string(missed) + (missed == 1 ? " time" : " times") + " of --save-at come after the input's end");
+        Warn("times of --save-at not reached: " + std::to_string(missed) + "; the last packet begins at " +
+             FormatSeconds(ToSeconds(order.Elapsed()), 2) + " s");
     }
     if (IsInterrupted())
     {
@@ -242,7 +243,8 @@ Outcome Replay::Submit(PYXRecorder* pRecorder, const MediaPacket& packet)
     if (result != PYX_OK)
     {
         return {m_options.ram ? ExitCode::Failed : ExitCode::CannotWrite,
-                "a packet could not be stored: " + pRecorder->Explain(result)};
+                "a packet could not be stored" + (m_options.ram ? "" : " in " + PathForUser(m_options.temp)) + ": " +
+                    pRecorder->Explain(result)};
     }
     const PYXRecorderLook look = pRecorder->Look();
     const std::lock_guard lock(m_sync);

@@ -43,8 +43,8 @@ int End(const Options& options, Outcome outcome, const std::string& report)
     const bool isPrinted = std::fputs(report.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
     if (!isPrinted && outcome.IsOk())
     {
-        outcome = {ExitCode::CannotWrite,
-                   std::string("the report could not be written to standard output: ") + std::strerror(errno)};
+        const char* why = errno == EINVAL ? "its reader has ended" : std::strerror(errno); // EINVAL: a pipe's
+        outcome = {ExitCode::CannotWrite, std::string("the report could not be written to standard output: ") + why};
     }
     if (!outcome.IsOk())
     {
