@@ -22,18 +22,6 @@
 namespace
 {
 
-using Clock = std::chrono::steady_clock;
-
-/// Ends early when the reading is to end.
-void SleepUntil(Clock::time_point due)
-{
-    constexpr auto slice = std::chrono::milliseconds(50); // how late an interruption is noticed
-    while (!IsInterrupted() && Clock::now() < due)
-    {
-        std::this_thread::sleep_until(std::min(due, Clock::now() + slice));
-    }
-}
-
 /// Before anything is read, what the muxer would otherwise refuse in the end.
 Outcome CheckContainer(const std::wstring& output, const MediaReader& reader)
 {
@@ -70,17 +58,13 @@ Outcome Replay::Run()
 
 PYXRecorderSettings Replay::Settings() const
 {
-    PYXRecorderSettings settings{.folder = m_options.temp,
-                                 .inMemory = m_options.ram,
-                                 .seconds = m_options.duration,
-                                 .exact = m_options.exact,
-                                 .video = DescribeVideo(m_input.Video()),
-                                 .spMore = DescribeClip(m_input.Video(), m_options.faststart)};
-    if (m_input.Audio())
-    {
-        settings.audio = DescribeAudio(*m_input.Audio());
-    }
-    return settings;
+    return {.folder = m_options.temp,
+            .inMemory = m_options.ram,
+            .seconds = m_options.duration,
+            .exact = m_options.exact,
+            .video = DescribeVideo(m_input.Video()),
+            .audio = m_input.Audio() ? std::optional(DescribeAudio(*m_input.Audio())) : std::nullopt,
+            .spMore = DescribeClip(m_input.Video(), m_options.faststart)};
 }
 
 Outcome Replay::OpenInput()
@@ -182,15 +166,17 @@ void Replay::EndLeaving()
 
 Outcome Replay::Feed()
 {
+    constexpr auto mostAsleep = std::chrono::milliseconds(50); // how late an interruption is noticed
     const LiveOrder& order = m_input.Order();
     const Clock::time_point start = Clock::now();
     std::ptrdiff_t reached = 0; // of --save-at
     Outcome stored;
     for (MediaPacket packet; stored.IsOk() && !IsInterrupted() && m_input.Next(&packet);)
     {
-        if (m_options.realtime)
+        const Clock::time_point due = start + std::chrono::nanoseconds(order.Elapsed() * 100);
+        while (m_options.realtime && !IsInterrupted() && Clock::now() < due)
         {
-            SleepUntil(start + std::chrono::nanoseconds(order.Elapsed() * 100));
+            std::this_thread::sleep_until(std::min(due, Clock::now() + mostAsleep));
         }
         {
             const std::lock_guard lock(m_sync);

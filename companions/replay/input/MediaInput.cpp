@@ -18,8 +18,8 @@ constexpr std::size_t c_mostWaitingOfPipe = 64;
 /// The one that is flagged as default, else the first, else null; or the one of that number, counted from 1.
 AVStream* FindStream(const AVFormatContext& file, AVMediaType kind, int number, int* pCount)
 {
+    const auto isDefault = [](const AVStream* p) { return (p->disposition & AV_DISPOSITION_DEFAULT) != 0; };
     AVStream* pFound = nullptr;
-    bool isDefault = false;
     *pCount = 0;
     for (AVStream* pStream : std::span(file.streams, file.nb_streams))
     {
@@ -28,19 +28,12 @@ AVStream* FindStream(const AVFormatContext& file, AVMediaType kind, int number, 
             continue;
         }
         ++*pCount;
-        const bool flagged = (pStream->disposition & AV_DISPOSITION_DEFAULT) != 0;
-        if (number > 0 ? *pCount == number : !pFound || (flagged && !isDefault))
+        if (number > 0 ? *pCount == number : !pFound || (isDefault(pStream) && !isDefault(pFound)))
         {
             pFound = pStream;
-            isDefault = flagged;
         }
     }
     return pFound;
-}
-
-bool IsKnown(const AVStream& stream)
-{
-    return FindCodec(&CodecRow::id, stream.codecpar->codec_id) != nullptr;
 }
 
 std::string OnlyCodecs(const AVStream& stream)
@@ -73,22 +66,22 @@ Outcome MediaInput::Choose(int audio)
     AVFormatContext& file = m_demuxer.File();
     int count = 0;
     AVStream* pVideo = FindStream(file, AVMEDIA_TYPE_VIDEO, 0, &count);
-    if (!pVideo || !IsKnown(*pVideo))
+    if (!pVideo || !FindCodec(&CodecRow::id, pVideo->codecpar->codec_id))
     {
         return {ExitCode::BadInput, pVideo ? "its video is " + OnlyCodecs(*pVideo) : "it has no video"};
     }
     m_pVideo = std::make_unique<MediaReader>(&file, m_demuxer.Choose(pVideo));
-    AVStream* pAudio = FindStream(file, AVMEDIA_TYPE_AUDIO, audio, &count);
+    AVStream* pAudio = audio == c_noAudio ? nullptr : FindStream(file, AVMEDIA_TYPE_AUDIO, audio, &count);
     if (audio > count)
     {
         return {ExitCode::BadUsage,
                 "it has no audio track " + std::to_string(audio) + ", it has " + std::to_string(count)};
     }
-    if (pAudio && audio != c_noAudio && IsKnown(*pAudio))
+    if (pAudio && FindCodec(&CodecRow::id, pAudio->codecpar->codec_id))
     {
         m_pAudio = std::make_unique<MediaReader>(&file, m_demuxer.Choose(pAudio));
     }
-    else if (pAudio && audio != c_noAudio)
+    else if (pAudio)
     {
         m_warnings.push_back("the audio is left out: it is " + OnlyCodecs(*pAudio));
     }
