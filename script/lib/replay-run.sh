@@ -149,7 +149,7 @@ run_program()
     until has_ended; do
         wait_a_moment
         take_completed
-        if [[ -n $wineserver && ! -e /proc/$wineserver/exe ]]; then
+        if [[ -n $wineserver && ! -e /proc/$wineserver/exe ]] && ! find_wineserver; then # one that found it running ends
             lost_wine=1
         fi
         [[ -z $given_up$lost_wine ]] || kill -KILL "$process" 2>/dev/null || true
