@@ -38,7 +38,7 @@ std::vector<std::string> ReversedArguments()
 
 std::wstring FullPath(const std::wstring& path)
 {
-    // One that begins so is full, and is not to lose dots and spaces that its name ends with.
+    // A path with this prefix is full already; absolute() would strip dots and spaces at its end.
     std::error_code none; // then the path is empty
     return path == c_standardInput || path.starts_with(L"\\\\?\\") ? path
                                                                    : std::filesystem::absolute(path, none).wstring();
@@ -64,7 +64,7 @@ CLI::Option* AddPath(CLI::App* pApp, const std::string& name, std::wstring* pPat
     return pApp->add_option_function<std::string>(name, take)->check(isWanted);
 }
 
-/// They would make an octal number of it.
+/// CLI11 would read leading zeros as octal.
 std::string WithoutLeadingZeros(std::string text)
 {
     return text.erase(0, std::min(text.find_first_not_of('0'), text.size() - 1));

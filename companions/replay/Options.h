@@ -42,5 +42,5 @@ struct Options
 
 /// Reads the process's command line. `*pText` is the text to print instead of
 /// running when help or the version was asked for, else empty.
-/// On failure `*pOptions` has no more than `json`, `control` and `completed`.
+/// On failure only `json`, `control` and `completed` can be relied on.
 Outcome ReadCommandLine(Options* pOptions, std::string* pText);

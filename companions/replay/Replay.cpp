@@ -122,8 +122,8 @@ Outcome Replay::Open(std::unique_ptr<PYXRecorder>* ppRecorder, const PYXRecorder
     return {};
 }
 
-/// No clip can describe pictures of two sizes, nor show a cut: what came before gets a clip of its own. It is written
-/// when the audio that belongs to it has come; saves that are asked for meanwhile are the next recorder's.
+/// A clip can contain neither two picture sizes nor a cut: what came before gets its own clip. It is written when the
+/// audio that belongs to it has come; saves that are asked for meanwhile are the next recorder's.
 Outcome Replay::BeginStretch(const MediaPacket& first)
 {
     EndLeaving();
@@ -135,7 +135,7 @@ Outcome Replay::BeginStretch(const MediaPacket& first)
     const std::lock_guard lock(m_sync);
     m_pLeaving = std::exchange(m_pRecorder, std::move(pNext));
     m_seam = first.hidden ? m_pLeaving->Look().to : first.pts;
-    const bool isAsked = m_pLeaving->Look().savesForPicture > 0; // that save takes all
+    const bool isAsked = m_pLeaving->Look().savesForPicture > 0; // that save gets all of it
     m_leavingPath = isAsked ? L"" : NextPath();
     Warn("after " + FormatTime(m_seam - m_report.origin) + " the " +
          (first.hidden ? "input has a cut" : "pictures have another size") + ": what is kept from before it is " +
@@ -269,7 +269,7 @@ void Replay::BeginSave()
     const char* refusal = m_hasEnded         ? "no clip is saved: the recording has ended"
                           : look.groups == 0 ? "no clip is saved, recording goes on: nothing is kept yet"
                           : look.savesForPicture > 0
-                              ? "a clip that was asked for before is not begun yet and serves this request too"
+                              ? "the clip asked for before has not begun yet and covers this request too"
                               : nullptr;
     if (refusal)
     {

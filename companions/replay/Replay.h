@@ -54,13 +54,13 @@ private:
     const Options& m_options;
     MediaInput m_input;
     std::unique_ptr<PYXRecorder> m_pLeaving; // of the stretch before; null: it is complete
-    std::wstring m_leavingPath;              // of its clip; empty: a save that was asked for before has it
+    std::wstring m_leavingPath;              // path of its clip; empty: a save that is waiting writes it
     pyx_int64 m_seam = 0;                    // audio before it belongs to that stretch
     pyx_uint64 m_lateAudio = 0;              // packets that earlier stretches lost
 
     std::recursive_mutex m_sync; // of what follows
     Progress m_progress;
-    std::unique_ptr<PYXRecorder> m_pRecorder;      // changed and asked for saves under the lock
+    std::unique_ptr<PYXRecorder> m_pRecorder;      // replaced, and asked to save, only under the lock
     bool m_hasEnded = false;                       // nothing is saved any more
     Clock::time_point m_lastPacket = Clock::now(); // when it came
     unsigned m_saves = 0;                          // the number given to a clip last

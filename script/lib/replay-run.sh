@@ -104,7 +104,7 @@ has_keys()
     [[ $group == "$terminal" ]]
 }
 
-# What the program writes is the owner's alone, because the services' umask counts and not the caller's.
+# Wine's services create files with their own umask, so the caller's is applied here.
 take_completed()
 {
     local file

@@ -16,10 +16,10 @@ namespace
 
 constexpr int c_pipeBufferSize = 1 << 16;
 
-/// What the demuxers that script/lib/ffmpeg.sh builds read, by its usual endings, if there is video in it.
+/// Endings of the containers with video that script/lib/ffmpeg.sh's demuxers read.
 constexpr const char* c_containerNames = "mp4, mov, mkv, webm, ts, avi, flv, ivf, obu, h264, hevc";
 
-/// A time further back than this in its stream, or further ahead of both streams, is that of another recording.
+/// A jump back by more than this within a stream, or ahead of both streams, begins another recording.
 constexpr pyx_int64 c_mostBack = PYX_TICKS_PER_SECOND;
 constexpr pyx_int64 c_mostAhead = 10 * PYX_TICKS_PER_SECOND;
 

@@ -121,7 +121,7 @@ PYXAudioStream DescribeAudio(const MediaReader& audio)
     const bool isNative = parameters.ch_layout.order == AV_CHANNEL_ORDER_NATIVE;
     const auto layout = static_cast<pyx_int64>(isNative ? parameters.ch_layout.u.mask : 0);
     KeepNumber(pMore, PYX_PROPERTY_AUDIO_CHANNEL_LAYOUT, layout, 0);
-    KeepNumber(pMore, PYX_PROPERTY_AUDIO_FORMAT, parameters.format); // numbered alike on both sides
+    KeepNumber(pMore, PYX_PROPERTY_AUDIO_FORMAT, parameters.format); // both sides use the same numbers
     KeepNumber(pMore, PYX_PROPERTY_AUDIO_BLOCK_ALIGN, parameters.block_align);
     KeepNumber(pMore, PYX_PROPERTY_AUDIO_FRAME_SIZE, parameters.frame_size);
     KeepCommon(pMore, audio);

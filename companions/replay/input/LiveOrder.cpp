@@ -7,7 +7,7 @@ void LiveOrder::Add(MediaPacket packet)
     Lane& lane = packet.video ? m_video : m_audio;
     if (!packet.video && packet.hidden && packet.pts < lane.arrival)
     {
-        return; // at a cut a file has audio for a decoder to start with, which is not heard
+        return; // pre-roll audio that a decoder needs after a cut and does not play
     }
     lane.arrival = std::max(lane.arrival, packet.pts);
     lane.end = std::max(lane.end, packet.pts + packet.duration);

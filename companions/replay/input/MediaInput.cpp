@@ -124,11 +124,11 @@ Outcome MediaInput::ReadFirst(std::size_t mostWaiting)
     return {};
 }
 
-/// What of the file no clip has: "subtitles, chapters".
+/// Warns of what the file has and no clip will have: "subtitles, chapters".
 void MediaInput::NameLeftOut()
 {
     const AVFormatContext& file = m_demuxer.File();
-    std::set<std::string> names; // each once, and one without a name
+    std::set<std::string> names; // each once; "" for what needs no warning
     for (const AVStream* pStream : std::span(file.streams, file.nb_streams))
     {
         const bool isKept = pStream == m_pVideo->Stream() || (m_pAudio && pStream == m_pAudio->Stream());
@@ -176,7 +176,7 @@ bool MediaInput::Next(MediaPacket* pPacket)
     return true;
 }
 
-/// Reads one packet of the file. What of the file itself cannot be read counts as the video's.
+/// Reads one packet. Damage that belongs to no stream counts as the video's.
 void MediaInput::Read()
 {
     const PacketPtr pPacket(av_packet_alloc());
@@ -212,7 +212,7 @@ pyx_int64 MediaInput::FileDuration() const
     return file.duration > 0 ? ToTicks(file.duration, {1, AV_TIME_BASE}) : 0;
 }
 
-/// When the last packet of all streams ends at least by what the file says of itself; INT64_MIN: nothing reliable.
+/// The earliest time at which the last packet can end, by the file's own account; INT64_MIN: not known reliably.
 pyx_int64 MediaInput::AnnouncedEnd() const
 {
     const AVFormatContext& file = m_demuxer.File();

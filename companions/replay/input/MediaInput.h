@@ -41,7 +41,7 @@ public:
     /// False: there are no more.
     bool Next(MediaPacket* pPacket);
 
-    /// After the end: why it is not that of the input; empty: it is.
+    /// After the end: why reading stopped before the end of the input; empty: it did not.
     std::string WhyBroken() const;
 
     /// What is left out, after Open(), and what was lost, after the end; a line each.

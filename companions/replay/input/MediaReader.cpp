@@ -170,7 +170,7 @@ void MediaReader::ParsePicture(Untaken* pUntaken)
     packet.newStretch = isResized || (packet.key && packet.hidden);
 }
 
-/// Pictures that are not shown are needed for one that is, after them and before a cut. Those without are dropped.
+/// Hidden pictures are kept only if a shown picture that needs them follows before the next cut.
 bool MediaReader::HasNext()
 {
     while (m_pCodec->IsVideo() && !m_waiting.empty() && m_waiting.front().packet.hidden)
@@ -197,7 +197,7 @@ bool MediaReader::Take(MediaPacket* pPacket)
     std::optional<pyx_int64> time = m_sortsByOrder ? m_times.Next(m_hasEnded) : front.time;
     if (!time && !m_sortsByOrder)
     {
-        const bool isLate = m_hasEnded || m_waiting.size() > c_mostUntimed; // for a better guess
+        const bool isLate = m_hasEnded || m_waiting.size() > c_mostUntimed; // too late to wait for a better guess
         time = m_missing.Guess(front.place);
         time = time || (m_parsesAll && !isLate) ? time : m_nextTime;
         time = time || !isLate ? time : 0;

@@ -34,7 +34,7 @@ struct ReportedGroup
 /// What a run did. Threads: one at a time.
 struct Report
 {
-    /// Of a long run the last so many groups are kept, some hundred bytes each.
+    /// Only the newest groups are kept, at most this many, about a hundred bytes each.
     static constexpr std::size_t c_mostGroups = 20'000;
 
     /// Called after each packet that the recorder took, with what it kept then and how long it took.
