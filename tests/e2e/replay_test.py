@@ -165,7 +165,8 @@ def check_odd_inputs():
     check(len(frames("odd.mkv")) == 3 * pictures and abs(covered - 3 * SECONDS) < 1, f"joined parts make {covered} s")
     # Pictures of another size cannot be in one clip with those before them: each size has its own, with all of the
     # audio, which overlaps where they meet. A save that waits then gets the first.
-    convert("small.ts", "-i", "steady.mkv", "-s", "160x120", "-c:v", "libx264", "-c:a", "copy", "-output_ts_offset", SECONDS)
+    convert("small.ts", "-i", "steady.mkv", "-s", "160x120", "-c:v", "libx264", "-g", 10, "-c:a", "copy",
+            "-output_ts_offset", SECONDS)
     Path("sizes.ts").write_bytes(early + Path("small.ts").read_bytes())
     for options in ((), ("--save-at", SECONDS - 1)):
         replay("sizes.ts", "size.mp4", *options)
@@ -175,6 +176,14 @@ def check_odd_inputs():
         sound = [len(packets(part, "a")) for part in ("sizes.ts", *parts)]
         check(sum(sound[1:]) >= sound[0] - 1, f"packets of audio: {sound}") # one begins before the first picture
         os.unlink(parts[0])
+    # The clip of the first size is complete only after the save that follows.
+    begins = [clip["coveredFrom"] for clip in replay("sizes.ts", "order.mp4", "--save-at", f"2,{SECONDS + .1}")["clips"]]
+    check(len(begins) == 4 and begins == sorted(begins), f"the clips begin at {begins}")
+    # Audio that lags in a pipe: its set-up comes late, and time goes back whenever some of it is read.
+    lagging = [early[at:at + 188] for at in range(0, len(early), 188)]
+    places = sorted(range(len(lagging)), key=lambda i: i + (len(lagging) // 6 if lagging[i][2] == 1 else 0)) # PID 0x101
+    report = replay("-", "lag.mp4", "--save-at", "3,8", input=b"".join(lagging[i] for i in places))
+    expect("clips with sound", [clip["audioPacketsWritten"] > 0 for clip in report["clips"]], [True] * 3)
 
 
 def show(path):
