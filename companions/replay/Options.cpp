@@ -21,8 +21,7 @@ constexpr const char* c_help =
 #include "help.txt.inc"
     ;
 
-/// The arguments without the program's name, last one first, as the parser
-/// wants them.
+/// The arguments without the program's name, last one first, as the parser wants them.
 std::vector<std::string> ReversedArguments()
 {
     int count = 0;

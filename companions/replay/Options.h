@@ -40,7 +40,6 @@ struct Options
     std::wstring completed; ///< file that completed files are listed in (ListCompleted), or empty
 };
 
-/// Reads the process's command line. `*pText` is the text to print instead of
-/// running when help or the version was asked for, else empty.
-/// On failure only `json`, `control` and `completed` can be relied on.
+/// Reads the process's command line. `*pText` is the text to print instead of running when help or the version was
+/// asked for, else empty. On failure only `json`, `control` and `completed` can be relied on.
 Outcome ReadCommandLine(Options* pOptions, std::string* pText);

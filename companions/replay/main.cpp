@@ -25,9 +25,8 @@ void SetUpConsole()
     }
 }
 
-/// The runtime library reads the level when the module loads it. This program
-/// reports a failure once, in its own words; what the components trace, maybe
-/// packet by packet, is shown on request.
+/// The runtime library reads the level when the module loads it. This program reports a failure once, in its own words;
+/// what the components trace, maybe packet by packet, is shown on request.
 void SetTraceLevel(bool verbose)
 {
     constexpr const char* variable = "PYX_TRACE";

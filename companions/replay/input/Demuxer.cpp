@@ -23,8 +23,7 @@ constexpr const char* c_containerNames = "mp4, mov, mkv, webm, ts, avi, flv, ivf
 constexpr pyx_int64 c_mostBack = PYX_TICKS_PER_SECOND;
 constexpr pyx_int64 c_mostAhead = 10 * PYX_TICKS_PER_SECOND;
 
-/// Waits until the pipe has something, so that an interruption is noticed while
-/// it has nothing. Ends also when it is a file, which always has something.
+/// Waits until the pipe has bytes, or until the reading is to end. A file always has some.
 void WaitForBytes(HANDLE hPipe)
 {
     constexpr DWORD interval = 5; // milliseconds
