@@ -332,7 +332,7 @@ Outcome Replay::TakeClip(const PYXSavedClip& clip)
     ListCompleted(m_options.completed, clip.path);
     m_report.clips.push_back({clip, contents});
     m_report.clips.back().clip.from = std::max(clip.from + contents.hidden, m_report.origin);
-    std::ranges::stable_sort(m_report.clips, {}, [](const ReportedClip& other) { return other.clip.from; });
+    std::ranges::sort(m_report.clips, {}, [](const ReportedClip& other) { return other.clip.from; });
     return {};
 }
 
