@@ -31,12 +31,13 @@ TEST(KeyPacketTest, EachCodecIsMarkedUnderItsOwnName)
 TEST(KeyPacketTest, TheFirstReadableFrameTypeTellsKeyPackets)
 {
     for (const std::string row : {"O0 key", "O1 key", "O2", "O-1", "H1 key", "H2", "A0 key", "A1", "O2 H0", "H0 O3 A0",
-                                  "A0 H1 key", ""}) // without a kind it continues its group
+                                  "A0 H1 key", "Hx", ""}) // without a kind it continues its group
     {
         const auto spPacket = HostBuffer::Create(1);
         for (const std::string& type : Split(row.substr(0, row.find(" key")), ' '))
         {
-            spPacket->SetProperty(c_names.at(type[0]), PYXVariantFromInt64(std::stoi(type.substr(1))));
+            const std::wstring text(type.begin() + 1, type.end());
+            spPacket->SetProperty(c_names.at(type[0]), PYXVariantBorrowWString(text.c_str()));
         }
         EXPECT_EQ(PYXIsKeyPacket(spPacket.Get()), row.ends_with("key")) << row;
     }

@@ -65,12 +65,16 @@ constexpr PYXGuid c_ids[] = {
 
 void CheckNumbers()
 {
+    Record("%d %d %d %d %d %d %d %d %d %d %d %d %d %d", PYX_OK, PYX_FAIL, PYX_UNEXPECTED, PYX_ACCESS_DENIED,
+           PYX_INVALID_ARG, PYX_OUT_OF_RANGE, PYX_OUT_OF_MEMORY, PYX_INVALID_POINTER, PYX_NO_INTERFACE,
+           PYX_NOT_IMPLEMENTED, PYX_NOT_FOUND, PYX_NOT_INITIALIZED, PYX_FILE_NOT_OPEN, PYX_EOF);
     for (const PYXGuid& id : c_ids)
     {
         Record("%08x-%04x-%04x-%016llx", id.data1, id.data2, id.data3,
                __builtin_bswap64(__builtin_bit_cast(pyx_uint64, id.data4)));
     }
     EXPECT(sizeof(PYXGuid), 16,
+           "0 1 2 3 4 5 6 7 8 10 11 13 16 23 "
            "9d872f34-90dc-4b93-b6b26ca37c8525db c7cec05b-cfb9-48af-ace3f68df8395fe3 "
            "16b8958d-e943-4a33-a35a885ad828f267 8b51e5e4-455d-4034-a746de1bedc3c406 "
            "fda792af-8712-44df-8ea0dffaad2c8093 1181eee7-95f2-434a-9b96ea550aa78489 "
