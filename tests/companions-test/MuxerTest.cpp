@@ -54,9 +54,9 @@ protected:
 
     FFmpegPtr<AVFormatContext> OpenClip() const
     {
-        FFmpegPtr<AVFormatContext> pFile;
-        EXPECT_EQ(OpenMediaFile(m_clip.string(), nullptr, &pFile), 0);
-        return pFile;
+        AVFormatContext* pFile = nullptr; // its pictures are not decoded: they are none
+        EXPECT_EQ(avformat_open_input(&pFile, ("file:" + m_clip.string()).c_str(), nullptr, nullptr), 0);
+        return FFmpegPtr<AVFormatContext>(pFile);
     }
 
     struct Slice

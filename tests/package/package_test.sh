@@ -44,7 +44,9 @@ path=${CCACHE_BASEDIR:+.*}protected/src/components/RingBuffer/ModuleEntry.cpp # 
 
 echo "== the module exports its entry, imports from the system only, may be at any address, and tells its version"
 "${tool}objdump" -p "$module" >"$work/parts"
-parts=$(sed -nE 's/^(DllCharacteristics\t|\tDLL Name: |\t\[ +[0-9]+\] )([^+]*)$/\2/p' "$work/parts" | LC_ALL=C sort | xargs)
+# Newer ones print more of an export: "[   0] +base[   1]  0000 NAME".
+parts=$(sed -nE 's/^(DllCharacteristics\t|\tDLL Name: |\t\[ +[0-9]+\] (\+base\[ +1\]  0000 )?)([^+ ]+)$/\3/p' "$work/parts" |
+    LC_ALL=C sort | xargs)
 [[ $parts == '00000160 KERNEL32.dll PYXCreateComponentInt msvcrt.dll ole32.dll' ]]
 grep -q 'Entry: ID: 0x000010' "$work/parts"
 cd "$work"
