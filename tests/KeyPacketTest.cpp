@@ -31,7 +31,7 @@ TEST(KeyPacketTest, EachCodecIsMarkedUnderItsOwnName)
 TEST(KeyPacketTest, TheFirstReadableFrameTypeTellsKeyPackets)
 {
     for (const std::string row : {"O0 key", "O1 key", "O2", "O-1", "H1 key", "H2", "A0 key", "A1", "O2 H0", "H0 O3 A0",
-                                  "A0 H1 key", "Hx", ""}) // without a kind it continues its group
+                                  "A0 H1 key", "Ax key", ""}) // without a kind it continues its group
     {
         const auto spPacket = HostBuffer::Create(1);
         for (const std::string& type : Split(row.substr(0, row.find(" key")), ' '))
