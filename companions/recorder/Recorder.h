@@ -131,9 +131,10 @@ struct PYXRecorderLook
 ///     recorder.Save({.path = L"C:\\clips\\a.mp4", .onSaved = Show}); // from the window's
 ///
 /// Clips follow each other: each begins with the picture after the last one of the clip before, or later when less is
-/// asked for. Only the key picture of an open group can be in two of them. A save takes effect at the next key picture, so a host asks its encoder
-/// for one; until then the newest pictures still go into the clip. Meanwhile nothing is copied and no encoder waits: a
-/// second component takes over, and a thread of the recorder's own writes what the first one keeps.
+/// asked for. Only the key picture of an open group can be in two of them. A save takes effect at the next key picture,
+/// so a host asks its encoder for one; until then the newest pictures still go into the clip. Meanwhile nothing is
+/// copied and no encoder waits: a second component takes over, and a thread of the recorder's own writes what the first
+/// one keeps.
 ///
 ///     first component    A A A A A A A A A A |          written by the worker
 ///                              ^ Save        |
